@@ -1,0 +1,30 @@
+# Flags that every target of the project gets through the interface target zorvel_flags.
+
+set(CMAKE_C_FLAGS_DEV "-O1 -g" CACHE STRING "Flags of the Dev build type")
+set(CMAKE_CXX_FLAGS_DEV "-O1 -g" CACHE STRING "Flags of the Dev build type")
+set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+add_library(zorvel_flags INTERFACE)
+target_compile_options(
+  zorvel_flags
+  INTERFACE -Wall -Wextra -Wpedantic -Wshadow
+            $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+            $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
+if(ZORVEL_WERROR)
+  target_compile_options(zorvel_flags INTERFACE -Werror)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # why off: g++ 12 reports both of them in its own library's inlined code.
+  target_compile_options(zorvel_flags INTERFACE -Wno-restrict -Wno-maybe-uninitialized)
+endif()
+if(ZORVEL_SANITIZE)
+  set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  target_compile_options(zorvel_flags INTERFACE ${sanitizers})
+  target_link_options(zorvel_flags INTERFACE ${sanitizers})
+endif()
+if(ZORVEL_FUZZ)
+  target_compile_options(zorvel_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -1,0 +1,52 @@
+# Libraries from outside, all of them Debian packages that tools/setup installs.
+
+macro(zorvel_missing what package)
+  message(FATAL_ERROR "${what} was not found. On Debian: apt-get install ${package} (or run tools/setup).")
+endmacro()
+
+find_path(ZORVEL_BOOST_INCLUDE boost/multiprecision/cpp_int.hpp)
+if(NOT ZORVEL_BOOST_INCLUDE)
+  zorvel_missing("Boost.Multiprecision" libboost-dev)
+endif()
+add_library(zorvel_boost INTERFACE)
+target_include_directories(zorvel_boost SYSTEM INTERFACE ${ZORVEL_BOOST_INCLUDE})
+
+find_package(CLI11 CONFIG QUIET)
+if(NOT CLI11_FOUND)
+  zorvel_missing("CLI11" libcli11-dev)
+endif()
+
+find_path(ZORVEL_GMP_INCLUDE gmp.h)
+find_library(ZORVEL_GMP_LIBRARY gmp)
+if(NOT ZORVEL_GMP_INCLUDE OR NOT ZORVEL_GMP_LIBRARY)
+  zorvel_missing("GMP" libgmp-dev)
+endif()
+add_library(zorvel_gmp INTERFACE)
+target_include_directories(zorvel_gmp SYSTEM INTERFACE ${ZORVEL_GMP_INCLUDE})
+target_link_libraries(zorvel_gmp INTERFACE ${ZORVEL_GMP_LIBRARY})
+
+find_package(FLEX QUIET)
+if(NOT FLEX_FOUND)
+  zorvel_missing("flex" flex)
+endif()
+find_package(BISON 3.8 QUIET)
+if(NOT BISON_FOUND)
+  zorvel_missing("bison" bison)
+endif()
+
+if(ZORVEL_TESTS)
+  find_package(GTest CONFIG QUIET)
+  if(NOT GTest_FOUND)
+    zorvel_missing("GoogleTest" libgtest-dev)
+  endif()
+endif()
+if(ZORVEL_BENCH)
+  find_package(benchmark CONFIG QUIET)
+  if(NOT benchmark_FOUND)
+    zorvel_missing("Google Benchmark" libbenchmark-dev)
+  endif()
+endif()
+
+# The solver's answers are compared with Z3's where its library is there; nothing else uses it.
+find_path(ZORVEL_Z3_INCLUDE z3.h)
+find_library(ZORVEL_Z3_LIBRARY z3)
