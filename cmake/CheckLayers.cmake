@@ -1,5 +1,6 @@
 # cmake -DSOURCE=<src> -DARROWS="room:lower;..." -P CheckLayers.cmake
 # Fails if a file of a room includes a header of a room that it may not use.
+cmake_minimum_required(VERSION 3.25)
 
 string(REPLACE "|" ";" ROOMS "${ARROWS}")
 set(bad "")

@@ -1,7 +1,11 @@
 # Flags that every target of the project gets through the interface target zorvel_flags.
 
-set(CMAKE_C_FLAGS_DEV "-O1 -g" CACHE STRING "Flags of the Dev build type")
-set(CMAKE_CXX_FLAGS_DEV "-O1 -g" CACHE STRING "Flags of the Dev build type")
+# project() has put empty entries for a build type of our own into the cache.
+foreach(language C CXX)
+  if(NOT CMAKE_${language}_FLAGS_DEV)
+    set(CMAKE_${language}_FLAGS_DEV "-O1 -g" CACHE STRING "Flags of the Dev build type" FORCE)
+  endif()
+endforeach()
 set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)

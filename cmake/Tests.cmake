@@ -14,5 +14,5 @@ function(zorvel_tests name)
   target_compile_definitions(
     ${name}_tests
     PRIVATE ZORVEL_SOURCE_DIR="${PROJECT_SOURCE_DIR}" ZORVEL_BINARY_DIR="${PROJECT_BINARY_DIR}")
-  gtest_discover_tests(${name}_tests DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 600)
+  gtest_discover_tests(${name}_tests DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 1800)
 endfunction()
