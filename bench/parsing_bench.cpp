@@ -1,0 +1,111 @@
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "core/environment.h"
+#include "model/expression_factory.h"
+#include "parsers/anml_parser.h"
+#include "parsers/ttp_parser.h"
+
+// Reading of ANML texts and of plans, in bytes a second; `nodes` is the number of distinct expressions made
+// for one text. The folder of the first benchmark is that of the environment variable ZORVEL_PROBLEMS, by
+// default the examples. For instructions, which tell more than times on a busy machine, run it under
+// `valgrind --tool=callgrind` with --benchmark_filter and one iteration.
+
+namespace zorvel {
+namespace {
+
+std::vector<std::string> texts_of_folder() {
+  const char* folder = std::getenv("ZORVEL_PROBLEMS");
+  std::vector<std::string> texts;
+  const std::filesystem::path examples =
+      std::filesystem::path(__FILE__).parent_path().parent_path() / "examples";
+  for (const auto& entry :
+       std::filesystem::recursive_directory_iterator(folder == nullptr ? examples : folder)) {
+    if (entry.path().extension() != ".anml") continue;
+    std::ifstream file(entry.path(), std::ios::binary);
+    texts.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  }
+  return texts;
+}
+
+/// Reads each text in an environment of its own.
+void read_all(benchmark::State& state, const std::vector<std::string>& texts) {
+  std::int64_t bytes = 0;
+  std::uint64_t nodes = 0;
+  for (auto _ : state) {
+    nodes = 0;
+    for (const std::string& text : texts) {
+      Environment env;
+      std::istringstream stream(text);
+      benchmark::DoNotOptimize(AnmlParser(env).parse(stream));
+      nodes += env.expression_factory().node_manager().size();
+      bytes += static_cast<std::int64_t>(text.size());
+    }
+  }
+  state.SetBytesProcessed(bytes);
+  state.counters["nodes"] = static_cast<double>(nodes);
+}
+
+void folder(benchmark::State& state) { read_all(state, texts_of_folder()); }
+
+/// Initial values of a fluent over a road map: as many distinct references as lines.
+std::string initial_values(std::size_t bytes) {
+  std::string text = "type Place; fluent boolean road(Place a, Place b);\n";
+  for (int place = 0; place < 1000; ++place) text += "instance Place p" + std::to_string(place) + ";\n";
+  for (int line = 0; text.size() < bytes; ++line)
+    text += "[start] road(p" + std::to_string(line % 1000) + ", p" + std::to_string(line / 1000 % 1000) +
+            ") := true;\n";
+  return text;
+}
+
+/// Many actions of ten statements each, over few fluents.
+std::string actions(std::size_t bytes) {
+  std::string text =
+      "type T; fluent boolean p(T t); fluent boolean q(T t, T u); fluent integer [0, 100] n;\n";
+  for (int number = 0; text.size() < bytes; ++number) {
+    const std::string digits = std::to_string(number);
+    text += "action act" + digits + "(T t, T u) {\n  duration := " + digits +
+            ";\n  [start] p(t) and not q(t, u);\n  (start, end) p(u) or q(u, t);\n  [start] n >= 3;\n"
+            "  [start] p(t) := false;\n  [end] p(t) := true;\n  [start + 1] q(t, u) := true;\n"
+            "  [end] q(t, u) := false;\n  [end - 1] t != u;\n  [end] n := " +
+            std::to_string(number % 100) + ";\n};\n";
+  }
+  return text;
+}
+
+void long_initial_state(benchmark::State& state) {
+  read_all(state, {initial_values(static_cast<std::size_t>(state.range(0)) << 20)});
+}
+void many_actions(benchmark::State& state) {
+  read_all(state, {actions(static_cast<std::size_t>(state.range(0)) << 20)});
+}
+
+void long_plan(benchmark::State& state) {
+  Environment env;
+  std::istringstream problem_text("type T; instance T a, b; action move(T from, T to) { duration := 1; };");
+  const auto problem = AnmlParser(env).parse(problem_text);
+  std::string text;
+  for (std::int64_t step = 0; step < state.range(0); ++step)
+    text += std::to_string(step) + "/7: move(a, b) [5/2]\n";
+  for (auto _ : state) {
+    std::istringstream stream(text);
+    benchmark::DoNotOptimize(TTPParser(env, problem).parse(stream));
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+}
+
+BENCHMARK(folder)->Unit(benchmark::kMillisecond);
+BENCHMARK(long_initial_state)->Arg(1)->Arg(4)->Arg(20)->Unit(benchmark::kMillisecond);
+BENCHMARK(many_actions)->Arg(1)->Arg(4)->Arg(20)->Unit(benchmark::kMillisecond);
+BENCHMARK(long_plan)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace zorvel
+
+BENCHMARK_MAIN();

@@ -1,0 +1,93 @@
+#include "parsers/anml_parser.h"
+
+#include <array>
+
+#include "core/errors.h"
+#include "model/model_factory.h"
+#include "parsers/anml_builder.h"
+#include "parsers/anml_grammar.h"
+#include "parsers/input_file.h"
+#include "parsers/name_resolver.h"
+
+// The generated scanner's header is not included: it redefines half of its macros for other scanners.
+typedef void* yyscan_t;
+struct yy_buffer_state;
+int zorvel_anml_parser_lex_init_extra(zorvel::AnmlBuilder* builder, yyscan_t* scanner);
+int zorvel_anml_parser_lex_destroy(yyscan_t scanner);
+yy_buffer_state* zorvel_anml_parser__scan_buffer(char* text, std::size_t size, yyscan_t scanner);
+
+namespace zorvel {
+
+using namespace model;
+
+namespace {
+
+/// The whole text, and behind it the two zero bytes that the scanner wants.
+std::string read_all(std::istream& stream) {
+  std::string text;
+  std::array<char, 1 << 16> piece;
+  while (stream.read(piece.data(), piece.size()), stream.gcount() > 0)
+    text.append(piece.data(), static_cast<std::size_t>(stream.gcount()));
+  if (stream.bad() || !stream.eof()) throw InvalidParameterError("The input cannot be read");
+  text.append(2, '\0');
+  return text;
+}
+
+class Scanner {
+ public:
+  Scanner(AnmlBuilder& builder, std::string& text) {
+    if (zorvel_anml_parser_lex_init_extra(&builder, &scanner_) != 0) throw std::bad_alloc();
+    zorvel_anml_parser__scan_buffer(text.data(), text.size(), scanner_);
+  }
+  ~Scanner() { zorvel_anml_parser_lex_destroy(scanner_); }
+  Scanner(const Scanner&) = delete;
+  Scanner& operator=(const Scanner&) = delete;
+  void* get() const { return scanner_; }
+
+ private:
+  yyscan_t scanner_ = nullptr;
+};
+
+void run_grammar(AnmlBuilder& builder, std::istream& stream) {
+  std::string text = read_all(stream);
+  const Scanner scanner(builder, text);
+  zorvel_anml_parser_parse(scanner.get(), &builder);
+  builder.rethrow();
+}
+
+/// The metric of action costs, if the text asked for it: top-level actions without a cost of their own get
+/// the default.
+void add_cost_metric(const AnmlBuilder& builder, ProblemInstanceImpl& problem) {
+  if (!builder.minimizes_cost()) return;
+  MinimizeActionCost::Costs costs = builder.costs();
+  for (const auto& [name, action] : problem.actions()) costs.emplace(action, builder.default_cost());
+  problem.add_metric(std::make_shared<MinimizeActionCost>(std::move(costs)));
+}
+
+}  // namespace
+
+AnmlParser::AnmlParser(Environment& env) : EnvObject(env) {}
+AnmlParser::~AnmlParser() = default;
+
+ProblemPtr AnmlParser::parse(std::istream& text) {
+  error_line_ = 0;
+  const auto raw = std::make_shared<ProblemInstanceImpl>(env(), env().model_factory().weak_from_this());
+  AnmlBuilder builder(env(), raw);
+  try {
+    run_grammar(builder, text);
+  } catch (...) {
+    error_line_ = builder.failing_line();
+    throw;
+  }
+  add_cost_metric(builder, *raw);
+  return NameResolver(env(), &builder.lines(), &error_line_)(raw);
+}
+
+ProblemPtr AnmlParser::parse_file(const std::string& path) {
+  error_line_ = 0;
+  std::error_code ignored;
+  std::ifstream file = open_input_file(path);
+  return parse(file);
+}
+
+}  // namespace zorvel
