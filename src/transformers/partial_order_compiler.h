@@ -1,0 +1,55 @@
+#pragma once
+
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "core/numbers.h"
+#include "model/walkers/check_contains_walker.h"
+#include "plans/bound.h"
+#include "transformers/duration_splitter.h"
+#include "transformers/static_fluents.h"
+
+namespace zorvel::model {
+
+/// Splits each action that has points measured from its start and points measured from its end into versions
+/// in which the order of these points is fixed: one for each exact duration at which a point from the end
+/// meets one from the start, and one for each range between such durations. Versions are named with a running
+/// number; an action that is not split stays as it is, also one without an upper bound on its duration.
+///
+/// A duration at which two effects on one target coincide is left out.
+class PartialOrderCompiler : public DurationSplitter {
+ public:
+  explicit PartialOrderCompiler(const ProblemPtr& problem)
+      : DurationSplitter(problem),
+        static_fluents_(problem),
+        has_duration_(problem->env(), NodeKind::DURATION) {}
+
+  /// InternalError "This phase can be only applied to flattened models!", "Zero-duration action not
+  /// allowed!", an empty text for a time anchor of an unknown form, and for a statement on the duration that
+  /// cannot be read the statement as text.
+  void do_computation() override;
+
+ private:
+  /// The points and durations of one action.
+  struct Points {
+    std::set<rational> from_start;   // offsets after the start
+    std::vector<rational> from_end;  // offsets before the end
+    bool has_start_offset = false;
+    bool has_end_offset = false;
+    std::vector<Node*> duration_list;  // static fluents replaced
+    std::vector<Node*> kept;           // the expressions that do not read the duration
+  };
+
+  Points points_of(const ActionImpl& action) const;
+  void add_point(Node* anchor, Points& points) const;
+  /// No value if the action is carried over.
+  std::optional<std::vector<Draft>> split(const ActionImpl& action) const;
+  std::optional<Draft> draft(const Points& points, const DurationBounds& limits, Node* constraint) const;
+  bool has_conflict(const ActionImpl& action, const Points& points, const rational& duration) const;
+
+  StaticFluents static_fluents_;
+  CheckContainsWalker has_duration_;  // kept for its memo: actions share most of their nodes
+};
+
+}  // namespace zorvel::model

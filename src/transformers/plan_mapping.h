@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "core/numbers.h"
+#include "transformers/basic_transformer.h"
+
+// The common part of all mappings of plans: what differs from transformer to transformer is what becomes of
+// one step.
+
+namespace zorvel::model {
+
+/// A step of a plan with what a transformer may read of it.
+struct PlannedStep {
+  ActionStep step;
+  std::optional<rational> duration;
+  Node* post_condition;  ///< Null if there is none.
+};
+
+/// The image of a step. Its start and duration are those of the original.
+struct MappedStep {
+  ActionStep step;
+  Node* post_condition;
+};
+
+/// The plan with every step replaced by its image; a step without one is dropped, and precedences are kept
+/// among the steps that remain. Steps keep their order and their ids' order. InternalError "Unknown plan kind
+/// to be converted by " and `kind_ending` for any kind of plan but the two known ones.
+std::shared_ptr<Plan> map_plan(const std::shared_ptr<Plan>& plan, std::string_view kind_ending,
+                               const std::function<std::optional<MappedStep>(const PlannedStep&)>& image);
+
+/// A time-triggered plan with every step replaced by all of its images, in order.
+std::shared_ptr<TimeTriggeredPlan> map_time_triggered(
+    const std::shared_ptr<TimeTriggeredPlan>& plan,
+    const std::function<std::vector<MappedStep>(const PlannedStep&)>& images);
+
+}  // namespace zorvel::model
