@@ -1,0 +1,101 @@
+#include "validation/plan_form.h"
+
+#include <sstream>
+#include <unordered_map>
+
+#include "core/errors.h"
+#include "model/action.h"
+#include "model/expression_factory.h"
+#include "model/instance.h"
+#include "model/model_factory.h"
+#include "model/user_type.h"
+
+namespace zorvel::validation {
+
+using model::ExpressionFactory;
+
+namespace {
+
+/// From each action to the user type that declares it, null at top level.
+using Owners = std::unordered_map<const model::ActionImpl*, const model::UserTypeImpl*>;
+
+void collect_owners(const model::TypeScope& scope, const model::UserTypeImpl* owner, Owners& owners) {
+  for (const auto& [name, action] : scope.actions()) owners.emplace(action.get(), owner);
+  for (const auto& [name, type] : scope.user_types()) collect_owners(*type, type.get(), owners);
+}
+
+bool is_a(const model::UserTypeImpl& type, const model::TypeBase& wanted) {
+  if (&type == &wanted) return true;
+  for (const model::TypePtr& base : type.base_types())
+    if (base.get() == &wanted ||
+        (base->is_user_defined() && is_a(dynamic_cast<const model::UserTypeImpl&>(*base), wanted)))
+      return true;
+  return false;
+}
+
+bool fits(Environment& env, Node* value, const model::TypeBase& type) {
+  const ExpressionFactory& factory = env.expression_factory();
+  if (type.is_boolean()) return ExpressionFactory::is_boolean_constant(value);
+  if (type.is_integer() || type.is_rational()) {
+    if (!ExpressionFactory::is_numeric_constant(value)) return false;
+    const rational number = factory.get_numeric_constant(value);
+    return (type.is_rational() || number.is_integer()) && model::within_bounds(type, number);
+  }
+  if (!type.is_user_defined()) return true;
+  if (!ExpressionFactory::is_instance_reference(value)) return false;
+  return &type == env.model_factory().make_object_type().get() ||
+         is_a(*factory.get_instance_from_reference(value)->type(), type);
+}
+
+class StepCheck {
+ public:
+  StepCheck(Environment& env, const TimeTriggeredStep& step) : env_(env), step_(step) {}
+
+  std::string find_fault(const model::UserTypeImpl* owner) const {
+    const model::ParameterVector& formal = step_.action->parameters();
+    if (step_.start < rational(0)) return fault("starts before time 0");
+    if (step_.has_duration && step_.duration < rational(0)) return fault("has a negative duration");
+    if (owner == nullptr && step_.instance) return fault("names an object, and its action is no method");
+    if (owner != nullptr && !step_.instance) return fault("names no object, and its action is a method");
+    if (owner != nullptr && !is_a(*step_.instance->type(), *owner))
+      return fault("runs on an object that is no " + owner->name());
+    if (step_.parameters.size() != formal.size())
+      return fault("needs " + std::to_string(formal.size()) + " parameters");
+    for (std::size_t i = 0; i < formal.size(); ++i)
+      if (step_.parameters[i] == nullptr || !fits(env_, step_.parameters[i], *formal[i]->type()))
+        return fault("has a parameter '" + formal[i]->name() + "' that is no " +
+                     formal[i]->type()->reference_name());
+    return {};
+  }
+
+ private:
+  std::string fault(const std::string& what) const {
+    std::ostringstream text;
+    text << "Step " << step_.start << ": ";
+    print_plan_action(text, step_);
+    if (step_.has_duration) text << " [" << step_.duration << ']';
+    text << ' ' << what;
+    return text.str();
+  }
+
+  Environment& env_;
+  const TimeTriggeredStep& step_;
+};
+
+}  // namespace
+
+std::string find_malformed_step(const model::ProblemInstanceImpl& problem, const TimeTriggeredPlan& plan) {
+  Owners owners;
+  collect_owners(problem, nullptr, owners);
+  for (const auto& [time, steps] : plan.steps())
+    for (const auto& step : steps) {
+      const auto owner = owners.find(step->action.get());
+      if (owner == owners.end())
+        throw InternalError("Found an action that is unknown to the validator: ") << step->action->name();
+      std::string fault = StepCheck(plan.env(), *step).find_fault(owner->second);
+      if (!fault.empty()) return fault;
+    }
+  return {};
+}
+
+}  // namespace zorvel::validation

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+#include "model/problem_instance.h"
+#include "plans/time_triggered_plan.h"
+
+namespace zorvel::validation {
+
+/// What is wrong with a plan before anything is simulated: a step whose parameters or object do not fit its
+/// action, or that lies before time 0 or has a negative duration. Empty if nothing is.
+///
+/// A step of an action that the problem lacks raises InternalError "Found an action that is unknown to the
+/// validator: " and the name.
+std::string find_malformed_step(const model::ProblemInstanceImpl& problem, const TimeTriggeredPlan& plan);
+
+}  // namespace zorvel::validation

@@ -1,0 +1,304 @@
+#include "validation/replay.h"
+
+#include <algorithm>
+#include <ostream>
+#include <sstream>
+#include <utility>
+
+#include "core/errors.h"
+#include "core/log.h"
+#include "model/expression_factory.h"
+#include "model/walkers/expression_simplifier.h"
+#include "model/walkers/expression_substituter.h"
+#include "state/search_state.h"
+
+namespace zorvel::validation {
+
+using model::print_expression;
+
+namespace {
+
+template <class... Parts>
+std::string text_of(const Parts&... parts) {
+  std::ostringstream text;
+  (text << ... << parts);
+  return text.str();
+}
+
+}  // namespace
+
+Replay::Replay(CompiledProblem& problem, const Timeline& timeline)
+    : problem_(problem), timeline_(timeline), evaluate_(problem.slots()), world_(timeline.initial) {}
+
+bool Replay::run() {
+  const std::vector<const Event*>& events = timeline_.order;
+  std::size_t next = 0;
+  while (next < events.size()) {
+    const rational& time = events[next]->start;
+    if (time != now_ && !advance(time)) return false;
+    for (; next < events.size() && events[next]->start == time; ++next)
+      if (!process(*events[next])) return false;
+    const auto has_begun = [&](const Event& event) {
+      return event.statement->is_left_closed || event.start < now_;
+    };
+    if (!check_stale_conditions(has_begun)) return false;
+  }
+  apply_changes();
+  return check_stale_conditions([&](const Event& event) { return event.end > now_; });
+}
+
+/// Goes on to `time`, through the state that holds from now_ until then.
+bool Replay::advance(const rational& time) {
+  apply_changes();
+  // why here: No event need stand between now_ and an interval's end, so this state may be the only one in
+  // which a condition fails, or a `contains` holds.
+  if (!check_stale_conditions([&](const Event& event) { return event.end > now_; })) return false;
+  now_ = time;
+  ++instant_;
+  return retire_conditions(time);
+}
+
+void Replay::apply_changes() {
+  for (Change& change : changes_) {
+    const std::size_t slot = index(change.slot);
+    if (slot >= world_.size()) world_.resize(problem_.slots().size());
+    if (world_[slot] == change.value) continue;
+    world_[slot] = std::move(change.value);
+    if (slot >= watchers_.size()) continue;
+    std::erase_if(watchers_[slot], [&](ConditionId id) { return conditions_[id].is_over; });
+    for (const ConditionId id : watchers_[slot]) {
+      if (conditions_[id].is_stale) continue;
+      conditions_[id].is_stale = true;
+      stale_.push_back(id);
+    }
+  }
+  changes_.clear();
+}
+
+bool Replay::retire_conditions(const rational& time) {
+  const auto ends_later = [&](ConditionId a, ConditionId b) {
+    return conditions_[a].event->end > conditions_[b].event->end;
+  };
+  while (!by_end_.empty() && conditions_[by_end_.front()].event->end < time) {
+    std::pop_heap(by_end_.begin(), by_end_.end(), ends_later);
+    ActiveCondition& condition = conditions_[by_end_.back()];
+    by_end_.pop_back();
+    const bool is_missed = condition.event->statement->is_contains && !condition.is_over;
+    condition.is_over = true;
+    if (is_missed) return fail_contains(*condition.event);
+  }
+  return true;
+}
+
+bool Replay::process(const Event& event) {
+  if (Log::enabled(LogLevel::DEBUG)) {
+    ZORVEL_LOG(DEBUG) << "Simulation Time: " << now_;
+    if (Log::enabled(LogLevel::TRACE)) log_state();
+  }
+  switch (event.statement->kind) {
+    case StatementKind::CONDITION: return process_condition(event);
+    case StatementKind::EFFECT: return process_effect(event);
+    case StatementKind::SIMULATED_EFFECT: return process_simulated_effect(event);
+  }
+  return true;
+}
+
+bool Replay::process_condition(const Event& event) {
+  if (event.end < event.start)  // an interval without any moment demands nothing, unless one is asked for
+    return !event.statement->is_contains || fail_contains(event);
+  if (event.start < event.end || event.statement->is_contains) {
+    activate(event);
+    return true;
+  }
+  if (evaluate_condition(event, nullptr).is_true()) return true;
+  return fail(event, text_of("Condition ", print_expression{ground(event, event.statement->condition)},
+                             " is violated!"));
+}
+
+void Replay::activate(const Event& event) {
+  const auto id = static_cast<ConditionId>(conditions_.size());
+  conditions_.push_back({&event, false, true, {}});
+  stale_.push_back(id);
+  by_end_.push_back(id);
+  std::push_heap(by_end_.begin(), by_end_.end(), [&](ConditionId a, ConditionId b) {
+    return conditions_[a].event->end > conditions_[b].event->end;
+  });
+}
+
+/// Evaluates the stale conditions whose event `applies`; the others stay stale.
+template <class Applies>
+bool Replay::check_stale_conditions(Applies applies) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < stale_.size(); ++i) {
+    const ConditionId id = stale_[i];
+    ActiveCondition& condition = conditions_[id];
+    if (condition.is_over) continue;
+    if (!applies(*condition.event)) {
+      stale_[kept++] = id;
+      continue;
+    }
+    condition.is_stale = false;
+    if (!check(id)) return false;
+  }
+  stale_.resize(kept);
+  return true;
+}
+
+bool Replay::check(ConditionId id) {
+  ActiveCondition& condition = conditions_[id];
+  const Event& event = *condition.event;
+  reads_.clear();
+  const bool holds = evaluate_condition(event, &reads_).is_true();
+  std::sort(reads_.begin(), reads_.end());
+  reads_.erase(std::unique(reads_.begin(), reads_.end()), reads_.end());
+  for (const Slot slot : reads_) {
+    if (std::find(condition.watched.begin(), condition.watched.end(), slot) != condition.watched.end())
+      continue;
+    condition.watched.push_back(slot);
+    if (index(slot) >= watchers_.size()) watchers_.resize(problem_.slots().size());
+    watchers_[index(slot)].push_back(id);
+  }
+  if (event.statement->is_contains) {
+    if (holds) {
+      condition.is_over = true;
+      ZORVEL_LOG(DEBUG) << "Contains condition "
+                        << print_expression{ground(event, event.statement->condition)}
+                        << " satisfied at time " << now_;
+    }
+    return true;
+  }
+  if (holds) return true;
+  return fail(event,
+              text_of("Durative Condition ", print_expression{ground(event, event.statement->condition)},
+                      " is violated at time ", event.end));
+}
+
+const Value& Replay::evaluate_condition(const Event& event, std::vector<Slot>* reads) {
+  const Statement& statement = *event.statement;
+  evaluate_.run(statement.body, event.occurrence->binding, world_, reads);
+  const Value& value = evaluate_.output(statement.body, 0);
+  if (value.kind == ValueKind::OPAQUE || (value.is_known() && !value.is_boolean()))
+    raise_opaque(event, statement.condition);
+  return value;
+}
+
+bool Replay::process_effect(const Event& event) {
+  const Statement& statement = *event.statement;
+  evaluate_.run(statement.body, event.occurrence->binding, world_);
+  const Value& value = evaluate_.output(statement.body, 0);
+  if (value.kind == ValueKind::OPAQUE) raise_opaque(event, statement.value);
+  return record(event, statement.targets.front(), value);
+}
+
+/// Notes a change to be seen from the next instant on.
+bool Replay::record(const Event& event, const Target& target, const Value& value) {
+  FluentSlots& slots = problem_.slots();
+  const auto slot =
+      evaluate_.target(event.statement->body, target.fluent, target.first_argument, target.arity);
+  if (!slot)
+    return fail(event, text_of("Effect on ", print_expression{ground(event, target.reference)},
+                               ", which has an argument outside its parameter's type"));
+  Node* const reference = slots.reference(*slot);
+  if (!value.is_known())
+    return fail(event, text_of("Effect on ", print_expression{reference},
+                               value.kind == ValueKind::UNBOUNDED
+                                   ? " reads a fluent at an argument outside its parameter's type"
+                                   : " divides by zero or takes the root of a negative number"));
+  if (!slots.within_bounds(target.fluent, value))
+    return fail(event, text_of("Effect on ", print_expression{reference}, " leaves the type ",
+                               slots.type_name(target.fluent), ": ", value.number));
+  if (index(*slot) >= changed_at_.size()) changed_at_.resize(slots.size(), 0);
+  if (changed_at_[index(*slot)] == instant_)
+    return fail(event, text_of("Double effect on ", print_expression{reference}, " at the same time!"));
+  changed_at_[index(*slot)] = instant_;
+  changes_.push_back({*slot, slots.as_content(target.fluent, value)});
+  ZORVEL_LOG(DEBUG) << "Assigning " << print_expression{reference} << " := "
+                    << print_expression{changes_.back().value.node(slots.env().expression_factory())};
+  return true;
+}
+
+bool Replay::process_simulated_effect(const Event& event) {
+  FluentSlots& slots = problem_.slots();
+  model::ExpressionFactory& factory = slots.env().expression_factory();
+  StateIndex state_index;
+  SearchState state(world_.size(), 0);
+  for (std::size_t i = 0; i < world_.size(); ++i) {
+    if (world_[i].kind == ValueKind::UNSET) continue;
+    Node* const reference = slots.reference(static_cast<Slot>(i));
+    state_index.emplace(reference, i);
+    state.override_value(i, world_[i].node(factory));
+  }
+  const Binding& binding = event.occurrence->binding;
+  std::vector<Node*> parameters;
+  for (const Value& parameter : binding.parameters) parameters.push_back(parameter.node(factory));
+
+  const Statement& statement = *event.statement;
+  const std::vector<Node*> values = statement.simulated_effect->function(state, state_index, parameters);
+  if (values.size() != statement.targets.size())
+    throw InternalError("A simulated effect on ")
+        << statement.targets.size() << " fluents returned " << values.size() << " values";
+  evaluate_.run(statement.body, binding, world_);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const Value value = Value::of_node(factory, values[i]);
+    if (!value.is_known()) raise_opaque(event, values[i]);
+    if (!record(event, statement.targets[i], value)) return false;
+  }
+  return true;
+}
+
+/// The expression with the step's parameters in place. Slow: for messages.
+Node* Replay::ground(const Event& event, Node* expression) const {
+  const TimeTriggeredStep* step = event.occurrence->step;
+  if (step == nullptr) return expression;
+  Environment& env = problem_.slots().env();
+  model::NodeMap values;
+  const model::ParameterVector& parameters = step->action->parameters();
+  for (std::size_t i = 0; i < parameters.size(); ++i)
+    values[env.expression_factory().make_parameter_reference(parameters[i])] = step->parameters[i];
+  return model::ExpressionSubstituter(env, values, {}, false)(expression);
+}
+
+void Replay::raise_opaque(const Event& event, Node* expression) const {
+  Node* const stated = ground(event, expression);
+  const model::ExpressionSimplifier simplify(problem_.slots().env());
+  throw InvalidParameterError("Unable to simplify to a constant! ")
+      << print_expression{stated} << " -> " << print_expression{simplify(stated)} << context(event);
+}
+
+/// Where the statement of an event stands.
+std::string Replay::context(const Event& event) const {
+  std::ostringstream text;
+  text << " (time " << now_ << ", ";
+  if (const TimeTriggeredStep* step = event.occurrence->shown) {
+    text << "step " << step->start << ": ";
+    print_plan_action(text, *step);
+    if (step->has_duration) text << " [" << step->duration << ']';
+  } else {
+    text << "statement " << print_expression{event.statement->source} << " of the problem";
+  }
+  text << ')';
+  return text.str();
+}
+
+bool Replay::fail_contains(const Event& event) {
+  return fail(event, text_of("Contains condition ",
+                             print_expression{ground(event, event.statement->condition)}, " is violated!"));
+}
+
+bool Replay::fail(const Event& event, const std::string& what) {
+  ZORVEL_LOG(DEBUG) << what;
+  reason_ = what + context(event);
+  return false;
+}
+
+void Replay::log_state() const {
+  const FluentSlots& slots = problem_.slots();
+  ZORVEL_LOG(TRACE) << "Current State:";
+  for (std::size_t i = 0; i < world_.size(); ++i) {
+    if (world_[i].kind == ValueKind::UNSET) continue;
+    ZORVEL_LOG(TRACE) << print_expression{slots.reference(static_cast<Slot>(i))}
+                      << " := " << print_expression{world_[i].node(slots.env().expression_factory())};
+  }
+}
+
+}  // namespace zorvel::validation

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/environment.h"
+#include "model/problem_instance.h"
+#include "plans/time_triggered_plan.h"
+
+namespace zorvel {
+
+namespace model {
+class BasicTransformer;
+}
+namespace validation {
+class CompiledProblem;
+}
+
+/// Decides by simulation whether plans are valid for a problem. It does not search.
+///
+/// The steps of a plan and the timed statements of the problem become events on one line of time, which are
+/// replayed on the values of the fluents. Time is exact, and rounded to five decimals in each event. An
+/// effect is seen from behind its instant on, so a condition at that instant reads the old value. Equalities
+/// and bounds on a duration may be missed by less than 1e-5, since plans come from rounded texts; nothing
+/// else has slack. Goals, at the end of the problem, stand one unit behind the last event.
+///
+/// Beside what is stated, a plan needs: known actions with parameters of their types, no negative times, no
+/// two effects on one fluent at one time, and values within the bounds of their fluents.
+class TTValidator : public EnvObject {
+ public:
+  /// Takes `problem` to the form that is simulated. A problem with time that passes continuously, processes,
+  /// sets or intervals of durations raises InternalError, as does whatever its transformers refuse.
+  TTValidator(Environment& env, const model::ProblemPtr& problem);
+  ~TTValidator() override;
+  TTValidator(const TTValidator&) = delete;
+
+  /// Whether `plan` is valid; may be asked for any number of plans. A plan that is not gives false, never an
+  /// error. An expression without a value in any state raises InvalidParameterError "Unable to simplify to a
+  /// constant! ", a fluent that is read before it was given a value InvalidParameterError "Missing value for
+  /// fluent: ", a plan with actions of another problem InternalError "Found an action that is unknown to the
+  /// validator: " and the name; null InternalError "No plan to validate".
+  bool check_validity(const std::shared_ptr<TimeTriggeredPlan>& plan);
+
+  /// Why the last plan is invalid: what fails, when, and in which step or statement. Empty if it is valid.
+  /// The first half also goes to the log at level DEBUG.
+  const std::string& reason() const { return reason_; }
+
+ private:
+  void apply_transformers();
+  void add_transformer(std::shared_ptr<model::BasicTransformer> transformer);
+
+  model::ProblemPtr problem_;            // as given
+  model::ProblemPtr simulated_problem_;  // behind the transformers
+  std::vector<std::shared_ptr<model::BasicTransformer>> transformers_;
+  std::unique_ptr<validation::CompiledProblem> compiled_;
+  std::string reason_;
+};
+
+}  // namespace zorvel
