@@ -1,0 +1,219 @@
+#include "search/planner.h"
+
+#include <algorithm>
+
+#include "core/errors.h"
+#include "core/log.h"
+#include "model/expression_factory.h"
+#include "model/fluent.h"
+#include "model/walkers/check_contains_walker.h"
+#include "model/walkers/expression_free_vars.h"
+#include "model/walkers/normal_forms.h"
+#include "search/classical_action.h"
+#include "search/hmax.h"
+#include "transformers/duration_bounds.h"
+#include "transformers/empty_conditions_compiler.h"
+#include "transformers/flattener.h"
+#include "transformers/forall_compiler.h"
+#include "transformers/free_var_params_compiler.h"
+#include "transformers/grounder.h"
+#include "transformers/increase_decrease_compiler.h"
+#include "transformers/partial_order_compiler.h"
+#include "transformers/temporally_aware_relaxer.h"
+
+namespace zorvel {
+
+using F = model::ExpressionFactory;
+
+namespace {
+
+bool has_members(const model::UserTypeImpl& type) {
+  return !type.actions().empty() || !type.user_types().empty() || !type.fluents().empty() ||
+         !type.constants().empty();
+}
+
+/// Whether an expression of the problem or of an action holds a node of one of the kinds.
+bool occurs_anywhere(const model::ProblemInstanceImpl& problem, std::initializer_list<NodeKind> kinds) {
+  for (const NodeKind kind : kinds) {
+    const model::CheckContainsWalker contains(problem.env(), kind);
+    const auto occurs = [&](const model::ExpressionSet& expressions) {
+      return std::any_of(expressions.begin(), expressions.end(), [&](Node* node) { return contains(node); });
+    };
+    if (occurs(problem.expressions())) return true;
+    for (const auto& [name, action] : problem.actions())
+      if (occurs(action->expressions())) return true;
+  }
+  return false;
+}
+
+constexpr std::initializer_list<NodeKind> set_kinds{NodeKind::IN,         NodeKind::SUBSET,
+                                                    NodeKind::UNION,      NodeKind::INTERSECTION,
+                                                    NodeKind::DIFFERENCE, NodeKind::SET_CONSTANT};
+
+[[noreturn]] void refuse(const char* feature) {
+  throw InternalError("This version of the planner cannot handle problems with ") << feature;
+}
+
+}  // namespace
+
+void Planner::apply(std::shared_ptr<model::BasicTransformer> transformer) {
+  transformer->do_computation();
+  problem_ = transformer->new_problem();
+  transformers_.push_back(std::move(transformer));
+}
+
+std::shared_ptr<Plan> Planner::map_back(std::shared_ptr<Plan> plan) const {
+  for (auto transformer = transformers_.rbegin(); transformer != transformers_.rend(); ++transformer)
+    plan = (*transformer)->map_back(plan);
+  return plan;
+}
+
+TpPlanner::TpPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic)
+    : Planner(env, std::move(problem)), custom_heuristic_(std::move(custom_heuristic)) {
+  apply_transformers();
+  for (const auto& [name, action] : problem_->actions()) relevant_actions_.insert(action);
+}
+
+const std::string& TpPlanner::name() const {
+  static const std::string name = "FTP";
+  return name;
+}
+
+void TpPlanner::apply_transformers() {
+  const bool is_scoped = std::any_of(problem_->user_types().begin(), problem_->user_types().end(),
+                                     [](const auto& entry) { return has_members(*entry.second); });
+  if (is_scoped) {
+    if (custom_heuristic_) throw InternalError("Custom heuristic is not supported in non-flat problems!");
+    apply(std::make_shared<model::Flattener>(problem_));
+  }
+  if (model::IncreaseDecreaseCompiler::is_needed(*problem_))
+    apply(std::make_shared<model::IncreaseDecreaseCompiler>(problem_));
+  if (problem_->has_forall()) apply(std::make_shared<model::ForallCompiler>(problem_));
+  apply(std::make_shared<model::FreeVarParamsCompiler>(problem_));
+  if (problem_->has_temporal_uncertainty()) refuse("uncontrollable durations");
+  if (!problem_->is_ground(true)) {
+    const bool prune = !env().configuration().get_boolean_value("disable-prune-actions");
+    apply(std::make_shared<model::Grounder>(problem_, false, prune));
+    if (!problem_->is_ground(true)) throw InternalError("Not able to ground the problem!");
+  }
+  if (problem_->has_sets() || occurs_anywhere(*problem_, set_kinds)) {
+    if (custom_heuristic_) throw InternalError("Custom heuristic is not supported in problems with sets!");
+    refuse("sets");
+  }
+  if (occurs_anywhere(*problem_, {NodeKind::CONTAINS})) refuse("contains");
+  apply(std::make_shared<model::EmptyConditionsCompiler>(problem_));
+  apply(std::make_shared<model::PartialOrderCompiler>(problem_));
+  if (problem_->has_continuous_change()) throw InternalError("Continuous change is not supported!");
+  if (problem_->has_processes()) throw InternalError("Processes are not supported!");
+}
+
+std::shared_ptr<Plan> TpPlanner::solve() {
+  initialize_heuristic();
+  const bool weak_equality = env().configuration().get_boolean_value("weak-equality");
+  std::shared_ptr<Plan> plan = _solve(weak_equality);
+  if (weak_equality && outcome_ == SearchOutcome::no_plan) {
+    ZORVEL_LOG(INFO) << "Weak Equality detected unsolvability. Resorting to tree-search!";
+    plan = _solve(false);
+  }
+  return plan;
+}
+
+bool TpPlanner::set_heuristics(tp::SearchState& state) {
+  if (heuristics_.empty()) state.set_f(state.g(), 0);
+  for (std::size_t i = 0; i < heuristics_.size(); ++i) {
+    if (!heuristics_[i]) {
+      state.set_f(state.g(), i);
+      continue;
+    }
+    const double h = (*heuristics_[i])(state);
+    if (h == dead_end) return false;
+    const double w = heuristics_[i]->weight();
+    state.set_f((1 - w) * state.g() + w * h, i);
+  }
+  return true;
+}
+
+void TpPlanner::initialize_heuristic() {
+  heuristics_.clear();
+  if (custom_heuristic_) {
+    heuristics_.push_back(std::make_shared<HCustom>(env(), index(), custom_heuristic_));
+    return;
+  }
+  static const std::set<std::string> known{"blind", "hsize", "hff", "hadd", "hlandmarks", "hmax"};
+  const auto& requested = env().configuration().get_vector_string_value("ftp-heuristic");
+  const std::set<std::string> names(requested.begin(), requested.end());
+  for (const std::string& name : names)
+    if (!known.contains(name))
+      env().warning_manager().warn("Unknown heuristic '" + name +
+                                   "' is ignored: known are blind, hsize, hff, hadd, "
+                                   "hmax");
+  if (names.contains("hlandmarks")) refuse("the heuristic 'hlandmarks'");
+  if (names.contains("blind")) heuristics_.push_back(nullptr);
+  if (names.contains("hsize")) heuristics_.push_back(std::make_shared<HSize>(env()));
+  if (names.contains("hadd") || names.contains("hff") || names.contains("hmax"))
+    prepare_relaxation_heuristics(names);
+}
+
+void TpPlanner::prepare_relaxation_heuristics(const std::set<std::string>& names) {
+  F& factory = env().expression_factory();
+  model::TemporallyAwareRelaxer relaxer(problem_);
+  relaxer.do_computation();
+  const model::ProblemPtr& relaxed = relaxer.new_problem();
+
+  model::CheckContainsWalker contains_assign(env(), NodeKind::ASSIGN);
+  model::ExpressionFreeVars free_vars(env());
+  std::vector<Node*> goals;
+  std::vector<std::shared_ptr<model::FluentImpl>> needed;  // by conditions that are not the final goal
+  const auto need = [&](Node* expression) {
+    for (Node* reference : model::sorted_by_id(free_vars(expression)))
+      if (F::is_fluent_reference(reference)) needed.push_back(factory.get_fluent_from_reference(reference));
+  };
+  for (Node* expression : relaxed->expressions()) {
+    if (contains_assign(expression)) continue;
+    const bool timed = F::is_temporal_expression(expression);
+    if (timed && factory.is_point_interval(expression->children[0]) &&
+        F::is_end_anchor(expression->children[0]->children[0]))
+      goals.push_back(normalized_condition(env(), expression->children[1]));
+    else
+      need(expression);
+  }
+  for (const auto& [name, action] : problem_->actions())
+    for (Node* expression : action->expressions())
+      if (model::reads_duration(factory, expression)) need(expression);
+  for (const auto& [action, ring] : relaxer.get_new_fluent())
+    for (const auto& [k, reference] : ring)
+      goals.push_back(normalized_condition(env(), k == 1 ? reference : factory.make_not(reference)));
+
+  std::vector<ClassicalAction> classical;
+  for (const auto& [name, action] : relaxed->actions()) classical.emplace_back(relaxed, action);
+  const ProgressFluents& progress = relaxer.get_new_fluent();
+  std::vector<std::shared_ptr<model::ActionImpl>> actions;
+  for (const auto& [name, action] : problem_->actions()) actions.push_back(action);
+
+  if (names.contains("hadd") || names.contains("hff")) {
+    const std::vector<model::NodeSet> dnf = model::ToDNF(env())(factory.make_and(goals));
+    std::shared_ptr<HAdd> last;
+    if (names.contains("hff"))
+      heuristics_.push_back(last = std::make_shared<HFF>(env(), tables(), dnf, classical, progress, actions));
+    if (names.contains("hadd"))
+      heuristics_.push_back(last =
+                                std::make_shared<HAdd>(env(), tables(), dnf, classical, progress, actions));
+    if (const auto state = _initial_state()) {
+      (*last)(*state, true);
+      const HAdd::ActionSet useful = last->useful_actions(needed);
+      relevant_actions_.clear();
+      for (const auto& [action, pieces] : relaxer.get_new_action()) {
+        const bool is_useful = std::any_of(pieces.begin(), pieces.end(),
+                                           [&](const auto& piece) { return useful.contains(piece); });
+        const bool is_reachable = std::all_of(pieces.begin(), pieces.end(), [&](const auto& piece) {
+          return last->reachable().contains(piece);
+        });
+        if (is_useful && is_reachable) relevant_actions_.insert(action);
+      }
+    }
+  }
+  if (names.contains("hmax"))
+    heuristics_.push_back(std::make_shared<HMax>(env(), index(), goals, classical, progress));
+}
+
+}  // namespace zorvel
