@@ -1,0 +1,217 @@
+#include "cli/commands.h"
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+
+#include "cli/output.h"
+#include "core/errors.h"
+#include "model/model_factory.h"
+#include "parsers/anml_parser.h"
+#include "parsers/ttp_parser.h"
+#include "plans/time_triggered_plan.h"
+#include "search/ftp_planner.h"
+#include "transformers/empty_conditions_compiler.h"
+#include "transformers/flattener.h"
+#include "transformers/forall_compiler.h"
+#include "transformers/free_var_params_compiler.h"
+#include "transformers/grounder.h"
+#include "transformers/partial_order_compiler.h"
+#include "validation/tt_validator.h"
+
+namespace zorvel::cli {
+
+namespace {
+
+/// Runs `read`; a failure becomes an InputError that begins with the file and, if there is one, the line.
+template <class Reader, class Read>
+auto reading(const std::string& path, Reader& reader, Read read) {
+  try {
+    return read();
+  } catch (const std::exception& error) {
+    const std::string line = reader.error_line() > 0 ? std::to_string(reader.error_line()) + ":" : "";
+    throw InputError(path + ":" + line + " " + error.what());
+  }
+}
+
+const std::string& only_file(const std::vector<std::string>& files, const char* command) {
+  if (files.size() != 1)
+    throw InputError(std::string("'") + command + "' takes one problem file, not " +
+                     std::to_string(files.size()));
+  return files.front();
+}
+
+model::ProblemPtr read_problem(Environment& env, const std::string& path) {
+  if (env.configuration().get_boolean_value("pddl"))
+    throw InputError("PDDL files cannot be read by this version");
+  AnmlParser parser(env);
+  return reading(path, parser, [&] { return parser.parse_file(path); });
+}
+
+/// The planner refuses metrics, which do not say which plans are valid; so they are taken out, with a
+/// warning.
+model::ProblemPtr without_metrics(Environment& env, const model::ProblemPtr& problem) {
+  if (problem->metrics().empty()) return problem;
+  env.warning_manager().warn("the metric of the problem is left out of account by this planner");
+  const auto values_of = [](const auto& map) {
+    std::vector<typename std::decay_t<decltype(map)>::mapped_type> values;
+    for (const auto& [name, value] : map) values.push_back(value);
+    return values;
+  };
+  return env.model_factory().make_problem_instance(
+      values_of(problem->actions()), values_of(problem->fluents()), values_of(problem->constants()),
+      values_of(problem->instances()), values_of(problem->user_types()),
+      {problem->expressions().begin(), problem->expressions().end()}, problem->labels_ordering(), {});
+}
+
+std::atomic<bool> interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+/// While it lives, an interrupt or a request to end sets `interrupted` in place of ending the program at
+/// once; a second one ends it, for nothing has been written yet.
+class InterruptGuard {
+ public:
+  InterruptGuard() : old_int_(std::signal(SIGINT, &note)), old_term_(std::signal(SIGTERM, &note)) {}
+  ~InterruptGuard() {
+    std::signal(SIGINT, old_int_);
+    std::signal(SIGTERM, old_term_);
+  }
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+ private:
+  using Handler = void (*)(int);
+  static void note(int) {
+    if (interrupted.exchange(true)) std::_Exit(gave_up);
+  }
+  Handler old_int_, old_term_;
+};
+
+const char* explanation(SearchOutcome outcome) {
+  switch (outcome) {
+    case SearchOutcome::time_limit: return "the time limit was reached";
+    case SearchOutcome::memory_limit: return "the memory limit was reached";
+    case SearchOutcome::interrupted: return "the search was interrupted";
+    default: return "the search did not end";
+  }
+}
+
+using MakeTransformer =
+    std::function<std::shared_ptr<model::BasicTransformer>(const model::ProblemPtr&, bool prune)>;
+
+const std::map<std::string, MakeTransformer>& transformers() {
+  static const std::map<std::string, MakeTransformer> makers{
+      {"flattener", [](const auto& problem, bool) { return std::make_shared<model::Flattener>(problem); }},
+      {"action-grounder",
+       [](const auto& problem, bool prune) {
+         return std::make_shared<model::Grounder>(problem, false, prune);
+       }},
+      {"full-grounder", [](const auto& problem,
+                           bool prune) { return std::make_shared<model::Grounder>(problem, true, prune); }},
+      {"empty-conditions-compiler",
+       [](const auto& problem, bool) { return std::make_shared<model::EmptyConditionsCompiler>(problem); }},
+      {"partial-order-compiler",
+       [](const auto& problem, bool) { return std::make_shared<model::PartialOrderCompiler>(problem); }},
+      {"free-var-params-compiler",
+       [](const auto& problem, bool) { return std::make_shared<model::FreeVarParamsCompiler>(problem); }},
+      {"forall-compiler",
+       [](const auto& problem, bool) { return std::make_shared<model::ForallCompiler>(problem); }}};
+  return makers;
+}
+
+}  // namespace
+
+const std::vector<std::string>& transformer_names() {
+  static const std::vector<std::string> names = [] {
+    std::vector<std::string> result;
+    for (const auto& [name, maker] : transformers()) result.push_back(name);
+    return result;
+  }();
+  return names;
+}
+
+Status solve(Environment& env, const std::vector<std::string>& files) {
+  const Configuration& options = env.configuration();
+  const std::string& algorithm = options.get_string_value("algorithm");
+  if (algorithm != "ftp")
+    throw InputError("the algorithm '" + algorithm + "' is not part of this version; there is 'ftp'");
+  const double weight = options.get_float_value("weight");
+  if (!(weight >= 0 && weight <= 1)) throw InputError("--weight must lie between 0 and 1");
+  try {
+    plan_epsilon(env);
+  } catch (const std::exception& error) {
+    throw InputError(error.what());
+  }
+  const model::ProblemPtr problem = without_metrics(env, read_problem(env, only_file(files, "solve")));
+  std::size_t warnings = print_warnings(env);
+
+  tp::ftp::FtpPlanner planner(env, problem);
+  warnings = print_warnings(env, warnings);
+  std::shared_ptr<Plan> plan;
+  {
+    ProgressLine line;
+    SearchLimits limits;
+    limits.seconds = options.get_float_value("time-limit");
+    limits.memory_bytes = static_cast<std::uint64_t>(options.get_integer_value("memory-limit")) << 20;
+    limits.interrupted = &interrupted;
+    if (line.is_on()) limits.on_progress = [&line](const SearchProgress& progress) { line.show(progress); };
+    planner.set_limits(limits);
+    const InterruptGuard guard;
+    plan = planner.solve();
+  }
+  print_warnings(env, warnings);
+  if (!plan) {
+    if (planner.outcome() == SearchOutcome::no_plan) {
+      std::cerr << "zorvel: there is no plan\n";
+      return refuted;
+    }
+    std::cerr << "zorvel: no plan was found: " << explanation(planner.outcome()) << '\n';
+    return gave_up;
+  }
+  if (plan->size() == 0) std::cerr << "zorvel: the goal holds from the start; the plan has no step\n";
+  const std::string& path = options.get_string_value("output-plan");
+  const TimeTriggeredPlan schedule(plan);
+  write_to(path, [&](std::ostream& out) { path.empty() ? schedule.print(out) : schedule.print_exact(out); });
+  return success;
+}
+
+Status validate(Environment& env, const std::vector<std::string>& files) {
+  const std::string& plan_path = env.configuration().get_string_value("plan");
+  if (plan_path.empty()) throw InputError("'validate' needs the plan: --plan PLAN");
+  const model::ProblemPtr problem = read_problem(env, only_file(files, "validate"));
+  TTPParser parser(env, problem);
+  const auto plan = reading(plan_path, parser, [&] { return parser.parse_file(plan_path); });
+  print_warnings(env);
+  TTValidator validator(env, problem);
+  if (validator.check_validity(plan)) {
+    std::cout << "The plan is valid.\n";
+    return success;
+  }
+  std::cout << "The plan is invalid: " << validator.reason() << '\n';
+  return refuted;
+}
+
+Status transform(Environment& env, const std::vector<std::string>& files) {
+  const Configuration& options = env.configuration();
+  const auto& names = options.get_vector_string_value("transformer");
+  if (names.empty()) throw InputError("'transform' needs a transformer: -t NAME");
+  for (const std::string& name : names)
+    if (!transformers().contains(name))
+      throw InputError("the transformer '" + name + "' is not part of this version");
+  model::ProblemPtr problem = read_problem(env, only_file(files, "transform"));
+  const bool prune = !options.get_boolean_value("disable-prune-actions");
+  for (const std::string& name : names) {
+    const auto transformer = transformers().at(name)(problem, prune);
+    transformer->do_computation();
+    problem = transformer->new_problem();
+  }
+  print_warnings(env);
+  write_to(options.get_string_value("output"), [&](std::ostream& out) { out << problem; });
+  return success;
+}
+
+}  // namespace zorvel::cli

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <string>
+
+#include "core/environment.h"
+#include "search/planner.h"
+
+namespace zorvel::cli {
+
+/// Runs `write` on a stream to the file, which gets the text whole or not at all, or to standard output if
+/// `path` is empty. InputError with the reason if it cannot be written.
+void write_to(const std::string& path, const std::function<void(std::ostream&)>& write);
+
+/// Prints the environment's warnings from number `first` on; the number of all.
+std::size_t print_warnings(Environment& env, std::size_t first = 0);
+
+/// One line on the terminal that follows a search; nothing where standard error is no terminal.
+class ProgressLine {
+ public:
+  ProgressLine();
+  ~ProgressLine();  ///< Clears the line.
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+  bool is_on() const { return is_on_; }
+  void show(const SearchProgress& progress);
+
+ private:
+  bool is_on_;
+  bool is_shown_ = false;
+};
+
+}  // namespace zorvel::cli

@@ -1,0 +1,104 @@
+#include "cli/program.h"
+
+#include <algorithm>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "cli/commands.h"
+#include "core/environment.h"
+#include "core/errors.h"
+#include "core/log.h"
+
+namespace zorvel::cli {
+
+namespace {
+
+constexpr const char* usage =
+    "usage: zorvel solve FILE [OPTIONS]\n"
+    "       zorvel validate --plan PLAN FILE\n"
+    "       zorvel transform -t NAME... FILE [--output OUT]\n"
+    "       zorvel --version | --help\n";
+
+using Command = std::function<Status(Environment&, const std::vector<std::string>&)>;
+
+const std::map<std::string, Command>& commands() {
+  static const std::map<std::string, Command> table{
+      {"solve", solve}, {"validate", validate}, {"transform", transform}};
+  return table;
+}
+
+/// `-t a b FILE` as `-t a -t b FILE`: every name of a transformer behind the first one is another one.
+std::vector<std::string> spelled_out(int argc, const char* const* argv) {
+  const auto& names = transformer_names();
+  std::vector<std::string> words;
+  bool in_names = false;
+  for (int i = 0; i < argc; ++i) {
+    const std::string word = argv[i];
+    const bool is_name = std::find(names.begin(), names.end(), word) != names.end();
+    if (in_names && is_name && words.back() != "-t") words.emplace_back("-t");
+    if (!(in_names && is_name)) in_names = false;
+    const bool is_option = word == "-t" || word == "--transformer";
+    if (is_option) in_names = true;
+    words.push_back(is_option ? "-t" : word);
+  }
+  return words;
+}
+
+int run(Environment& env, int argc, const char* const* argv) {
+  Configuration& options = env.configuration();
+  options.add_float_option("time-limit", "Ends the search after so many seconds; 0 for no limit.", "solve",
+                           0);
+  options.add_integer_option("memory-limit",
+                             "Ends the search when its states take so many MiB; 0 for no limit.", "solve", 0);
+  const std::vector<std::string> words = spelled_out(argc, argv);
+  std::vector<const char*> pointers;
+  for (const std::string& word : words) pointers.push_back(word.c_str());
+  const bool asks_for_help = std::any_of(words.begin() + 1, words.end(), [](const std::string& word) {
+    return word == "--help" || word == "-h";
+  });
+  if (asks_for_help) std::cout << usage << '\n';
+  std::vector<std::string> files;
+  if (options.parse_from_command_line(static_cast<int>(pointers.size()), pointers.data(), files) != 0)
+    return asks_for_help ? success : bad_input;
+  if (options.get_boolean_value("version")) {
+    std::cout << zorvel_version_string() << '\n';
+    return success;
+  }
+  set_logging_level(
+      static_cast<int>(std::clamp<std::int64_t>(options.get_integer_value("logging-level"), 0, 5)));
+  if (options.get_float_value("time-limit") < 0) throw InputError("--time-limit must not be negative");
+  if (options.get_integer_value("memory-limit") < 0) throw InputError("--memory-limit must not be negative");
+  const auto command = commands().find(options.get_string_value("function"));
+  if (command == commands().end()) {
+    const std::string& name = options.get_string_value("function");
+    std::cerr << (name.empty() ? "zorvel: no command was given\n"
+                               : "zorvel: the command '" + name + "' is not part of this version\n")
+              << usage;
+    return bad_input;
+  }
+  return command->second(env, files);
+}
+
+}  // namespace
+
+int run_program(int argc, const char* const* argv) {
+  try {
+    Environment env;
+    return run(env, argc, argv);
+  } catch (const InputError& error) {
+    std::cerr << "zorvel: " << error.what() << '\n';
+    return bad_input;
+  } catch (const std::bad_alloc&) {
+    std::cerr << "zorvel: out of memory\n";
+    return gave_up;
+  } catch (const std::exception& error) {
+    std::cerr << "zorvel: " << error.what() << '\n';
+    return gave_up;
+  }
+}
+
+}  // namespace zorvel::cli

@@ -1,0 +1,195 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path source_dir = ZORVEL_SOURCE_DIR;
+const fs::path program = fs::path(ZORVEL_BINARY_DIR) / "bin" / "zorvel";
+
+/// A folder of its own for each test, removed with it.
+class Program : public testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
+    folder_ = fs::temp_directory_path() /
+              ("zorvel-" + std::string(test->name()) + "-" + std::to_string(::getpid()));
+    fs::create_directories(folder_);
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  struct Result {
+    int status;
+    std::string out, err;
+  };
+  Result run(const std::string& arguments) const {
+    const fs::path out = folder_ / "stdout", err = folder_ / "stderr";
+    const std::string command = "'" + program.string() + "' " + arguments + " >'" + out.string() + "' 2>'" +
+                                err.string() + "' </dev/null";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), read(out), read(err)};
+  }
+  static std::string read(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+  fs::path write(const std::string& name, const std::string& text) const {
+    const fs::path path = folder_ / name;
+    std::ofstream(path, std::ios::binary) << text;
+    return path;
+  }
+  static std::string quoted(const fs::path& path) { return "'" + path.string() + "'"; }
+
+  /// Solves the problem twice and validates the plan that was written; the status of solving.
+  int solve_and_validate(const fs::path& problem, const std::string& options) const {
+    const fs::path plan = folder_ / "plan", again = folder_ / "again";
+    fs::remove(plan);
+    fs::remove(again);
+    const Result solved = run("solve " + quoted(problem) + " " + options + " --output-plan " + quoted(plan));
+    if (solved.status != 0) {
+      EXPECT_FALSE(fs::exists(plan));
+      return solved.status;
+    }
+    const Result verdict = run("validate --plan " + quoted(plan) + " " + quoted(problem));
+    EXPECT_EQ(verdict.status, 0) << problem << ' ' << verdict.out << verdict.err << read(plan);
+    // Equal input gives equal bytes.
+    run("solve " + quoted(problem) + " " + options + " --output-plan " + quoted(again));
+    if (fs::exists(again)) {
+      EXPECT_EQ(read(plan), read(again)) << problem;
+    }
+    return 0;
+  }
+
+  fs::path folder_;
+};
+
+std::vector<fs::path> problems_below(const fs::path& folder) {
+  std::vector<fs::path> files;
+  if (fs::exists(folder))
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
+      if (entry.path().extension() == ".anml") files.push_back(entry.path());
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+TEST_F(Program, SolvesOrRefutesEveryExample) {
+  const auto examples = problems_below(source_dir / "examples");
+  EXPECT_GE(examples.size(), 8U);
+  for (const fs::path& example : examples) {
+    SCOPED_TRACE(example.filename().string());
+    const bool has_plan = example.filename() != "unsolvable.anml";
+    EXPECT_EQ(solve_and_validate(example, "--time-limit 60"), has_plan ? 0 : 1);
+  }
+}
+
+TEST_F(Program, EveryPlanOfABenchmarkThatIsFoundInTimeIsValid) {
+  const fs::path benchmarks = source_dir / ".." / "shared" / "benchmarks" / "anml";
+  if (!fs::exists(benchmarks))
+    GTEST_SKIP() << "the benchmark problems are not here; only the examples are tested";
+  int solved = 0;
+  for (const fs::path& problem : problems_below(benchmarks)) {
+    // The smallest one of each domain, so that the whole takes some minutes at most.
+    if (problem.filename() != "p01.anml") continue;
+    SCOPED_TRACE(problem.parent_path().filename().string() + "/" + problem.filename().string());
+    const int status = solve_and_validate(problem, "--time-limit 4");
+    EXPECT_TRUE(status == 0 || status == 3) << status;
+    solved += status == 0 ? 1 : 0;
+  }
+  EXPECT_GE(solved, 10);
+}
+
+TEST_F(Program, SaysWhereAFileIsWrong) {
+  const struct {
+    const char* text;
+    const char* message;
+  } cases[] = {
+      {"fluent boolean a;\n\nfluent boolean b\n", ":4: ParserError: syntax error at line 4"},
+      {"fluent boolean a;\n[start] b := true;\n", ":2: "},
+      {"fluent boolean a;\n\n\n[start] a := 3;\n", ":4: TypeCheckingError: Found an assign having"},
+      {"fluent boolean a;\nfluent integer a;\n",
+       ":2: RedefinitionError: Name 'a' already defined in this scope"},
+      {"\xff\xfe\x00rubbish", ":1: ParserError: Unknown character"},
+  };
+  for (const auto& test : cases) {
+    const fs::path problem = write("bad.anml", test.text);
+    const Result result = run("solve " + quoted(problem));
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err.find("zorvel: " + problem.string() + test.message), 0U) << result.err;
+  }
+}
+
+TEST_F(Program, AnswersBadUsageWithStatusTwo) {
+  const fs::path problem = source_dir / "examples" / "match_cellar.anml";
+  for (const std::string& arguments :
+       {std::string(""), std::string("solve"), std::string("solve /does/not/exist.anml"),
+        "solve " + quoted(folder_), "dance " + quoted(problem), "solve --no-such-option " + quoted(problem),
+        "validate " + quoted(problem), "validate --plan /does/not/exist " + quoted(problem),
+        "transform " + quoted(problem), "solve -a smt " + quoted(problem),
+        "solve --time-limit -1 " + quoted(problem),
+        "solve --output-plan /does/not/exist/plan " + quoted(problem)}) {
+    const Result result = run(arguments);
+    EXPECT_EQ(result.status, 2) << arguments << '\n' << result.err;
+    EXPECT_NE(result.err, "") << arguments;
+    EXPECT_EQ(result.out, "") << arguments;
+  }
+  EXPECT_EQ(run("--version").out, "Zorvel v0.0.1\n");
+  EXPECT_EQ(run("--help").status, 0);
+}
+
+TEST_F(Program, AnEmptyFileIsAProblemThatNeedsNoStep) {
+  const Result result = run("solve " + quoted(write("empty.anml", "")));
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "");
+}
+
+TEST_F(Program, TellsWhyAPlanIsInvalid) {
+  const fs::path problem = source_dir / "examples" / "match_cellar.anml";
+  const Result result = run("validate --plan " + quoted(write("empty.plan", "")) + " " + quoted(problem));
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out.find("The plan is invalid: "), 0U) << result.out;
+  const Result unreadable =
+      run("validate --plan " + quoted(write("bad.plan", "\nwhat?\n")) + " " + quoted(problem));
+  EXPECT_EQ(unreadable.status, 2);
+  EXPECT_NE(unreadable.err.find("bad.plan:2: ParserError"), std::string::npos) << unreadable.err;
+}
+
+TEST_F(Program, EndsCleanlyAtALimitOrAnInterrupt) {
+  const fs::path endless =
+      write("endless.anml",
+            "fluent integer n; fluent boolean p; [start] n := 0; [start] p := false;\n"
+            "action a() { duration := 1; [end] n := n + 1; };\n"
+            "action b() { duration := 1; [start] n < 0; [end] p := true; };\n[end] p;\n");
+  EXPECT_EQ(run("solve -B blind --time-limit 0.2 " + quoted(endless)).status, 3);
+  EXPECT_EQ(run("solve -B blind --memory-limit 1 " + quoted(endless)).status, 3);
+  const Result interrupted =
+      run("solve -B blind " + quoted(endless) + " & pid=$!; sleep 1; kill -INT $pid; wait $pid");
+  EXPECT_EQ(interrupted.status, 3);
+}
+
+TEST_F(Program, TransformsAProblemIntoOneThatCanBeSolved) {
+  const fs::path problem = source_dir / "examples" / "match_cellar.anml";
+  const fs::path ground = folder_ / "ground.anml";
+  ASSERT_EQ(run("transform -t free-var-params-compiler action-grounder " + quoted(problem) + " --output " +
+                quoted(ground))
+                .status,
+            0);
+  EXPECT_NE(read(ground).find("action "), std::string::npos);
+  EXPECT_EQ(solve_and_validate(ground, ""), 0);
+}
+
+}  // namespace
