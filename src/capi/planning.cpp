@@ -1,0 +1,92 @@
+#include <cmath>
+
+#include "capi/frame.h"
+#include "search/ftp_planner.h"
+#include "validation/tt_validator.h"
+
+using namespace zorvel;  // NOLINT: the bodies below are C functions
+using namespace zorvel::capi;
+using tp::ftp::FtpPlanner;
+
+namespace {
+
+zorvel_ttplan solve(FtpPlanner& planner) {
+  return to_handle<zorvel_ttplan>(std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve()));
+}
+
+zorvel_search_outcome to_c(SearchOutcome outcome) {
+  switch (outcome) {
+    case SearchOutcome::plan_found: return ZORVEL_PLAN_FOUND;
+    case SearchOutcome::no_plan: return ZORVEL_NO_PLAN;
+    case SearchOutcome::time_limit: return ZORVEL_TIME_LIMIT;
+    case SearchOutcome::memory_limit: return ZORVEL_MEMORY_LIMIT;
+    case SearchOutcome::expansion_limit:
+    case SearchOutcome::interrupted:
+    case SearchOutcome::not_run: break;
+  }
+  throw InternalError("The search has ended without an outcome");
+}
+
+}  // namespace
+
+extern "C" {
+
+zorvel_ttplan zorvel_do_ftp_planning(zorvel_problem problem) {
+  return at_boundary([&] {
+    const model::ProblemPtr object = to_cxx(problem);
+    FtpPlanner planner(object->env(), object);
+    return solve(planner);
+  });
+}
+zorvel_ttplan zorvel_do_ftp_planning_with_custom_heuristic(zorvel_problem problem,
+                                                           zorvel_heuristic_callback callback,
+                                                           void* user_data) {
+  return at_boundary([&] {
+    const model::ProblemPtr object = to_cxx(problem);
+    if (callback == nullptr) refuse_null("callback");
+    FtpPlanner planner(object->env(), object, [=](const SearchState* state, const StateIndex& index) {
+      const double value =
+          callback({const_cast<SearchState*>(state)}, {const_cast<StateIndex*>(&index)}, user_data);
+      if (!std::isfinite(value))  // it would break the order of the open list
+        throw InvalidParameterError("The custom heuristic gave a value that is not finite: ") << value;
+      return value;
+    });
+    return solve(planner);
+  });
+}
+zorvel_ttplan zorvel_do_ftp_planning_with_limits(zorvel_problem problem, double seconds, double mebibytes,
+                                                 zorvel_search_outcome* outcome) {
+  return at_boundary([&] {
+    const model::ProblemPtr object = to_cxx(problem);
+    zorvel_search_outcome& result = to_place(outcome, "outcome");
+    if (!(seconds >= 0)) throw InvalidParameterError("The argument 'seconds' is not a number of at least 0");
+    if (!(mebibytes >= 0 && mebibytes < 1e12))
+      throw InvalidParameterError("The argument 'mebibytes' is not a number of at least 0");
+    FtpPlanner planner(object->env(), object);
+    SearchLimits limits;
+    limits.seconds = seconds;
+    limits.memory_bytes = static_cast<std::uint64_t>(mebibytes * 1024 * 1024);
+    planner.set_limits(std::move(limits));
+    const zorvel_ttplan plan = solve(planner);
+    result = to_c(planner.outcome());
+    return plan;
+  });
+}
+
+int zorvel_ttplan_validate(zorvel_problem problem, zorvel_ttplan plan) {
+  return at_boundary([&] {
+    const model::ProblemPtr object = to_cxx(problem);
+    return TTValidator(object->env(), object).check_validity(to_cxx(plan)) ? 1 : 0;
+  });
+}
+int zorvel_ttplan_explain(zorvel_problem problem, zorvel_ttplan plan, char** reason) {
+  return at_boundary([&] {
+    const model::ProblemPtr object = to_cxx(problem);
+    char*& place = to_place(reason, "reason");
+    TTValidator validator(object->env(), object);
+    const bool is_valid = validator.check_validity(to_cxx(plan));
+    place = to_c_text(validator.reason());
+    return is_valid ? 1 : 0;
+  });
+}
+}

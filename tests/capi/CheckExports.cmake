@@ -1,0 +1,27 @@
+# cmake -DNM=nm -DLIBRARY=<libzorvel.so> -DHEADER=<zorvel.h> -P CheckExports.cmake
+# Fails unless the symbols of the library are the functions of the header and the text of the last error.
+
+execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE lines COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "[^ \n]+\n" symbols "${lines}")
+list(TRANSFORM symbols STRIP)
+file(READ ${HEADER} header)
+string(REGEX REPLACE "/\\*([^*]|\\*[^/])*\\*/" "" header "${header}")
+string(REGEX MATCHALL "zorvel_[a-z0-9_]+\\(" functions "${header}")
+list(TRANSFORM functions REPLACE "\\($" "")
+list(REMOVE_DUPLICATES functions)
+
+set(bad "")
+foreach(symbol IN LISTS symbols)
+  if(NOT symbol IN_LIST functions AND NOT symbol STREQUAL "last_error_message")
+    string(APPEND bad "exported, but not in the header: ${symbol}\n")
+  endif()
+endforeach()
+foreach(function IN LISTS functions)
+  if(NOT function IN_LIST symbols)
+    string(APPEND bad "in the header, but not exported: ${function}\n")
+  endif()
+endforeach()
+list(LENGTH functions count)
+if(bad OR count LESS 200)
+  message(FATAL_ERROR "${count} functions in the header\n${bad}")
+endif()

@@ -1,0 +1,296 @@
+/* From text to a plan and back, with the callbacks. The files are written to the current folder. */
+#include <math.h>
+
+#include "check.h"
+
+static const char lamp[] =
+    "fluent boolean lit;\n"
+    "fluent boolean seen;\n"
+    "action light() { duration := 5; [start] lit := true; [end] lit := false; };\n"
+    "action look() { duration := 2; [all] lit; [end] seen := true; };\n"
+    "[start] lit := false;\n"
+    "[start] seen := false;\n"
+    "goal [end] seen;\n";
+
+static zorvel_problem parse(zorvel_env env, const char* text) {
+  int line = -1;
+  zorvel_problem problem = zorvel_parse_anml_text(env, text, &line);
+  CHECK(!zorvel_problem_is_error(problem) && line == 0);
+  return problem;
+}
+
+static void a_plan_is_found_validated_and_read_again(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem problem = parse(env, lamp);
+  zorvel_ttplan plan = zorvel_do_ftp_planning(problem);
+  CHECK(!zorvel_ttplan_is_error(plan));
+  CHECK(zorvel_ttplan_get_size(plan) == 2);
+  CHECK(zorvel_ttplan_validate(problem, plan) == 1);
+  char* reason = NULL;
+  CHECK(zorvel_ttplan_explain(problem, plan, &reason) == 1);
+  CHECK_OWNED_TEXT(reason, "");
+
+  /* Steps of the planner have no post-condition. */
+  zorvel_ttplan_step_iter steps = zorvel_ttplan_get_steps(plan);
+  zorvel_ttplan_step step = zorvel_ttplan_step_iter_next(steps);
+  CHECK_NOTHING(zorvel_expr_is_error(zorvel_ttplan_step_get_post_condition(step)));
+  zorvel_ttplan_step_destroy(step);
+  zorvel_ttplan_step_iter_destroy(steps);
+
+  char* text = zorvel_ttplan_get_exact_string(plan);
+  zorvel_ttplan read = zorvel_parse_ttplan_text(problem, text, NULL);
+  CHECK_OWNED_TEXT(zorvel_ttplan_get_exact_string(read), text);
+  free(text);
+  zorvel_ttplan wrong = zorvel_parse_ttplan_text(problem, "0: look() [2]\n", NULL);
+  CHECK(zorvel_ttplan_validate(problem, wrong) == 0);
+  CHECK(zorvel_ttplan_explain(problem, wrong, &reason) == 0);
+  CHECK(strlen(reason) > 0);
+  free(reason);
+  int line = 0;
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_parse_ttplan_text(problem, "0: look() [2]\nnonsense\n", &line)),
+              "ParserError: ");
+  CHECK(line == 2);
+
+  zorvel_ttplan_destroy(wrong);
+  zorvel_ttplan_destroy(read);
+  zorvel_ttplan_destroy(plan);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
+static void no_plan_is_no_error(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem problem = parse(env,
+                                 "fluent boolean p;\n"
+                                 "[start] p := false;\n"
+                                 "goal [end] p;\n");
+  zorvel_search_outcome outcome = ZORVEL_PLAN_FOUND;
+  CHECK_NOTHING(zorvel_ttplan_is_error(zorvel_do_ftp_planning(problem)));
+  CHECK_NOTHING(zorvel_ttplan_is_error(zorvel_do_ftp_planning_with_limits(problem, 0, 0, &outcome)));
+  CHECK(outcome == ZORVEL_NO_PLAN);
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_do_ftp_planning_with_limits(problem, NAN, 0, &outcome)),
+              "InvalidParameterError: The argument 'seconds'");
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_do_ftp_planning_with_limits(problem, 1, -1, &outcome)),
+              "InvalidParameterError: The argument 'mebibytes'");
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_do_ftp_planning_with_limits(problem, 1, 1, NULL)),
+              "InvalidParameterError: The argument 'outcome' is null");
+  zorvel_problem_destroy(problem);
+
+  /* Counting up without an end: the search must be stopped. */
+  problem = parse(env,
+                  "fluent integer n;\n"
+                  "fluent boolean p;\n"
+                  "action up() { duration := 1; [end] n := n + 1; };\n"
+                  "[start] n := 0;\n"
+                  "[start] p := false;\n"
+                  "goal [end] (n == -1);\n");
+  const char* blind = "blind";
+  CHECK(zorvel_env_set_vector_string_option(env, "ftp-heuristic", &blind, 1) == 0);
+  CHECK_NOTHING(zorvel_ttplan_is_error(zorvel_do_ftp_planning_with_limits(problem, 0, 1, &outcome)));
+  CHECK(outcome == ZORVEL_MEMORY_LIMIT);
+  CHECK_NOTHING(zorvel_ttplan_is_error(zorvel_do_ftp_planning_with_limits(problem, 0.05, 0, &outcome)));
+  CHECK(outcome == ZORVEL_TIME_LIMIT);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
+struct counting {
+  zorvel_env env;
+  zorvel_expr fluent;
+  int calls, lit, errors;
+};
+
+static double prefer_lit(zorvel_classical_state state, zorvel_interpretation interpretation,
+                         void* user_data) {
+  struct counting* data = user_data;
+  const zorvel_expr value = zorvel_state_get_value(state, interpretation, data->fluent);
+  const int lit = zorvel_expr_get_boolean_constant(data->env, value);
+  ++data->calls;
+  if (lit == 1) ++data->lit;
+  if (zorvel_expr_is_error(zorvel_state_get_value(state, interpretation, zorvel_expr_make_true(data->env))))
+    ++data->errors;
+  return lit == 1 ? 0 : 1;
+}
+
+static void a_custom_heuristic_reads_the_state(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem problem = parse(env, lamp);
+  zorvel_fluent_iter fluents = zorvel_problem_get_fluents(problem);
+  zorvel_fluent lit = zorvel_fluent_iter_next(fluents);
+  CHECK_TEXT(zorvel_fluent_get_name(lit), "lit");
+  struct counting data = {env, zorvel_expr_make_fluent_reference(env, lit, NULL, 0), 0, 0, 0};
+  zorvel_ttplan plan = zorvel_do_ftp_planning_with_custom_heuristic(problem, prefer_lit, &data);
+  CHECK(!zorvel_ttplan_is_error(plan));
+  CHECK(zorvel_ttplan_validate(problem, plan) == 1);
+  CHECK(data.calls > 0 && data.lit > 0 && data.lit < data.calls);
+  CHECK(data.errors == data.calls); /* reading what is no fluent is an error, and does no harm */
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_do_ftp_planning_with_custom_heuristic(problem, NULL, NULL)),
+              "InvalidParameterError: The argument 'callback' is null");
+  zorvel_ttplan_destroy(plan);
+  zorvel_fluent_destroy(lit);
+  zorvel_fluent_iter_destroy(fluents);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
+struct doubling {
+  zorvel_env env;
+  zorvel_expr level;
+  int calls;
+};
+
+/* level := level * parameter, computed here. */
+static void multiply(zorvel_classical_state state, zorvel_interpretation interpretation,
+                     zorvel_vector_expr parameters, zorvel_vector_expr result, void* user_data) {
+  struct doubling* data = user_data;
+  long level = 0, factor = 0;
+  ++data->calls;
+  CHECK(zorvel_vector_get_size(parameters) == 1);
+  CHECK(zorvel_expr_get_integer_constant(
+            data->env, zorvel_state_get_value(state, interpretation, data->level), &level) == 0);
+  CHECK(zorvel_expr_get_integer_constant(data->env, zorvel_vector_get_expr(parameters, 0), &factor) == 0);
+  CHECK(zorvel_expr_is_error(zorvel_vector_get_expr(parameters, 1)));
+  zorvel_reset_error_message();
+  CHECK(zorvel_vector_add_expr(result, zorvel_expr_make_integer_constant(data->env, level * factor)) == 0);
+}
+
+static void a_simulated_effect_computes_its_value(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_type number = zorvel_integer_type(env), small = zorvel_integer_type_lub(env, 2, 3);
+  zorvel_fluent fluent = zorvel_fluent_new(env, "level", number, NULL, 0, NULL, 0);
+  zorvel_param factor = zorvel_parameter_new("factor", small);
+  const zorvel_expr level = zorvel_expr_make_fluent_reference(env, fluent, NULL, 0);
+  const zorvel_expr at_start = zorvel_expr_make_point_interval(env, zorvel_expr_make_start_anchor(env));
+  const zorvel_expr at_end = zorvel_expr_make_point_interval(env, zorvel_expr_make_end_anchor(env));
+  struct doubling data = {env, level, 0};
+  zorvel_simulated_effect effect = zorvel_simulated_effect_new(at_end, &level, 1, multiply, &data);
+  CHECK(!zorvel_simulated_effect_is_error(effect));
+  CHECK_ERROR(zorvel_simulated_effect_is_error(zorvel_simulated_effect_new(at_end, &level, 1, NULL, NULL)),
+              "InvalidParameterError: The argument 'callback' is null");
+  const zorvel_expr duration = zorvel_expr_make_assign(env, zorvel_expr_make_duration_anchor(env),
+                                                       zorvel_expr_make_integer_constant(env, 1));
+  zorvel_action grow = zorvel_action_new(env, "grow", NULL, 0, &factor, 1, &duration, 1, &effect, 1);
+  const zorvel_expr statements[] = {
+      zorvel_expr_make_temporal_expression(
+          env, at_start, zorvel_expr_make_assign(env, level, zorvel_expr_make_integer_constant(env, 1))),
+      zorvel_expr_make_temporal_expression(
+          env, at_end, zorvel_expr_make_equals(env, level, zorvel_expr_make_integer_constant(env, 6)))};
+  zorvel_problem problem =
+      zorvel_problem_new(env, &grow, 1, &fluent, 1, NULL, 0, NULL, 0, NULL, 0, statements, 2);
+  const char* heuristics[] = {"blind", "hadd"};
+  for (int i = 0; i < 2; ++i) {
+    CHECK(zorvel_env_set_vector_string_option(env, "ftp-heuristic", &heuristics[i], 1) == 0);
+    zorvel_ttplan plan = zorvel_do_ftp_planning(problem);
+    CHECK(!zorvel_ttplan_is_error(plan));
+    CHECK(zorvel_ttplan_get_size(plan) == 2); /* 2 * 3 in some order */
+    CHECK(zorvel_ttplan_validate(problem, plan) == 1);
+    zorvel_ttplan_destroy(plan);
+  }
+  CHECK(data.calls > 0);
+  zorvel_problem_destroy(problem);
+  zorvel_action_destroy(grow);
+  zorvel_simulated_effect_destroy(effect);
+  zorvel_parameter_destroy(factor);
+  zorvel_fluent_destroy(fluent);
+  zorvel_type_destroy(small);
+  zorvel_type_destroy(number);
+  zorvel_env_destroy(env);
+}
+
+static double not_a_number(zorvel_classical_state state, zorvel_interpretation interpretation,
+                           void* user_data) {
+  (void)state, (void)interpretation, (void)user_data;
+  return NAN;
+}
+
+/* A faulty callback: `user_data` is what it adds, an error handle for nothing. */
+static void add_nonsense(zorvel_classical_state state, zorvel_interpretation interpretation,
+                         zorvel_vector_expr parameters, zorvel_vector_expr result, void* user_data) {
+  (void)state, (void)interpretation, (void)parameters;
+  zorvel_vector_add_expr(result, *(const zorvel_expr*)user_data);
+  zorvel_reset_error_message();
+}
+
+static void faulty_callbacks_do_no_harm(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem problem = parse(env, lamp);
+  CHECK_ERROR(
+      zorvel_ttplan_is_error(zorvel_do_ftp_planning_with_custom_heuristic(problem, not_a_number, NULL)),
+      "InvalidParameterError: The custom heuristic gave a value that is not finite: nan");
+  zorvel_problem_destroy(problem);
+
+  zorvel_type number = zorvel_integer_type_lub(env, 0, 9);
+  zorvel_fluent fluent = zorvel_fluent_new(env, "level", number, NULL, 0, NULL, 0);
+  const zorvel_expr level = zorvel_expr_make_fluent_reference(env, fluent, NULL, 0);
+  const zorvel_expr one = zorvel_expr_make_integer_constant(env, 1);
+  const zorvel_expr at_start = zorvel_expr_make_point_interval(env, zorvel_expr_make_start_anchor(env));
+  const zorvel_expr at_end = zorvel_expr_make_point_interval(env, zorvel_expr_make_end_anchor(env));
+  const zorvel_expr duration = zorvel_expr_make_assign(env, zorvel_expr_make_duration_anchor(env), one);
+  const zorvel_expr statements[] = {
+      zorvel_expr_make_temporal_expression(env, at_start, zorvel_expr_make_assign(env, level, one)),
+      zorvel_expr_make_temporal_expression(
+          env, at_end, zorvel_expr_make_equals(env, level, zorvel_expr_make_integer_constant(env, 2)))};
+  /* Nothing at all, a value of another type, one that is no value, one out of the bounds. */
+  zorvel_expr nonsense[] = {
+      {NULL}, zorvel_expr_make_true(env), level, zorvel_expr_make_integer_constant(env, 10)};
+  const char* heuristics[] = {"blind", "hadd", "hmax"};
+  for (size_t i = 0; i < sizeof nonsense / sizeof nonsense[0]; ++i) {
+    zorvel_simulated_effect effect =
+        zorvel_simulated_effect_new(at_end, &level, 1, add_nonsense, &nonsense[i]);
+    zorvel_action act = zorvel_action_new(env, "act", NULL, 0, NULL, 0, &duration, 1, &effect, 1);
+    problem = zorvel_problem_new(env, &act, 1, &fluent, 1, NULL, 0, NULL, 0, NULL, 0, statements, 2);
+    for (size_t h = 0; h < sizeof heuristics / sizeof heuristics[0]; ++h) {
+      zorvel_env_set_vector_string_option(env, "ftp-heuristic", &heuristics[h], 1);
+      zorvel_ttplan plan = zorvel_do_ftp_planning(problem);
+      CHECK(zorvel_ttplan_is_error(plan));
+      zorvel_ttplan_destroy(plan);
+      zorvel_ttplan steps = zorvel_parse_ttplan_text(problem, "0: act() [1]\n", NULL);
+      CHECK(zorvel_ttplan_validate(problem, steps) != 1);
+      zorvel_ttplan_destroy(steps);
+    }
+    zorvel_problem_destroy(problem);
+    zorvel_action_destroy(act);
+    zorvel_simulated_effect_destroy(effect);
+  }
+  zorvel_reset_error_message();
+  zorvel_fluent_destroy(fluent);
+  zorvel_type_destroy(number);
+  zorvel_env_destroy(env);
+}
+
+static void files_are_read_and_written(void) {
+  zorvel_env env = zorvel_env_new();
+  CHECK_ERROR(zorvel_problem_is_error(zorvel_parse_anml(env, "no-such-file.anml")),
+              "InvalidParameterError: File 'no-such-file.anml' does not exist!");
+  CHECK_ERROR(zorvel_problem_is_error(zorvel_parse_anml(env, NULL)),
+              "InvalidParameterError: The argument 'file' is null");
+  int line = 0;
+  CHECK_ERROR(
+      zorvel_problem_is_error(zorvel_parse_anml_text(env, "fluent boolean p;\nfluent fluent;\n", &line)),
+      "ParserError: syntax error at line 2");
+  CHECK(line == 2);
+
+  zorvel_problem problem = parse(env, lamp);
+  CHECK(zorvel_dump_anml(problem, "capi_planning_test.anml") == 0);
+  CHECK_ERROR(zorvel_dump_anml(problem, "no/such/folder/x.anml") == -1,
+              "InvalidParameterError: Unable to open file 'no/such/folder/x.anml' for writing!");
+  zorvel_problem read = zorvel_parse_anml(env, "capi_planning_test.anml");
+  CHECK(!zorvel_problem_is_error(read));
+  char* text = zorvel_problem_get_anml(problem);
+  CHECK_OWNED_TEXT(zorvel_problem_get_anml(read), text);
+  free(text);
+  remove("capi_planning_test.anml");
+  zorvel_problem_destroy(read);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
+int main(void) {
+  a_plan_is_found_validated_and_read_again();
+  no_plan_is_no_error();
+  a_custom_heuristic_reads_the_state();
+  a_simulated_effect_computes_its_value();
+  faulty_callbacks_do_no_harm();
+  files_are_read_and_written();
+  return check_result();
+}
