@@ -1,0 +1,336 @@
+/* Veskor: a solver for quantifier-free formulas over Booleans, uninterpreted functions and linear real
+ * arithmetic, and for combinations of these.
+ *
+ * Handles. Every object is a small record of one pointer, passed by value; a null pointer is the error
+ * value. A null handle as an argument makes a call fail, it does not crash. A handle of an object that was
+ * destroyed may not be used.
+ *
+ * Failure. A function that fails returns its failure value: the null handle, a null pointer, 0 for counts
+ * and ids, -1 for other numbers. vesk_last_error_message() then says why. Functions that do something
+ * return 0 for success; tests return 1 for yes and 0 for no, and 0 too when they fail.
+ *
+ * Text. `const char *` results belong to the library. `char *` results are the caller's, to be given to
+ * vesk_free().
+ *
+ * Threads. An environment, its siblings and their terms are used by one thread at a time.
+ *
+ * Ownership. Terms, symbols and types belong to their environment (for shared environments, to the oldest
+ * one) and are not freed one by one. */
+#ifndef VESKOR_H
+#define VESKOR_H
+
+#include <stddef.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** A set of options, from which environments are made. */
+typedef struct vesk_config {
+  void* repr;
+} vesk_config;
+
+/** One solving context: terms, assertions, search, last model, last error text. */
+typedef struct vesk_env {
+  void* repr;
+} vesk_env;
+
+/** A type of terms. Equal types of one environment have the same `repr`. */
+typedef struct vesk_type {
+  void* repr;
+} vesk_type;
+
+/** A symbol: a name with a type. */
+typedef struct vesk_decl {
+  void* repr;
+} vesk_decl;
+
+/** A term or formula. Equal terms of one environment have the same `repr`. */
+typedef struct vesk_term {
+  void* repr;
+} vesk_term;
+
+/** A model taken out of its environment with vesk_get_model(). */
+typedef struct vesk_model {
+  void* repr;
+} vesk_model;
+
+/** A walk over the constants and function values of a model. */
+typedef struct vesk_model_iterator {
+  void* repr;
+} vesk_model_iterator;
+
+/** Asked now and then while the solver works; non-zero ends the search with the unknown result. It may not
+ *  call functions of the same environment. */
+typedef int (*vesk_termination_test)(void* user_data);
+
+/** Called by vesk_visit_term(); non-zero ends the walk. */
+typedef int (*vesk_term_visitor)(vesk_term term, void* user_data);
+
+/* ---- life cycle ---- */
+
+/** A configuration with every option at its default. To be destroyed with vesk_destroy_config(). */
+vesk_config vesk_create_config(void);
+
+/** A configuration suited to an SMT-LIB logic, "QF_UFLRA" for example; models are on. Null stands for no
+ *  particular logic. A logic that this solver does not know gives the same configuration. */
+vesk_config vesk_create_default_config(const char* logic);
+
+/** Reads a configuration text: one `key = value` a line, empty lines and lines that begin with `#` left
+ *  out. Lines behind a line `[name]` belong to the section of that name: they count when `section` is that
+ *  name. Lines before the first section always count. `section` may be null.
+ *  Null handle: a malformed line ("bad format of configuration file"), an unknown key, or a bad value. */
+vesk_config vesk_parse_config(const char* text, const char* section);
+
+/** As vesk_parse_config(), for the contents of a file. */
+vesk_config vesk_parse_config_file(const char* path, const char* section);
+
+/** Environments made from `cfg` keep their own copy and live on. A null handle is left alone. */
+void vesk_destroy_config(vesk_config cfg);
+
+/** Sets an option. Booleans are "true" and "false", integers decimal, other numbers any decimal form.
+ *  -1, with nothing changed: unknown key, or a value that does not parse or is out of range. The text of
+ *  the failure is that of vesk_last_error_message() for a null environment. */
+int vesk_set_option(vesk_config cfg, const char* key, const char* value);
+
+/** An environment with its own terms. It copies `cfg`. To be destroyed with vesk_destroy_env(). */
+vesk_env vesk_create_env(vesk_config cfg);
+
+/** An environment that uses the terms, symbols and types of `sibling`, but has its own assertions. The
+ *  environment that owns the terms must be destroyed last. */
+vesk_env vesk_create_shared_env(vesk_config cfg, vesk_env sibling);
+
+/** Frees the environment and, unless they are a sibling's, its terms. A null handle is left alone. */
+void vesk_destroy_env(vesk_env env);
+
+/** Drops assertions, backtrack points, preferred variables and the model; terms and symbols stay. */
+int vesk_reset_env(vesk_env env);
+
+/** Sets the test that may stop a search; it stays until replaced, null removes it. */
+int vesk_set_termination_test(vesk_env env, vesk_termination_test test, void* user_data);
+
+/** Frees all terms that are reached neither from the `n` terms of `keep` nor from what the environment
+ *  itself holds (assertions, model). Fails when siblings share the terms. Symbols declared by the caller
+ *  stay. */
+int vesk_gc_env(vesk_env env, const vesk_term* keep, size_t n);
+
+/* ---- miscellaneous ---- */
+
+/** Name and version of the library, to be freed by the caller. */
+char* vesk_get_version(void);
+
+/** Frees memory that a function of this interface returned; null is allowed. */
+void vesk_free(void* memory);
+
+/** The text of the environment's last failure, valid until the next one; successful calls leave it as it
+ *  is; "" when nothing failed. For the null handle: the last failure of a call without an environment. */
+const char* vesk_last_error_message(vesk_env env);
+
+/* ---- types ---- */
+
+vesk_type vesk_get_bool_type(vesk_env env);
+vesk_type vesk_get_rational_type(vesk_env env);
+vesk_type vesk_get_integer_type(vesk_env env);
+
+/** The uninterpreted type of that name, the same one for the same name. */
+vesk_type vesk_get_simple_type(vesk_env env, const char* name);
+
+/** The type of functions from `n` >= 1 parameters to `result`, none of them a function type. */
+vesk_type vesk_get_function_type(vesk_env env, const vesk_type* params, size_t n, vesk_type result);
+
+int vesk_type_equals(vesk_type a, vesk_type b);
+
+/** "Bool", "Real", "Int", the name of a simple type, "(-> A B R)" for functions from A and B to R. */
+char* vesk_type_repr(vesk_type type);
+
+/** These three are exact: the integer type is not the rational type. */
+int vesk_is_bool_type(vesk_env env, vesk_type type);
+int vesk_is_rational_type(vesk_env env, vesk_type type);
+int vesk_is_integer_type(vesk_env env, vesk_type type);
+
+/* ---- terms ----
+ *
+ * Terms are simplified while they are made: what comes back is an equal term, not always the one that was
+ * spelled out. An integer term may stand wherever a rational one is expected. Ill-typed arguments fail. */
+
+/** A symbol for constants or, with a function type, functions. Any name but "" and those that begin with
+ *  "." is allowed. A known name gives the known symbol if the type is the same, and fails if it is another;
+ *  names of interpreted symbols and texts of numbers count as known. */
+vesk_decl vesk_declare_function(vesk_env env, const char* name, vesk_type type);
+
+vesk_term vesk_make_true(vesk_env env);
+vesk_term vesk_make_false(vesk_env env);
+vesk_term vesk_make_not(vesk_env env, vesk_term a);
+vesk_term vesk_make_and(vesk_env env, vesk_term a, vesk_term b);
+vesk_term vesk_make_or(vesk_env env, vesk_term a, vesk_term b);
+
+/** Equality of two Booleans. */
+vesk_term vesk_make_iff(vesk_env env, vesk_term a, vesk_term b);
+
+/** Equality of two terms of one type, or of two numbers; fails for Booleans. */
+vesk_term vesk_make_equal(vesk_env env, vesk_term a, vesk_term b);
+
+/** vesk_make_iff() for Booleans, vesk_make_equal() for the rest. */
+vesk_term vesk_make_eq(vesk_env env, vesk_term a, vesk_term b);
+
+/** a <= b. The strict a < b is the negation of b <= a. */
+vesk_term vesk_make_leq(vesk_env env, vesk_term a, vesk_term b);
+vesk_term vesk_make_plus(vesk_env env, vesk_term a, vesk_term b);
+vesk_term vesk_make_times(vesk_env env, vesk_term a, vesk_term b);
+
+/** a / b, of rational type. Division by zero is a function of the dividend that nothing constrains. */
+vesk_term vesk_make_divide(vesk_env env, vesk_term a, vesk_term b);
+
+/** The largest integer that is at most `a`, of integer type. */
+vesk_term vesk_make_floor(vesk_env env, vesk_term a);
+
+/** Whether `modulus`, the text of a positive integer, divides a - b, which are integers. */
+vesk_term vesk_make_int_modular_congruence(vesk_env env, const char* modulus, vesk_term a, vesk_term b);
+
+/** The number that `text` says: an integer "-3", a fraction "1/2", a decimal "0.25" or "1e-3". It is an
+ *  integer if its value is one. Fails for other text and for a zero denominator. */
+vesk_term vesk_make_number(vesk_env env, const char* text);
+vesk_term vesk_make_int_number(vesk_env env, long value);
+
+/** `a` where the Boolean `c` holds, else `b`; fails when these are Boolean. */
+vesk_term vesk_make_term_ite(vesk_env env, vesk_term c, vesk_term a, vesk_term b);
+
+/** The constant of a symbol without parameters. */
+vesk_term vesk_make_constant(vesk_env env, vesk_decl decl);
+
+/** Application of a declared symbol to as many arguments as it has parameters. */
+vesk_term vesk_make_uf(vesk_env env, vesk_decl decl, const vesk_term* args);
+
+/** Application of any symbol, interpreted ones included. */
+vesk_term vesk_make_term(vesk_env env, vesk_decl decl, const vesk_term* args);
+
+/** The term of `env` that reads as `term` does in the environment `source`; symbols are declared as
+ *  needed. */
+vesk_term vesk_make_copy_from(vesk_env env, vesk_term term, vesk_env source);
+
+/** `term` with each `from[i]` replaced by `to[i]`, all at once; types must agree. */
+vesk_term vesk_apply_substitution(vesk_env env, vesk_term term, const vesk_term* from, const vesk_term* to,
+                                  size_t n);
+
+/* ---- term inspection ---- */
+
+/** A number above 0 that no other term of the environment has. */
+size_t vesk_term_id(vesk_term term);
+size_t vesk_term_arity(vesk_term term);
+
+/** Child number `n`, from 0; null handle when there is none. */
+vesk_term vesk_term_get_arg(vesk_term term, size_t n);
+vesk_type vesk_term_get_type(vesk_term term);
+vesk_decl vesk_term_get_decl(vesk_term term);
+
+int vesk_term_is_true(vesk_env env, vesk_term term);
+int vesk_term_is_false(vesk_env env, vesk_term term);
+int vesk_term_is_number(vesk_env env, vesk_term term);
+int vesk_term_is_atom(vesk_env env, vesk_term term);     /**< Boolean, no connective, not true or false */
+int vesk_term_is_constant(vesk_env env, vesk_term term); /**< a declared symbol without arguments */
+int vesk_term_is_uf(vesk_env env, vesk_term term);       /**< a declared symbol with arguments */
+int vesk_term_is_not(vesk_env env, vesk_term term);
+int vesk_term_is_and(vesk_env env, vesk_term term);
+int vesk_term_is_or(vesk_env env, vesk_term term);
+int vesk_term_is_iff(vesk_env env, vesk_term term);
+int vesk_term_is_equal(vesk_env env, vesk_term term);
+int vesk_term_is_leq(vesk_env env, vesk_term term);
+int vesk_term_is_plus(vesk_env env, vesk_term term);
+int vesk_term_is_times(vesk_env env, vesk_term term);
+int vesk_term_is_divide(vesk_env env, vesk_term term);
+int vesk_term_is_floor(vesk_env env, vesk_term term);
+int vesk_term_is_term_ite(vesk_env env, vesk_term term);
+int vesk_term_is_int_modular_congruence(vesk_env env, vesk_term term);
+
+/** The value of a number term in text, "-3" or "1/2"; null for any other term. */
+char* vesk_term_to_number(vesk_env env, vesk_term term);
+
+/** The name of a symbol without arguments; "(name arg arg)" for the rest. The text spells out shared
+ *  subterms each time; null when it would exceed 2^30 characters. */
+char* vesk_term_repr(vesk_term term);
+
+/** Calls `visitor` for each subterm of `term` once, children before parents, `term` last. */
+int vesk_visit_term(vesk_env env, vesk_term term, vesk_term_visitor visitor, void* user_data);
+
+/** The symbol of that name, or the null handle. */
+vesk_decl vesk_find_decl(vesk_env env, const char* name);
+char* vesk_decl_get_name(vesk_decl decl);
+size_t vesk_decl_get_arity(vesk_decl decl);
+vesk_type vesk_decl_get_return_type(vesk_decl decl);
+vesk_type vesk_decl_get_arg_type(vesk_decl decl, size_t n);
+
+/* ---- solving ---- */
+
+/** Opens a backtrack point: the next pop takes back what was asserted since. */
+int vesk_push_backtrack_point(vesk_env env);
+
+/** -1 when no backtrack point is open. */
+int vesk_pop_backtrack_point(vesk_env env);
+int vesk_num_backtrack_points(vesk_env env);
+
+/** Adds a formula; -1 for a term that is not Boolean. Costs nothing until the next solve call. */
+int vesk_assert_formula(vesk_env env, vesk_term formula);
+
+/** 1: the asserted formulas can be satisfied together; 0: they cannot; -1: unknown, because the
+ *  termination test said so, or because of something that vesk_last_error_message() names. Formulas over
+ *  integer constants or functions are answered so. */
+int vesk_solve(vesk_env env);
+
+/** As vesk_solve(), with the `n` assumptions, for this call only. They are Boolean constants, their
+ *  negations, true or false; anything else fails. */
+int vesk_solve_with_assumptions(vesk_env env, const vesk_term* assumptions, size_t n);
+
+/** The assumptions that the last call refuted, given as they were: together with the assertions they
+ *  cannot hold. An array of `*n`, to be freed; null and `*n` 0 when the last answer was not such. */
+vesk_term* vesk_get_unsat_assumptions(vesk_env env, size_t* n);
+
+/** Lets the search decide `term`, a Boolean constant, before others, in the order of the calls.
+ *  `polarity`: 1 true first, 0 false first, -1 as the search likes. The preference goes with the backtrack
+ *  point that is open now. */
+int vesk_add_preferred_for_branching(vesk_env env, vesk_term term, int polarity);
+int vesk_clear_preferred_for_branching(vesk_env env);
+
+/** An equal term, brought in the form that the solver gives to what it is asked to solve. */
+vesk_term vesk_simplify(vesk_env env, vesk_term term);
+
+/** The asserted formulas of the open levels, in order, an array of `*n` to be freed. Null when there are
+ *  none. */
+vesk_term* vesk_get_asserted_formulas(vesk_env env, size_t* n);
+
+/** Counters of the search since the environment was made, one `name value` a line. */
+char* vesk_get_search_stats(vesk_env env);
+
+/* ---- models ----
+ *
+ * Models need the option "model_generation". The model of a solve call that gave 1 lives until the next
+ * assertion, solve, pop or reset. Values are true, false, numbers and, for simple types, constants of the
+ * solver's own: two terms of a simple type are equal in the model exactly if their values are the same
+ * term. */
+
+/** The value of any term; what nothing constrains is false, 0, or some value of its type, and stays so for
+ *  the life of the model. */
+vesk_term vesk_get_model_value(vesk_env env, vesk_term term);
+
+/** A copy of the model that outlives it, though not its environment. To be destroyed. */
+vesk_model vesk_get_model(vesk_env env);
+void vesk_destroy_model(vesk_model model);
+
+/** As vesk_get_model_value(), in that model. */
+vesk_term vesk_model_eval(vesk_model model, vesk_term term);
+
+/** Walks the constants, and the applications of functions to values, that the model says something about,
+ *  those removed by preprocessing included, in order of id. The iterator is to be destroyed before the
+ *  model, or the environment. */
+vesk_model_iterator vesk_create_model_iterator(vesk_env env);
+vesk_model_iterator vesk_model_create_iterator(vesk_model model);
+int vesk_model_iterator_has_next(vesk_model_iterator iterator);
+
+/** Stores the next term and its value; -1 at the end. */
+int vesk_model_iterator_next(vesk_model_iterator iterator, vesk_term* term, vesk_term* value);
+void vesk_destroy_model_iterator(vesk_model_iterator iterator);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <span>
+
+#include "solver/config/configuration.h"
+
+namespace vesk {
+
+/// One row of the option table. Of the four accessors exactly one is set, or none for a key that is known
+/// and has no effect: its value must still be of the given type.
+struct OptionRow {
+  const char* key;
+  char type;  // i, b, f, t
+  int& (*as_int)(Configuration&);
+  bool& (*as_bool)(Configuration&);
+  double& (*as_real)(Configuration&);
+  std::string& (*as_text)(Configuration&);
+  double low, high;     // of a number
+  const char* choices;  // of a text, separated by blanks; null: any
+  const char* help;
+};
+
+std::span<const OptionRow> option_table();
+
+}  // namespace vesk

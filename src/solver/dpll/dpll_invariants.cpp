@@ -1,0 +1,96 @@
+#include <cassert>
+#include <cstdio>
+#include <cstdlib>
+
+#include "solver/dpll/dpll_solver.h"
+
+namespace vesk::dpll {
+namespace {
+
+// why not assert: tests call the checker in every build.
+void require(bool condition, const char* what) {
+  if (condition) return;
+  std::fprintf(stderr, "veskor: broken invariant of the search: %s\n", what);
+  std::abort();
+}
+
+}  // namespace
+
+void DpllSolver::check_invariants(bool at_fixpoint) const {
+  require(theory_qhead_ <= trail_.size() && qhead_ <= trail_.size(), "heads lie on the trail");
+  int level = 0;
+  for (std::size_t i = 0; i < trail_.size(); ++i) {
+    while (static_cast<std::size_t>(level) < levels_.size() &&
+           levels_[static_cast<std::size_t>(level)].trail_size <= i)
+      ++level;
+    const Lit lit = trail_[i];
+    const VarState& var = vars_[index(lit.var())];
+    require(values_[lit.index()] == l_true && values_[(~lit).index()] == l_false, "trail literals are true");
+    require(var.position == static_cast<int>(i) && var.level == level,
+            "positions and levels follow the trail");
+    if (var.reason == ref_undef || var.reason == ref_theory) continue;
+    bool found = false;
+    for (Lit other : arena_[var.reason].span()) {
+      if (other == lit) {
+        found = true;
+        continue;
+      }
+      require(values_[other.index()] == l_false && vars_[index(other.var())].position < var.position,
+              "the other literals of a reason are false, and were so before");
+    }
+    require(found, "a reason holds the literal that it implies");
+  }
+  std::size_t watched = 0;
+  for (std::size_t i = 0; i < watches_.size(); ++i)
+    for (const Watch& watch : watches_[i]) {
+      const Clause clause = arena_[watch.ref()];
+      const Lit lit = ~Lit::from_index(i);
+      ++watched;
+      require(!clause.has(Clause::removed_flag), "removed clauses are watched no more");
+      require(clause[0] == lit || clause[1] == lit, "a watch is one of the first two literals");
+      require(watch.is_binary() == (clause.size() == 2), "the binary mark is right");
+      require(!watch.is_binary() || watch.blocker == (clause[0] == lit ? clause[1] : clause[0]),
+              "the blocker of a binary clause is its other literal");
+    }
+  require(watched == 2 * (clauses_.size() + learnts_.size()), "each clause is watched twice");
+  const auto check_clause = [&](ClauseRef ref) {
+    const std::span<Lit> lits = arena_[ref].span();
+    Var highest = 0;
+    bool is_true = false, has_undefined = false;
+    for (Lit lit : lits) {
+      require(lit.var() < num_vars(), "clauses hold living variables");
+      highest = std::max(highest, lit.var());
+      is_true |= values_[lit.index()] == l_true;
+      has_undefined |= !is_defined(lit);
+    }
+    for (std::size_t p = points_.size(); p-- > 0;) {
+      const Var point = points_[p].lit.var();
+      if (point > highest) continue;
+      // The youngest point that the clause must not outlive.
+      bool guarded = false;
+      for (Lit lit : lits) {
+        guarded |= lit.negated() && lit.var() >= point && is_point(lit.var());
+        require(!(lit == Lit(point)), "a point occurs negated only");
+      }
+      require(guarded, "a clause with a variable newer than a point holds a guard");
+      break;
+    }
+    if (!at_fixpoint || is_true) return;
+    require(has_undefined, "no clause is false after propagation");
+    // Clauses of the theories can be met at a level at which their last literals are false already; then
+    // the watch on the open one finds the conflict, if it comes to that.
+    const int open = !is_defined(lits[0]) + !is_defined(lits[1]);
+    require(open == 2 || (open == 1 && arena_[ref].has(Clause::theory_flag)),
+            "an open clause watches undefined literals");
+  };
+  for (ClauseRef ref : clauses_) check_clause(ref);
+  for (ClauseRef ref : learnts_) check_clause(ref);
+}
+
+bool DpllSolver::is_point(Var var) const {
+  for (const Point& point : points_)
+    if (point.lit.var() == var) return true;
+  return false;
+}
+
+}  // namespace vesk::dpll

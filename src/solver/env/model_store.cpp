@@ -1,0 +1,136 @@
+#include "solver/env/model_store.h"
+
+#include <algorithm>
+
+namespace vesk {
+
+Term ModelStore::default_value(const Type* type) {
+  if (type->is_bool()) return terms_.make_false();
+  if (type->is_number()) return terms_.make_number(QNumber(0));
+  // Values that the theories hand out are numbered from 1.
+  return terms_.make_constant(terms_.make_internal_symbol("val_" + type->name() + "_0", type));
+}
+
+Term ModelStore::definition(Term constant) {
+  if (!definitions_read_) {
+    for (const RewriteStack::Step& step : *steps_) definitions_.insert(step.removed, step.value);
+    definitions_read_ = true;
+  }
+  const Term* found = definitions_.find(constant);
+  return found == nullptr ? nullptr : *found;
+}
+
+void ModelStore::set_application(Term application, Term value) {
+  std::vector<Term> args;
+  for (Term arg : application->children()) args.push_back(get_value(arg));
+  const Term key = terms_.make_uf(application->symbol(), args);
+  const auto [known, is_new] = values_.insert(key, value);
+  if (!is_new && known != value)
+    throw ModelError("internal fault: the model has two values for " + key->to_short_str());
+}
+
+Term ModelStore::get_value(Term root) {
+  struct Frame {
+    Term term;
+    std::size_t next;
+  };
+  // A removed constant is walked like a term whose only child is its definition.
+  const auto known = [this](Term term) -> Term {
+    if (term->is_number() || term->is_true() || term->is_false()) return term;
+    if (const Term* value = values_.find(term)) return *value;
+    if (const Term* value = memo_.find(term)) return *value;
+    if (!term->is_constant() || definition(term) != nullptr) return nullptr;
+    const bool is_value =
+        !term->type()->is_bool() && !term->type()->is_number() && term->symbol()->name().starts_with(".val_");
+    const Term value = is_value ? term : default_value(term->type());
+    values_.insert(term, value);
+    return value;
+  };
+  if (const Term value = known(root)) return value;
+  std::vector<Frame> stack{{root, 0}};
+  std::vector<Term> results;
+  for (;;) {
+    Frame& frame = stack.back();
+    const Term term = frame.term;
+    const std::size_t arity = term->is_constant() ? 1 : term->arity();
+    if (frame.next < arity) {
+      const Term child = term->is_constant() ? definition(term) : term->child(frame.next);
+      ++frame.next;
+      if (const Term value = known(child))
+        results.push_back(value);
+      else
+        stack.push_back({child, 0});
+      continue;
+    }
+    const std::size_t first = results.size() - arity;
+    const Term value = term->is_constant() ? results[first]
+                                           : node_value(term, std::span<const Term>(results).subspan(first));
+    memo_.insert(term, value);
+    results.resize(first);
+    stack.pop_back();
+    if (stack.empty()) return value;
+    results.push_back(value);
+  }
+}
+
+Term ModelStore::application_value(Term key) {
+  if (const Term* value = values_.find(key)) return *value;
+  const Term value = default_value(key->type());
+  values_.insert(key, value);
+  return value;
+}
+
+Term ModelStore::node_value(Term term, std::span<const Term> v) {
+  switch (term->tag()) {
+    case Tag::not_op: return terms_.make_bool(v[0]->is_false());
+    case Tag::and_op: return terms_.make_bool(v[0]->is_true() && v[1]->is_true());
+    case Tag::or_op: return terms_.make_bool(v[0]->is_true() || v[1]->is_true());
+    case Tag::iff:
+    case Tag::equal: return terms_.make_bool(v[0] == v[1]);
+    case Tag::leq: return terms_.make_bool(v[0]->number() <= v[1]->number());
+    case Tag::plus: return terms_.make_number(v[0]->number() + v[1]->number());
+    case Tag::times: return terms_.make_number(v[0]->number() * v[1]->number());
+    case Tag::divide:
+      if (!v[1]->number().is_zero()) return terms_.make_number(v[0]->number() / v[1]->number());
+      return application_value(terms_.make_uf(quotient_by_zero_, v.first(1)));
+    case Tag::floor: return terms_.make_number(v[0]->number().floor());
+    case Tag::mod_congr: {
+      const QNumber quotient = (v[0]->number() - v[1]->number()) / *term->symbol()->number();
+      return terms_.make_bool(quotient.is_int());
+    }
+    case Tag::ite: return v[0]->is_true() ? v[1] : v[2];
+    case Tag::uninterpreted: return application_value(terms_.make_uf(term->symbol(), v));
+    case Tag::true_value:
+    case Tag::false_value:
+    case Tag::number: break;
+  }
+  return term;
+}
+
+std::vector<std::pair<Term, Term>> ModelStore::list() {
+  for (const RewriteStack::Step& step : *steps_) get_value(step.removed);
+  std::vector<std::pair<Term, Term>> entries;
+  const auto add = [&](Term term, Term value) {
+    const bool listed = term->is_constant() || term->tag() == Tag::uninterpreted;
+    if (listed && !term->symbol()->is_internal()) entries.emplace_back(term, value);
+  };
+  values_.for_each(add);
+  memo_.for_each([&](Term term, Term value) {
+    if (term->is_constant()) add(term, value);
+  });
+  std::sort(entries.begin(), entries.end(),
+            [](const auto& a, const auto& b) { return a.first->id() < b.first->id(); });
+  return entries;
+}
+
+void ModelStore::append_roots(std::vector<Term>& roots) const {
+  const auto add = [&](Term term, Term value) {
+    roots.push_back(term);
+    roots.push_back(value);
+  };
+  values_.for_each(add);
+  memo_.for_each(add);
+  for (const RewriteStack::Step& step : *steps_) add(step.removed, step.value);
+}
+
+}  // namespace vesk

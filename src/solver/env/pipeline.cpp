@@ -1,0 +1,154 @@
+#include "solver/env/pipeline.h"
+
+#include <algorithm>
+
+#include "solver/term/visit.h"
+
+namespace vesk {
+
+Pipeline::Pipeline(const Configuration& config, TermManager& terms, const Logger& log,
+                   TerminationTest* termination)
+    : config_(config),
+      terms_(terms),
+      propagator_(terms, rewrites_),
+      normalizer_(terms, config.preprocessor.simplification),
+      encoder_(terms),
+      search_(config),
+      theories_(config.theory, terms, &polarity_, log),
+      euf_(terms),
+      arithmetic_(config.theory.la, terms,
+                  std::make_unique<la::Solver>(la::LaSolverInterface::solver_options(config.theory.la)),
+                  &polarity_),
+      cnf_(config, search_, polarity_) {
+  theories_.set_search(&search_);
+  theories_.set_solvers(config.theory.euf.enabled ? &euf_ : nullptr,
+                        config.theory.la.enabled ? &arithmetic_ : nullptr);
+  search_.set_theory(&theories_);
+  search_.set_termination_test(termination);
+  propagator_.set_termination_test(termination);
+  cnf_.set_termination_test(termination);
+  theories_.set_termination_test(termination);
+  euf_.set_termination_test(termination);
+  arithmetic_.set_termination_test(termination);
+}
+
+void Pipeline::normalize(std::vector<Term>& conjuncts) {
+  for (Term& term : conjuncts) term = normalizer_(term);
+  encoder_(conjuncts);
+}
+
+bool Pipeline::add_formulas(std::vector<Term> formulas) {
+  const TermManager::SimplifyScope scope(terms_);
+  if (config_.preprocessor.toplevel_propagation &&
+      !propagator_(formulas, config_.preprocessor.toplevel_propagation_limit))
+    return false;
+  normalize(formulas);
+  for (Term term : formulas)
+    if (term->is_false()) return false;
+  send(formulas);
+  return true;
+}
+
+void Pipeline::send(std::vector<Term>& conjuncts) {
+  std::erase_if(conjuncts, [](Term term) { return term->is_true(); });
+  for (Term term : conjuncts) {
+    polarity_.add_formula(term);
+    propagator_.protect_constants(term);
+  }
+  cnf_.add_formulas(conjuncts);
+}
+
+Pipeline::Assumption Pipeline::assume(Term term) {
+  const TermManager::SimplifyScope scope(terms_);
+  const bool negated = term->tag() == Tag::not_op;
+  const Term constant = negated ? term->child(0) : term;
+  std::vector<Term> conjuncts{propagator_.apply(constant)};
+  normalize(conjuncts);
+  const Term value = conjuncts[0];
+  Assumption result;
+  if (value->is_true() || value->is_false()) {
+    result.constant = true;
+    result.value = value->is_true() != negated;
+    return result;
+  }
+  polarity_.add_formula(value);
+  polarity_.add_formula(terms_.make_not(value));
+  propagator_.protect_constants(value);
+  conjuncts.erase(conjuncts.begin());
+  send(conjuncts);
+  result.lit = cnf_.literal_for(value) ^ negated;
+  return result;
+}
+
+void Pipeline::set_preferred(const std::vector<std::pair<Term, int>>& preferred) {
+  search_.clear_preferred();
+  for (const auto& [constant, polarity] : preferred) {
+    if (propagator_.is_substituted(constant)) continue;
+    const dpll::Var var = search_.make_proxy(constant, {}, nullptr);
+    search_.set_problem_var(var);
+    search_.add_preferred(var, polarity < 0 ? dpll::l_undef : dpll::to_lbool(polarity != 0));
+  }
+}
+
+void Pipeline::push_backtrack_point() {
+  rewrites_.push_backtrack_point();
+  polarity_.push_backtrack_point();
+  propagator_.push_backtrack_point();
+  encoder_.push_backtrack_point();
+  cnf_.push_backtrack_point();
+  search_.push_backtrack_point();
+}
+
+void Pipeline::pop_backtrack_point() {
+  search_.pop_backtrack_point();
+  cnf_.pop_backtrack_point();
+  encoder_.pop_backtrack_point();
+  propagator_.pop_backtrack_point();
+  polarity_.pop_backtrack_point();
+  rewrites_.pop_backtrack_point();
+}
+
+std::unique_ptr<ModelStore> Pipeline::make_model() {
+  auto model = std::make_unique<ModelStore>(terms_, rewrites_.steps(), encoder_.quotient_by_zero());
+  const auto value_of = [this](Term term) -> Term {
+    QNumber number;
+    if (term->type()->is_number())
+      return arithmetic_.get_model_value(term, number) ? terms_.make_number(number) : nullptr;
+    return euf_.get_model_value(term);
+  };
+  std::vector<Term> applications;
+  StampSet seen;
+  for (dpll::Var var = 0; var < search_.num_vars(); ++var) {
+    const Term atom = search_.term_of(var);
+    const dpll::lbool truth = search_.value(dpll::Lit(var));
+    if (atom == nullptr || atom->is_connective() || dpll::is_undef(truth)) continue;
+    if (atom->is_constant()) {
+      model->set_constant(atom, terms_.make_bool(truth == dpll::l_true));
+      continue;
+    }
+    visit_post_order(
+        atom, seen, [](Term) { return true; },
+        [&](Term term) {
+          if (term->tag() != Tag::uninterpreted || term->type()->is_bool()) return;
+          if (term->arity() > 0)
+            applications.push_back(term);
+          else if (const Term value = value_of(term))
+            model->set_constant(term, value);
+        });
+  }
+  // An application's arguments are older, so in order of id they have their values before it.
+  std::sort(applications.begin(), applications.end(), TermIdLess());
+  for (Term application : applications)
+    if (const Term value = value_of(application)) model->set_application(application, value);
+  for (dpll::Var var = 0; var < search_.num_vars(); ++var) {
+    const Term atom = search_.term_of(var);
+    const dpll::lbool truth = search_.value(dpll::Lit(var));
+    if (atom != nullptr && atom->tag() == Tag::uninterpreted && atom->arity() > 0 && !dpll::is_undef(truth))
+      model->set_application(atom, terms_.make_bool(truth == dpll::l_true));
+  }
+  return model;
+}
+
+Term Pipeline::simplify(Term term) { return normalizer_(propagator_.apply(term)); }
+
+}  // namespace vesk

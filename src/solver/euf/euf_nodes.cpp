@@ -1,0 +1,192 @@
+#include "solver/euf/euf_solver.h"
+
+#include <algorithm>
+#include <cassert>
+
+#include "solver/util/hash_table.h"
+
+namespace vesk::euf {
+
+Solver::Solver() : table_(16, SignatureHash{this}, SignatureEqual{this}) {
+  add_leaf(true);  // true_node
+  add_leaf(true);  // false_node
+}
+
+std::size_t Solver::SignatureHash::operator()(Node node) const {
+  const NodeRecord& record = solver->nodes_[index(node)];
+  std::uint64_t hash = static_cast<std::uint64_t>(record.function);
+  const auto args = solver->arguments(node);
+  if (record.function == equality) {  // no order among its arguments
+    const Node low = std::min(solver->root(args[0]), solver->root(args[1]));
+    const Node high = std::max(solver->root(args[0]), solver->root(args[1]));
+    hash = hsh::combine(hash, static_cast<std::uint64_t>(low));
+    hash = hsh::combine(hash, static_cast<std::uint64_t>(high));
+  } else {
+    for (const Node argument : args)
+      hash = hsh::combine(hash, static_cast<std::uint64_t>(solver->root(argument)));
+  }
+  return hsh::mix(hash);
+}
+
+bool Solver::SignatureEqual::operator()(Node a, Node b) const {
+  const NodeRecord& left = solver->nodes_[index(a)];
+  const NodeRecord& right = solver->nodes_[index(b)];
+  if (left.function != right.function || left.arity != right.arity) return false;
+  const auto x = solver->arguments(a);
+  const auto y = solver->arguments(b);
+  if (left.function == equality && solver->are_equal(x[0], y[1]) && solver->are_equal(x[1], y[0]))
+    return true;
+  for (std::size_t i = 0; i < x.size(); ++i)
+    if (!solver->are_equal(x[i], y[i])) return false;
+  return true;
+}
+
+Node Solver::start_node() {
+  const Node node = static_cast<Node>(nodes_.size());
+  nodes_.emplace_back();
+  nodes_.back().root = nodes_.back().next = node;
+  path_stamp_.push_back(0);
+  edge_stamp_.push_back(0);
+  return node;
+}
+
+Node Solver::add_leaf(bool is_value) {
+  const Node node = start_node();
+  if (is_value) nodes_.back().value = node;
+  return node;
+}
+
+Node Solver::add_application(Function function, std::span<const Node> arguments) {
+  assert(!arguments.empty() && (function != equality || arguments.size() == 2));
+  const Node node = start_node();
+  NodeRecord& record = nodes_.back();
+  record.function = function;
+  record.arguments_begin = static_cast<std::uint32_t>(arguments_.size());
+  record.arity = static_cast<std::uint32_t>(arguments.size());
+  arguments_.insert(arguments_.end(), arguments.begin(), arguments.end());
+  attach(node);
+  return node;
+}
+
+void Solver::attach(Node node) {
+  for (const Node argument : arguments(node)) nodes_[index(root(argument))].parents.push_back(node);
+  trail_.push_back({node, null_node, null_node, null_node, 0, erased_.size()});
+  enter_in_table(node);
+}
+
+/// The node becomes the representative of its signature, or is to be merged with the one that is.
+void Solver::enter_in_table(Node node) {
+  NodeRecord& record = nodes_[index(node)];
+  const auto args = arguments(node);
+  if (record.function == equality && are_equal(args[0], args[1]))
+    pending_.push_back({node, true_node, reflexivity});
+  const auto [found, is_new] = table_.insert(node);
+  if (is_new || *found == node) {
+    record.in_table = true;
+    return;
+  }
+  const auto others = arguments(*found);
+  bool straight = true;
+  for (std::size_t i = 0; i < args.size(); ++i) straight = straight && are_equal(args[i], others[i]);
+  pending_.push_back({node, *found, straight ? congruence : swapped_congruence});
+}
+
+void Solver::detach(Node node) {
+  NodeRecord& record = nodes_[index(node)];
+  if (record.in_table) table_.erase(node);
+  record.in_table = false;
+  const auto args = arguments(node);
+  for (std::size_t i = args.size(); i-- > 0;) {
+    std::vector<Node>& parents = nodes_[index(root(args[i]))].parents;
+    assert(parents.back() == node);
+    parents.pop_back();
+  }
+}
+
+void Solver::push_level() {
+  marks_.push_back({trail_.size(), implied_.size(), {}});
+  if (next_pending_ < pending_.size())
+    marks_.back().pending.assign(pending_.begin() + static_cast<std::ptrdiff_t>(next_pending_),
+                                 pending_.end());
+}
+
+void Solver::pop_to_level(std::size_t level) {
+  assert(level <= marks_.size());
+  if (level == marks_.size()) return;
+  const Mark mark = std::move(marks_[level]);
+  marks_.resize(level);
+  if (level < conflict_level_) in_conflict_ = false;
+  pending_ = mark.pending;
+  next_pending_ = 0;
+  implied_.resize(mark.implied);
+  std::vector<Node> made;
+  while (trail_.size() > mark.trail) {
+    const Cell cell = trail_.back();
+    trail_.pop_back();
+    if (cell.proof_child == null_node) made.push_back(cell.node);
+    undo(cell);
+  }
+  for (std::size_t i = made.size(); i-- > 0;) attach(made[i]);
+}
+
+void Solver::undo(const Cell& cell) {
+  if (cell.proof_child == null_node) {
+    detach(cell.node);
+    return;
+  }
+  const Node small = cell.node;
+  NodeRecord& merged = nodes_[index(small)];
+  NodeRecord& into = nodes_[index(merged.root)];
+  for (const Node parent : merged.parents) {
+    if (!nodes_[index(parent)].in_table) continue;
+    table_.erase(parent);
+    nodes_[index(parent)].in_table = false;
+  }
+  into.parents.resize(cell.parents);
+  std::swap(into.next, merged.next);
+  into.size -= merged.size;
+  into.value = cell.old_value;
+  Node member = small;
+  do {
+    nodes_[index(member)].root = small;
+    member = nodes_[index(member)].next;
+  } while (member != small);
+  while (erased_.size() > cell.erased_mark) {
+    const Node parent = erased_.back();
+    erased_.pop_back();
+    [[maybe_unused]] const bool is_new = table_.insert(parent).second;
+    assert(is_new);
+    nodes_[index(parent)].in_table = true;
+  }
+  // later merges may have turned the edge round
+  NodeRecord& child = nodes_[index(cell.proof_child)];
+  if (child.proof_parent == cell.proof_parent)
+    child.proof_parent = null_node;
+  else
+    nodes_[index(cell.proof_parent)].proof_parent = null_node;
+}
+
+void Solver::reset_to(std::size_t count) {
+  assert(count >= 2);
+  in_conflict_ = false;
+  while (!trail_.empty()) {
+    const Cell cell = trail_.back();
+    trail_.pop_back();
+    undo(cell);
+  }
+  marks_.clear();
+  pending_.clear();
+  next_pending_ = 0;
+  implied_.clear();
+  std::size_t arguments_end = 0;
+  for (std::size_t n = 0; n < count; ++n)
+    if (nodes_[n].arity != 0) arguments_end = nodes_[n].arguments_begin + nodes_[n].arity;
+  nodes_.resize(count);
+  arguments_.resize(arguments_end);
+  path_stamp_.resize(count);
+  edge_stamp_.resize(count);
+  for (std::size_t n = 0; n < count; ++n)
+    if (nodes_[n].arity != 0) attach(static_cast<Node>(n));
+}
+
+}  // namespace vesk::euf

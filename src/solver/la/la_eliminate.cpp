@@ -1,0 +1,115 @@
+#include "solver/la/la_solver.h"
+
+#include <algorithm>
+#include <cassert>
+
+namespace vesk::la {
+
+// A variable without atoms can take any value, so its row never constrains anything: the row is moved out of
+// the tableau, where each pivot would have to keep it up, and gives the variable's value when somebody asks.
+// Definitions mention variables that were in the tableau then; those eliminated later are evaluated first.
+
+void Solver::keep(Var var) {
+  restore_var(var);
+  ++kept_[index(var)];
+}
+
+void Solver::release(Var var) {
+  assert(kept_[index(var)] > 0);
+  --kept_[index(var)];
+  if (is_free(var)) elimination_candidates_.push_back(var);
+}
+
+bool Solver::is_free(Var var) const {
+  return alive_[index(var)] != 0 && kept_[index(var)] == 0 && cuts_[index(var)].empty() &&
+         equalities_[index(var)].empty();
+}
+
+void Solver::eliminate_free_vars() {
+  if (options_.elimination)
+    for (const Var var : elimination_candidates_)
+      if (is_free(var) && elimination_of_[index(var)] < 0) eliminate(var);
+  elimination_candidates_.clear();
+}
+
+/// Makes a variable basic in the shortest row that it occurs in, if there is any.
+void Solver::move_into_basis(Var var) {
+  if (tableau_.is_basic(var)) return;
+  std::int32_t best = -1;
+  for (const Tableau::ColumnEntry& entry : tableau_.column(var))
+    if (best < 0 || tableau_.row_size(entry.row) < tableau_.row_size(best)) best = entry.row;
+  if (best >= 0) tableau_.pivot(tableau_.basic_of(best), var);
+}
+
+void Solver::eliminate(Var var) {
+  assert(lower_[index(var)] == null_constraint && upper_[index(var)] == null_constraint);
+  move_into_basis(var);
+  const std::int32_t row = tableau_.row_of(var);
+  if (row < 0) return;
+  Elimination elimination{var, {}};
+  for (const Tableau::RowEntry& entry : tableau_.row(row))
+    if (entry.var != var) elimination.definition.push_back({entry.var, entry.coeff});
+  tableau_.remove_row(row);
+  elimination_of_[index(var)] = static_cast<std::int32_t>(eliminations_.size());
+  eliminations_.push_back(std::move(elimination));
+}
+
+/// Brings an eliminated variable back into the tableau, and before it those that its definition mentions.
+void Solver::restore_var(Var var) {
+  if (elimination_of_[index(var)] < 0) return;
+  std::vector<Var> pending{var};
+  while (!pending.empty()) {
+    const Var next = pending.back();
+    const std::int32_t position = elimination_of_[index(next)];
+    if (position < 0) {
+      pending.pop_back();
+      continue;
+    }
+    Elimination& elimination = eliminations_[index(position)];
+    const std::size_t before = pending.size();
+    for (const Monomial& monomial : elimination.definition)
+      if (elimination_of_[index(monomial.var)] >= 0) pending.push_back(monomial.var);
+    if (pending.size() != before) continue;
+    tableau_.add_row(next, elimination.definition);
+    DNumber sum;
+    for (const Monomial& monomial : elimination.definition)
+      sum.self_addmul(monomial.coeff, values_[index(monomial.var)]);
+    values_[index(next)] = std::move(sum);
+    eliminations_.erase(eliminations_.begin() + position);
+    for (std::size_t i = index(position); i < eliminations_.size(); ++i)
+      elimination_of_[index(eliminations_[i].var)] = static_cast<std::int32_t>(i);
+    elimination_of_[index(next)] = -1;
+    elimination_candidates_.push_back(next);
+  }
+}
+
+void Solver::refresh_eliminated() {
+  for (std::size_t i = eliminations_.size(); i-- > 0;) {
+    DNumber sum;
+    for (const Monomial& monomial : eliminations_[i].definition)
+      sum.self_addmul(monomial.coeff, values_[index(monomial.var)]);
+    values_[index(eliminations_[i].var)] = std::move(sum);
+  }
+}
+
+void Solver::remove_var(Var var) {
+  assert(is_free(var) && lower_[index(var)] == null_constraint && upper_[index(var)] == null_constraint);
+  restore_var(var);
+  for (std::size_t i = 0; i < eliminations_.size();) {
+    const auto& definition = eliminations_[i].definition;
+    const bool mentions = std::any_of(definition.begin(), definition.end(),
+                                      [var](const Monomial& monomial) { return monomial.var == var; });
+    if (mentions) {
+      restore_var(eliminations_[i].var);
+      i = 0;
+    } else {
+      ++i;
+    }
+  }
+  move_into_basis(var);
+  if (tableau_.is_basic(var)) tableau_.remove_row(tableau_.row_of(var));
+  alive_[index(var)] = 0;
+  tableau_.free_var(var);
+}
+
+}  // namespace vesk::la

@@ -1,0 +1,226 @@
+#include "solver/la/la_interface.h"
+
+#include <algorithm>
+#include <cassert>
+#include <map>
+
+namespace vesk::la {
+
+LaSolverInterface::LaSolverInterface(const Configuration::Theory::La& config, TermManager& terms,
+                                     std::unique_ptr<Solver> solver, const PolarityChecker* polarity)
+    : config_(config), terms_(terms), solver_(std::move(solver)), polarity_(polarity), mapper_(*solver_) {
+  solver_->set_disequality_filter([this](ConstraintId c) { return must_separate(c); });
+}
+
+Solver::Options LaSolverInterface::solver_options(const Configuration::Theory::La& config) {
+  Solver::Options options;
+  options.deduction = config.deduction_enabled;
+  options.greedy_threshold = config.pivoting_greedy_threshold;
+  return options;
+}
+
+bool LaSolverInterface::tell_atom(Term atom, dpll::Var var) {
+  const bool congruence = atom->tag() == Tag::mod_congr;
+  if (!congruence && !LinearAtom::is_arithmetic(atom)) return false;
+  if (static_cast<std::size_t>(var) >= atom_of_var_.size())
+    atom_of_var_.resize(static_cast<std::size_t>(var) + 1, 0);
+  atom_of_var_[static_cast<std::size_t>(var)] = 0;
+  if (congruence) {
+    unsupported_.push_back({atom, var});
+    return true;
+  }
+  const LinearAtom linear = LinearAtom::of(atom);
+  const bool never = linear.relation == Relation::equal && linear.all_integer && !linear.bound.is_int();
+  if (linear.sum.empty() || never) {
+    units_.push_back({TheoryLit(atom, never || !linear.is_trivially_true()), var});
+    return true;
+  }
+  model_is_built_ = false;
+  const AtomId id = add_atom(linear, mapper_.acquire(linear.sum));
+  if (static_cast<std::size_t>(id) >= atoms_.size()) atoms_.resize(static_cast<std::size_t>(id) + 1);
+  atoms_[static_cast<std::size_t>(id)] = {atom, var, linear.all_integer};
+  atom_of_var_[static_cast<std::size_t>(var)] = id;
+  return true;
+}
+
+/// Strict bounds get an infinitesimal over the rationals and the next integer over the integers.
+AtomId LaSolverInterface::add_atom(const LinearAtom& linear, Var var) {
+  switch (linear.relation) {
+    case Relation::at_most: {
+      if (!linear.all_integer)
+        return solver_->add_at_most(var, DNumber(linear.bound), DNumber(linear.bound, QNumber(1)));
+      const QNumber floor = linear.bound.floor();
+      return solver_->add_at_most(var, DNumber(floor), DNumber(floor + QNumber(1)));
+    }
+    case Relation::at_least: {
+      if (!linear.all_integer)
+        return solver_->add_at_least(var, DNumber(linear.bound), DNumber(linear.bound, QNumber(-1)));
+      const QNumber ceil = linear.bound.ceil();
+      return solver_->add_at_least(var, DNumber(ceil), DNumber(ceil - QNumber(1)));
+    }
+    case Relation::equal: break;
+  }
+  return solver_->add_equal(var, linear.bound);
+}
+
+void LaSolverInterface::retract_atom(dpll::Var var) {
+  AtomId& id = atom_of_var_[static_cast<std::size_t>(var)];
+  if (id == 0) {
+    std::erase_if(units_, [var](const auto& unit) { return unit.second == var; });
+    std::erase_if(unsupported_, [var](const auto& atom) { return atom.second == var; });
+    return;
+  }
+  const Var target = solver_->constraint_var(2 * id);
+  std::erase(splits_, id);
+  solver_->remove_atom(id);
+  mapper_.release(target);
+  atoms_[static_cast<std::size_t>(id)] = AtomRecord();
+  id = 0;
+}
+
+void LaSolverInterface::cancel_until(int level) {
+  solver_->pop_to_level(static_cast<std::size_t>(level));
+  splits_.clear();
+  model_is_built_ = false;
+}
+
+bool LaSolverInterface::assume(dpll::Lit lit) {
+  if (solver_->in_conflict()) return false;
+  const ConstraintId constraint = to_constraint(lit);
+  return constraint <= 1 || solver_->push(constraint);  // an atom without a constraint has number 0
+}
+
+bool LaSolverInterface::check(bool approximate) {
+  splits_.clear();
+  model_is_built_ = false;
+  if (!solver_->check(approximate)) return false;
+  if (!approximate) split_violated_equalities();
+  return true;
+}
+
+void LaSolverInterface::get_conflict(std::vector<dpll::Lit>& lits) {
+  lits.clear();
+  for (const ConstraintId c : solver_->conflict()) lits.push_back(to_lit(c));
+}
+
+dpll::Lit LaSolverInterface::get_next_implied() {
+  const ConstraintId constraint = solver_->next_implied();
+  return constraint == null_constraint ? dpll::lit_undef : to_lit(constraint);
+}
+
+bool LaSolverInterface::get_explanation(dpll::Lit lit, bool lazy, std::vector<dpll::Lit>& reasons) {
+  const auto reason = solver_->reason(to_constraint(lit));
+  if (!lazy && reason.size() > static_cast<std::size_t>(std::max(config_.lazy_expl_threshold, 0)))
+    return false;
+  reasons.clear();
+  for (const ConstraintId c : reason) reasons.push_back(to_lit(c));
+  return true;
+}
+
+/// An equality that occurs in one polarity only need not be false in the model where the search made it
+/// false.
+bool LaSolverInterface::is_pure(const AtomRecord& atom) const {
+  return config_.pure_equality_filtering && polarity_ != nullptr &&
+         (*polarity_)(atom.term) == PolarityChecker::positive;
+}
+
+bool LaSolverInterface::must_separate(ConstraintId disequality) const {
+  const AtomRecord& atom = atoms_[static_cast<std::size_t>(disequality / 2)];
+  return !config_.split_rat_eq && !atom.integer && !is_pure(atom);
+}
+
+/// Asks for `a = b or a < b or b < a` for each equality that is false and yet holds in the assignment. Others
+/// may come to hold after later moves, and are split then.
+void LaSolverInterface::split_violated_equalities() {
+  violated_.clear();
+  solver_->violated_disequalities(violated_);
+  for (const ConstraintId c : violated_) {
+    if (is_pure(atoms_[static_cast<std::size_t>(c / 2)])) continue;
+    splits_.push_back(c / 2);
+    ++statistics_.splits;
+  }
+}
+
+TheoryLemma LaSolverInterface::get_lemma(std::vector<TheoryLit>& lits) {
+  lits.clear();
+  TheoryLemma lemma;
+  lemma.permanent = true;
+  if (!units_.empty()) {
+    lits.push_back(units_.back().first);
+    units_.pop_back();
+    return lemma;
+  }
+  const Term equality = atoms_[static_cast<std::size_t>(splits_.back())].term;
+  splits_.pop_back();
+  const Term at_most = terms_.make_raw_leq(equality->child(0), equality->child(1));
+  const Term at_least = terms_.make_raw_leq(equality->child(1), equality->child(0));
+  lits.push_back(TheoryLit(equality, false));
+  lits.push_back(TheoryLit(at_most, true));
+  lits.push_back(TheoryLit(at_least, true));
+  return lemma;
+}
+
+void LaSolverInterface::notify_interface_term(Term term) {
+  InterfaceRecord& record = interface_[term];
+  if (record.users++ > 0) return;
+  model_is_built_ = false;
+  interface_terms_.push_back(term);
+  std::vector<Var> held;
+  for (const Poly::Monomial& monomial : Poly::of(term).monomials)
+    held.push_back(mapper_.acquire_term(monomial.atom));
+  record.held = std::move(held);
+}
+
+void LaSolverInterface::retract_interface_term(Term term) {
+  InterfaceRecord* record = interface_.find(term);
+  assert(record != nullptr && record->users > 0);
+  if (--record->users > 0) return;
+  for (const Var var : record->held) mapper_.release(var);
+  interface_.erase(term);
+  interface_terms_.erase(std::find(interface_terms_.begin(), interface_terms_.end(), term));
+}
+
+void LaSolverInterface::build_abstract_model() {
+  std::map<DNumber, int> groups;
+  for (const Term term : interface_terms_) {
+    DNumber value;
+    const bool known = mapper_.evaluate(term, value);
+    assert(known);
+    static_cast<void>(known);
+    interface_.find(term)->group =
+        groups.emplace(std::move(value), static_cast<int>(groups.size())).first->second;
+  }
+}
+
+int LaSolverInterface::model_group(Term term) const {
+  const InterfaceRecord* record = interface_.find(term);
+  return record == nullptr ? -1 : record->group;
+}
+
+void LaSolverInterface::concretize() {
+  if (model_is_built_) return;
+  std::vector<DNumber> further;
+  for (const Term term : interface_terms_) {
+    DNumber value;
+    if (mapper_.evaluate(term, value)) further.push_back(std::move(value));
+  }
+  solver_->build_model(further);
+  model_is_built_ = true;
+}
+
+void LaSolverInterface::require_model() {
+  if (!unsupported_.empty())
+    throw TheoryIncomplete("modular congruences are not supported: " + unsupported_.front().first->to_str());
+  if (!mapper_.has_integers() && !mapper_.has_opaque_terms()) return;
+  concretize();
+  if (const Term term = mapper_.fractional_term())
+    throw TheoryIncomplete("integer arithmetic is not supported: the integer " + term->to_str() +
+                           " has a fractional value in the model found over the rationals");
+  if (const Term term = mapper_.opaque_term_at_fault())
+    throw TheoryIncomplete("only linear arithmetic is supported: the value of " + term->to_str() +
+                           " in the model found is not that of its arguments");
+}
+
+void LaSolverInterface::build_model() { concretize(); }
+
+}  // namespace vesk::la

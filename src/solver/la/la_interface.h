@@ -1,0 +1,110 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "solver/config/configuration.h"
+#include "solver/dpll/lit.h"
+#include "solver/la/la_solver.h"
+#include "solver/la/linear_term.h"
+#include "solver/la/linear_term_mapper.h"
+#include "solver/term/polarity_checker.h"
+#include "solver/term/term_manager.h"
+#include "solver/theory/theory_solver.h"
+#include "solver/util/hash_table.h"
+
+namespace vesk::la {
+
+/// Linear arithmetic as a theory: turns atoms into bounds on the variables of a simplex solver, and its
+/// constraints back into literals.
+///
+/// Integers: bounds on integer sums are rounded, and a model of the rational relaxation in which every
+/// integer term happens to have an integer value is a model. For any other, require_model() says that nobody
+/// knows.
+class LaSolverInterface : public TheorySolver {
+ public:
+  struct Statistics {
+    std::uint64_t splits = 0;
+  };
+
+  /// `polarity` may be null: then no equality is known to be pure. All references outlive this object.
+  LaSolverInterface(const Configuration::Theory::La& config, TermManager& terms,
+                    std::unique_ptr<Solver> solver, const PolarityChecker* polarity);
+
+  /// Settings of the simplex solver that the configuration asks for.
+  static Solver::Options solver_options(const Configuration::Theory::La& config);
+  void set_termination_test(TerminationTest* test) { solver_->set_termination_test(test); }
+
+  const char* get_name() const override { return "la"; }
+  bool tell_atom(Term atom, dpll::Var var) override;
+  void retract_atom(dpll::Var var) override;
+  void new_decision_level() override { solver_->push_level(); }
+  void cancel_until(int level) override;
+  bool assume(dpll::Lit lit) override;
+  bool check(bool approximate) override;
+  void get_conflict(std::vector<dpll::Lit>& lits) override;
+  dpll::Lit get_next_implied() override;
+  bool get_explanation(dpll::Lit lit, bool lazy, std::vector<dpll::Lit>& reasons) override;
+  bool has_lemmas() override { return !units_.empty() || !splits_.empty(); }
+  TheoryLemma get_lemma(std::vector<TheoryLit>& lits) override;
+  void notify_interface_term(Term term) override;
+  void retract_interface_term(Term term) override;
+  void build_abstract_model() override;
+  int model_group(Term term) const override;
+  void require_model() override;
+  void build_model() override;
+
+  /// The value of a linear term in the model; false if there is no model or a part of the term is unknown
+  /// here.
+  bool get_model_value(Term term, QNumber& value) const {
+    return model_is_built_ && mapper_.evaluate_model(term, value);
+  }
+
+  const Statistics& statistics() const { return statistics_; }
+  const Solver& solver() const { return *solver_; }
+
+ private:
+  struct AtomRecord {
+    Term term = nullptr;
+    dpll::Var var = dpll::var_undef;
+    bool integer = false;
+  };
+  struct InterfaceRecord {
+    int users = 0;
+    int group = -1;
+    std::vector<Var> held;
+  };
+
+  AtomId add_atom(const LinearAtom& linear, Var var);
+  dpll::Lit to_lit(ConstraintId constraint) const {
+    return dpll::Lit(atoms_[static_cast<std::size_t>(constraint / 2)].var, (constraint & 1) != 0);
+  }
+  ConstraintId to_constraint(dpll::Lit lit) const {
+    return 2 * atom_of_var_[static_cast<std::size_t>(lit.var())] + (lit.negated() ? 1 : 0);
+  }
+  bool must_separate(ConstraintId disequality) const;
+  bool is_pure(const AtomRecord& atom) const;
+  void split_violated_equalities();
+  void concretize();
+
+  const Configuration::Theory::La& config_;
+  TermManager& terms_;
+  std::unique_ptr<Solver> solver_;
+  const PolarityChecker* polarity_;
+  LinearTermMapper mapper_;
+  Statistics statistics_;
+
+  std::vector<AtomRecord> atoms_;                       // by atom of the solver
+  std::vector<AtomId> atom_of_var_;                     // by variable of the search; 0 without a constraint
+  std::vector<std::pair<TheoryLit, dpll::Var>> units_;  // atoms that are true or false whatever the values
+  std::vector<std::pair<Term, dpll::Var>>
+      unsupported_;                     // modular congruences: no model can be judged by them
+  std::vector<AtomId> splits_;          // violated equalities whose split was not taken yet
+  std::vector<ConstraintId> violated_;  // scratch
+  hsh::Map<Term, InterfaceRecord> interface_;
+  std::vector<Term> interface_terms_;  // the keys of interface_, in order of arrival
+  bool model_is_built_ = false;
+};
+
+}  // namespace vesk::la

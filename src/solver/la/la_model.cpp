@@ -1,0 +1,77 @@
+#include "solver/la/la_solver.h"
+
+#include <algorithm>
+#include <cassert>
+#include <set>
+
+namespace vesk::la {
+
+namespace {
+
+constexpr std::size_t min_model_passes = 100;
+
+struct ByValue {
+  bool operator()(const DNumber* a, const DNumber* b) const { return cmp(*a, *b) < 0; }
+};
+
+/// Lowers `delta` to the largest value for which `low < high` survives the replacement of the infinitesimal.
+void keep_order(const DNumber& low, const DNumber& high, bool strictly, QNumber& delta) {
+  if (!(low.c < high.c) || !(low.k > high.k)) return;
+  QNumber limit = (high.c - low.c) / (low.k - high.k);
+  if (strictly) limit /= 2;
+  if (limit < delta) delta = std::move(limit);
+}
+
+}  // namespace
+
+void Solver::build_model(std::span<const DNumber> further_values) {
+  refresh_eliminated();
+  QNumber& delta = delta_;
+  delta = QNumber(1);
+  std::set<const DNumber*, ByValue> distinct;
+  for (const DNumber& value : further_values) distinct.insert(&value);
+  for (std::size_t v = 0; v < values_.size(); ++v) {
+    if (alive_[v] == 0) continue;
+    distinct.insert(&values_[v]);
+    if (lower_[v] != null_constraint) keep_order(bound(lower_[v]), values_[v], false, delta);
+    if (upper_[v] != null_constraint) keep_order(values_[v], bound(upper_[v]), false, delta);
+  }
+  set_delta_value(delta);
+
+  // Disequalities are kept by their constants, of which no variable may take the value unless it has it now.
+  // Those that do not hold now are none of this function's business.
+  std::vector<std::pair<Var, const DNumber*>> forbidden;
+  for (const ConstraintId c : diseqs_)
+    if (values_[index(constraint_var(c))] != bound(c)) forbidden.push_back({constraint_var(c), &bound(c)});
+
+  const auto is_injective = [&] {
+    std::set<QNumber> seen;
+    for (const DNumber* value : distinct)
+      if (!seen.insert(concrete(*value)).second) return false;
+    return std::none_of(forbidden.begin(), forbidden.end(), [&](const std::pair<Var, const DNumber*>& entry) {
+      return concrete(values_[index(entry.first)]) == entry.second->c;
+    });
+  };
+  const std::size_t max_passes = std::max(min_model_passes, values_.size());
+  for (std::size_t pass = 0; !is_injective(); ++pass) {
+    if (pass < max_passes) {
+      delta /= 2;
+      continue;
+    }
+    // Halving can take more passes than this. Neighbours in the order of the abstract values that stay in
+    // order keep all of them apart at once.
+    for (const auto& entry : forbidden) distinct.insert(entry.second);
+    const DNumber* previous = nullptr;
+    for (const DNumber* value : distinct) {
+      if (previous != nullptr) keep_order(*previous, *value, true, delta);
+      previous = value;
+    }
+    break;
+  }
+  assert(is_injective());
+  model_.resize(values_.size());
+  for (std::size_t v = 0; v < values_.size(); ++v)
+    if (alive_[v] != 0) model_[v] = concrete(values_[v]);
+}
+
+}  // namespace vesk::la

@@ -1,0 +1,327 @@
+#include "solver/preprocess/constraint_encoder.h"
+
+#include "solver/term/visit.h"
+
+namespace vesk {
+namespace {
+
+constexpr std::uint32_t encoded_flags = has_ite | has_divide | has_floor | has_product | has_bool_argument;
+
+bool is_ite_over_numbers(Term root) {
+  std::vector<Term> stack{root};
+  StampSet seen;
+  while (!stack.empty()) {
+    const Term term = stack.back();
+    stack.pop_back();
+    if (term->is_number() || !seen.insert(term->id())) continue;
+    if (term->tag() != Tag::ite) return false;
+    stack.push_back(term->child(1));
+    stack.push_back(term->child(2));
+  }
+  return true;
+}
+
+}  // namespace
+
+void ConstraintEncoder::operator()(std::vector<Term>& conjuncts) {
+  bool needed = false;
+  for (Term term : conjuncts) needed |= (term->flags() & encoded_flags) != 0;
+  if (!needed) return;
+  memo_.clear();
+  split_memo_.clear();
+  sides_.clear();
+  for (Term& term : conjuncts) term = encode(term);
+  // Encoding a side constraint can make more of them.
+  for (std::size_t i = 0; i < sides_.size(); ++i) {
+    const Term side = sides_[i];
+    conjuncts.push_back(encode(side));
+  }
+}
+
+Term ConstraintEncoder::encode(Term formula) {
+  return rewrite_post_order(
+      formula, memo_, [](Term term) { return (term->flags() & encoded_flags) != 0; },
+      [this](Term term, std::span<const Term> children) {
+        return encode_node(terms_.rebuild(term, children));
+      });
+}
+
+// `term` has encoded children, in which ites may stand still: what becomes of them is decided at the atom.
+Term ConstraintEncoder::encode_node(Term term) {
+  if ((term->flags() & encoded_flags) == 0) return term;
+  switch (term->tag()) {
+    case Tag::leq:
+    case Tag::equal: return encode_relation(term);
+    case Tag::times: return encode_product(term);
+    case Tag::floor: {
+      const Term inner = terms_.make_floor(without_ites(term->child(0), false));
+      return inner->tag() == Tag::floor ? constant_for(inner, inner->type()) : inner;
+    }
+    case Tag::divide: {
+      const Term a = without_ites(term->child(0), false);
+      const Term b = without_ites(term->child(1), false);
+      const Term inner = terms_.make_divide(a, b);
+      return inner->tag() == Tag::divide ? constant_for(inner, terms_.types().rational()) : inner;
+    }
+    case Tag::mod_congr: {
+      const Term a = without_ites(term->child(0), true);
+      const Term b = without_ites(term->child(1), true);
+      const Term inner = terms_.make_mod_congr(*term->symbol()->number(), a, b);
+      return inner->tag() == Tag::mod_congr ? constant_for(inner, terms_.types().boolean()) : inner;
+    }
+    case Tag::uninterpreted: {
+      std::vector<Term> args;
+      for (std::size_t i = 0; i < term->arity(); ++i)
+        args.push_back(without_ites(term->child(i), term->symbol()->type()->params()[i]->is_integer()));
+      return split_bool_arguments(term->symbol(), args, 0);
+    }
+    default: return term;
+  }
+}
+
+// An application as a case split over its Boolean arguments, which become true and false.
+Term ConstraintEncoder::split_bool_arguments(const Symbol* function, std::vector<Term>& args,
+                                             std::size_t first) {
+  while (first < args.size() &&
+         (!args[first]->type()->is_bool() || args[first]->is_true() || args[first]->is_false()))
+    ++first;
+  if (first == args.size()) return terms_.make_uf(function, args);
+  const Term condition = args[first];
+  args[first] = terms_.make_true();
+  const Term yes = split_bool_arguments(function, args, first + 1);
+  args[first] = terms_.make_false();
+  const Term no = split_bool_arguments(function, args, first + 1);
+  args[first] = condition;
+  return yes->type()->is_bool() ? terms_.make_bool_ite(condition, yes, no)
+                                : terms_.make_term_ite(condition, yes, no);
+}
+
+// The only ite of a relation, if it has exactly one: as a summand, or as a side of an equality.
+Term ConstraintEncoder::sole_ite(Term atom) const {
+  if (!atom->child(0)->type()->is_number()) {
+    const bool left = atom->child(0)->tag() == Tag::ite, right = atom->child(1)->tag() == Tag::ite;
+    return left == right ? nullptr : atom->child(left ? 0 : 1);
+  }
+  Term sole = nullptr;
+  for (const Poly::Monomial& m : Poly::difference(atom->child(0), atom->child(1)).monomials) {
+    if (m.atom->tag() != Tag::ite) continue;
+    if (sole != nullptr) return nullptr;
+    sole = m.atom;
+  }
+  return sole;
+}
+
+Term ConstraintEncoder::with_branch(Term atom, Term ite, Term branch) {
+  if (!branch->type()->is_number())
+    return terms_.make_equal(branch, atom->child(0) == ite ? atom->child(1) : atom->child(0));
+  Poly poly = Poly::difference(atom->child(0), atom->child(1));
+  QNumber coefficient;
+  std::erase_if(poly.monomials, [&](const Poly::Monomial& m) {
+    if (m.atom == ite) coefficient = m.coefficient;
+    return m.atom == ite;
+  });
+  poly.add(coefficient, Poly::of(branch));
+  const Term sum = poly.to_term(terms_);
+  const Term zero = terms_.make_number(QNumber(0));
+  return atom->tag() == Tag::equal ? terms_.make_equal(sum, zero) : terms_.make_leq(sum, zero);
+}
+
+Term ConstraintEncoder::encode_relation(Term atom) {
+  if (!atom->has(has_ite)) return atom;
+  if (sole_ite(atom) != nullptr) return split_cases(atom);
+  const Term left = without_ites(atom->child(0), false);
+  const Term right = without_ites(atom->child(1), false);
+  return atom->tag() == Tag::equal ? terms_.make_equal(left, right) : terms_.make_leq(left, right);
+}
+
+// `P(ite(c, a, b))` as `P(a)` where c holds, else `P(b)`; and so on inside the branches, each atom once.
+Term ConstraintEncoder::split_cases(Term root) {
+  struct Frame {
+    Term atom, condition, yes, no;
+  };
+  std::vector<Frame> stack;
+  // Pushes what is not known yet; true if `atom` is finished.
+  const auto visit = [&](Term atom) {
+    if (split_memo_.contains(atom->id())) return true;
+    const bool relation = atom->tag() == Tag::leq || atom->tag() == Tag::equal;
+    const Term ite = relation && atom->has(has_ite) ? sole_ite(atom) : nullptr;
+    if (ite == nullptr) {
+      split_memo_.set(atom->id(), relation ? encode_relation(atom) : atom);
+      return true;
+    }
+    const Term yes = with_branch(atom, ite, ite->child(1));
+    const Term no = with_branch(atom, ite, ite->child(2));
+    stack.push_back({atom, ite->child(0), yes, no});
+    return false;
+  };
+  visit(root);
+  while (!stack.empty()) {
+    const Frame frame = stack.back();
+    if (!visit(frame.yes) || !visit(frame.no)) continue;
+    stack.pop_back();
+    const Term yes = *split_memo_.find(frame.yes->id());
+    const Term no = *split_memo_.find(frame.no->id());
+    split_memo_.set(frame.atom->id(), terms_.make_bool_ite(frame.condition, yes, no));
+  }
+  return *split_memo_.find(root->id());
+}
+
+// The factor times an ite whose leaves are numbers is an ite of multiples; any other product of unknowns
+// stays, as an unknown.
+Term ConstraintEncoder::encode_product(Term product) {
+  if (product->child(0)->is_number() || product->child(1)->is_number()) return product;
+  for (std::size_t i : {0u, 1u}) {
+    const Term ite = product->child(i), factor = product->child(1 - i);
+    if (ite->tag() != Tag::ite || !is_ite_over_numbers(ite)) continue;
+    const Term plain = without_ites(factor, false);
+    if (const Term cases = scaled_cases(plain, ite, 0)) return cases;
+  }
+  const Term a = without_ites(product->child(0), false);
+  const Term b = without_ites(product->child(1), false);
+  const Term plain = terms_.make_times(a, b);
+  if (plain->tag() != Tag::times || plain->child(0)->is_number() || plain->child(1)->is_number())
+    return plain;
+  if (constants_.insert(plain, plain).second) {
+    if (trail_.num_marks() > 0) trail_.push(plain);
+    add_sign_facts(plain);
+  }
+  return plain;
+}
+
+Term ConstraintEncoder::scaled_cases(Term factor, Term ite, int depth) {
+  constexpr int max_depth = 200;
+  if (ite->is_number()) return terms_.make_times(ite, factor);
+  if (depth > max_depth) return nullptr;
+  const Term yes = scaled_cases(factor, ite->child(1), depth + 1);
+  const Term no = yes == nullptr ? nullptr : scaled_cases(factor, ite->child(2), depth + 1);
+  return no == nullptr ? nullptr : terms_.make_term_ite(ite->child(0), yes, no);
+}
+
+// `term` with each ite that stands in a sum, a multiple or alone replaced by its constant.
+Term ConstraintEncoder::without_ites(Term root, bool integer_wanted) {
+  if (!root->has(has_ite)) return root;
+  const auto replace = [&](Term term) {
+    if (term->tag() != Tag::ite) return term;
+    // why rational: its value is one of the numbers anyway, and the formula stays free of integers.
+    const bool numbers = !integer_wanted && is_ite_over_numbers(term);
+    return constant_for(term, numbers ? terms_.types().rational() : term->type());
+  };
+  // The branches of an ite are left alone here: they are encoded with its side constraints.
+  StampMap<Term> memo;
+  const Term result = rewrite_post_order(
+      root, memo,
+      [](Term term) { return term->has(has_ite) && (term->tag() == Tag::plus || term->tag() == Tag::times); },
+      [&](Term term, std::span<const Term> children) {
+        const Term replaced[2] = {replace(children[0]), replace(children[1])};
+        return terms_.rebuild(term, replaced);
+      });
+  return replace(result);
+}
+
+Term ConstraintEncoder::constant_for(Term term, const Type* type) {
+  if (const Term* known = constants_.find(term)) return *known;
+  const Term constant =
+      terms_.make_constant(terms_.make_internal_symbol("constr" + std::to_string(term->id()), type));
+  constants_.insert(term, constant);
+  if (trail_.num_marks() > 0) trail_.push(term);
+  switch (term->tag()) {
+    case Tag::ite: add_ite(term, constant); break;
+    case Tag::floor: add_floor(term, constant); break;
+    case Tag::mod_congr: add_mod_congr(term, constant); break;
+    default: add_divide(term, constant); break;
+  }
+  return constant;
+}
+
+void ConstraintEncoder::add_ite(Term ite, Term constant) {
+  const Term is_yes = terms_.make_equal(constant, ite->child(1));
+  const Term is_no = terms_.make_equal(constant, ite->child(2));
+  const Term not_condition = terms_.make_not(ite->child(0));
+  add_side(terms_.make_or(not_condition, is_yes));
+  add_side(terms_.make_or(ite->child(0), is_no));
+}
+
+void ConstraintEncoder::add_floor(Term floor, Term constant) {
+  const Term one = terms_.make_number(QNumber(1));
+  const Term next = terms_.make_plus(constant, one);
+  const Term too_small = terms_.make_leq(next, floor->child(0));
+  add_side(terms_.make_leq(constant, floor->child(0)));
+  add_side(terms_.make_not(too_small));
+}
+
+// The congruence holds exactly if the rest of the difference is 0.
+void ConstraintEncoder::add_mod_congr(Term congruence, Term holds) {
+  const Type* integer = terms_.types().integer();
+  const Term quotient = terms_.make_fresh_constant("quotient", integer);
+  const Term rest = terms_.make_fresh_constant("rest", integer);
+  const QNumber& modulus = *congruence->symbol()->number();
+  const Term m = terms_.make_number(modulus);
+  const Term largest = terms_.make_number(modulus - QNumber(1));
+  const Term zero = terms_.make_number(QNumber(0));
+  const Term multiple = terms_.make_times(m, quotient);
+  const Term value = terms_.make_plus(multiple, rest);
+  const Term sum = terms_.make_plus(value, congruence->child(1));
+  const Term no_rest = terms_.make_equal(rest, zero);
+  add_side(terms_.make_equal(congruence->child(0), sum));
+  add_side(terms_.make_leq(zero, rest));
+  add_side(terms_.make_leq(rest, largest));
+  add_side(terms_.make_iff(holds, no_rest));
+}
+
+const Symbol* ConstraintEncoder::quotient_by_zero() {
+  const Type* rational = terms_.types().rational();
+  return terms_.make_internal_symbol("uf./_rat", terms_.types().function_type({rational}, rational));
+}
+
+void ConstraintEncoder::add_divide(Term divide, Term constant) {
+  const Term a = divide->child(0), b = divide->child(1);
+  const Term zero = terms_.make_number(QNumber(0));
+  const Term by_zero = terms_.make_uf(quotient_by_zero(), std::span<const Term>(&a, 1));
+  const Term is_by_zero = terms_.make_equal(constant, by_zero);
+  const Term b_is_zero = terms_.make_equal(b, zero);
+  const Term b_is_not_zero = terms_.make_not(b_is_zero);
+  const Term product = terms_.make_times(constant, b);
+  const Term is_quotient = terms_.make_equal(product, a);
+  add_side(terms_.make_or(b_is_not_zero, is_by_zero));
+  add_side(terms_.make_or(b_is_zero, is_quotient));
+}
+
+Term ConstraintEncoder::strictly_positive(Term term) {
+  const Term zero = terms_.make_number(QNumber(0));
+  const Term not_positive = terms_.make_leq(term, zero);
+  return terms_.make_not(not_positive);
+}
+
+Term ConstraintEncoder::strictly_negative(Term term) {
+  const Term zero = terms_.make_number(QNumber(0));
+  const Term not_negative = terms_.make_leq(zero, term);
+  return terms_.make_not(not_negative);
+}
+
+void ConstraintEncoder::add_sign_facts(Term product) {
+  const Term a = product->child(0), b = product->child(1);
+  const Term product_positive = strictly_positive(product);
+  const Term product_negative = strictly_negative(product);
+  const Term a_positive = strictly_positive(a), a_negative = strictly_negative(a);
+  if (a == b) {
+    const Term a_not_zero = terms_.make_or(a_positive, a_negative);
+    add_side(terms_.make_iff(product_positive, a_not_zero));
+    add_side(terms_.make_not(product_negative));
+    return;
+  }
+  const Term b_positive = strictly_positive(b), b_negative = strictly_negative(b);
+  const Term both_positive = terms_.make_and(a_positive, b_positive);
+  const Term both_negative = terms_.make_and(a_negative, b_negative);
+  const Term first_positive = terms_.make_and(a_positive, b_negative);
+  const Term second_positive = terms_.make_and(a_negative, b_positive);
+  const Term same_sign = terms_.make_or(both_positive, both_negative);
+  const Term other_sign = terms_.make_or(first_positive, second_positive);
+  add_side(terms_.make_iff(product_positive, same_sign));
+  add_side(terms_.make_iff(product_negative, other_sign));
+}
+
+void ConstraintEncoder::pop_backtrack_point() {
+  trail_.undo_to_mark(trail_.num_marks() - 1, [this](Term term) { constants_.erase(term); });
+}
+
+}  // namespace vesk

@@ -1,0 +1,136 @@
+#include <algorithm>
+#include <map>
+
+#include "solver/theory/theory_manager.h"
+
+namespace vesk {
+
+namespace {
+constexpr int policy_eager = 1;
+constexpr int policy_off = 3;
+}  // namespace
+
+/// A number that two terms share exactly if they have the same value in the models laid side by side: numeric
+/// terms by arithmetic, others by their class.
+int TheoryManager::value_of(Term term) const {
+  if (term->type()->is_number() && arithmetic_ >= 0)
+    return solvers_[static_cast<std::size_t>(arithmetic_)]->model_group(term);
+  return solvers_[static_cast<std::size_t>(euf_)]->model_group(term);
+}
+
+void TheoryManager::need(Term a, Term b) {
+  if (b->id() < a->id()) std::swap(a, b);
+  const std::pair<Term, Term> pair(a, b);
+  if (std::find(needed_.begin(), needed_.end(), pair) == needed_.end()) needed_.push_back(pair);
+}
+
+/// Reads each function's table out of the models. Two rows with the same arguments and unequal values show
+/// that the models do not fit: the arguments that only arithmetic has equal are to be equal for EUF as well,
+/// which makes the values congruent; if all of them are, it is the values' turn.
+void TheoryManager::find_needed_equalities() {
+  const TheorySolver& euf = *solvers_[static_cast<std::size_t>(euf_)];
+  const std::size_t limit = config_.interface_eq_batch_size > 0
+                                ? static_cast<std::size_t>(config_.interface_eq_batch_size)
+                                : SIZE_MAX;
+  std::map<std::vector<int>, Term> table;
+  std::vector<int> key;
+  for (const InterfaceTermDetector::Function& function : detector_.functions()) {
+    table.clear();
+    for (const Term application : function.applications) {
+      key.clear();
+      for (const Term argument : application->children()) key.push_back(value_of(argument));
+      const auto [row, is_new] = table.emplace(key, application);
+      if (is_new || value_of(row->second) == value_of(application)) continue;
+      bool arguments_differ = false;
+      for (std::size_t i = 0; i < application->arity(); ++i) {
+        const Term a = row->second->child(i);
+        const Term b = application->child(i);
+        if (euf.model_group(a) == euf.model_group(b)) continue;
+        arguments_differ = true;
+        need(a, b);
+      }
+      if (!arguments_differ) need(row->second, application);
+      if (needed_.size() >= limit) return;
+    }
+  }
+}
+
+/// Terms that are congruent must have one value. Neighbours in a class suffice: equality is transitive.
+void TheoryManager::check_congruent_numbers() {
+  const TheorySolver& euf = *solvers_[static_cast<std::size_t>(euf_)];
+  std::map<int, Term> last_of_class;
+  const auto visit = [&](Term term) {
+    if (!term->type()->is_number()) return;
+    const auto [last, is_new] = last_of_class.emplace(euf.model_group(term), term);
+    if (is_new) return;
+    if (value_of(last->second) != value_of(term)) need(last->second, term);
+    last->second = term;
+  };
+  for (const InterfaceTermDetector::Function& function : detector_.functions())
+    for (const Term application : function.applications) {
+      visit(application);
+      for (const Term argument : application->children()) visit(argument);
+    }
+}
+
+/// Makes `a = b` an atom of both theories. False if nothing changed by that.
+bool TheoryManager::make_interface_equality(Term a, Term b) {
+  const Term equality = terms_.make_raw_equal(a, b);
+  dpll::ProxyMaker::Options options;
+  options.forced_polarity = dpll::l_true;
+  bool is_new = false;
+  const dpll::Var var = search_->make_proxy(equality, options, &is_new);
+  const bool was_pure = polarity_ != nullptr && (*polarity_)(equality) != PolarityChecker::both;
+  if (polarity_ != nullptr) {
+    polarity_->add_literal(equality, false);
+    polarity_->add_literal(equality, true);
+  }
+  if (is_new) {
+    ++statistics_.interface_equalities;
+    return true;
+  }
+  if (!tell_euf_late(equality, var)) return was_pure;
+  ++statistics_.interface_equalities;
+  search_->set_decision(var, true);
+  search_->set_forced_polarity(var, dpll::l_true);
+  return true;
+}
+
+TheoryManager::ModelFound TheoryManager::combine() {
+  ModelFound result;
+  if (detector_.functions().empty() || arithmetic_ < 0) return result;
+  if (euf_ < 0) {
+    log_.log(2, "not generating interface equalities because the EUF solver is not enabled");
+    return result;
+  }
+  if (config_.interface_eq_policy == policy_off) {
+    log_.log(2, "not generating interface equalities because policy is OFF in the configuration");
+    throw TheoryIncomplete("theory combination is switched off by theory.interface_eq_policy");
+  }
+  solvers_[static_cast<std::size_t>(arithmetic_)]->build_abstract_model();
+  needed_.clear();
+  check_congruent_numbers();
+  find_needed_equalities();
+  if (needed_.empty()) return result;
+  if (config_.interface_eq_policy == policy_eager) {
+    for (const InterfaceTermDetector::Function& function : detector_.functions())
+      for (std::size_t i = 0; i < function.applications.size(); ++i)
+        for (std::size_t j = 0; j < i; ++j)
+          for (std::size_t k = 0; k < function.symbol->arity(); ++k) {
+            const Term a = function.applications[i]->child(k);
+            const Term b = function.applications[j]->child(k);
+            if (a != b && a->type()->is_number()) need(a, b);
+          }
+  }
+  for (std::size_t i = 0; i < needed_.size(); ++i)
+    if (make_interface_equality(needed_[i].first, needed_[i].second)) result.go_on = true;
+  if (!result.go_on)
+    throw TheoryIncomplete("theory combination: no progress on " + needed_[0].first->to_str() + " and " +
+                           needed_[0].second->to_str());
+  // An equality that EUF was told late may need no decision, only another look: the search goes on where it
+  // is.
+  result.backjump_level = search_->decision_level();
+  return result;
+}
+
+}  // namespace vesk

@@ -1,0 +1,221 @@
+#include "solver/theory/theory_manager.h"
+
+#include <algorithm>
+#include <cassert>
+
+namespace vesk {
+
+TheoryManager::TheoryManager(const Configuration::Theory& config, TermManager& terms,
+                             PolarityChecker* polarity, const Logger& log)
+    : config_(config), terms_(terms), polarity_(polarity), log_(log) {}
+
+void TheoryManager::set_solvers(TheorySolver* euf, TheorySolver* arithmetic) {
+  solvers_.clear();
+  euf_ = arithmetic_ = -1;
+  if (euf != nullptr) {
+    euf_ = static_cast<int>(solvers_.size());
+    solvers_.push_back(euf);
+  }
+  if (arithmetic != nullptr) {
+    arithmetic_ = static_cast<int>(solvers_.size());
+    solvers_.push_back(arithmetic);
+  }
+  detector_.set_solvers(euf, arithmetic);
+}
+
+bool TheoryManager::tell_atom(Term atom, dpll::Var var) {
+  if (static_cast<std::size_t>(var) >= atoms_.size()) atoms_.resize(static_cast<std::size_t>(var) + 1);
+  record(var) = AtomRecord();
+  if (atom == nullptr || !atom->is_atom() || atom->is_constant()) return false;
+  std::uint8_t owners = 0;
+  for (std::size_t i = 0; i < solvers_.size(); ++i)
+    if (solvers_[i]->tell_atom(atom, var)) owners |= static_cast<std::uint8_t>(1u << i);
+  record(var).term = atom;
+  record(var).owners = owners;
+  if (owners == 0) unowned_.push_back({atom, var});
+  detector_.add_atom(atom);
+  if (numbers_matter_ != !detector_.functions().empty()) share_numbers();
+  if (!numbers_matter_ && is_numeric_equality(atom)) numeric_equalities_.push_back({atom, var});
+  return owners != 0;
+}
+
+bool TheoryManager::is_numeric_equality(Term atom) const {
+  return euf_ >= 0 && atom->tag() == Tag::equal && atom->child(0)->type()->is_number();
+}
+
+/// The first function has come, or the last one gone. EUF owns the equalities told from now on; those told
+/// before, which it was spared, it is told now.
+void TheoryManager::share_numbers() {
+  numbers_matter_ = !numbers_matter_;
+  if (euf_ < 0) return;
+  solvers_[static_cast<std::size_t>(euf_)]->set_numbers_matter(numbers_matter_);
+  if (!numbers_matter_) return;
+  for (const auto& [atom, var] : numeric_equalities_) tell_euf_late(atom, var);
+  numeric_equalities_.clear();
+}
+
+/// False if EUF owns the atom already, or declines it.
+bool TheoryManager::tell_euf_late(Term atom, dpll::Var var) {
+  const std::uint8_t euf_bit = static_cast<std::uint8_t>(1u << euf_);
+  if ((record(var).owners & euf_bit) != 0) return false;
+  if (!solvers_[static_cast<std::size_t>(euf_)]->tell_atom(atom, var)) return false;
+  record(var).owners |= euf_bit;
+  const dpll::Lit lit(var);
+  if (search_->value(lit) == dpll::l_true) own_late(lit);
+  if (search_->value(lit) == dpll::l_false) own_late(~lit);
+  return true;
+}
+
+void TheoryManager::retract_atom(Term atom, dpll::Var var) {
+  const std::uint8_t owners = record(var).owners;
+  if (record(var).term == nullptr) return;
+  for (std::size_t i = 0; i < solvers_.size(); ++i)
+    if ((owners >> i & 1) != 0) solvers_[i]->retract_atom(var);
+  if (owners == 0) std::erase_if(unowned_, [var](const auto& entry) { return entry.second == var; });
+  if (is_numeric_equality(atom))
+    std::erase_if(numeric_equalities_, [var](const auto& entry) { return entry.second == var; });
+  std::erase_if(late_, [var](dpll::Lit lit) { return lit.var() == var; });
+  detector_.remove_atom(atom);
+  if (numbers_matter_ != !detector_.functions().empty()) share_numbers();
+  record(var) = AtomRecord();
+}
+
+void TheoryManager::new_decision_level() {
+  for (TheorySolver* solver : solvers_) solver->new_decision_level();
+}
+
+void TheoryManager::cancel_until(int level) {
+  in_conflict_ = -1;
+  next_implier_ = 0;
+  for (TheorySolver* solver : solvers_) solver->cancel_until(level);
+  if (late_.empty()) return;
+  // What was told late is undone at a higher level than the one it was assigned at: it is told again.
+  std::vector<dpll::Lit> late;
+  late.swap(late_);
+  for (const dpll::Lit lit : late)
+    if (search_->value(lit) == dpll::l_true && search_->level(lit.var()) <= level) own_late(lit);
+}
+
+/// Tells EUF a literal that the search assigned before EUF owned its atom.
+void TheoryManager::own_late(dpll::Lit lit) {
+  late_.push_back(lit);
+  if (in_conflict_ < 0 && !solvers_[static_cast<std::size_t>(euf_)]->assume(lit)) in_conflict_ = euf_;
+}
+
+void TheoryManager::push_backtrack_point() {
+  for (TheorySolver* solver : solvers_) solver->push_backtrack_point();
+}
+
+void TheoryManager::pop_backtrack_point() {
+  for (TheorySolver* solver : solvers_) solver->pop_backtrack_point();
+}
+
+bool TheoryManager::assume(dpll::Lit lit) {
+  if (in_conflict_ >= 0) return false;
+  const std::uint8_t owners = record(lit.var()).owners;
+  for (std::size_t i = 0; i < solvers_.size(); ++i) {
+    if ((owners >> i & 1) == 0 || solvers_[i]->assume(lit)) continue;
+    in_conflict_ = static_cast<int>(i);
+    return false;
+  }
+  return true;
+}
+
+bool TheoryManager::check(bool approximate) {
+  for (std::size_t i = 0; in_conflict_ < 0 && i < solvers_.size(); ++i)
+    if (!solvers_[i]->check(approximate)) in_conflict_ = static_cast<int>(i);
+  return in_conflict_ < 0;
+}
+
+void TheoryManager::get_conflict(std::vector<dpll::Lit>& lits) {
+  assert(in_conflict_ >= 0);
+  ++statistics_.conflicts;
+  solvers_[static_cast<std::size_t>(in_conflict_)]->get_conflict(lits);
+  assert(std::all_of(lits.begin(), lits.end(),
+                     [this](dpll::Lit lit) { return search_->value(lit) == dpll::l_true; }));
+}
+
+dpll::Lit TheoryManager::get_next_implied() {
+  for (; next_implier_ < solvers_.size(); ++next_implier_) {
+    for (;;) {
+      const dpll::Lit lit = solvers_[next_implier_]->get_next_implied();
+      if (lit == dpll::lit_undef) break;
+      if (search_->value(lit) == dpll::l_true) continue;
+      record(lit.var()).implier[lit.negated() ? 1 : 0] = static_cast<std::int8_t>(next_implier_);
+      ++statistics_.implications;
+      return lit;
+    }
+  }
+  next_implier_ = 0;
+  return dpll::lit_undef;
+}
+
+bool TheoryManager::get_explanation(dpll::Lit lit, bool lazy, std::vector<dpll::Lit>& reasons) {
+  const int implier = record(lit.var()).implier[lit.negated() ? 1 : 0];
+  assert(implier >= 0);
+  return solvers_[static_cast<std::size_t>(implier)]->get_explanation(lit, lazy, reasons);
+}
+
+bool TheoryManager::has_lemmas() {
+  return std::any_of(solvers_.begin(), solvers_.end(),
+                     [](TheorySolver* solver) { return solver->has_lemmas(); });
+}
+
+TheoryManager::Lemma TheoryManager::next_lemma(std::vector<dpll::Lit>& lits) {
+  lits.clear();
+  const auto owner =
+      std::find_if(solvers_.begin(), solvers_.end(), [](TheorySolver* s) { return s->has_lemmas(); });
+  assert(owner != solvers_.end());
+  ++statistics_.lemmas;
+  lemma_.clear();
+  const TheoryLemma lemma = (*owner)->get_lemma(lemma_);
+  for (const TheoryLit lit : lemma_) {
+    const dpll::Var var = search_->make_proxy(lit.atom(), {}, nullptr);
+    if (polarity_ != nullptr) polarity_->add_literal(lit.atom(), lit.negated());
+    lits.push_back(dpll::Lit(var, lit.negated()));
+  }
+  if (lemma.handle < 0) return {-1, lemma.permanent};
+  int id;
+  if (free_lemmas_.empty()) {
+    id = static_cast<int>(lemmas_.size());
+    lemmas_.emplace_back();
+  } else {
+    id = free_lemmas_.back();
+    free_lemmas_.pop_back();
+  }
+  lemmas_[static_cast<std::size_t>(id)] = {static_cast<int>(owner - solvers_.begin()), lemma.handle};
+  return {id, lemma.permanent};
+}
+
+void TheoryManager::retract_lemma(int id) {
+  if (id < 0) return;
+  const PendingLemma lemma = lemmas_[static_cast<std::size_t>(id)];
+  solvers_[static_cast<std::size_t>(lemma.owner)]->retract_lemma(lemma.handle);
+  free_lemmas_.push_back(id);
+}
+
+TheoryManager::ModelFound TheoryManager::boolean_model_found() {
+  TerminationTest::poll(termination_);
+  const ModelFound result = combine();
+  if (result.go_on || result.backjump_level >= 0) return result;
+  if (!unowned_.empty())
+    throw TheoryIncomplete("no enabled theory decides " + unowned_.front().first->to_str());
+  if (const Term application = detector_.boolean_argument())
+    throw TheoryIncomplete("Boolean arguments of functions are not supported: " + application->to_str());
+  for (TheorySolver* solver : solvers_) solver->require_model();
+  return result;
+}
+
+void TheoryManager::build_model() {
+  // Arithmetic first: uninterpreted functions of numbers take their values from it.
+  if (arithmetic_ >= 0) solvers_[static_cast<std::size_t>(arithmetic_)]->build_model();
+  if (euf_ >= 0) solvers_[static_cast<std::size_t>(euf_)]->build_model();
+}
+
+void TheoryManager::recover() {
+  in_conflict_ = -1;
+  next_implier_ = 0;
+  for (TheorySolver* solver : solvers_) solver->recover();
+}
+
+}  // namespace vesk

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <vector>
+
+#include "solver/dpll/lit.h"
+#include "solver/num/qnumber.h"
+#include "solver/term/term.h"
+#include "solver/theory/theory_lit.h"
+#include "solver/util/exception.h"
+
+namespace vesk {
+
+/// A clause that a theory wants the search to have.
+struct TheoryLemma {
+  int handle = -1;         ///< the solver's own number for retract_lemma(); -1: it need not be told
+  bool permanent = false;  ///< the search may not drop it with its learnt clauses
+};
+
+/// An assignment passes all checks, and yet nobody can say that it is a model.
+class TheoryIncomplete : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+/// One theory, as the TheoryManager sees it.
+///
+/// The rule of undoing, for every implementer: whatever rests on assumed literals is undone by
+/// cancel_until(). Each queue, flag and list (implied literals not yet taken and the index of the next one,
+/// "already implied" marks, pending assumptions, conflicts) is marked at new_decision_level() and cut back to
+/// the mark. Atoms and lemmas outlive levels: they go when retract_atom() and retract_lemma() say so, which
+/// may come while the literals of level 0 are still assumed.
+///
+/// Atoms go by the variable of the search that stands for them. Literals handed out are of told atoms, and
+/// those in conflicts and explanations are assumed.
+class TheorySolver {
+ public:
+  TheorySolver() = default;
+  virtual ~TheorySolver() = default;
+  TheorySolver(const TheorySolver&) = delete;
+  TheorySolver& operator=(const TheorySolver&) = delete;
+
+  virtual const char* get_name() const = 0;
+
+  /// `var` stands for `atom`. True if this theory owns the atom: it is told its value then.
+  virtual bool tell_atom(Term atom, dpll::Var var) = 0;
+  /// An owned atom goes away.
+  virtual void retract_atom(dpll::Var var) = 0;
+
+  virtual void new_decision_level() = 0;
+  virtual void cancel_until(int level) = 0;
+  virtual void push_backtrack_point() {}
+  /// The search is below the point's level, and the atoms made since were retracted.
+  virtual void pop_backtrack_point() {}
+
+  /// An owned atom's literal is true. False: conflict.
+  [[nodiscard]] virtual bool assume(dpll::Lit lit) = 0;
+  /// False: conflict. An approximate check may miss it.
+  [[nodiscard]] virtual bool check(bool approximate) = 0;
+  /// Assumed literals that are inconsistent together.
+  virtual void get_conflict(std::vector<dpll::Lit>& lits) = 0;
+  /// The next implied literal, lit_undef if there is none.
+  virtual dpll::Lit get_next_implied() = 0;
+  /// Literals that were assumed when `lit` was found to be implied by them. False, only unless `lazy`: asking
+  /// later is cheaper.
+  [[nodiscard]] virtual bool get_explanation(dpll::Lit lit, bool lazy, std::vector<dpll::Lit>& reasons) = 0;
+
+  virtual bool has_lemmas() { return false; }
+  virtual TheoryLemma get_lemma(std::vector<TheoryLit>& lits) {
+    lits.clear();
+    return {};
+  }
+  virtual void retract_lemma(int handle) { static_cast<void>(handle); }
+
+  /// `term` is an argument of, or a value shared with, another theory: its value will be asked for. Calls
+  /// nest.
+  virtual void notify_interface_term(Term term) { static_cast<void>(term); }
+  virtual void retract_interface_term(Term term) { static_cast<void>(term); }
+  /// Functions of numbers are (or are no longer) about: equalities between numbers concern EUF, too.
+  virtual void set_numbers_matter(bool matter) { static_cast<void>(matter); }
+  /// Groups the interface terms by their value in the current assignment, after a complete check.
+  virtual void build_abstract_model() {}
+  /// The group of an interface term in the abstract model, -1 if this theory has no value for it.
+  virtual int model_group(Term term) const {
+    static_cast<void>(term);
+    return -1;
+  }
+
+  /// Last question before an assignment is a model. TheoryIncomplete if this theory cannot tell.
+  virtual void require_model() {}
+  /// The assignment is a model: fixes the values that the theory gives until the next cancel_until().
+  virtual void build_model() {}
+
+  /// After an exception left a check half done.
+  virtual void recover() {}
+};
+
+}  // namespace vesk

@@ -1,0 +1,372 @@
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <random>
+
+#include "solver/capi/solver_script.h"
+
+namespace {
+
+using Options = std::vector<std::pair<const char*, const char*>>;
+
+// Random Boolean formulas and scripts over a handful of constants, replayed by brute force. Each formula is
+// kept as a truth table beside its term. In builds with assertions the environment also evaluates every
+// model over the original assertions.
+void run_boolean_script(unsigned seed, const Options& options) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 engine(seed);
+  const auto below = [&](unsigned bound) { return engine() % bound; };
+  constexpr unsigned num_constants = 5;
+  using Table = std::uint32_t;  // bit i: value under assignment i
+  struct Formula {
+    vesk_term term;
+    Table table;
+  };
+  SolverScript s(options);
+  std::vector<Formula> pool;
+  for (unsigned c = 0; c < num_constants; ++c) {
+    Table table = 0;
+    for (unsigned i = 0; i < 32; ++i) table |= static_cast<Table>((i >> c) & 1) << i;
+    pool.push_back({s.boolean("b" + std::to_string(c)), table});
+  }
+  const auto pick = [&] { return pool[below(static_cast<unsigned>(pool.size()))]; };
+  std::vector<Table> asserted{~Table{0}};  // per level, that of the levels below included
+  for (int step = 0; step < 40; ++step) {
+    switch (below(8)) {
+      case 0:
+      case 1:
+      case 2: {
+        const Formula a = pick(), b = pick();
+        switch (below(4)) {
+          case 0: pool.push_back({s.conj(a.term, b.term), a.table & b.table}); break;
+          case 1: pool.push_back({s.disj(a.term, b.term), a.table | b.table}); break;
+          case 2: pool.push_back({s.eq(a.term, b.term), ~(a.table ^ b.table)}); break;
+          default: pool.push_back({s.neg(a.term), ~a.table}); break;
+        }
+        break;
+      }
+      case 3:
+      case 4: {
+        const Formula a = pick(), b = pick();
+        const bool single = below(3) == 0;
+        s.add(single ? a.term : s.disj(a.term, b.term));
+        asserted.back() &= single ? a.table : a.table | b.table;
+        break;
+      }
+      case 5:
+        if (below(2) == 0) {
+          s.push();
+          asserted.push_back(asserted.back());
+        } else if (asserted.size() > 1) {
+          s.pop();
+          asserted.pop_back();
+        }
+        break;
+      default: {
+        Table all = asserted.back();
+        std::vector<vesk_term> assumptions;
+        std::vector<Formula> assumed;
+        for (unsigned k = below(2) == 0 ? below(4) : 0; k > 0; --k) {
+          Formula a = pool[below(num_constants)];
+          if (below(2) == 0) a = {s.neg(a.term), ~a.table};
+          assumptions.push_back(a.term);
+          assumed.push_back(a);
+          all &= a.table;
+        }
+        const int answer = s.solve(assumptions);
+        ASSERT_EQ(answer, all != 0 ? 1 : 0) << "step " << step << ": " << s.error();
+        if (answer == 0) {
+          size_t n = 0;
+          vesk_term* core = vesk_get_unsat_assumptions(s.env, &n);
+          Table rest = asserted.back();
+          for (size_t i = 0; i < n; ++i)
+            for (const Formula& a : assumed)
+              if (a.term.repr == core[i].repr) rest &= a.table;
+          vesk_free(core);
+          ASSERT_EQ(rest, 0u) << "step " << step << ": the core is too small";
+          break;
+        }
+        // The values of the constants are one assignment, and every formula has its value under it.
+        unsigned assignment = 0;
+        for (unsigned c = 0; c < num_constants; ++c)
+          if (s.value(pool[c].term) == "true") assignment |= 1u << c;
+        ASSERT_TRUE((all >> assignment) & 1) << "step " << step;
+        for (const Formula& f : pool)
+          ASSERT_EQ(s.value(f.term), (f.table >> assignment) & 1 ? "true" : "false") << "step " << step;
+        break;
+      }
+    }
+  }
+}
+
+TEST(Environment, AgreesWithBruteForceOnBooleanScripts) {
+  const std::vector<Options> option_sets = {
+      {},
+      {{"preprocessor.toplevel_propagation", "false"}},
+      {{"preprocessor.toplevel_propagation_limit", "1"}, {"dpll.branching_initial_phase", "2"}},
+      {{"preprocessor.simplification", "0"}, {"dpll.restart_strategy", "3"}},
+      {{"debug.term_simplifications", "false"}, {"dpll.pop_btpoint_reset_var_order", "false"}},
+  };
+  for (unsigned seed = 0; seed < 600; ++seed) {
+    run_boolean_script(seed, option_sets[seed % option_sets.size()]);
+    if (HasFatalFailure()) return;
+  }
+}
+
+TEST(Environment, AConstantOfAnEncodedFormulaIsNotSubstitutedAwayLater) {
+  SolverScript s;
+  const vesk_term x = s.real("x");
+  s.add(s.leq(x, s.num("5")));
+  EXPECT_EQ(s.solve(), 1);
+  s.add(s.eq(x, s.num("10")));
+  EXPECT_EQ(s.solve(), 0);
+}
+
+TEST(Environment, SubstitutionsGoWithTheirLevelAndComeBackInModels) {
+  SolverScript s;
+  const vesk_term x = s.real("x"), y = s.real("y"), z = s.real("z");
+  s.push();
+  s.add(s.conj(s.eq(x, s.num("3")), s.leq(s.plus(x, y), s.num("5"))));
+  s.add(s.eq(z, s.plus(x, y)));
+  s.add(s.less(s.num("19/4"), z));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(x), "3");
+  EXPECT_EQ(s.value(s.leq(y, s.num("2"))), "true");
+  EXPECT_EQ(s.value(s.eq(z, s.plus(y, s.num("3")))), "true");
+  s.pop();
+  s.add(s.eq(x, s.num("4")));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(x), "4");
+  // A cycle of definitions keeps one equation.
+  s.push();
+  s.add(s.conj(s.eq(y, s.plus(z, s.num("1"))), s.eq(z, s.plus(y, s.num("-1")))));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(s.eq(y, s.plus(z, s.num("1")))), "true");
+  s.add(s.eq(z, s.plus(y, s.num("1"))));
+  EXPECT_EQ(s.solve(), 0);
+  s.pop();
+  EXPECT_EQ(s.solve(), 1);
+}
+
+TEST(Environment, AssumptionsMayNameWhatPreprocessingRemoved) {
+  SolverScript s;
+  const vesk_term a = s.boolean("a"), b = s.boolean("b"), c = s.boolean("c"), x = s.real("x");
+  s.add(a);
+  s.add(s.eq(b, s.disj(c, s.leq(s.ite(c, x, s.num("2")), s.num("1")))));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.solve({s.neg(a)}), 0);
+  EXPECT_EQ(s.solve({a, b}), 1);
+  EXPECT_EQ(s.value(c), "true");
+  EXPECT_EQ(s.solve({b, s.neg(c)}), 0);
+  EXPECT_EQ(s.solve({c, s.neg(c)}), 0);
+  EXPECT_EQ(s.solve({vesk_make_true(s.env), s.neg(b), s.neg(b)}), 1);
+  EXPECT_EQ(s.solve({vesk_make_false(s.env)}), 0);
+  EXPECT_EQ(s.solve({s.disj(a, b)}), -1);
+  EXPECT_EQ(s.solve(), 1);
+}
+
+TEST(Environment, TermItesDivisionsAndBooleanArgumentsMeanWhatTheySay) {
+  SolverScript s;
+  const vesk_term c = s.boolean("c"), d = s.boolean("d"), x = s.real("x"), y = s.real("y");
+  const vesk_decl f = s.function("f", {s.real_type()}, s.real_type());
+  const vesk_decl p = s.function("p", {s.bool_type()}, s.bool_type());
+  s.push();
+  s.add(s.leq(s.plus(s.ite(c, s.num("1"), s.num("2")), s.ite(d, s.num("10"), s.num("20"))), x));
+  s.add(s.less(x, s.num("12")));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(s.conj(c, d)), "true");
+  s.add(s.neg(c));
+  EXPECT_EQ(s.solve(), 0);
+  s.pop();
+  s.push();
+  s.add(s.eq(s.apply(f, {s.ite(c, x, y)}), s.num("1")));
+  s.add(s.eq(s.apply(f, {x}), s.num("2")));
+  s.add(s.disj(c, s.eq(x, y)));
+  EXPECT_EQ(s.solve(), 0);
+  s.pop();
+  s.push();
+  s.add(s.eq(vesk_make_divide(s.env, s.num("6"), x), s.num("4")));
+  s.add(s.eq(vesk_make_divide(s.env, y, s.num("0")), s.num("7")));
+  s.add(s.eq(x, s.num("3/2")));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(vesk_make_divide(s.env, y, s.num("0"))), "7");
+  s.add(s.less(s.num("7"), vesk_make_divide(s.env, y, s.num("0"))));
+  EXPECT_EQ(s.solve(), 0);
+  s.pop();
+  s.push();
+  s.add(s.apply(p, {c}));
+  s.add(s.neg(s.apply(p, {d})));
+  s.add(s.disj(c, d));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_NE(s.value(c), s.value(d));
+  s.add(s.eq(c, d));
+  EXPECT_EQ(s.solve(), 0);
+  s.pop();
+  // Three of four conditions, through the cardinality rule.
+  vesk_term count = s.num("0");
+  for (const char* name : {"k0", "k1", "k2", "k3"})
+    count = s.plus(count, s.ite(s.boolean(name), s.num("1"), s.num("0")));
+  s.add(s.leq(s.num("3"), count));
+  s.add(s.neg(s.boolean("k0")));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(count), "3");
+  s.add(s.neg(s.boolean("k2")));
+  EXPECT_EQ(s.solve(), 0);
+}
+
+TEST(Environment, ProductsOfUnknownsAreNeverAnsweredWrongly) {
+  SolverScript s;
+  const vesk_term x = s.real("x"), y = s.real("y"), c = s.boolean("c");
+  s.push();
+  s.add(s.less(s.times(x, x), s.num("0")));
+  EXPECT_EQ(s.solve(), 0);
+  s.pop();
+  s.push();
+  s.add(s.eq(s.times(x, y), s.num("6")));
+  s.add(s.leq(s.num("5"), s.plus(x, y)));
+  EXPECT_NE(s.solve(), 0);
+  s.pop();
+  s.add(s.eq(s.times(s.ite(c, s.num("2"), s.num("3")), x), s.num("6")));
+  s.add(s.less(s.num("2"), x));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(x), "3");
+}
+
+TEST(Environment, WhatOnlyIntegersDecideIsUnknownAndNamesTheReason) {
+  SolverScript s;
+  const vesk_term i = s.constant("i", s.int_type()), j = s.constant("j", s.int_type());
+  const vesk_term sum = s.plus(s.times(s.num("3"), i), s.times(s.num("-3"), j));
+  const vesk_term k = s.constant("k", s.int_type());
+  s.add(s.eq(sum, k));
+  s.add(s.conj(s.leq(s.num("1"), k), s.leq(k, s.num("2"))));
+  EXPECT_EQ(s.solve(), -1);
+  EXPECT_NE(s.error().find("integer"), std::string::npos) << s.error();
+}
+
+TEST(Environment, TheModelLivesUntilTheNextAssertionSolveOrPop) {
+  SolverScript s;
+  const vesk_term a = s.boolean("a"), unseen = s.real("unseen");
+  EXPECT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(unseen), "0");
+  EXPECT_EQ(s.value(a), "false");
+  const vesk_model model = vesk_get_model(s.env);
+  s.add(a);
+  EXPECT_EQ(vesk_get_model_value(s.env, a).repr, nullptr);
+  s.push();
+  EXPECT_EQ(s.solve(), 1);
+  s.push();
+  EXPECT_EQ(s.value(a), "true");
+  EXPECT_EQ(SolverScript::text(vesk_model_eval(model, a)), "false");
+  s.pop();
+  EXPECT_EQ(vesk_get_model_value(s.env, a).repr, nullptr);
+  EXPECT_NE(s.error(), "");
+  vesk_destroy_model(model);
+  SolverScript without(Options{{"model_generation", "false"}});
+  EXPECT_EQ(without.solve(), 1);
+  EXPECT_EQ(vesk_get_model_value(without.env, without.boolean("a")).repr, nullptr);
+  EXPECT_EQ(without.error(), "model generation not enabled");
+}
+
+TEST(Environment, ModelsListWhatPreprocessingRemovedToo) {
+  SolverScript s;
+  const vesk_decl f = s.function("f", {s.real_type()}, s.real_type());
+  s.add(s.eq(s.real("x"), s.num("5")));
+  s.add(s.boolean("a"));
+  const vesk_term f1 = s.apply(f, {s.num("1")}), f2 = s.apply(f, {s.num("2")});
+  s.add(s.less(f1, f2));
+  ASSERT_EQ(s.solve(), 1);
+  std::string listing;
+  const vesk_model_iterator iterator = vesk_create_model_iterator(s.env);
+  vesk_term term, value;
+  while (vesk_model_iterator_has_next(iterator)) {
+    ASSERT_EQ(vesk_model_iterator_next(iterator, &term, &value), 0);
+    listing += SolverScript::text(term) + " ";
+  }
+  EXPECT_EQ(vesk_model_iterator_next(iterator, &term, &value), -1);
+  vesk_destroy_model_iterator(iterator);
+  EXPECT_EQ(listing, "x a (f 1) (f 2) ");
+}
+
+int stop_at_once(void* calls) { return ++*static_cast<int*>(calls) > 1; }
+
+TEST(Environment, AStoppedCheckIsUnknownAndTheNextOneIsRight) {
+  SolverScript s;
+  constexpr int holes = 8;
+  s.push();
+  for (int p = 0; p <= holes; ++p) {
+    vesk_term some = vesk_make_false(s.env);
+    for (int h = 0; h < holes; ++h) {
+      const vesk_term in = s.boolean("p" + std::to_string(p) + "_" + std::to_string(h));
+      for (int q = 0; q < p; ++q)
+        s.add(s.neg(s.conj(in, s.boolean("p" + std::to_string(q) + "_" + std::to_string(h)))));
+      some = s.disj(some, in);
+    }
+    s.add(some);
+  }
+  for (int allowed = 0; allowed < 6; ++allowed) {
+    int calls = -allowed;
+    ASSERT_EQ(vesk_set_termination_test(s.env, stop_at_once, &calls), 0);
+    EXPECT_EQ(s.solve(), -1);
+    EXPECT_NE(s.error(), "");
+  }
+  vesk_set_termination_test(s.env, nullptr, nullptr);
+  s.add(s.boolean("p0_0"));
+  EXPECT_EQ(s.solve(), 0);
+  s.pop();
+  EXPECT_EQ(s.solve(), 1);
+}
+
+TEST(Environment, PreferredConstantsAreDecidedFirstAndAsTold) {
+  SolverScript s;
+  std::vector<vesk_term> v;
+  for (int i = 0; i < 4; ++i) v.push_back(s.boolean("v" + std::to_string(i)));
+  s.add(s.disj(s.disj(v[0], v[1]), s.disj(v[2], v[3])));
+  EXPECT_EQ(vesk_add_preferred_for_branching(s.env, v[2], 1), 0);
+  EXPECT_EQ(vesk_add_preferred_for_branching(s.env, v[0], 0), 0);
+  EXPECT_EQ(vesk_add_preferred_for_branching(s.env, s.num("1"), 0), -1);
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(v[2]), "true");
+  EXPECT_EQ(s.value(v[0]), "false");
+  vesk_clear_preferred_for_branching(s.env);
+  vesk_add_preferred_for_branching(s.env, v[1], 1);
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(v[1]), "true");
+}
+
+TEST(Environment, HundredsOfThousandsOfConjunctsAndVeryDeepTermsFit) {
+  SolverScript s;
+  constexpr int n = 200000;
+  std::vector<vesk_term> v;
+  for (int i = 0; i < 1000; ++i) v.push_back(s.boolean("v" + std::to_string(i)));
+  vesk_term all = vesk_make_true(s.env);
+  for (int i = 0; i < n; ++i) {
+    const auto a = static_cast<std::size_t>(i % 1000),
+               b = static_cast<std::size_t>((i * 7 + i / 1000) % 1000);
+    if (a == b) continue;
+    all = s.conj(all, s.neg(s.conj(v[a], v[b])));
+  }
+  s.add(all);
+  vesk_term deep = v[0];
+  for (std::size_t i = 0; i < 300000; ++i)
+    deep = i % 2 == 0 ? s.disj(deep, v[i % 999]) : s.eq(s.neg(deep), v[i % 998]);
+  s.add(deep);
+  EXPECT_GE(s.solve(), 0);
+}
+
+TEST(Environment, GarbageCollectionAndResetLeaveAUsableEnvironment) {
+  SolverScript s;
+  const vesk_term x = s.real("x");
+  s.add(s.leq(s.num("1/3"), x));
+  ASSERT_EQ(s.solve(), 1);
+  for (int i = 0; i < 1000; ++i) s.leq(s.plus(x, s.num(std::to_string(i).c_str())), s.real("y"));
+  EXPECT_EQ(vesk_gc_env(s.env, &x, 1), 0) << s.error();
+  EXPECT_EQ(s.value(s.leq(s.num("1/3"), x)), "true");
+  EXPECT_EQ(s.solve(), 1);
+  s.add(s.less(x, s.num("1/3")));
+  EXPECT_EQ(s.solve(), 0);
+  EXPECT_EQ(vesk_reset_env(s.env), 0);
+  EXPECT_EQ(s.solve(), 1);
+  EXPECT_EQ(vesk_num_backtrack_points(s.env), 0);
+}
+
+}  // namespace

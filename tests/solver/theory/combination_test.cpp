@@ -1,0 +1,362 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "solver/config/configuration.h"
+#include "solver/dpll/dpll_solver.h"
+#include "solver/euf/euf_interface.h"
+#include "solver/la/la_interface.h"
+#include "solver/term/polarity_checker.h"
+#include "solver/term/term_manager.h"
+#include "solver/theory/theory_manager.h"
+
+namespace vesk {
+namespace {
+
+using dpll::Lit;
+
+/// The search with its theories, without what stands above them: clauses over atoms go straight in.
+struct Engine {
+  explicit Engine(const Configuration& configuration)
+      : config(configuration),
+        search(config),
+        euf(terms),
+        la(config.theory.la, terms,
+           std::make_unique<la::Solver>(la::LaSolverInterface::solver_options(config.theory.la)), nullptr),
+        manager(config.theory, terms, nullptr, log) {
+    manager.set_search(&search);
+    manager.set_solvers(&euf, &la);
+    search.set_theory(&manager);
+    search.set_invariants_interval(1);
+  }
+  Lit lit(Term atom, bool negated) { return Lit(search.make_proxy(atom, {}, nullptr), negated); }
+
+  Configuration config;
+  Logger log;
+  TermManager terms;
+  dpll::DpllSolver search;
+  euf::EufSolverInterface euf;
+  la::LaSolverInterface la;
+  TheoryManager manager;
+};
+
+/// Decides conjunctions of atoms with functions over numbers by case splits: two applications of one function
+/// have equal values or some unequal arguments.
+class Oracle {
+ public:
+  struct Literal {
+    Term atom;
+    bool negated;
+  };
+  bool is_satisfiable(const std::vector<Literal>& literals) {
+    solver_ = std::make_unique<la::Solver>(la::Solver::Options());
+    var_of_.clear();
+    applications_.clear();
+    for (const Literal& literal : literals) collect(literal.atom);
+    for (const Literal& literal : literals) {
+      if (literal.atom->tag() == Tag::uninterpreted) {
+        const Term zero_or_one = literal.atom;  // a predicate is a function to 0 or 1
+        if (!post({{zero_or_one, QNumber(1)}}, QNumber(literal.negated ? 0 : 1), la::Relation::equal, false))
+          return false;
+        continue;
+      }
+      const la::LinearAtom atom = la::LinearAtom::of(literal.atom);
+      if (atom.sum.empty()) {
+        if (atom.is_trivially_true() == literal.negated) return false;
+        continue;
+      }
+      if (!post(atom.sum, atom.bound, atom.relation, literal.negated)) return false;
+    }
+    return split(0, 1);
+  }
+
+ private:
+  void collect(Term term) {
+    if (var_of_.count(term) != 0) return;
+    for (const Term child : term->children()) collect(child);
+    if (term->tag() != Tag::uninterpreted) return;
+    var_of_[term] = solver_->new_var();
+    if (term->arity() != 0) applications_.push_back(term);
+  }
+  bool post(const std::vector<la::LinearAtom::Summand>& sum, const QNumber& bound, la::Relation relation,
+            bool negated) {
+    std::vector<la::Monomial> form;
+    for (const auto& summand : sum) form.push_back({var_of_.at(summand.term), summand.coefficient});
+    const la::Var var = solver_->new_slack(form);
+    const la::DNumber value(bound);
+    la::AtomId atom = 0;
+    switch (relation) {
+      case la::Relation::at_most:
+        atom = solver_->add_at_most(var, value, la::DNumber(bound, QNumber(1)));
+        break;
+      case la::Relation::at_least:
+        atom = solver_->add_at_least(var, value, la::DNumber(bound, QNumber(-1)));
+        break;
+      case la::Relation::equal: atom = solver_->add_equal(var, bound); break;
+    }
+    return solver_->push(2 * atom + (negated ? 1 : 0));
+  }
+  bool post_difference(Term a, Term b, bool negated) {
+    const Poly poly = Poly::difference(a, b);
+    if (poly.is_constant()) return poly.constant.is_zero() != negated;
+    std::vector<la::LinearAtom::Summand> sum;
+    for (const auto& monomial : poly.monomials) sum.push_back({monomial.atom, monomial.coefficient});
+    return post(sum, poly.constant.neg(), la::Relation::equal, negated);
+  }
+  bool split(std::size_t i, std::size_t j) {
+    if (!solver_->check(false)) return false;
+    while (i < applications_.size() &&
+           (j >= applications_.size() || applications_[i]->symbol() != applications_[j]->symbol())) {
+      if (++j >= applications_.size()) j = ++i + 1;
+    }
+    if (i >= applications_.size()) return true;
+    const Term a = applications_[i], b = applications_[j];
+    for (std::size_t choice = 0; choice <= a->arity(); ++choice) {
+      const std::size_t levels = solver_->num_levels();
+      solver_->push_level();
+      bool holds;
+      if (choice == a->arity()) {
+        const std::vector<la::Monomial> form{{var_of_.at(a), QNumber(1)}, {var_of_.at(b), QNumber(-1)}};
+        const la::Var difference = solver_->new_slack(form);
+        const la::AtomId equal = solver_->add_equal(difference, QNumber(0));
+        holds = solver_->push(2 * equal);
+      } else {
+        holds = post_difference(a->child(choice), b->child(choice), true);
+      }
+      if (holds && split(i, j + 1)) return true;
+      solver_->pop_to_level(levels);
+    }
+    return false;
+  }
+
+  std::unique_ptr<la::Solver> solver_;
+  std::map<Term, la::Var, TermIdLess> var_of_;
+  std::vector<Term> applications_;
+};
+
+class RandomScript {
+ public:
+  RandomScript(unsigned seed, bool functions) : random_(seed), engine_(configuration(seed)) {
+    TermManager& terms = engine_.terms;
+    const Type* real = terms.types().rational();
+    for (const char* name : {"x", "y", "z"})
+      numbers_.push_back(terms.make_constant(terms.declare(name, real)));
+    if (functions) {
+      const Symbol* f = terms.declare("f", terms.types().function_type({real}, real));
+      const Symbol* g = terms.declare("g", terms.types().function_type({real, real}, real));
+      const Symbol* p = terms.declare("p", terms.types().function_type({real}, terms.types().boolean()));
+      const Term one = terms.make_number(QNumber(1));
+      std::vector<Term> arguments = numbers_;
+      arguments.push_back(one);
+      arguments.push_back(terms.make_plus(numbers_[0], one));
+      for (int i = 0; i < 4; ++i) {
+        Term args[2] = {arguments[below(arguments.size())], arguments[below(arguments.size())]};
+        const Term made = below(4) == 0 ? terms.make_uf(g, args) : terms.make_uf(f, {args, 1});
+        arguments.push_back(made);
+        numbers_.push_back(made);
+      }
+      for (int i = 0; i < 2; ++i) {
+        const Term argument = arguments[below(arguments.size())];
+        atoms_.push_back(terms.make_uf(p, {&argument, 1}));
+      }
+    }
+    const std::size_t num_atoms = atoms_.size() + 5 + below(3);
+    while (atoms_.size() < num_atoms) {
+      const Term atom = random_atom();
+      if (atom->is_atom()) atoms_.push_back(atom);
+    }
+  }
+
+  void step() {
+    switch (below(8)) {
+      case 0:
+        engine_.search.push_backtrack_point();
+        points_.push_back(clauses_.size());
+        break;
+      case 1:
+        if (points_.empty()) break;
+        engine_.search.pop_backtrack_point();
+        clauses_.resize(points_.back());
+        points_.pop_back();
+        break;
+      case 2:
+      case 3: solve(); break;
+      default: add_clause();
+    }
+  }
+  std::size_t satisfiable = 0, unsatisfiable = 0;
+
+ private:
+  struct Literal {
+    std::size_t atom;
+    bool negated;
+  };
+  static Configuration configuration(unsigned seed) {
+    Configuration config;
+    config.model_generation = true;
+    config.theory.la.split_rat_eq = seed % 2 == 0;
+    config.theory.la.deduction_enabled = seed % 5 != 0;
+    config.theory.la.lazy_expl_threshold = static_cast<int>(seed % 3);
+    config.theory.interface_eq_policy = seed % 3 == 0 ? 1 : 2;
+    config.theory.interface_eq_batch_size = seed % 7 == 0 ? 1 : 100;
+    return config;
+  }
+  std::size_t below(std::size_t limit) { return random_() % limit; }
+  Term random_atom() {
+    TermManager& terms = engine_.terms;
+    Term left = numbers_[below(numbers_.size())];
+    if (below(3) != 0) {
+      const Term factor = terms.make_number(QNumber(static_cast<long>(below(3)) - 1));
+      const Term product = terms.make_times(factor, numbers_[below(numbers_.size())]);
+      left = terms.make_plus(left, product);
+    }
+    const Term right = terms.make_number(QNumber(static_cast<long>(below(4)) - 1, below(6) == 0 ? 2 : 1));
+    switch (below(3)) {
+      case 0: return terms.make_leq(left, right);
+      case 1: return terms.make_leq(right, left);
+      default: return terms.make_equal(left, right);
+    }
+  }
+
+  void add_clause() {
+    std::vector<Literal> clause;
+    const std::size_t size = 1 + below(3);
+    for (std::size_t i = 0; i < size; ++i) clause.push_back({below(atoms_.size()), below(2) == 0});
+    clauses_.push_back(clause);
+    std::vector<Lit> lits;
+    for (const Literal& literal : clause) lits.push_back(engine_.lit(atoms_[literal.atom], literal.negated));
+    engine_.search.add_clause(lits);
+  }
+
+  void solve() {
+    std::vector<Lit> assumptions;
+    std::vector<std::vector<Literal>> formula = clauses_;
+    for (std::size_t i = below(3); i-- > 1;) {
+      const Literal literal{below(atoms_.size()), below(2) == 0};
+      const dpll::Var var = engine_.search.find_proxy(atoms_[literal.atom]);
+      if (var == dpll::var_undef) continue;
+      assumptions.push_back(Lit(var, literal.negated));
+      formula.push_back({literal});
+    }
+    std::vector<int> values(atoms_.size(), -1);
+    const bool expected = brute_force(formula, values, 0);
+    const dpll::Result result = engine_.search.solve(assumptions, true);
+    ASSERT_EQ(result == dpll::Result::satisfiable, expected);
+    ++(expected ? satisfiable : unsatisfiable);
+    if (expected) check_model(formula);
+    engine_.search.release_model();
+  }
+
+  bool brute_force(const std::vector<std::vector<Literal>>& formula, std::vector<int>& values,
+                   std::size_t next) {
+    for (const auto& clause : formula)
+      if (std::all_of(clause.begin(), clause.end(), [&](const Literal& literal) {
+            return values[literal.atom] >= 0 && (values[literal.atom] != 0) == literal.negated;
+          }))
+        return false;
+    std::vector<Oracle::Literal> literals;
+    for (std::size_t i = 0; i < next; ++i)
+      if (values[i] >= 0) literals.push_back({atoms_[i], values[i] == 0});
+    if (next > 0 && !oracle_.is_satisfiable(literals)) return false;
+    if (next == atoms_.size()) return true;
+    const bool used = std::any_of(formula.begin(), formula.end(), [&](const auto& clause) {
+      return std::any_of(clause.begin(), clause.end(),
+                         [&](const Literal& literal) { return literal.atom == next; });
+    });
+    for (const int value : {0, 1}) {
+      values[next] = used ? value : -1;
+      if (brute_force(formula, values, next + 1)) return true;
+      if (!used) break;
+    }
+    values[next] = -1;
+    return false;
+  }
+
+  /// Evaluates the formula by the values of the constants and the tables of the functions alone.
+  void check_model(const std::vector<std::vector<Literal>>& formula) {
+    table_.clear();
+    std::vector<Term> applications;
+    for (const auto& function : engine_.manager.functions())
+      applications.insert(applications.end(), function.applications.begin(), function.applications.end());
+    std::sort(applications.begin(), applications.end(), TermIdLess());  // inner ones first
+    for (const Term application : applications) {
+      std::string value;
+      if (application->type()->is_bool()) {
+        value = engine_.euf.get_model_value(application)->to_str();
+      } else {
+        QNumber number;
+        ASSERT_TRUE(engine_.la.get_model_value(application, number));
+        value = number.to_str();
+      }
+      const auto [row, is_new] = table_.emplace(key(application), value);
+      ASSERT_TRUE(is_new || row->second == value) << application->to_str() << " has two values";
+    }
+    for (const auto& clause : formula)
+      ASSERT_TRUE(std::any_of(clause.begin(), clause.end(), [&](const Literal& literal) {
+        return holds(atoms_[literal.atom]) != literal.negated;
+      }));
+  }
+  std::string key(Term application) {
+    std::string result = application->symbol()->name();
+    for (const Term argument : application->children()) result += " " + evaluate(argument).to_str();
+    return result;
+  }
+  QNumber evaluate(Term term) {
+    if (term->is_number()) return term->number();
+    if (term->tag() == Tag::plus) return evaluate(term->child(0)) + evaluate(term->child(1));
+    if (term->tag() == Tag::times) return evaluate(term->child(0)) * evaluate(term->child(1));
+    QNumber value;
+    if (term->arity() == 0) {
+      engine_.la.get_model_value(term, value);  // 0 where nothing constrains it
+    } else {
+      const auto row = table_.find(key(term));
+      if (row != table_.end() && !QNumber::from_str(row->second, &value)) ADD_FAILURE() << row->second;
+    }
+    return value;
+  }
+  bool holds(Term atom) {
+    if (atom->tag() == Tag::leq) return evaluate(atom->child(0)) <= evaluate(atom->child(1));
+    if (atom->tag() == Tag::equal) return evaluate(atom->child(0)) == evaluate(atom->child(1));
+    return table_[key(atom)] == "true";
+  }
+
+  std::mt19937 random_;
+  Engine engine_;
+  Oracle oracle_;
+  std::vector<Term> numbers_, atoms_;
+  std::vector<std::vector<Literal>> clauses_;
+  std::vector<std::size_t> points_;
+  std::map<std::string, std::string> table_;
+};
+
+/// VESKOR_FUZZ_SCRIPTS sets the number of scripts, for long runs by hand.
+void run_scripts(bool functions, unsigned first, unsigned count) {
+  if (const char* wanted = std::getenv("VESKOR_FUZZ_SCRIPTS"))
+    count = static_cast<unsigned>(std::atoi(wanted));
+  std::size_t satisfiable = 0, unsatisfiable = 0;
+  for (unsigned seed = first; seed < first + count; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    RandomScript script(seed, functions);
+    for (int step = 0; step < 40; ++step) {
+      script.step();
+      if (testing::Test::HasFatalFailure()) return;
+    }
+    satisfiable += script.satisfiable;
+    unsatisfiable += script.unsatisfiable;
+  }
+  // both answers are put to the test
+  EXPECT_GT(satisfiable, count);
+  EXPECT_GT(unsatisfiable, count);
+}
+
+TEST(TheoryCombination, AgreesWithCaseSplitsOnLinearArithmetic) { run_scripts(false, 0, 60); }
+TEST(TheoryCombination, AgreesWithCaseSplitsOnFunctionsOfNumbers) { run_scripts(true, 100000, 60); }
+
+}  // namespace
+}  // namespace vesk
