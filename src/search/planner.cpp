@@ -13,6 +13,7 @@
 #include "search/hmax.h"
 #include "transformers/duration_bounds.h"
 #include "transformers/empty_conditions_compiler.h"
+#include "transformers/features.h"
 #include "transformers/flattener.h"
 #include "transformers/forall_compiler.h"
 #include "transformers/free_var_params_compiler.h"
@@ -26,29 +27,6 @@ namespace zorvel {
 using F = model::ExpressionFactory;
 
 namespace {
-
-bool has_members(const model::UserTypeImpl& type) {
-  return !type.actions().empty() || !type.user_types().empty() || !type.fluents().empty() ||
-         !type.constants().empty();
-}
-
-/// Whether an expression of the problem or of an action holds a node of one of the kinds.
-bool occurs_anywhere(const model::ProblemInstanceImpl& problem, std::initializer_list<NodeKind> kinds) {
-  for (const NodeKind kind : kinds) {
-    const model::CheckContainsWalker contains(problem.env(), kind);
-    const auto occurs = [&](const model::ExpressionSet& expressions) {
-      return std::any_of(expressions.begin(), expressions.end(), [&](Node* node) { return contains(node); });
-    };
-    if (occurs(problem.expressions())) return true;
-    for (const auto& [name, action] : problem.actions())
-      if (occurs(action->expressions())) return true;
-  }
-  return false;
-}
-
-constexpr std::initializer_list<NodeKind> set_kinds{NodeKind::IN,         NodeKind::SUBSET,
-                                                    NodeKind::UNION,      NodeKind::INTERSECTION,
-                                                    NodeKind::DIFFERENCE, NodeKind::SET_CONSTANT};
 
 [[noreturn]] void refuse(const char* feature) {
   throw InternalError("This version of the planner cannot handle problems with ") << feature;
@@ -68,6 +46,42 @@ std::shared_ptr<Plan> Planner::map_back(std::shared_ptr<Plan> plan) const {
   return plan;
 }
 
+void Planner::apply_flattener(bool has_custom_heuristic) {
+  if (!model::has_members(*problem_)) return;
+  if (has_custom_heuristic) throw InternalError("Custom heuristic is not supported in non-flat problems!");
+  apply(std::make_shared<model::Flattener>(problem_));
+}
+
+void Planner::apply_increase_decrease_compiler() {
+  if (model::IncreaseDecreaseCompiler::is_needed(*problem_))
+    apply(std::make_shared<model::IncreaseDecreaseCompiler>(problem_));
+}
+
+void Planner::apply_forall_compiler() {
+  if (problem_->has_forall()) apply(std::make_shared<model::ForallCompiler>(problem_));
+}
+
+void Planner::apply_temporal_uncertainty_compiler() {
+  if (problem_->has_temporal_uncertainty()) refuse("uncontrollable durations");
+}
+
+void Planner::apply_grounder(bool prune_actions) {
+  if (problem_->is_ground(true)) return;
+  apply(std::make_shared<model::Grounder>(problem_, false, prune_actions));
+  if (!problem_->is_ground(true)) throw InternalError("Not able to ground the problem!");
+}
+
+void Planner::apply_set_compiler(bool has_custom_heuristic) {
+  if (!model::uses_sets(*problem_)) return;
+  if (has_custom_heuristic) throw InternalError("Custom heuristic is not supported in problems with sets!");
+  refuse("sets");
+}
+
+void Planner::require_discrete_change() const {
+  if (problem_->has_continuous_change()) throw InternalError("Continuous change is not supported!");
+  if (problem_->has_processes()) throw InternalError("Processes are not supported!");
+}
+
 TpPlanner::TpPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic)
     : Planner(env, std::move(problem)), custom_heuristic_(std::move(custom_heuristic)) {
   apply_transformers();
@@ -80,31 +94,18 @@ const std::string& TpPlanner::name() const {
 }
 
 void TpPlanner::apply_transformers() {
-  const bool is_scoped = std::any_of(problem_->user_types().begin(), problem_->user_types().end(),
-                                     [](const auto& entry) { return has_members(*entry.second); });
-  if (is_scoped) {
-    if (custom_heuristic_) throw InternalError("Custom heuristic is not supported in non-flat problems!");
-    apply(std::make_shared<model::Flattener>(problem_));
-  }
-  if (model::IncreaseDecreaseCompiler::is_needed(*problem_))
-    apply(std::make_shared<model::IncreaseDecreaseCompiler>(problem_));
-  if (problem_->has_forall()) apply(std::make_shared<model::ForallCompiler>(problem_));
+  const bool is_guided_by_user = static_cast<bool>(custom_heuristic_);
+  apply_flattener(is_guided_by_user);
+  apply_increase_decrease_compiler();
+  apply_forall_compiler();
   apply(std::make_shared<model::FreeVarParamsCompiler>(problem_));
-  if (problem_->has_temporal_uncertainty()) refuse("uncontrollable durations");
-  if (!problem_->is_ground(true)) {
-    const bool prune = !env().configuration().get_boolean_value("disable-prune-actions");
-    apply(std::make_shared<model::Grounder>(problem_, false, prune));
-    if (!problem_->is_ground(true)) throw InternalError("Not able to ground the problem!");
-  }
-  if (problem_->has_sets() || occurs_anywhere(*problem_, set_kinds)) {
-    if (custom_heuristic_) throw InternalError("Custom heuristic is not supported in problems with sets!");
-    refuse("sets");
-  }
-  if (occurs_anywhere(*problem_, {NodeKind::CONTAINS})) refuse("contains");
+  apply_temporal_uncertainty_compiler();
+  apply_grounder(!env().configuration().get_boolean_value("disable-prune-actions"));
+  apply_set_compiler(is_guided_by_user);
+  if (model::uses_contains(*problem_)) refuse("contains");
   apply(std::make_shared<model::EmptyConditionsCompiler>(problem_));
   apply(std::make_shared<model::PartialOrderCompiler>(problem_));
-  if (problem_->has_continuous_change()) throw InternalError("Continuous change is not supported!");
-  if (problem_->has_processes()) throw InternalError("Processes are not supported!");
+  require_discrete_change();
 }
 
 std::shared_ptr<Plan> TpPlanner::solve() {

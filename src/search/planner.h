@@ -37,6 +37,17 @@ class Planner : public EnvObject {
   void apply(std::shared_ptr<model::BasicTransformer> transformer);
   std::shared_ptr<Plan> map_back(std::shared_ptr<Plan> plan) const;
 
+  // The steps that the chains of several planners share; each does nothing where the problem does not need
+  // it. Objects, sets and a user's own heuristic, which would see neither, do not go together.
+  void apply_flattener(bool has_custom_heuristic);
+  void apply_increase_decrease_compiler();
+  void apply_forall_compiler();
+  void apply_temporal_uncertainty_compiler();
+  void apply_grounder(bool prune_actions);
+  void apply_set_compiler(bool has_custom_heuristic);
+  /// InternalError for continuous change and processes, which no engine handles.
+  void require_discrete_change() const;
+
   model::ProblemPtr problem_;
   std::vector<std::shared_ptr<model::BasicTransformer>> transformers_;
 };

@@ -382,8 +382,13 @@ CompiledEffect ExpressionCompiler::compile_effect(Node* effect) const {
   if (effect == nullptr) return result;
   const std::span<Node* const> assignments =
       ExpressionFactory::is_and(effect) ? effect->operands() : std::span<Node* const>(&effect, 1);
-  for (Node* assignment : assignments)
-    if (!add_assignment(assignment, result)) result.is_plain_ = true;
+  for (Node* assignment : assignments) {
+    if (add_assignment(assignment, result)) continue;
+    result.is_plain_ = true;
+    const auto slots = slots_of_expression(layout_, assignment);
+    merge_into(result.slots_read_, slots);
+    merge_into(result.slots_written_, slots);
+  }
   return result;
 }
 
