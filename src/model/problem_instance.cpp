@@ -191,6 +191,12 @@ std::ostream& operator<<(std::ostream& out, const ProblemPtr& problem) {
   return out;
 }
 
+void require_listable(const TypeBase& type) {
+  if (type.is_integer() && type.is_finite_domain() &&
+      integer_domain_size(static_cast<const IntegerTypeBase&>(type)) > max_listed_values)
+    throw InternalError("The type ") << type.reference_name() << " has too many values to list them";
+}
+
 std::size_t domain_size(const InstanceMap& instances, const TypePtr& type) {
   if (!type->is_finite_domain()) refuse_ungroundable();
   switch (type->kind()) {
@@ -235,6 +241,7 @@ std::vector<Node*> domain_items(Environment& env, const InstanceMap& instances, 
     return result;
   }
   const std::size_t size = domain_size(instances, type);
+  require_listable(*type);
   for (std::size_t index = 0; index < size; ++index)
     result.push_back(domain_item(env, instances, type, index));
   return result;

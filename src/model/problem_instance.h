@@ -95,7 +95,12 @@ std::size_t domain_size(const InstanceMap& instances, const TypePtr& type);
 /// finite-domain type".
 Node* domain_item(Environment& env, const InstanceMap& instances, const TypePtr& type, std::size_t index);
 Node* domain_item(Environment& env, const ProblemPtr& problem, const TypePtr& type, std::size_t index);
-/// All values of a finite type, in the order of `domain_item`; the errors are those of `domain_size`.
+/// What one list of values may hold: each is a node that lives as long as the environment.
+inline constexpr std::size_t max_listed_values = std::size_t{1} << 24;
+/// InternalError that names the type if it has more values than that.
+void require_listable(const TypeBase& type);
+/// All values of a finite type, in the order of `domain_item`; the errors are those of `domain_size` and
+/// `require_listable`.
 std::vector<Node*> domain_items(Environment& env, const InstanceMap& instances, const TypePtr& type);
 
 }  // namespace zorvel::model

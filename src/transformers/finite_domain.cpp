@@ -12,6 +12,7 @@ std::vector<Node*> finite_domain_values(Environment& env, const InstanceMap& ins
   if (type->is_boolean()) {
     values = {factory.make_boolean_constant(false), factory.make_boolean_constant(true)};
   } else if (type->is_integer() && type->is_finite_domain()) {
+    require_listable(*type);
     const auto& range = static_cast<const IntegerTypeBase&>(*type);
     for (integer value = range.lower_bound(); value <= range.upper_bound(); ++value)
       values.push_back(factory.make_integer_constant(value));

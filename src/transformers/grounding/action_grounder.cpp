@@ -21,8 +21,8 @@ using F = ExpressionFactory;
 /// Raises before the values of a domain that no memory holds are made.
 void require_size(const ProblemInstanceImpl& problem, const ActionImpl& action,
                   const ParameterImpl& parameter) {
-  constexpr std::size_t max_values = std::size_t{1} << 31;
-  if (parameter.type()->is_integer() && domain_size(problem.instances(), parameter.type()) > max_values)
+  if (parameter.type()->is_integer() &&
+      domain_size(problem.instances(), parameter.type()) > max_listed_values)
     throw GroundingFailedError("Parameter '")
         << parameter.name() << "' of action '" << action.name()
         << "' has too many values: " << parameter.type()->reference_name();
