@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <functional>
 
 #include "model/expression_factory.h"
 
@@ -132,6 +133,7 @@ void AdditiveRelaxation::begin(const std::uint32_t* values) {
   progress_ = initial_progress_;
   costs_ = initial_costs_;
   for (auto& bucket : buckets_) bucket.clear();
+  far_.clear();
   current_ = {};
   ++pass_;
   best_goal_cost_ = unreachable;
@@ -156,6 +158,11 @@ void AdditiveRelaxation::reach(PredicateId predicate, Cost cost) {
   if (costs_[predicate] <= cost) return;
   costs_[predicate] = cost;
   if (current_.exists()) supporters_[predicate] = current_;
+  if (cost >= bucket_limit) {
+    far_.emplace_back(cost, predicate);
+    std::push_heap(far_.begin(), far_.end(), std::greater<>());
+    return;
+  }
   if (buckets_.size() <= cost) buckets_.resize(cost + 1);
   buckets_[cost].push_back(predicate);
 }
@@ -170,16 +177,17 @@ void AdditiveRelaxation::complete(std::uint32_t index, Cost sum) {
   }
   completed_[index] = 1;
   current_ = {clause.owner, clause.number};
+  const Cost gained = std::min(sum + 1, max_cost);
   for (std::uint32_t i = gain_offsets_[clause.owner]; i < gain_offsets_[clause.owner + 1]; ++i)
-    reach(gains_[i], sum + 1);
+    reach(gains_[i], gained);
   if (may_restore_[clause.owner] == pass_)
-    for (const PredicateId added : added_defaults_[clause.owner]) reach(added, sum + 1);
+    for (const PredicateId added : added_defaults_[clause.owner]) reach(added, gained);
 }
 
 void AdditiveRelaxation::settle_predicate(PredicateId predicate, Cost cost) {
   for (std::uint32_t w = watch_offsets_[predicate]; w < watch_offsets_[predicate + 1]; ++w) {
     Progress& progress = progress_[watches_[w]];
-    progress.sum += cost;
+    progress.sum = std::min(progress.sum + cost, max_cost);
     if (--progress.missing == 0) complete(watches_[w], progress.sum);
   }
 }
@@ -188,19 +196,35 @@ AdditiveRelaxation::Cost AdditiveRelaxation::settle(bool early) {
   if (!early) std::fill(completed_.begin(), completed_.end(), 0);
   for (const std::uint32_t clause : initially_complete_)
     if (progress_[clause].missing == 0) complete(clause, 0);
+  if (!settle_near(early)) settle_far(early);
+  return best_goal_cost_;
+}
+
+/// Settles what the buckets hold; true if the goal's cost is final and nothing else is wanted.
+bool AdditiveRelaxation::settle_near(bool early) {
   // A clause that is not complete has a literal at the present key or above. With a single clause there is
   // none to wait for: its literals' costs are final when they are settled.
   const bool first_decides = early && goal_count_ == 1;
   for (Cost key = 0; key < buckets_.size(); ++key) {
-    if (early && best_goal_cost_ <= key) break;
+    if (early && best_goal_cost_ <= key) return true;
     // By index, since settling a predicate can add to this bucket and to the list of buckets.
     for (std::size_t i = 0; i < buckets_[key].size(); ++i) {
       const PredicateId predicate = buckets_[key][i];
       if (costs_[predicate] == key) settle_predicate(predicate, key);
-      if (first_decides && best_goal_cost_ != unreachable) return best_goal_cost_;
+      if (first_decides && best_goal_cost_ != unreachable) return true;
     }
   }
-  return best_goal_cost_;
+  return false;
+}
+
+void AdditiveRelaxation::settle_far(bool early) {
+  while (!far_.empty()) {
+    std::pop_heap(far_.begin(), far_.end(), std::greater<>());
+    const auto [cost, predicate] = far_.back();
+    far_.pop_back();
+    if (early && best_goal_cost_ <= cost) return;
+    if (costs_[predicate] == cost) settle_predicate(predicate, cost);
+  }
 }
 
 bool AdditiveRelaxation::is_reached(std::uint32_t action) const {

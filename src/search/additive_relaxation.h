@@ -4,6 +4,7 @@
 #include <limits>
 #include <span>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "search/classical_action.h"
@@ -18,12 +19,14 @@ namespace zorvel {
 ///
 /// The costs are the least fixpoint of monotone equations with whole numbers, so they are settled in the
 /// order of their size with a bucket queue (Knuth's generalisation of Dijkstra, 1977). A pass costs what it
-/// touches beyond a copy of the tables' initial contents.
+/// touches beyond a copy of the tables' initial contents. Costs can double with each layer of actions, so
+/// large ones go to a heap, and none grows beyond `max_cost`.
 class AdditiveRelaxation {
  public:
   using PredicateId = std::uint32_t;
   using Cost = std::uint32_t;
   static constexpr Cost unreachable = std::numeric_limits<Cost>::max();
+  static constexpr Cost max_cost = Cost{1} << 30;  ///< Sums of two of these do not overflow.
 
   /// An action that made a predicate cheaper, and the clause of its condition that was cheapest.
   struct Supporter {
@@ -86,6 +89,8 @@ class AdditiveRelaxation {
   void reach(PredicateId predicate, Cost cost);
   void complete(std::uint32_t clause, Cost sum);
   void settle_predicate(PredicateId predicate, Cost cost);
+  bool settle_near(bool early);
+  void settle_far(bool early);
 
   EvaluationTables& tables_;
   std::unordered_map<Node*, PredicateId> numbers_;
@@ -118,7 +123,9 @@ class AdditiveRelaxation {
   std::vector<char> completed_;             // by clause; only kept by passes that are not early
   std::vector<std::uint32_t> may_restore_;  // by action: the last pass with a suspended default that it adds
   std::uint32_t pass_ = 0;
-  std::vector<std::vector<PredicateId>> buckets_;
+  static constexpr Cost bucket_limit = Cost{1} << 14;
+  std::vector<std::vector<PredicateId>> buckets_;  // by cost, below the limit
+  std::vector<std::pair<Cost, PredicateId>> far_;  // a heap, the least cost on top
   std::vector<Supporter> supporters_;
   Supporter current_;
   Cost best_goal_cost_ = unreachable;

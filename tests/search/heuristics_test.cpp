@@ -143,6 +143,33 @@ TEST(Heuristics, AdditiveCostsAreTheFixpointOfTheirEquations) {
   EXPECT_GT(dead, 5);
 }
 
+TEST(Heuristics, AdditiveCostsThatDoubleWithEachLayerCostNoMemory) {
+  const auto layers = [](int count) {
+    std::string text = "fluent boolean a0; fluent boolean b0; [start] a0 := true; [start] b0 := true;\n";
+    for (int i = 0; i < count; ++i) {
+      const std::string from = std::to_string(i), to = std::to_string(i + 1);
+      text += "fluent boolean a" + to + "; fluent boolean b" + to + "; [start] a" + to +
+              " := false; [start] b" + to + " := false;\n";
+      for (const std::string fluent : {"a", "b"})
+        text += "action make_" + fluent + to + "() { duration := 1; [start] (a" + from + " and b" + from +
+                "); [start] " + fluent + to + " := true; };\n";
+    }
+    return text + "goal [end] a" + std::to_string(count) + ";\n";
+  };
+  const auto estimate = [&](int count) {
+    Environment env;
+    FtpPlanner planner(env, parse(env, layers(count)));
+    const Relaxed relaxed(planner);
+    HAdd hadd(env, std::make_shared<EvaluationTables>(env, planner.model().index()), relaxed.dnf,
+              relaxed.actions, relaxed.relaxer.get_new_fluent(), relaxed.originals);
+    return hadd(*Successors<double>(planner.model(), {}, 1).initial_state());
+  };
+  // An action is two pieces, its opening and its effect: a layer costs 2 + twice the layer before.
+  EXPECT_EQ(estimate(10), 2046);
+  EXPECT_EQ(estimate(20), 2097150);
+  EXPECT_EQ(estimate(80), AdditiveRelaxation::max_cost);
+}
+
 TEST(Heuristics, AStateFromWhichAPlanWasFoundIsNoDeadEnd) {
   for (unsigned seed = 300; seed < 360; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
