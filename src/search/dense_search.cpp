@@ -1,6 +1,7 @@
 #include "search/dense_search.h"
 
 #include <algorithm>
+#include <cmath>
 #include <ctime>
 
 #include "core/configuration.h"
@@ -51,6 +52,8 @@ DenseSearch::DenseSearch(const DenseProblem& problem, const Heuristics& heuristi
   for (std::size_t i = 0; i < lists; ++i) open_numbers_.push_back(i);
   f_.resize(lists);
   weights_.resize(lists);
+  if (std::ranges::any_of(heuristics, [](const auto& h) { return h && h->is_worth_caching(); }))
+    estimates_ = std::make_unique<EstimateCache>(problem, heuristics.size());
 }
 
 bool DenseSearch::evaluate() {
@@ -65,18 +68,27 @@ bool DenseSearch::evaluate() {
     for (std::size_t i = 0; i < heuristics_.size(); ++i)
       if (heuristics_[i]) weights_[i] = heuristics_[i]->weight();
   }
+  double* const known = estimates_ ? estimates_->find(successors_.built()) : nullptr;
   for (std::size_t i = 0; i < heuristics_.size(); ++i) {
     if (!heuristics_[i]) {
       f_[i] = g;
       continue;
     }
-    ++statistics_.evaluated;
-    const double h = heuristics_[i]->evaluate(successors_.built());
+    const double h = estimate(i, known);
     if (h == dead_end) return false;
     if (best_estimate_ < 0 || h < best_estimate_) best_estimate_ = h;
     f_[i] = (1 - weights_[i]) * g + weights_[i] * h;
   }
   return true;
+}
+
+double DenseSearch::estimate(std::size_t heuristic, double* known) {
+  const bool is_cached = known != nullptr && heuristics_[heuristic]->is_worth_caching();
+  if (is_cached && !std::isnan(known[heuristic])) return known[heuristic];
+  ++statistics_.evaluated;
+  const double h = heuristics_[heuristic]->evaluate(successors_.built());
+  if (is_cached) known[heuristic] = h;
+  return h;
 }
 
 void DenseSearch::push_built() {
@@ -196,6 +208,7 @@ std::uint64_t DenseSearch::memory() const {
   std::uint64_t bytes = successors_.pool().used_bytes() + containers_.capacity() * sizeof(Container);
   for (const OpenList& list : open_) bytes += list.capacity() * sizeof(Entry);
   bytes += slot_store_.size() * std::max(slot_block, problem_.slots()) * sizeof(std::uint32_t);
+  if (estimates_) bytes += estimates_->bytes();
   return bytes + (end_values_.size() + closed_.size()) * (sizeof(SlotKey) + 3 * sizeof(void*));
 }
 

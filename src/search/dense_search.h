@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "search/dense_successors.h"
+#include "search/estimate_cache.h"
 #include "search/planner.h"
 
 namespace zorvel::tp::ftp {
@@ -73,6 +74,8 @@ class DenseSearch {
   using SlotSet = std::unordered_set<SlotKey, SlotKeyHash, SlotKeyEqual>;
 
   bool evaluate();
+  /// The estimate of the built state; `known`, if not null, is its entry in the cache.
+  double estimate(std::size_t heuristic, double* known);
   void push_built();
   Ref pop(std::size_t list);
   void expand(const DenseState* state);
@@ -102,7 +105,8 @@ class DenseSearch {
   std::vector<std::unique_ptr<std::uint32_t[]>> slot_store_;  // blocks of slot arrays of the sets
   std::size_t slot_store_used_ = 0;
   SlotSet end_values_, closed_;
-  std::vector<bool> is_open_;  // by action: pending in the state being expanded
+  std::unique_ptr<EstimateCache> estimates_;  // null: no heuristic asks for it
+  std::vector<bool> is_open_;                 // by action: pending in the state being expanded
   std::uint64_t configuration_seen_ = ~std::uint64_t{0};
 
   std::vector<const Event*> events_;

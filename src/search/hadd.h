@@ -34,6 +34,7 @@ class HAdd : public Heuristic {
   /// With `record`, all reachable actions are determined, for `reachable`.
   virtual double operator()(const SearchState& state, bool record);
   double evaluate(const tp::ftp::DenseView& view) override;
+  bool is_worth_caching() const override { return true; }
 
   /// The actions reached by the last run with `record`.
   const ActionSet& reachable() const { return reached_; }
@@ -76,6 +77,8 @@ class HAdd : public Heuristic {
 class HFF : public HAdd {
  public:
   using HAdd::HAdd;
+  /// Supporters outlive the state that found them, so the estimate depends on the states before.
+  bool is_worth_caching() const override { return false; }
 
  protected:
   double finish_pass() override;

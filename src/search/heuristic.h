@@ -25,6 +25,9 @@ class Heuristic : public EnvObject {
   /// The estimate for a state in the dense form of the temporal search. By default the state is spelled out
   /// as a plain one, which costs far more than most estimates do.
   virtual double evaluate(const tp::ftp::DenseView& view);
+  /// Whether equal assignments with equally far open actions always have one estimate that is costly enough
+  /// to be worth remembering.
+  virtual bool is_worth_caching() const { return false; }
 };
 
 /// A user's own function of the state.

@@ -26,6 +26,7 @@ class HMax : public Heuristic {
        std::vector<ClassicalAction> classical_actions, const ProgressFluents& progress = {});
 
   double operator()(const SearchState& state) override;
+  bool is_worth_caching() const override { return true; }
   const StateIndex& interpretation() const { return index_; }
   const std::vector<Node*>& goals() const { return goals_; }
 
