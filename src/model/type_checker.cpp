@@ -65,11 +65,14 @@ bool are_disjoint(const Bounds& a, const Bounds& b) {
   return (a.lower && b.upper && *a.lower > *b.upper) || (a.upper && b.lower && *a.upper < *b.lower);
 }
 
+bool are_numbers_of_one_kind(const TypeBase& a, const TypeBase& b) {
+  return (a.is_integer() && b.is_integer()) || (a.is_rational() && b.is_rational());
+}
+
 /// Whether members of the two types may stand in one set: the same type, nothing at all, or numbers of one
 /// kind.
 bool are_compatible_members(const TypeBase& a, const TypeBase& b) {
-  return a.is_equal(b) || a.is_void() || b.is_void() || (a.is_integer() && b.is_integer()) ||
-         (a.is_rational() && b.is_rational());
+  return a.is_equal(b) || a.is_void() || b.is_void() || are_numbers_of_one_kind(a, b);
 }
 
 [[noreturn]] void refuse(const char* message, Node* node) {
@@ -411,8 +414,10 @@ TypePtr ExpressionTypeChecker::walk_integer_constant(Node* node) const {
 TypePtr ExpressionTypeChecker::walk_set_constant(Node* node) const {
   if (node->arity == 0) return env().model_factory().make_set_type(void_type_);
   const TypePtr& first = type_of_child(node, 0);
+  // The bounds of numbers play no part, as between sets: 1 and 7 have disjoint ones.
   for (std::size_t i = 1; i < node->arity; ++i)
-    if (!compatible_operands(first, type_of_child(node, i), false))
+    if (!are_numbers_of_one_kind(*first, *type_of_child(node, i)) &&
+        !compatible_operands(first, type_of_child(node, i), false))
       refuse("Found an expression having non-compatible operands: ", node);
   return env().model_factory().make_set_type(first);
 }

@@ -182,6 +182,7 @@ TEST_F(TypeChecker, SetsStatementsAndTimes) {
   EXPECT_EQ(env.type_checker()(f.make_union(empty, numbers)), env.type_checker()(numbers));
   EXPECT_EQ(env.type_checker()(f.make_difference(numbers, empty)), env.type_checker()(numbers));
   EXPECT_EQ(name_of(f.make_in(number(99), numbers)), "boolean");
+  EXPECT_EQ(name_of(f.make_in(number(7), f.make_set_constant({number(1), number(7)}))), "boolean");
   EXPECT_EQ(name_of(f.make_in(home, empty)), "boolean");
   EXPECT_EQ(name_of(f.make_subset(empty, f.make_set_constant({home}))), "boolean");
   EXPECT_EQ(name_of(interval), "interval");

@@ -34,9 +34,12 @@ bool is_ground_value(const Node* node) {
 bool are_same_value(const ExpressionFactory& factory, const Node* a, const Node* b);
 
 bool contains_all_of(const ExpressionFactory& factory, const Node* set, const Node* members) {
+  // Equal values are one node, save for an integer beside a rational and for sets in sets.
+  const std::unordered_set<const Node*> nodes(set->operands().begin(), set->operands().end());
   return std::ranges::all_of(members->operands(), [&](const Node* member) {
-    return std::ranges::any_of(set->operands(),
-                               [&](const Node* own) { return are_same_value(factory, own, member); });
+    return nodes.contains(member) || std::ranges::any_of(set->operands(), [&](const Node* own) {
+             return are_same_value(factory, own, member);
+           });
   });
 }
 
