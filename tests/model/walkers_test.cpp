@@ -309,7 +309,19 @@ TEST_F(Walkers, DisjunctiveNormalForm) {
   std::vector<Node*> disjunctions;
   for (int i = 0; i < 40; ++i)
     disjunctions.push_back(f.make_or(boolean("l" + std::to_string(i)), boolean("m" + std::to_string(i))));
-  EXPECT_THROW(dnf(f.make_and(disjunctions)), InternalError);
+  Node* const product = f.make_and(disjunctions);
+  expect_error<InternalError>(
+      [&] { dnf(product); },
+      "The disjunctive normal form grows beyond 2000000 literals: " + to_anml(product));
+  std::vector<Node*> literals;
+  for (int i = 0; i < 1200; ++i) literals.push_back(boolean("w" + std::to_string(i)));
+  Node* const square = f.make_and(f.make_or(literals), f.make_or(literals));
+  expect_error<InternalError>([&] { dnf(square); },
+                              "The disjunctive normal form grows beyond 1000000 clauses: " + to_anml(square));
+  // Few clauses that all take up many single literals.
+  std::vector<Node*> long_clauses{disjunctions.begin(), disjunctions.begin() + 16};
+  long_clauses.insert(long_clauses.end(), literals.begin(), literals.end());
+  EXPECT_NE(error_of([&] { dnf(f.make_and(long_clauses)); }).find("2000000 literals"), std::string::npos);
 }
 
 TEST_F(Walkers, NegationNormalForm) {

@@ -15,8 +15,10 @@ constexpr std::size_t max_literals = 2'000'000;  // in all clauses together; bou
 
 /// Refuses a product that would not fit before it is built.
 void check_size(std::size_t clauses, std::size_t literals, Node* node) {
-  if (clauses > max_clauses || literals > max_literals)
-    throw InternalError("The disjunctive normal form is too large: ") << print_expression{node};
+  if (clauses <= max_clauses && literals <= max_literals) return;
+  throw InternalError("The disjunctive normal form grows beyond ")
+      << (clauses > max_clauses ? max_clauses : max_literals)
+      << (clauses > max_clauses ? " clauses: " : " literals: ") << print_expression{node};
 }
 
 std::size_t count_literals(const std::vector<NodeSet>& clauses) {
@@ -44,6 +46,8 @@ std::vector<NodeSet> ToDNF::walk_and(Node* node) const {
   for (Node* child : node->operands()) {
     const std::vector<NodeSet>& factor = memoized_value(child);
     if (factor.size() == 1) {  // no clause is multiplied; long goals are made of such operands
+      if (clauses.size() > 1)
+        check_size(clauses.size(), count_literals(clauses) + clauses.size() * factor[0].size(), node);
       for (NodeSet& clause : clauses) clause.insert(factor[0].begin(), factor[0].end());
       continue;
     }
