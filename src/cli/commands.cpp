@@ -21,6 +21,7 @@
 #include "transformers/free_var_params_compiler.h"
 #include "transformers/grounder.h"
 #include "transformers/partial_order_compiler.h"
+#include "transformers/set_compiler.h"
 #include "validation/tt_validator.h"
 
 namespace zorvel::cli {
@@ -116,6 +117,8 @@ const std::map<std::string, MakeTransformer>& transformers() {
        [](const auto& problem, bool) { return std::make_shared<model::EmptyConditionsCompiler>(problem); }},
       {"partial-order-compiler",
        [](const auto& problem, bool) { return std::make_shared<model::PartialOrderCompiler>(problem); }},
+      {"set-compiler",
+       [](const auto& problem, bool) { return std::make_shared<model::SetCompiler>(problem); }},
       {"free-var-params-compiler",
        [](const auto& problem, bool) { return std::make_shared<model::FreeVarParamsCompiler>(problem); }},
       {"forall-compiler",
