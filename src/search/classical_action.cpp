@@ -103,6 +103,7 @@ const std::vector<Node*>& ClassicalAction::predicates_added(bool all) const {
 }
 
 void ClassicalAction::add_predicates_of(Node* reference, Node* value, bool all) const {
+  if (value == reference) return;  // keeps what is there, and so adds nothing
   F& factory = env().expression_factory();
   const auto fluent = factory.get_fluent_from_reference(reference);
   const auto type = fluent->type();

@@ -20,6 +20,7 @@
 #include "transformers/grounder.h"
 #include "transformers/increase_decrease_compiler.h"
 #include "transformers/partial_order_compiler.h"
+#include "transformers/set_compiler.h"
 #include "transformers/temporally_aware_relaxer.h"
 
 namespace zorvel {
@@ -74,7 +75,7 @@ void Planner::apply_grounder(bool prune_actions) {
 void Planner::apply_set_compiler(bool has_custom_heuristic) {
   if (!model::uses_sets(*problem_)) return;
   if (has_custom_heuristic) throw InternalError("Custom heuristic is not supported in problems with sets!");
-  refuse("sets");
+  apply(std::make_shared<model::SetCompiler>(problem_));
 }
 
 void Planner::require_discrete_change() const {

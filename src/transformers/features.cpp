@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "model/action.h"
+#include "model/constant.h"
 #include "model/user_type.h"
 
 namespace zorvel::model {
@@ -25,11 +26,16 @@ bool is_set_node(const Node& node) {
 
 bool is_contains_node(const Node& node) { return node.kind() == NodeKind::CONTAINS; }
 
-/// Whether the test holds for a node of an expression of the problem or of a top-level action.
+/// Whether the test holds for a node of an expression of the problem, of a top-level action or of the value
+/// of a top-level constant.
 bool occurs(const ProblemInstanceImpl& problem, bool (*test)(const Node&)) {
   std::vector<const Node*> open(problem.expressions().begin(), problem.expressions().end());
   for (const auto& [name, action] : problem.actions())
     open.insert(open.end(), action->expressions().begin(), action->expressions().end());
+  for (const auto& [name, constant] : problem.constants())
+    for (const auto& [key, table] : constant->all_values())
+      if (table != nullptr)
+        for (const auto& [arguments, value] : table->assignments()) open.push_back(value);
   std::unordered_set<const Node*> seen(open.begin(), open.end());
   while (!open.empty()) {
     const Node* const node = open.back();

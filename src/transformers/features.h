@@ -9,7 +9,8 @@ namespace zorvel::model {
 /// Whether some user type of the problem declares actions, fluents, constants or user types of its own.
 bool has_members(const ProblemInstanceImpl& problem);
 
-/// Whether a set occurs in a type of the problem, or in an expression of the problem or of an action.
+/// Whether a set occurs in a type of the problem, in an expression of the problem or of an action, or in the
+/// value of a constant.
 bool uses_sets(const ProblemInstanceImpl& problem);
 
 /// Whether an expression of the problem or of an action speaks of a condition that holds at some moment.

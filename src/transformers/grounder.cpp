@@ -204,8 +204,8 @@ ActionStep Grounder::map_step_back(const ActionStep& step, const char* unknown_a
   return {step.instance, action, std::move(parameters)};
 }
 
-ActionStep Grounder::map_step_forward(const ActionStep& step, const char* unknown_action) const {
-  if (step.action == nullptr) throw InternalError(unknown_action);
+std::shared_ptr<ActionImpl> Grounder::find_ground_action(const ActionStep& step) const {
+  if (step.action == nullptr) return nullptr;
   const ParameterVector& declared = step.action->parameters();
   if (!std::all_of(declared.begin(), declared.end(),
                    [](const auto& parameter) { return parameter->type()->is_finite_domain(); }))
@@ -213,8 +213,13 @@ ActionStep Grounder::map_step_forward(const ActionStep& step, const char* unknow
   std::vector<Node*> values = step.parameters;
   normalize_arguments(factory(), declared, values);
   const auto found = ground_actions_.find({step.action.get(), values});
-  if (found == ground_actions_.end()) throw InternalError(unknown_action);
-  return {step.instance, found->second, {}};
+  return found == ground_actions_.end() ? nullptr : found->second;
+}
+
+ActionStep Grounder::map_step_forward(const ActionStep& step, const char* unknown_action) const {
+  const std::shared_ptr<ActionImpl> ground = find_ground_action(step);
+  if (ground == nullptr) throw InternalError(unknown_action);
+  return {step.instance, ground, {}};
 }
 
 ActionStep Grounder::map_back(const ActionStep& step) const { return map_step_back(step, unknown_to_step); }

@@ -53,6 +53,8 @@ class Grounder : public BasicTransformer {
   std::vector<ActionStep> map_forward(const ActionStep& step) const override;
   std::shared_ptr<TimeTriggeredPlan> map_forward(
       const std::shared_ptr<TimeTriggeredPlan>& plan) const override;
+  /// Whether `map_forward` knows the step: false where its combination of values was left out.
+  bool is_kept(const ActionStep& step) const { return find_ground_action(step) != nullptr; }
   void do_computation() override;
 
   /// With `full`: the fluent that a ground fluent was made of; the fluent itself if it was carried over.
@@ -71,6 +73,8 @@ class Grounder : public BasicTransformer {
 
   std::vector<std::shared_ptr<FluentImpl>> ground_fluents();
   std::vector<std::shared_ptr<ConstantImpl>> ground_constants();
+  /// The action that stands for the step; null if there is none.
+  std::shared_ptr<ActionImpl> find_ground_action(const ActionStep& step) const;
   ActionStep map_step_back(const ActionStep& step, const char* unknown_action) const;
   ActionStep map_step_forward(const ActionStep& step, const char* unknown_action) const;
 

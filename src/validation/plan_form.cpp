@@ -69,14 +69,7 @@ class StepCheck {
   }
 
  private:
-  std::string fault(const std::string& what) const {
-    std::ostringstream text;
-    text << "Step " << step_.start << ": ";
-    print_plan_action(text, step_);
-    if (step_.has_duration) text << " [" << step_.duration << ']';
-    text << ' ' << what;
-    return text.str();
-  }
+  std::string fault(const std::string& what) const { return describe_step(step_) + ' ' + what; }
 
   Environment& env_;
   const TimeTriggeredStep& step_;
@@ -96,6 +89,14 @@ std::string find_malformed_step(const model::ProblemInstanceImpl& problem, const
       if (!fault.empty()) return fault;
     }
   return {};
+}
+
+std::string describe_step(const TimeTriggeredStep& step) {
+  std::ostringstream text;
+  text << "Step " << step.start << ": ";
+  print_plan_action(text, step);
+  if (step.has_duration) text << " [" << step.duration << ']';
+  return text.str();
 }
 
 }  // namespace zorvel::validation

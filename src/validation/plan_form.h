@@ -14,4 +14,7 @@ namespace zorvel::validation {
 /// validator: " and the name.
 std::string find_malformed_step(const model::ProblemInstanceImpl& problem, const TimeTriggeredPlan& plan);
 
+/// The step as messages name it: "Step 3/2: load(box) [2]".
+std::string describe_step(const TimeTriggeredStep& step);
+
 }  // namespace zorvel::validation

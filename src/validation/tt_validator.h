@@ -12,7 +12,8 @@ namespace zorvel {
 
 namespace model {
 class BasicTransformer;
-}
+class Grounder;
+}  // namespace model
 namespace validation {
 class CompiledProblem;
 }
@@ -29,8 +30,8 @@ class CompiledProblem;
 /// two effects on one fluent at one time, and values within the bounds of their fluents.
 class TTValidator : public EnvObject {
  public:
-  /// Takes `problem` to the form that is simulated. A problem with time that passes continuously, processes,
-  /// sets or intervals of durations raises InternalError, as does whatever its transformers refuse.
+  /// Takes `problem` to the form that is simulated. A problem with time that passes continuously, processes
+  /// or intervals of durations raises InternalError, as does whatever its transformers refuse.
   TTValidator(Environment& env, const model::ProblemPtr& problem);
   ~TTValidator() override;
   TTValidator(const TTValidator&) = delete;
@@ -48,11 +49,17 @@ class TTValidator : public EnvObject {
 
  private:
   void apply_transformers();
+  /// Takes the plan to the form that is simulated; null, with the reason set, if a step can never be taken.
+  std::shared_ptr<TimeTriggeredPlan> map_forward(const std::shared_ptr<TimeTriggeredPlan>& plan);
+  /// False, with the reason set, if the grounder left out the action of a step. Messages show `shown`, the
+  /// plan before the transformers.
+  bool is_kept_by_grounder(const TimeTriggeredPlan& mapped, const TimeTriggeredPlan& shown);
   void add_transformer(std::shared_ptr<model::BasicTransformer> transformer);
 
   model::ProblemPtr problem_;            // as given
   model::ProblemPtr simulated_problem_;  // behind the transformers
   std::vector<std::shared_ptr<model::BasicTransformer>> transformers_;
+  std::shared_ptr<model::Grounder> grounder_;  // one of them; null unless sets need it
   std::unique_ptr<validation::CompiledProblem> compiled_;
   std::string reason_;
 };

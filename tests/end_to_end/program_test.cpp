@@ -190,6 +190,14 @@ TEST_F(Program, TransformsAProblemIntoOneThatCanBeSolved) {
             0);
   EXPECT_NE(read(ground).find("action "), std::string::npos);
   EXPECT_EQ(solve_and_validate(ground, ""), 0);
+
+  const fs::path sets = source_dir / "examples" / "sets.anml";
+  ASSERT_EQ(run("transform -t flattener action-grounder set-compiler " + quoted(sets) + " --output " +
+                quoted(ground))
+                .status,
+            0);
+  EXPECT_EQ(read(ground).find("set("), std::string::npos);
+  EXPECT_EQ(solve_and_validate(ground, "--time-limit 60"), 0);
 }
 
 }  // namespace

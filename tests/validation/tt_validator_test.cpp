@@ -422,7 +422,7 @@ TEST(TTValidator, RaisesOnWhatHasNoValueInAnyState) {
             "InternalError: Intervals of durations that the plan does not choose (duration :in) are not "
             "supported!");
   EXPECT_EQ(error_of("type L; instance L a; fluent L x := a; goal [end] (x in {a});", ""),
-            "InternalError: Sets are not supported!");
+            "InternalError: Set compiler is not able to handle this expression: (x in {a})");
 }
 
 TEST(TTValidator, AnswersForManyPlansAlike) {
