@@ -102,6 +102,9 @@ struct DenseView {
   const DenseProblem& problem;
   const std::uint32_t* values;
   std::span<const Todo> todo;
+  /// What a heuristic that depends on the path keeps with a state: 0 in the initial state, and in a new one
+  /// what its parent has. There is room for one such heuristic in a search.
+  std::uint32_t* note = nullptr;
 };
 
 }  // namespace zorvel::tp::ftp

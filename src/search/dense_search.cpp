@@ -207,6 +207,8 @@ void DenseSearch::expand(const DenseState* state) {
 std::uint64_t DenseSearch::memory() const {
   std::uint64_t bytes = successors_.pool().used_bytes() + containers_.capacity() * sizeof(Container);
   for (const OpenList& list : open_) bytes += list.capacity() * sizeof(Entry);
+  for (const auto& heuristic : heuristics_)
+    if (heuristic) bytes += heuristic->bytes();
   bytes += slot_store_.size() * std::max(slot_block, problem_.slots()) * sizeof(std::uint32_t);
   if (estimates_) bytes += estimates_->bytes();
   return bytes + (end_values_.size() + closed_.size()) * (sizeof(SlotKey) + 3 * sizeof(void*));

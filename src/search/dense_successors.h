@@ -38,15 +38,12 @@ class DenseSuccessors {
   [[nodiscard]] bool apply(const DenseState* parent, std::size_t list);
 
   /// The state built last.
-  DenseView built() const { return {problem_, built_values_, todo_}; }
+  DenseView built() { return {problem_, built_values_, todo_, &state_.note}; }
   std::uint32_t built_depth() const { return state_.depth; }
   BlockPool::Ref keep();
 
   const DenseState* state(BlockPool::Ref ref) const { return pool_.at<DenseState>(ref); }
   const BlockLayout& layout() const { return layout_; }
-  DenseView view(const DenseState* state) const {
-    return {problem_, layout_.values(state), layout_.todo(state)};
-  }
   void release(BlockPool::Ref state);
   /// The events on the path, oldest first.
   std::vector<const Event*> events_to(const DenseState* state) const;

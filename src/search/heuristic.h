@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 
 #include "core/environment.h"
@@ -28,6 +29,8 @@ class Heuristic : public EnvObject {
   /// Whether equal assignments with equally far open actions always have one estimate that is costly enough
   /// to be worth remembering.
   virtual bool is_worth_caching() const { return false; }
+  /// The memory of tables that grow with the search.
+  virtual std::uint64_t bytes() const { return 0; }
 };
 
 /// A user's own function of the state.

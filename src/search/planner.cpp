@@ -10,6 +10,7 @@
 #include "model/walkers/expression_free_vars.h"
 #include "model/walkers/normal_forms.h"
 #include "search/classical_action.h"
+#include "search/hlandmarks.h"
 #include "search/hmax.h"
 #include "transformers/duration_bounds.h"
 #include "transformers/empty_conditions_compiler.h"
@@ -148,11 +149,11 @@ void TpPlanner::initialize_heuristic() {
     if (!known.contains(name))
       env().warning_manager().warn("Unknown heuristic '" + name +
                                    "' is ignored: known are blind, hsize, hff, hadd, "
-                                   "hmax");
-  if (names.contains("hlandmarks")) refuse("the heuristic 'hlandmarks'");
+                                   "hlandmarks, hmax");
   if (names.contains("blind")) heuristics_.push_back(nullptr);
   if (names.contains("hsize")) heuristics_.push_back(std::make_shared<HSize>(env()));
-  if (names.contains("hadd") || names.contains("hff") || names.contains("hmax"))
+  if (names.contains("hadd") || names.contains("hff") || names.contains("hlandmarks") ||
+      names.contains("hmax"))
     prepare_relaxation_heuristics(names);
 }
 
@@ -192,8 +193,10 @@ void TpPlanner::prepare_relaxation_heuristics(const std::set<std::string>& names
   std::vector<std::shared_ptr<model::ActionImpl>> actions;
   for (const auto& [name, action] : problem_->actions()) actions.push_back(action);
 
+  std::vector<model::NodeSet> dnf;
+  if (names.contains("hadd") || names.contains("hff") || names.contains("hlandmarks"))
+    dnf = model::ToDNF(env())(factory.make_and(goals));
   if (names.contains("hadd") || names.contains("hff")) {
-    const std::vector<model::NodeSet> dnf = model::ToDNF(env())(factory.make_and(goals));
     std::shared_ptr<HAdd> last;
     if (names.contains("hff"))
       heuristics_.push_back(last = std::make_shared<HFF>(env(), tables(), dnf, classical, progress, actions));
@@ -214,6 +217,10 @@ void TpPlanner::prepare_relaxation_heuristics(const std::set<std::string>& names
       }
     }
   }
+  if (names.contains("hlandmarks"))
+    if (const auto state = _initial_state())
+      heuristics_.push_back(
+          std::make_shared<tp::HLandmarks>(env(), tables(), progress, dnf, classical, actions, *state));
   if (names.contains("hmax"))
     heuristics_.push_back(std::make_shared<HMax>(env(), index(), goals, classical, progress));
 }
