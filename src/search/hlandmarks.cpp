@@ -13,19 +13,25 @@ HLandmarks::HLandmarks(Environment& env, std::shared_ptr<EvaluationTables> table
     : Heuristic(env),
       tables_(std::move(tables)),
       graph_(std::move(graph)),
+      truths_(*graph_, slots),
       sets_(graph_->words()),
       reached_(graph_->words()) {
-  graph_->reach_initially(slots.data(), reached_.data());
+  graph_->reach_initially(truths_.holding(), reached_.data());
   initial_set_ = sets_.insert(reached_.data());
 }
 
 double HLandmarks::estimate(const ValueId* slots, SetId& set) {
-  if (set == 0)
-    graph_->reach_initially(slots, reached_.data());
-  else
-    graph_->reach(sets_[set], slots, reached_.data());
-  set = sets_.insert(reached_.data());
-  return static_cast<double>(graph_->count_needed(reached_.data(), slots));
+  truths_.set_first(slots, tables_->layout.slots());
+  const LandmarkGraph::Word* const holding = truths_.holding();
+  if (set == 0) {
+    graph_->reach_initially(holding, reached_.data());
+    set = sets_.insert(reached_.data());
+  } else {
+    const LandmarkGraph::Word* const parent = sets_[set];
+    graph_->reach(parent, holding, reached_.data());
+    if (!std::equal(reached_.begin(), reached_.end(), parent)) set = sets_.insert(reached_.data());
+  }
+  return static_cast<double>(graph_->count_needed(reached_.data(), holding));
 }
 
 namespace tsimple {
@@ -114,27 +120,37 @@ HLandmarks::HLandmarks(Environment& env, std::shared_ptr<EvaluationTables> table
 HLandmarks::HLandmarks(Environment& env, std::shared_ptr<EvaluationTables> tables, Parts parts)
     : zorvel::HLandmarks(env, std::move(tables), std::move(parts.graph), parts.slots),
       layout_(std::move(parts.layout)),
-      slots_(std::move(parts.slots)) {}
+      positions_(layout_->rings.size(), idle),
+      stays_open_(layout_->rings.size(), 0) {}
 
 HLandmarks::~HLandmarks() = default;
 
-void HLandmarks::set_progress(std::size_t action, std::size_t pending) {
-  const auto& ring = layout_->rings[action];
-  if (pending == 0 || pending > ring.size()) throw InternalError();
-  not_idle_.push_back(action);
-  slots_[ring[ring.size() - pending]] = true_value;
-  slots_[ring.front()] = false_value;
+void HLandmarks::add_open(std::size_t action, std::size_t pending) {
+  const std::size_t size = layout_->rings[action].size();
+  if (pending == 0 || pending > size) throw InternalError();
+  next_open_.push_back({action, size - pending});
 }
 
-double HLandmarks::estimate_with_progress(SetId& set) {
-  const double value = estimate(slots_.data(), set);
-  for (const std::size_t action : not_idle_) {
-    const auto& ring = layout_->rings[action];
-    for (const std::size_t slot : ring) slots_[slot] = false_value;
-    slots_[ring.front()] = true_value;
+void HLandmarks::update_progress() {
+  for (const OpenAction& open : next_open_) stays_open_[open.action] = 1;
+  for (const OpenAction& closed : open_) {
+    if (stays_open_[closed.action] != 0) continue;
+    const auto& ring = layout_->rings[closed.action];
+    truths().set(ring[closed.position], false_value);
+    truths().set(ring.front(), true_value);
+    positions_[closed.action] = idle;
   }
-  not_idle_.clear();
-  return value;
+  for (const OpenAction& open : next_open_) {
+    stays_open_[open.action] = 0;
+    const auto& ring = layout_->rings[open.action];
+    std::size_t& position = positions_[open.action];
+    if (position == open.position) continue;
+    truths().set(ring[position == idle ? 0 : position], false_value);
+    if (open.position != 0) truths().set(ring[open.position], true_value);
+    position = open.position;
+  }
+  open_.swap(next_open_);
+  next_open_.clear();
 }
 
 HLandmarks::SetId HLandmarks::set_of_nearest(const ftp::StatePath* path) const {
@@ -148,32 +164,32 @@ HLandmarks::SetId HLandmarks::set_of_nearest(const ftp::StatePath* path) const {
 double HLandmarks::operator()(const zorvel::SearchState& state) {
   const auto* const plain = dynamic_cast<const ftp::SearchState<double>*>(&temporal(state));
   if (plain == nullptr) throw InternalError("The landmark heuristic needs a state with a path");
-  for (std::size_t slot = 0; slot < layout_->state_slots; ++slot)
-    slots_[slot] = tables().values.id_of(state.value(slot));
   for (const auto& [action, pending] : plain->todo_sizes()) {
     const auto number = layout_->numbers.find(action);
     if (number == layout_->numbers.end()) throw InternalError();
-    set_progress(number->second, pending);
+    add_open(number->second, pending);
   }
+  update_progress();
+  values_.resize(tables().layout.slots());
+  tables().layout.pack(state, values_.data());
   SetId set = 0;
-  if (plain->path) {
+  if (plain->path)
     set = set_of_nearest(plain->path->parent().get());
-  } else {
+  else
     set_of_path_.clear();
-  }
-  const double value = estimate_with_progress(set);
+  const double value = estimate(values_.data(), set);
   if (plain->path) set_of_path_.insert_or_assign(plain->path.get(), std::pair(plain->path, set));
   return value;
 }
 
 double HLandmarks::evaluate(const ftp::DenseView& view) {
-  std::copy_n(view.values, layout_->state_slots, slots_.data());
   using Problem = ftp::DenseProblem;
   for (const ftp::Todo& todo : view.todo)
     if (todo.chain >= Problem::first_action_chain)
-      set_progress(todo.chain - Problem::first_action_chain,
-                   view.problem.chain(todo.chain).events.size() - todo.cursor);
-  return estimate_with_progress(*view.note);
+      add_open(todo.chain - Problem::first_action_chain,
+               view.problem.chain(todo.chain).events.size() - todo.cursor);
+  update_progress();
+  return estimate(view.values, *view.note);
 }
 
 }  // namespace tp

@@ -8,6 +8,7 @@
 #include "search/hadd.h"
 #include "search/heuristic.h"
 #include "search/landmark_graph.h"
+#include "search/landmark_truths.h"
 #include "search/reached_sets.h"
 
 namespace zorvel {
@@ -33,8 +34,8 @@ class HLandmarks : public Heuristic {
   const ReachedSets& reached_sets() const { return sets_; }
   /// The reached set of the initial state.
   SetId initial_set() const { return initial_set_; }
-  /// The estimate for a state of the graph's layout. `set` is that of its parent, 0 if it has none, and
-  /// becomes the state's own.
+  /// The estimate for a state with these values in the layout of the tables. `set` is that of its parent, 0
+  /// if it has none, and becomes the state's own.
   double estimate(const ValueId* slots, SetId& set);
   std::uint64_t bytes() const override { return sets_.bytes(); }
 
@@ -43,10 +44,12 @@ class HLandmarks : public Heuristic {
              const std::vector<ValueId>& slots);
 
   EvaluationTables& tables() const { return *tables_; }
+  LandmarkTruths& truths() { return truths_; }
 
  private:
   std::shared_ptr<EvaluationTables> tables_;
   std::unique_ptr<LandmarkGraph> graph_;
+  LandmarkTruths truths_;
   ReachedSets sets_;
   SetId initial_set_;
   std::vector<LandmarkGraph::Word> reached_;  // scratch
@@ -94,13 +97,21 @@ class HLandmarks : public zorvel::HLandmarks {
   struct Layout;
   struct Parts;
   HLandmarks(Environment& env, std::shared_ptr<EvaluationTables> tables, Parts parts);
-  void set_progress(std::size_t action, std::size_t pending);
-  double estimate_with_progress(SetId& set);
+  void add_open(std::size_t action, std::size_t pending);
+  /// Passes on the positions of the actions given by `add_open`, all others being idle.
+  void update_progress();
   SetId set_of_nearest(const ftp::StatePath* path) const;
 
+  struct OpenAction {
+    std::size_t action, position;  // position: k - 1
+  };
+  static constexpr std::size_t idle = ~std::size_t{0};
   std::unique_ptr<Layout> layout_;
-  std::vector<ValueId> slots_;         // of the state, then of the progress fluents, idle between two calls
-  std::vector<std::size_t> not_idle_;  // actions
+  std::vector<ValueId> values_;         // scratch
+  std::vector<std::size_t> positions_;  // by action, as passed on
+  std::vector<OpenAction> open_;        // as passed on
+  std::vector<OpenAction> next_open_;
+  std::vector<char> stays_open_;  // by action; scratch
   // Holds on to its paths: the address of a cell that was freed could become another's.
   std::unordered_map<const ftp::StatePath*, std::pair<std::shared_ptr<const ftp::StatePath>, SetId>>
       set_of_path_;

@@ -125,15 +125,23 @@ std::vector<std::vector<Node*>> LandmarkExtraction::aligned(const Clauses& claus
     }
     for (const auto& subject : about) ++clauses_about[subject];
   }
-  const auto key = [&](Node* literal) {
-    const auto& subject = subjects.at(literal);
-    return std::tuple(clauses_with.at(literal) != clauses.size(), clauses_about[subject] != clauses.size(),
-                      subject, literal->id);
-  };
+  std::map<std::pair<bool, std::string>, std::size_t> ranks;
+  for (const auto& [literal, subject] : subjects) ranks.emplace(subject, 0);
+  std::size_t rank = 0;
+  for (auto& [subject, own] : ranks) own = rank++;
+  using Key = std::tuple<bool, bool, std::size_t, std::size_t, Node*>;
   std::vector<std::vector<Node*>> result;
+  std::vector<Key> keys;
   for (const model::NodeSet& clause : clauses) {
-    std::vector<Node*>& literals = result.emplace_back(clause.begin(), clause.end());
-    std::sort(literals.begin(), literals.end(), [&](Node* a, Node* b) { return key(a) < key(b); });
+    keys.clear();
+    for (Node* literal : clause) {
+      const auto& subject = subjects.at(literal);
+      keys.emplace_back(clauses_with.at(literal) != clauses.size(), clauses_about[subject] != clauses.size(),
+                        ranks.at(subject), literal->id, literal);
+    }
+    std::sort(keys.begin(), keys.end());
+    auto& literals = result.emplace_back();
+    for (const Key& key : keys) literals.push_back(std::get<Node*>(key));
   }
   return result;
 }

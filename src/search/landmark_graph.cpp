@@ -24,6 +24,15 @@ void group(std::size_t owners, const std::vector<LandmarkGraph::Ordering>& pairs
   for (const auto& [owner, member] : pairs) members[next[owner]++] = member;
 }
 
+/// Calls `visit(landmark, bit)` for each landmark of one word of a set.
+template <class Visit>
+void for_each(std::size_t word, LandmarkGraph::Word set, Visit visit) {
+  for (; set != 0; set &= set - 1)
+    visit(static_cast<LandmarkGraph::LandmarkId>(word * LandmarkGraph::bits +
+                                                 static_cast<std::size_t>(std::countr_zero(set))),
+          set & -set);
+}
+
 }  // namespace
 
 LandmarkGraph::LandmarkGraph(const StateLayout& layout, const ExpressionCompiler& compiler,
@@ -54,7 +63,9 @@ LandmarkGraph::LandmarkGraph(const StateLayout& layout, const ExpressionCompiler
   for (Node* landmark : extraction.landmarks()) {
     numbers.emplace(landmark, static_cast<LandmarkId>(landmarks_.size()));
     landmarks_.push_back(landmark);
-    is_goal_.push_back(extraction.goal_landmarks().contains(landmark) ? 1 : 0);
+    goals_.resize(words());
+    if (extraction.goal_landmarks().contains(landmark))
+      goals_.back() |= Word{1} << (numbers.at(landmark) % bits);
     compile(landmark, compiler);
   }
   for (const auto& [before, after] : extraction.orderings())
@@ -92,54 +103,51 @@ void LandmarkGraph::index_orderings() {
 }
 
 bool LandmarkGraph::is_true(LandmarkId landmark, const ValueId* slots) const {
-  const Condition& condition = conditions_[landmark];
-  if (condition.program >= 0)
-    return programs_[static_cast<std::size_t>(condition.program)].evaluate(slots) == true_value;
-  for (std::uint32_t i = condition.first_test; i < condition.last_test; ++i) {
-    const Test& test = tests_[i];
-    const ValueId value = slots[test.slot];
-    if ((value == test.expected) == test.is_equal && value != unset_value) return true;
+  const std::int32_t program = conditions_[landmark].program;
+  if (program >= 0) return programs_[static_cast<std::size_t>(program)].evaluate(slots) == true_value;
+  const auto any_of = tests(landmark);
+  return std::any_of(any_of.begin(), any_of.end(), [&](const Test& test) { return test.holds(slots); });
+}
+
+std::span<const std::uint32_t> LandmarkGraph::slots_of_program(LandmarkId landmark) const {
+  const std::int32_t program = conditions_[landmark].program;
+  if (program < 0) return {};
+  return programs_[static_cast<std::size_t>(program)].slots_read();
+}
+
+void LandmarkGraph::reach_initially(const Word* holding, Word* reached) const {
+  for (std::size_t word = 0; word < words(); ++word) {
+    reached[word] = 0;
+    for_each(word, holding[word], [&](LandmarkId landmark, Word bit) {
+      if (predecessors(landmark).empty()) reached[word] |= bit;
+    });
   }
-  return false;
 }
 
-void LandmarkGraph::reach_initially(const ValueId* slots, Word* reached) const {
-  std::fill_n(reached, words(), 0);
-  for (LandmarkId landmark = 0; landmark < size(); ++landmark)
-    if (predecessors(landmark).empty() && is_true(landmark, slots))
-      reached[landmark / bits] |= Word{1} << (landmark % bits);
-}
-
-void LandmarkGraph::reach(const Word* parent, const ValueId* slots, Word* reached) const {
+void LandmarkGraph::reach(const Word* parent, const Word* holding, Word* reached) const {
   for (std::size_t word = 0; word < words(); ++word) {
     reached[word] = parent[word];
-    Word open = ~parent[word];
-    if (word + 1 == words() && size() % bits != 0) open &= (Word{1} << (size() % bits)) - 1;
-    for (; open != 0; open &= open - 1) {
-      const auto landmark =
-          static_cast<LandmarkId>(word * bits) + static_cast<LandmarkId>(std::countr_zero(open));
+    for_each(word, holding[word] & ~parent[word], [&](LandmarkId landmark, Word bit) {
       const auto before = predecessors(landmark);
-      if (std::all_of(before.begin(), before.end(), [&](LandmarkId a) { return contains(parent, a); }) &&
-          is_true(landmark, slots))
-        reached[word] |= open & -open;
-    }
+      if (std::all_of(before.begin(), before.end(), [&](LandmarkId a) { return contains(parent, a); }))
+        reached[word] |= bit;
+    });
   }
 }
 
 bool LandmarkGraph::is_needed_again(LandmarkId landmark, const Word* reached) const {
-  if (is_goal(landmark)) return true;
   const auto after = successors(landmark);
   return std::any_of(after.begin(), after.end(), [&](LandmarkId b) { return !contains(reached, b); });
 }
 
-std::size_t LandmarkGraph::count_needed(const Word* reached, const ValueId* slots) const {
+std::size_t LandmarkGraph::count_needed(const Word* reached, const Word* holding) const {
   std::size_t needed = size();
   for (std::size_t word = 0; word < words(); ++word) {
-    for (Word closed = reached[word]; closed != 0; closed &= closed - 1) {
-      const auto landmark =
-          static_cast<LandmarkId>(word * bits) + static_cast<LandmarkId>(std::countr_zero(closed));
-      if (!is_needed_again(landmark, reached) || is_true(landmark, slots)) --needed;
-    }
+    const Word lost = reached[word] & ~holding[word];
+    needed -= static_cast<std::size_t>(std::popcount(reached[word]));
+    needed += static_cast<std::size_t>(std::popcount(lost & goals_[word]));
+    for_each(word, lost & ~goals_[word],
+             [&](LandmarkId landmark, Word) { needed += is_needed_again(landmark, reached) ? 1 : 0; });
   }
   return needed;
 }

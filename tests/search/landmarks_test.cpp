@@ -378,6 +378,12 @@ TEST(Landmarks, OfSmallProblems) {
       {"a goal of two clauses of different length", "[end] p or (q and r);", {"(p or q)"}},
       {"a goal that no action achieves", "[end] g;", {"g"}},
       {"a goal that holds", "[end] not g;", {"(not g)"}},
+      {"an achiever that needs the goal first",
+       "fluent boolean s; [start] s := false;"
+       "action a() { duration := 1; [start] p; [end] g := q; };"
+       "action b() { duration := 1; [start] g; [end] s := true; };"
+       "action c() { duration := 1; [start] s; [end] g := true; }; [end] g;",
+       {"g", "p"}},
       {"a counter without end",
        "action a() { duration := 1; [start] n > 5; [end] g := true; }; [end] g;",
        {"g", "(n > 5)"}},
