@@ -74,11 +74,15 @@ void DenseProblem::add_chain(const std::vector<Event*>& events, DenseAction* act
   const auto index = static_cast<std::uint32_t>(chains_.size());
   DenseChain& chain = chains_.emplace_back();
   for (const Event* event : events) {
-    if (action != nullptr && event->is_opener() && !event->is_left_open && event->anchor.from_start &&
-        event->anchor.offset == rational(0)) {
+    const bool is_at_start = event->anchor.from_start && event->anchor.offset == rational(0);
+    if (action != nullptr && is_at_start && event->is_opener() && !event->is_left_open) {
       action->direct_openers.push_back(event->index);  // the opening itself tests it
       continue;
     }
+    // The initial state has tested the problem's own conditions at its start, and put them in force.
+    if (action == nullptr && is_at_start && event->kind == EventKind::CONDITION && !event->is_closer() &&
+        !event->is_left_open)
+      continue;
     events_[event->index].chain = index;
     chain.events.push_back(event->index);
   }

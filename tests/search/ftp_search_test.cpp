@@ -142,6 +142,11 @@ TEST(FtpSearch, SolvesSmallProblemsAsTheyMustBeSolved) {
        "action a() { duration := 1; q; [end] p := true; }; action b() { duration := 1; [end] q := true; };"
        "[end] p;",
        "0: b() [1]\n101/100: a() [1]\n"},
+      {"a condition over the whole plan, and one over its beginning",
+       "fluent boolean p; fluent boolean q; [start] p := false; [start] q := false; [2] q := true;"
+       "action a() { duration := 5; [end] p := true; }; action b() { duration := 1; [start] q := false; };"
+       "[start, end] not (p and q); [start, 4] not p; [end] p;",
+       "4: b() [1]\n401/100: a() [5]\n"},
       {"an increase",
        "fluent integer [0, 5] n; [start] n := 2; action a() { duration := 1; [end] n :+= 2; };"
        "[end] n == 4;",
