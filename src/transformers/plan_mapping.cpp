@@ -1,6 +1,7 @@
 #include "transformers/plan_mapping.h"
 
 #include <unordered_map>
+#include <unordered_set>
 
 #include "core/errors.h"
 #include "plans/partial_order_temporal_plan.h"
@@ -30,9 +31,29 @@ std::shared_ptr<Plan> map_time_triggered_steps(const TimeTriggeredPlan& plan, co
   return result;
 }
 
+using ImageTable = std::unordered_map<const POTStep*, POTPlan::StepPtr>;
+
+/// The images of what precedes the step, looking through the steps that have none.
+std::vector<POTPlan::StepPtr> remaining_predecessors(const POTPlan& plan, const POTPlan::StepPtr& step,
+                                                     const ImageTable& images) {
+  std::vector<POTPlan::StepPtr> result, open{step};
+  std::unordered_set<const POTStep*> seen;
+  for (std::size_t next = 0; next < open.size(); ++next) {
+    const POTPlan::StepPtr current = open[next];  // a copy: the vector grows
+    for (const auto& predecessor : plan.predecessors(current)) {
+      if (!seen.insert(predecessor.get()).second) continue;
+      if (const auto image = images.find(predecessor.get()); image != images.end())
+        result.push_back(image->second);
+      else
+        open.push_back(predecessor);
+    }
+  }
+  return result;
+}
+
 std::shared_ptr<Plan> map_partial_order(const POTPlan& plan, const Image& image) {
   auto result = std::make_shared<POTPlan>(plan.env());
-  std::unordered_map<const POTStep*, POTPlan::StepPtr> images;
+  ImageTable images;
   for (const auto& step : plan.steps())
     if (const auto mapped = image(planned_step(*step)))
       images[step.get()] =
@@ -41,10 +62,8 @@ std::shared_ptr<Plan> map_partial_order(const POTPlan& plan, const Image& image)
   for (const auto& step : plan.steps()) {
     const auto later = images.find(step.get());
     if (later == images.end()) continue;
-    for (const auto& predecessor : plan.predecessors(step)) {
-      const auto earlier = images.find(predecessor.get());
-      if (earlier != images.end()) result->add_precedence(earlier->second, later->second);
-    }
+    for (const auto& predecessor : remaining_predecessors(plan, step, images))
+      result->add_precedence(predecessor, later->second);
   }
   return result;
 }

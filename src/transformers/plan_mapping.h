@@ -28,8 +28,9 @@ struct MappedStep {
 };
 
 /// The plan with every step replaced by its image; a step without one is dropped, and precedences are kept
-/// among the steps that remain. Steps keep their order and their ids' order. InternalError "Unknown plan kind
-/// to be converted by " and `kind_ending` for any kind of plan but the two known ones.
+/// among the steps that remain, those through a dropped step too. Steps keep their order and their ids'
+/// order. InternalError "Unknown plan kind to be converted by " and `kind_ending` for any kind of plan but
+/// the two known ones.
 std::shared_ptr<Plan> map_plan(const std::shared_ptr<Plan>& plan, std::string_view kind_ending,
                                const std::function<std::optional<MappedStep>(const PlannedStep&)>& image);
 

@@ -61,6 +61,10 @@ void MetricRewriter::carry_cost(const std::shared_ptr<ActionImpl>& old_action,
   new_costs_->add_cost(new_action, rewrite(cost));
 }
 
+void MetricRewriter::set_cost(const std::shared_ptr<ActionImpl>& new_action, Node* cost) {
+  if (new_costs_ != nullptr) new_costs_->add_cost(new_action, cost);
+}
+
 std::vector<std::shared_ptr<PlanQualityMetric>> MetricRewriter::metrics(const NodeRewrite& rewrite) const {
   std::vector<std::shared_ptr<PlanQualityMetric>> result;
   for (const auto& metric : old_metrics_) {

@@ -43,6 +43,8 @@ class MetricRewriter {
   /// have a cost: " and the name, if there are costs but none for this action.
   void carry_cost(const std::shared_ptr<ActionImpl>& old_action,
                   const std::shared_ptr<ActionImpl>& new_action, const NodeRewrite& rewrite);
+  /// Gives an action that no old one stands for this cost, if there are costs.
+  void set_cost(const std::shared_ptr<ActionImpl>& new_action, Node* cost);
   /// The metrics of the new problem, in the order of the old ones, final values rewritten.
   std::vector<std::shared_ptr<PlanQualityMetric>> metrics(const NodeRewrite& rewrite) const;
 

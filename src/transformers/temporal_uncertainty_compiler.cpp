@@ -1,0 +1,477 @@
+#include "transformers/temporal_uncertainty_compiler.h"
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <optional>
+#include <unordered_map>
+
+#include "core/errors.h"
+#include "core/log.h"
+#include "model/fluent.h"
+#include "model/model_factory.h"
+#include "model/walkers/expression_simplifier.h"
+#include "plans/time_triggered_plan.h"
+#include "transformers/increase_decrease_compiler.h"
+#include "transformers/plan_mapping.h"
+#include "transformers/problem_parts.h"
+#include "transformers/static_fluents.h"
+#include "transformers/timing.h"
+
+namespace zorvel::model {
+
+namespace {
+
+using F = ExpressionFactory;
+
+using Test = std::function<bool(Node* reference)>;
+
+constexpr std::string_view unknown_new_action =
+    "Found an action that is unknown to the temporal uncertainty compiler!";
+constexpr std::string_view unknown_old_action = "Found an action that is unknown to the compiler!";
+
+Node* body_of(Node* statement) {
+  return F::is_temporal_expression(statement) ? statement->children[1] : statement;
+}
+
+/// Two ends and whether they belong to the interval.
+struct Span {
+  Node* lower;
+  Node* upper;
+  bool left_closed;
+  bool right_closed;
+};
+
+/// How long before the end of the action, if that is a number: `end - k`.
+std::optional<rational> time_before_end(F& factory, Node* anchor) {
+  const auto time = read_timing(factory, anchor);
+  return time && !time->from_start ? std::optional(time->k) : std::nullopt;
+}
+
+/// An effect at `end` or `end - k` of an action whose end is not known.
+struct EndEffect {
+  Node* statement;
+  Node* anchor;
+  Node* target;
+  Node* value;
+  std::optional<rational> before_end;
+};
+
+/// An action of uncertain duration, taken apart.
+class UncertainAction {
+ public:
+  UncertainAction(std::shared_ptr<ActionImpl> action, const StaticFluents& static_fluents);
+
+  const std::vector<EndEffect>& end_effects() const { return end_effects_; }
+  /// The fluents with an end effect that a condition or an effect reads which cannot see that effect.
+  std::vector<std::shared_ptr<FluentImpl>> fluents_read_before_written() const;
+  /// What the statements become. `is_contested` says of a reference whether more than one end effect writes
+  /// its fluent.
+  std::vector<Node*> compile(const ShadowFluents& shadows, const Test& is_contested) const;
+
+ private:
+  /// References that the action writes, each of them `at_least` before its end.
+  struct OwnReferences {
+    NodeSet references;
+    rational at_least;
+  };
+
+  void read_bounds(const StaticFluents& static_fluents);
+  void sort(Node* statement);
+  EndEffect end_effect(Node* statement) const;
+  bool ends_uncertainly(Node* interval) const { return has_end_(interval); }
+  Span span_of_condition(Node* interval) const;
+  OwnReferences written_afterwards(Node* expression, const std::optional<rational>& before_end) const;
+
+  Node* after_shortest(Node* offset) const;
+  Node* at_shortest(Node* anchor) const;
+  std::optional<Span> without_stretch(Span span, const rational& stretch) const;
+  Node* timed(const Span& span, Node* body) const;
+  bool may_meet(const EndEffect& effect, Node* statement) const;
+  bool may_overlap_itself(const EndEffect& effect) const;
+  void compile_end_effect(const EndEffect& effect, const ShadowFluents& shadows, const Test& is_contested,
+                          std::vector<Node*>& result) const;
+  void compile_condition(const Span& span, Node* body, const NodeMap& shadows,
+                         std::vector<Node*>& result) const;
+  [[noreturn]] void refuse(const char* problem, Node* statement) const;
+
+  std::shared_ptr<ActionImpl> action_;
+  Environment& env_;
+  F& factory_;
+  ExpressionSimplifier simplify_;
+  CheckContainsWalker has_end_, has_assign_;
+  Node* shortest_ = nullptr;
+  Node* longest_ = nullptr;
+  std::vector<EndEffect> end_effects_;
+  std::vector<Node*> end_conditions_;
+  std::vector<Node*> others_;
+};
+
+UncertainAction::UncertainAction(std::shared_ptr<ActionImpl> action, const StaticFluents& static_fluents)
+    : action_(std::move(action)),
+      env_(action_->env()),
+      factory_(env_.expression_factory()),
+      simplify_(env_),
+      has_end_(env_, NodeKind::END),
+      has_assign_(env_, NodeKind::ASSIGN) {
+  read_bounds(static_fluents);
+  for (Node* statement : action_->expressions()) sort(statement);
+}
+
+void UncertainAction::refuse(const char* problem, Node* statement) const {
+  throw InternalError("Action '") << action_->name() << "' has an uncertain duration, " << problem << ": "
+                                  << print_expression{statement};
+}
+
+void UncertainAction::read_bounds(const StaticFluents& static_fluents) {
+  const CheckContainsWalker has_fluent(env_, NodeKind::FLUENT_REFERENCE);
+  const CheckContainsWalker has_duration(env_, NodeKind::DURATION);
+  for (Node* statement : action_->expressions()) {
+    Node* const body = body_of(statement);
+    if (!F::is_in_assign(body) || longest_ != nullptr) {
+      if (has_duration(statement)) refuse("and speaks of it a second time", statement);
+      continue;
+    }
+    const Node* const interval = body->children[1];
+    shortest_ = static_fluents(interval->children[0]);
+    longest_ = static_fluents(interval->children[1]);
+    for (Node* bound : {shortest_, longest_})
+      if (has_fluent(bound)) refuse("with a bound that reads a fluent and not only constants", bound);
+    const bool are_numbers = F::is_numeric_constant(shortest_) && F::is_numeric_constant(longest_);
+    if (are_numbers && !(factory_.get_numeric_constant(shortest_) >= rational(0) &&
+                         factory_.get_numeric_constant(shortest_) <= factory_.get_numeric_constant(longest_)))
+      refuse("with bounds that no duration keeps", body);
+  }
+}
+
+void UncertainAction::sort(Node* statement) {
+  if (F::is_in_assign(body_of(statement))) return;
+  if (!F::is_temporal_expression(statement) || !ends_uncertainly(statement->children[0])) {
+    others_.push_back(statement);
+    return;
+  }
+  if (!F::is_interval(statement->children[0]))
+    refuse("and cannot promise that something holds at some moment before its end", statement);
+  if (has_assign_(body_of(statement)))
+    end_effects_.push_back(end_effect(statement));
+  else
+    end_conditions_.push_back(statement);
+}
+
+EndEffect UncertainAction::end_effect(Node* statement) const {
+  Node* const interval = statement->children[0];
+  Node* const effect = body_of(statement);
+  if (!F::is_assign(effect) || !F::is_fluent_reference(effect->children[0]))
+    throw InternalError("Found an an assignemnt with no fluent on the LHS");
+  if (!factory_.is_point_interval(interval))
+    throw InternalError("Found an effect over a non-punctual interval");
+  const CheckContainsWalker has_fluent(env_, NodeKind::FLUENT_REFERENCE);
+  if (std::ranges::any_of(effect->children[0]->operands(), [&](Node* node) { return has_fluent(node); }))
+    refuse("and what it writes at its end depends on a fluent", statement);
+  return {statement, interval->children[0], effect->children[0], effect->children[1],
+          time_before_end(factory_, interval->children[0])};
+}
+
+UncertainAction::OwnReferences UncertainAction::written_afterwards(
+    Node* expression, const std::optional<rational>& before_end) const {
+  OwnReferences result;
+  if (!before_end) return result;
+  for (Node* reference : sorted_by_id(ExpressionFreeVars(env_)(expression))) {
+    bool is_written = false, is_seen = false;
+    rational at_least = *before_end;
+    for (const EndEffect& effect : end_effects_) {
+      if (effect.target != reference) continue;
+      is_written = true;
+      if (effect.before_end && *effect.before_end <= *before_end)
+        at_least = std::min(at_least, *effect.before_end);
+      else
+        is_seen = true;
+    }
+    if (!is_written || is_seen) continue;
+    result.at_least = result.references.empty() ? at_least : std::min(result.at_least, at_least);
+    result.references.insert(reference);
+  }
+  return result;
+}
+
+std::vector<std::shared_ptr<FluentImpl>> UncertainAction::fluents_read_before_written() const {
+  std::vector<std::shared_ptr<FluentImpl>> result;
+  const auto add = [&](Node* expression, Node* anchor) {
+    const auto own = written_afterwards(expression, time_before_end(factory_, anchor));
+    for (Node* reference : sorted_by_id(own.references))
+      result.push_back(factory_.get_fluent_from_reference(reference));
+  };
+  for (Node* condition : end_conditions_) add(body_of(condition), condition->children[0]->operands().back());
+  for (const EndEffect& effect : end_effects_) add(effect.value, effect.anchor);
+  return result;
+}
+
+/// `start` and the offset behind it.
+Node* UncertainAction::after_shortest(Node* offset) const {
+  Node* const simplified = simplify_(offset);
+  if (F::is_numeric_constant(simplified) && factory_.get_numeric_constant(simplified) == rational(0))
+    return factory_.make_start_anchor();
+  return factory_.make_plus(factory_.make_start_anchor(), simplified);
+}
+
+/// Where a moment measured from the end lies if the action takes its shortest duration.
+Node* UncertainAction::at_shortest(Node* anchor) const {
+  Node* const plain = simplify_(anchor);
+  if (F::is_end_anchor(plain) || time_before_end(factory_, plain) == rational(0))
+    return after_shortest(shortest_);
+  Node* result = nullptr;
+  if (F::is_minus(plain) && F::is_end_anchor(plain->children[0]))
+    result = after_shortest(factory_.make_minus(shortest_, plain->children[1]));
+  else
+    result = simplify_(ExpressionSubstituter(
+        env_, {{factory_.make_end_anchor(), factory_.make_plus(factory_.make_start_anchor(), shortest_)}}, {},
+        true)(plain));
+  if (const auto time = read_timing(factory_, result); time && time->from_start && time->k < rational(0))
+    refuse("and may end so soon that this lies before its start", anchor);
+  return result;
+}
+
+/// All moments at which a condition that is measured from the end may have to hold.
+Span UncertainAction::span_of_condition(Node* interval) const {
+  Node* const first = interval->children[0];
+  Node* const last = interval->operands().back();
+  Node* const lower = has_end_(first) ? at_shortest(first) : first;
+  return {lower, last, factory_.is_left_closed(interval), factory_.is_right_closed(interval)};
+}
+
+/// The part of the interval before the uncertain stretch that begins `stretch` before the shortest end; no
+/// value if there is none.
+std::optional<Span> UncertainAction::without_stretch(Span span, const rational& stretch) const {
+  const auto before_end = time_before_end(factory_, span.upper);
+  if (!before_end) return span;
+  if (*before_end != stretch) {
+    if (!F::is_numeric_constant(shortest_) || !F::is_numeric_constant(longest_)) return span;
+    const rational end = factory_.get_numeric_constant(longest_) - *before_end;
+    if (end <= factory_.get_numeric_constant(shortest_) - stretch) return span;
+  }
+  span.upper =
+      at_shortest(factory_.make_minus(factory_.make_end_anchor(), factory_.make_rational_constant(stretch)));
+  span.right_closed = true;
+  const auto from = read_timing(factory_, span.lower), to = read_timing(factory_, span.upper);
+  const bool is_point = span.lower == span.upper || (from && from == to);
+  const bool is_reversed = from && to && from->from_start && to->from_start && from->k > to->k;
+  if (is_reversed || (is_point && !span.left_closed)) return std::nullopt;
+  if (is_point) span.lower = span.upper;
+  return span;
+}
+
+Node* UncertainAction::timed(const Span& span, Node* body) const {
+  Node* const interval =
+      span.lower == span.upper
+          ? factory_.make_point_interval(span.lower)
+          : factory_.make_interval(span.lower, span.upper, span.left_closed, span.right_closed);
+  return factory_.make_temporal_expression(interval, body);
+}
+
+void UncertainAction::compile_condition(const Span& span, Node* body, const NodeMap& shadows,
+                                        std::vector<Node*>& result) const {
+  const OwnReferences own = written_afterwards(body, time_before_end(factory_, span.upper));
+  NodeMap others = shadows;
+  for (Node* reference : own.references) others.erase(reference);
+  const std::vector<Node*> everywhere = expand_condition(env_, body, others);
+  const NodeSet listed(everywhere.begin(), everywhere.end());
+  for (Node* reading : everywhere) result.push_back(timed(span, reading));
+  if (others.size() == shadows.size()) return;
+  const auto before = without_stretch(span, own.at_least);
+  if (!before) return;
+  for (Node* reading : expand_condition(env_, body, shadows))
+    if (!listed.contains(reading)) result.push_back(timed(*before, reading));
+}
+
+void UncertainAction::compile_end_effect(const EndEffect& effect, const ShadowFluents& shadows,
+                                         const Test& is_contested, std::vector<Node*>& result) const {
+  Node* const earliest = at_shortest(effect.anchor);
+  Node* const shadow = shadows.in_shadow(effect.target);
+  const Span now{earliest, earliest, true, true};
+  result.push_back(effect.statement);
+  result.push_back(timed(now, factory_.make_assign(shadow, shadows.in_shadow(effect.value))));
+  compile_condition({earliest, effect.anchor, false, true}, factory_.make_equals(shadow, effect.value),
+                    shadows.shadows_in(effect.value), result);
+  if (shadows.is_exclusive(effect.target)) result.push_back(timed(now, shadows.is_certain(effect.target)));
+  // The shadow has its value already. Writing it again keeps the longest end of this step and the shortest of
+  // another one apart, which otherwise write different fluents.
+  if (is_contested(effect.target) || may_overlap_itself(effect))
+    result.push_back(timed({effect.anchor, effect.anchor, true, true}, factory_.make_assign(shadow, shadow)));
+}
+
+/// Whether two steps of this action may write the same fluent in stretches that overlap or touch. Steps with
+/// the same parameters come one after the other.
+bool UncertainAction::may_overlap_itself(const EndEffect& effect) const {
+  const auto arguments = effect.target->operands();
+  const bool names_all_parameters = std::ranges::all_of(action_->parameters(), [&](const auto& parameter) {
+    return std::ranges::find(arguments, factory_.make_parameter_reference(parameter)) != arguments.end();
+  });
+  return !names_all_parameters || !F::is_numeric_constant(shortest_) ||
+         factory_.get_numeric_constant(shortest_) == rational(0);
+}
+
+/// Whether the statement writes the same fluent, at the moment that the effect has for one of the durations.
+bool UncertainAction::may_meet(const EndEffect& effect, Node* statement) const {
+  Node* const body = body_of(statement);
+  if (!F::is_assign(body) || body->children[0] != effect.target || !effect.before_end) return false;
+  if (!F::is_numeric_constant(shortest_) || !F::is_numeric_constant(longest_)) return false;
+  const auto time = F::is_temporal_expression(statement)
+                        ? read_timing(factory_, statement->children[0]->children[0])
+                        : Timing{true, 0};
+  if (!time || !time->from_start) return false;
+  const rational duration = time->k + *effect.before_end;
+  return duration >= factory_.get_numeric_constant(shortest_) &&
+         duration <= factory_.get_numeric_constant(longest_);
+}
+
+std::vector<Node*> UncertainAction::compile(const ShadowFluents& shadows, const Test& is_contested) const {
+  std::vector<Node*> result{factory_.make_assign(factory_.make_duration_anchor(), longest_)};
+  for (const EndEffect& effect : end_effects_) compile_end_effect(effect, shadows, is_contested, result);
+  for (Node* condition : end_conditions_) {
+    const Span span = span_of_condition(condition->children[0]);
+    for (Node* operand : operands_of_conjunction(body_of(condition)))
+      compile_condition(span, operand, shadows.shadows_in(operand), result);
+  }
+  for (Node* statement : others_) {
+    for (Node* part : shadows.expand(statement, false)) result.push_back(part);
+    // No plan can use an action that for one of its durations writes a fluent twice at one moment.
+    if (std::ranges::any_of(end_effects_,
+                            [&](const EndEffect& effect) { return may_meet(effect, statement); }))
+      result.push_back(factory_.make_boolean_constant(false));
+  }
+  return result;
+}
+
+/// `duration :in [c, c]` is a fixed duration.
+Node* with_fixed_duration(F& factory, Node* statement) {
+  Node* const body = body_of(statement);
+  if (!F::is_in_assign(body)) return statement;
+  return factory.make_assign(body->children[0], body->children[1]->children[1]);
+}
+
+}  // namespace
+
+TemporalUncertaintyCompiler::TemporalUncertaintyCompiler(const ProblemPtr& problem)
+    : BasicTransformer(problem), shadows_(problem->env()) {}
+
+std::string TemporalUncertaintyCompiler::get_fluent_fresh_name(const std::shared_ptr<FluentImpl>& fluent,
+                                                               bool sigma) {
+  const std::string name = fluent->name() + (sigma ? "_sigma" : "");
+  return names_.take(name) ? name : names_.numbered(name);
+}
+
+void TemporalUncertaintyCompiler::refuse_what_cannot_be_compiled() const {
+  require_flat("The compile away uncertainty phase can be only applied to flattened models!");
+  for (const auto& [name, action] : problem_->actions())
+    if (!action->simulated_effects().empty())
+      throw InternalError(
+          "Temporal uncertainty compiler cannot be applied to problem with simulated effects");
+  if (IncreaseDecreaseCompiler::is_needed(*problem_))
+    throw InternalError(
+        "The temporal uncertainty compiler cannot be applied to problems with increases and decreases!");
+}
+
+void TemporalUncertaintyCompiler::make_shadow(const std::shared_ptr<FluentImpl>& fluent) {
+  ParameterVector parameters;
+  for (const auto& parameter : fluent->parameters())
+    parameters.push_back(std::make_shared<ParameterImpl>(parameter->name(), parameter->type()));
+  const std::string name = get_fluent_fresh_name(fluent, true);
+  shadows_.add(fluent, env().model_factory().make_fluent(name, fluent->type(), fluent->path(), parameters));
+}
+
+void TemporalUncertaintyCompiler::do_computation() {
+  ZORVEL_LOG(DEBUG) << "Temporal uncertainty compiler started!";
+  refuse_what_cannot_be_compiled();
+  names_.reserve_all_but_actions(*problem_);
+  for (const auto& [name, action] : problem_->actions()) names_.reserve(name);
+
+  ZORVEL_LOG(DEBUG) << "--> Create the sigma fluents";
+  const StaticFluents static_fluents(problem_);
+  std::map<std::string, UncertainAction> uncertain_actions;
+  for (const auto& [name, action] : problem_->actions())
+    if (action->is_temporally_uncertain(false)) uncertain_actions.try_emplace(name, action, static_fluents);
+  std::unordered_map<std::shared_ptr<FluentImpl>, int> number_of_effects;  // for look-ups
+  for (const auto& [name, action] : uncertain_actions)
+    for (const EndEffect& effect : action.end_effects())
+      if (const auto fluent = factory().get_fluent_from_reference(effect.target);
+          ++number_of_effects[fluent] == 1)
+        make_shadow(fluent);
+  const Test is_contested = [&](Node* reference) {
+    return number_of_effects.at(factory().get_fluent_from_reference(reference)) > 1;
+  };
+  for (const auto& [name, action] : uncertain_actions)
+    for (const auto& fluent : action.fluents_read_before_written()) shadows_.add_exclusive(fluent);
+
+  ProblemParts parts(*problem_);
+  parts.fluents.insert(parts.fluents.end(), shadows_.all_shadows().begin(), shadows_.all_shadows().end());
+
+  ZORVEL_LOG(DEBUG) << "--> Re-introduce the actions compiling away the temporal uncertainty";
+  MetricRewriter metrics(*problem_);
+  const NodeRewrite unchanged = [](Node* node) { return node; };
+  for (const auto& [name, action] : problem_->actions()) {
+    std::vector<Node*> expressions;
+    if (const auto uncertain = uncertain_actions.find(name); uncertain != uncertain_actions.end())
+      expressions = uncertain->second.compile(shadows_, is_contested);
+    else
+      for (Node* statement : action->expressions())
+        for (Node* part : shadows_.expand(with_fixed_duration(factory(), statement), false))
+          expressions.push_back(part);
+    const auto compiled = env().model_factory().make_action(name, action->path(), action->is_process(),
+                                                            action->parameters(), expressions, {});
+    parts.actions.push_back(compiled);
+    old_to_new_[action] = compiled;
+    new_to_old_[compiled] = action;
+    metrics.carry_cost(action, compiled, unchanged);
+  }
+
+  ZORVEL_LOG(DEBUG) << "--> Re-introduce all the expressions";
+  // Only `contains` statements have labels, and each of them becomes one statement.
+  parts.expressions.clear();
+  parts.rewrite_statements([&](Node* statement) { return shadows_.expand(statement, true).front(); });
+  for (Node* statement : problem_->expressions()) {
+    const bool is_timed = F::is_temporal_expression(statement);
+    const bool is_initial =
+        !is_timed || read_timing(factory(), statement->children[0]->children[0]) == Timing{true, 0};
+    for (Node* part : shadows_.expand(statement, is_initial)) parts.expressions.push_back(part);
+  }
+  parts.metrics = metrics.metrics(unchanged);
+  new_problem_ = parts.make(env());
+  ZORVEL_LOG(DEBUG) << "Temporal uncertainty compiling completed!";
+}
+
+Node* TemporalUncertaintyCompiler::without_shadows(Node* post_condition) const {
+  if (post_condition == nullptr) return nullptr;
+  const ExpressionFreeVars references(env());
+  const auto reads_shadow = [&](Node* expression) {
+    return std::ranges::any_of(references(expression),
+                               [this](Node* node) { return shadows_.is_shadow(node); });
+  };
+  if (!reads_shadow(post_condition)) return post_condition;
+  std::vector<Node*> kept;
+  for (Node* operand : operands_of_conjunction(post_condition))
+    if (!reads_shadow(operand)) kept.push_back(operand);
+  return factory().make_and(kept);
+}
+
+ActionStep TemporalUncertaintyCompiler::map_back(const ActionStep& step) const {
+  return {step.instance, find_action(new_to_old_, step.action, unknown_new_action), step.parameters};
+}
+
+std::shared_ptr<Plan> TemporalUncertaintyCompiler::map_back(const std::shared_ptr<Plan>& plan) const {
+  return map_plan(plan, "the temporal uncertainty compiler!", [this](const PlannedStep& planned) {
+    return MappedStep{map_back(planned.step), without_shadows(planned.post_condition)};
+  });
+}
+
+std::vector<ActionStep> TemporalUncertaintyCompiler::map_forward(const ActionStep& step) const {
+  return {{step.instance, find_action(old_to_new_, step.action, unknown_old_action), step.parameters}};
+}
+
+std::shared_ptr<TimeTriggeredPlan> TemporalUncertaintyCompiler::map_forward(
+    const std::shared_ptr<TimeTriggeredPlan>& plan) const {
+  return map_time_triggered(plan, [this](const PlannedStep& planned) {
+    return std::vector{MappedStep{map_forward(planned.step).front(), planned.post_condition}};
+  });
+}
+
+}  // namespace zorvel::model

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "transformers/basic_transformer.h"
+#include "transformers/fresh_names.h"
+#include "transformers/shadow_fluents.h"
+
+namespace zorvel::model {
+
+/// Takes out durations that the world chooses, `duration :in [l, u]`: a plan of the new problem works for
+/// every duration from l to u of each such action, without looking at how long the actions really took:
+/// strong controllability in the sense of Vidal and Fargier, "Handling contingency in temporal constraint
+/// networks", Journal of Experimental and Theoretical Artificial Intelligence 11 (1999).
+///
+/// The action takes u, and whatever it does at its end may have been done up to u - l before. For that time
+/// the fluent keeps the old value and its shadow, the sigma fluent, has the new one (see shadow_fluents.h).
+/// `[end] f := v` becomes
+///  - `[end] f := v`, `[start + l] f_sigma := v`, and
+///  - `(start + l, end] f_sigma == v`, so that nothing else gives the fluent a third value;
+///  - where more than one step may do such a thing to f, `[end] f_sigma := f_sigma`, so that none of them
+///  writes f
+///    when another one does.
+/// `[end] c` has to hold over `[start + l, end]`, and an interval that begins at the end begins there as
+/// early as it can.
+///
+/// A condition of the action itself that is over when its effect comes never sees the effect, so in that time
+/// it is read from the fluents alone. That is right as long as nothing else makes these fluents uncertain,
+/// and every uncertain effect on them then demands `[start + l] f == f_sigma`.
+class TemporalUncertaintyCompiler : public BasicTransformer {
+ public:
+  explicit TemporalUncertaintyCompiler(const ProblemPtr& problem);
+
+  /// InternalError for a problem that is not flat, for simulated effects, increases and decreases, and for an
+  /// action whose uncertain duration has bounds that read fluents or that no duration of 0 or more keeps, is
+  /// read elsewhere, or may end before one of its statements begins.
+  void do_computation() override;
+  // Unknown actions: InternalError "Found an action that is unknown to the temporal uncertainty compiler!" on
+  // the way back, "Found an action that is unknown to the compiler!" on the way forward.
+  ActionStep map_back(const ActionStep& step) const override;
+  /// Times stay: the durations are the longest ones. What a post-condition says of shadows is left out.
+  std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
+  std::vector<ActionStep> map_forward(const ActionStep& step) const override;
+  std::shared_ptr<TimeTriggeredPlan> map_forward(
+      const std::shared_ptr<TimeTriggeredPlan>& plan) const override;
+
+ private:
+  /// The fluent's name, for a shadow with "_sigma" behind it; numbered where it is taken.
+  std::string get_fluent_fresh_name(const std::shared_ptr<FluentImpl>& fluent, bool sigma);
+  void refuse_what_cannot_be_compiled() const;
+  void make_shadow(const std::shared_ptr<FluentImpl>& fluent);
+  Node* without_shadows(Node* post_condition) const;
+
+  FreshNames names_;
+  ShadowFluents shadows_;
+  ActionTable old_to_new_, new_to_old_;
+};
+
+}  // namespace zorvel::model
