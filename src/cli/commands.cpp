@@ -15,6 +15,7 @@
 #include "parsers/ttp_parser.h"
 #include "plans/time_triggered_plan.h"
 #include "search/ftp_planner.h"
+#include "transformers/contains_compiler.h"
 #include "transformers/empty_conditions_compiler.h"
 #include "transformers/flattener.h"
 #include "transformers/forall_compiler.h"
@@ -22,6 +23,7 @@
 #include "transformers/grounder.h"
 #include "transformers/partial_order_compiler.h"
 #include "transformers/set_compiler.h"
+#include "transformers/temporal_uncertainty_compiler.h"
 #include "validation/tt_validator.h"
 
 namespace zorvel::cli {
@@ -113,6 +115,12 @@ const std::map<std::string, MakeTransformer>& transformers() {
        }},
       {"full-grounder", [](const auto& problem,
                            bool prune) { return std::make_shared<model::Grounder>(problem, true, prune); }},
+      {"contains-compiler",
+       [](const auto& problem, bool) { return std::make_shared<model::ContainsCompiler>(problem); }},
+      {"temporal-uncertainty-compiler",
+       [](const auto& problem, bool) {
+         return std::make_shared<model::TemporalUncertaintyCompiler>(problem);
+       }},
       {"empty-conditions-compiler",
        [](const auto& problem, bool) { return std::make_shared<model::EmptyConditionsCompiler>(problem); }},
       {"partial-order-compiler",

@@ -12,6 +12,7 @@
 #include "search/classical_action.h"
 #include "search/hlandmarks.h"
 #include "search/hmax.h"
+#include "transformers/contains_compiler.h"
 #include "transformers/duration_bounds.h"
 #include "transformers/empty_conditions_compiler.h"
 #include "transformers/features.h"
@@ -22,6 +23,7 @@
 #include "transformers/increase_decrease_compiler.h"
 #include "transformers/partial_order_compiler.h"
 #include "transformers/set_compiler.h"
+#include "transformers/temporal_uncertainty_compiler.h"
 #include "transformers/temporally_aware_relaxer.h"
 
 namespace zorvel {
@@ -64,7 +66,8 @@ void Planner::apply_forall_compiler() {
 }
 
 void Planner::apply_temporal_uncertainty_compiler() {
-  if (problem_->has_temporal_uncertainty()) refuse("uncontrollable durations");
+  if (problem_->has_temporal_uncertainty())
+    apply(std::make_shared<model::TemporalUncertaintyCompiler>(problem_));
 }
 
 void Planner::apply_grounder(bool prune_actions) {
@@ -104,7 +107,8 @@ void TpPlanner::apply_transformers() {
   apply_temporal_uncertainty_compiler();
   apply_grounder(!env().configuration().get_boolean_value("disable-prune-actions"));
   apply_set_compiler(is_guided_by_user);
-  if (model::uses_contains(*problem_)) refuse("contains");
+  if (problem_->has_contains()) apply(std::make_shared<model::ContainsCompiler>(problem_));
+  if (model::uses_contains(*problem_)) refuse("contains in actions");
   apply(std::make_shared<model::EmptyConditionsCompiler>(problem_));
   apply(std::make_shared<model::PartialOrderCompiler>(problem_));
   require_discrete_change();

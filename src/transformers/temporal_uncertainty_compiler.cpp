@@ -87,6 +87,11 @@ class UncertainAction {
   Node* at_shortest(Node* anchor) const;
   std::optional<Span> without_stretch(Span span, const rational& stretch) const;
   Node* timed(const Span& span, Node* body) const;
+  bool has_numbers_as_bounds() const {
+    return F::is_numeric_constant(shortest_) && F::is_numeric_constant(longest_);
+  }
+  bool writes_twice_at_one_moment() const;
+  bool is_followed_at_once(const EndEffect& effect) const;
   bool may_meet(const EndEffect& effect, Node* statement) const;
   bool may_overlap_itself(const EndEffect& effect) const;
   void compile_end_effect(const EndEffect& effect, const ShadowFluents& shadows, const Test& is_contested,
@@ -137,9 +142,9 @@ void UncertainAction::read_bounds(const StaticFluents& static_fluents) {
     longest_ = static_fluents(interval->children[1]);
     for (Node* bound : {shortest_, longest_})
       if (has_fluent(bound)) refuse("with a bound that reads a fluent and not only constants", bound);
-    const bool are_numbers = F::is_numeric_constant(shortest_) && F::is_numeric_constant(longest_);
-    if (are_numbers && !(factory_.get_numeric_constant(shortest_) >= rational(0) &&
-                         factory_.get_numeric_constant(shortest_) <= factory_.get_numeric_constant(longest_)))
+    if (has_numbers_as_bounds() &&
+        !(factory_.get_numeric_constant(shortest_) >= rational(0) &&
+          factory_.get_numeric_constant(shortest_) <= factory_.get_numeric_constant(longest_)))
       refuse("with bounds that no duration keeps", body);
   }
 }
@@ -245,7 +250,7 @@ std::optional<Span> UncertainAction::without_stretch(Span span, const rational& 
   const auto before_end = time_before_end(factory_, span.upper);
   if (!before_end) return span;
   if (*before_end != stretch) {
-    if (!F::is_numeric_constant(shortest_) || !F::is_numeric_constant(longest_)) return span;
+    if (!has_numbers_as_bounds()) return span;
     const rational end = factory_.get_numeric_constant(longest_) - *before_end;
     if (end <= factory_.get_numeric_constant(shortest_) - stretch) return span;
   }
@@ -295,7 +300,7 @@ void UncertainAction::compile_end_effect(const EndEffect& effect, const ShadowFl
   if (shadows.is_exclusive(effect.target)) result.push_back(timed(now, shadows.is_certain(effect.target)));
   // The shadow has its value already. Writing it again keeps the longest end of this step and the shortest of
   // another one apart, which otherwise write different fluents.
-  if (is_contested(effect.target) || may_overlap_itself(effect))
+  if ((is_contested(effect.target) || may_overlap_itself(effect)) && !is_followed_at_once(effect))
     result.push_back(timed({effect.anchor, effect.anchor, true, true}, factory_.make_assign(shadow, shadow)));
 }
 
@@ -310,11 +315,27 @@ bool UncertainAction::may_overlap_itself(const EndEffect& effect) const {
          factory_.get_numeric_constant(shortest_) == rational(0);
 }
 
+bool UncertainAction::writes_twice_at_one_moment() const {
+  return std::ranges::any_of(end_effects_, [this](const EndEffect& effect) {
+    return std::ranges::any_of(others_, [&](Node* statement) { return may_meet(effect, statement); });
+  });
+}
+
+/// Whether the uncertain stretch of another effect of this action on the same fluent begins where that of
+/// this effect ends.
+bool UncertainAction::is_followed_at_once(const EndEffect& effect) const {
+  if (!effect.before_end || !has_numbers_as_bounds()) return false;
+  const rational slack = factory_.get_numeric_constant(longest_) - factory_.get_numeric_constant(shortest_);
+  return std::ranges::any_of(end_effects_, [&](const EndEffect& other) {
+    return other.target == effect.target && other.before_end == *effect.before_end - slack;
+  });
+}
+
 /// Whether the statement writes the same fluent, at the moment that the effect has for one of the durations.
 bool UncertainAction::may_meet(const EndEffect& effect, Node* statement) const {
   Node* const body = body_of(statement);
   if (!F::is_assign(body) || body->children[0] != effect.target || !effect.before_end) return false;
-  if (!F::is_numeric_constant(shortest_) || !F::is_numeric_constant(longest_)) return false;
+  if (!has_numbers_as_bounds()) return false;
   const auto time = F::is_temporal_expression(statement)
                         ? read_timing(factory_, statement->children[0]->children[0])
                         : Timing{true, 0};
@@ -326,19 +347,18 @@ bool UncertainAction::may_meet(const EndEffect& effect, Node* statement) const {
 
 std::vector<Node*> UncertainAction::compile(const ShadowFluents& shadows, const Test& is_contested) const {
   std::vector<Node*> result{factory_.make_assign(factory_.make_duration_anchor(), longest_)};
+  if (writes_twice_at_one_moment()) {
+    result.push_back(factory_.make_boolean_constant(false));  // for one of the durations: no plan can use it
+    return result;
+  }
   for (const EndEffect& effect : end_effects_) compile_end_effect(effect, shadows, is_contested, result);
   for (Node* condition : end_conditions_) {
     const Span span = span_of_condition(condition->children[0]);
     for (Node* operand : operands_of_conjunction(body_of(condition)))
       compile_condition(span, operand, shadows.shadows_in(operand), result);
   }
-  for (Node* statement : others_) {
+  for (Node* statement : others_)
     for (Node* part : shadows.expand(statement, false)) result.push_back(part);
-    // No plan can use an action that for one of its durations writes a fluent twice at one moment.
-    if (std::ranges::any_of(end_effects_,
-                            [&](const EndEffect& effect) { return may_meet(effect, statement); }))
-      result.push_back(factory_.make_boolean_constant(false));
-  }
   return result;
 }
 

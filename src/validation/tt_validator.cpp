@@ -11,6 +11,7 @@
 #include "transformers/grounder.h"
 #include "transformers/increase_decrease_compiler.h"
 #include "transformers/set_compiler.h"
+#include "transformers/temporal_uncertainty_compiler.h"
 #include "validation/plan_form.h"
 #include "validation/replay.h"
 #include "validation/timeline.h"
@@ -33,8 +34,7 @@ void TTValidator::apply_transformers() {
   if (simulated_problem_->has_forall())
     add_transformer(std::make_shared<model::ForallCompiler>(simulated_problem_));
   if (simulated_problem_->has_temporal_uncertainty())
-    throw InternalError(
-        "Intervals of durations that the plan does not choose (duration :in) are not supported!");
+    add_transformer(std::make_shared<model::TemporalUncertaintyCompiler>(simulated_problem_));
   if (model::uses_sets(*simulated_problem_)) {
     if (!simulated_problem_->is_ground(true))
       add_transformer(grounder_ = std::make_shared<model::Grounder>(simulated_problem_, false, true));

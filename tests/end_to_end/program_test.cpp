@@ -198,6 +198,23 @@ TEST_F(Program, TransformsAProblemIntoOneThatCanBeSolved) {
             0);
   EXPECT_EQ(read(ground).find("set("), std::string::npos);
   EXPECT_EQ(solve_and_validate(ground, "--time-limit 60"), 0);
+  // What is compiled away can be planned for without it.
+  const struct {
+    const char* transformer;
+    const char* example;
+    const char* gone;
+  } cases[] = {{"temporal-uncertainty-compiler", "uncertain_duration.anml", ":in"},
+               {"contains-compiler", "contains.anml", "contains round"}};
+  for (const auto& test : cases) {
+    const fs::path compiled = folder_ / test.example;
+    const std::string example = quoted(source_dir / "examples" / test.example);
+    ASSERT_EQ(
+        run("transform -t " + std::string(test.transformer) + " " + example + " --output " + quoted(compiled))
+            .status,
+        0);
+    EXPECT_EQ(read(compiled).find(test.gone), std::string::npos);
+    EXPECT_EQ(solve_and_validate(compiled, ""), 0) << read(compiled);
+  }
 }
 
 }  // namespace

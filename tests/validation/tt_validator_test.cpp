@@ -418,9 +418,6 @@ TEST(TTValidator, RaisesOnWhatHasNoValueInAnyState) {
             "InternalError: Found an effect over a non-punctual interval");
   EXPECT_EQ(error_of("fluent boolean p := true; fluent integer x := 1; [start + x] p;", ""),
             "InvalidParameterError: Unsupported timing for expression: [(start + x)] p");
-  EXPECT_EQ(error_of("fluent boolean p := true; action a() { duration :in [1, 2]; [start] p; };", ""),
-            "InternalError: Intervals of durations that the plan does not choose (duration :in) are not "
-            "supported!");
   EXPECT_EQ(error_of("type L; instance L a; fluent L x := a; goal [end] (x in {a});", ""),
             "InternalError: Set compiler is not able to handle this expression: (x in {a})");
 }
