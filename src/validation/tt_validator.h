@@ -30,7 +30,7 @@ class CompiledProblem;
 /// two effects on one fluent at one time, and values within the bounds of their fluents.
 class TTValidator : public EnvObject {
  public:
-  /// Takes `problem` to the form that is simulated. A problem with time that passes continuously, processes
+  /// Takes `problem` to the form that is simulated. A problem with time that passes continuously or processes
   /// raises InternalError, as does whatever its transformers refuse. Where the world chooses a duration, the
   /// plan has to give the longest one, and is valid if it works for all.
   TTValidator(Environment& env, const model::ProblemPtr& problem);

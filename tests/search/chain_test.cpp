@@ -1,0 +1,109 @@
+#include <algorithm>
+#include <type_traits>
+
+#include "search/rich_problems.h"
+#include "search/support.h"
+#include "transformers/empty_conditions_compiler.h"
+#include "transformers/features.h"
+#include "transformers/flattener.h"
+#include "transformers/forall_compiler.h"
+#include "transformers/grounder.h"
+#include "transformers/increase_decrease_compiler.h"
+#include "transformers/partial_order_compiler.h"
+#include "transformers/set_compiler.h"
+#include "transformers/temporal_uncertainty_compiler.h"
+
+namespace zorvel {
+namespace {
+
+std::shared_ptr<TimeTriggeredPlan> scheduled(const std::shared_ptr<Plan>& plan) {
+  return std::make_shared<TimeTriggeredPlan>(plan);
+}
+
+/// Steps in one order, whatever the order of those that start together.
+std::string sorted_text(const std::shared_ptr<Plan>& plan) {
+  std::istringstream lines(exact_text(plan));
+  std::vector<std::string> sorted;
+  for (std::string line; std::getline(lines, line);) sorted.push_back(line);
+  std::ranges::sort(sorted);
+  std::string text;
+  for (const std::string& line : sorted) text += line + '\n';
+  return text;
+}
+
+struct Counts {
+  int valid = 0, round_trips = 0;
+};
+
+using Transformers = std::vector<std::shared_ptr<model::BasicTransformer>>;
+
+/// Takes a plan forward through the transformers; at each stage it is valid for the problem of the stage, and
+/// going back gives the stage before.
+void check_stages(Environment& env, const Transformers& transformers, std::shared_ptr<TimeTriggeredPlan> plan,
+                  Counts& counts) {
+  for (const auto& transformer : transformers) {
+    const auto image = transformer->map_forward(plan);
+    ASSERT_EQ(sorted_text(transformer->map_back(std::static_pointer_cast<Plan>(image))), sorted_text(plan));
+    ++counts.round_trips;
+    TTValidator validator(env, transformer->new_problem());
+    ASSERT_TRUE(validator.check_validity(image)) << validator.reason() << '\n' << exact_text(image);
+    ++counts.valid;
+    plan = image;
+  }
+}
+
+/// Every transformer that takes plans forward, in the order of the chain, where the problem asks for it.
+Transformers reversible_chain(model::ProblemPtr problem) {
+  Transformers chain;
+  const auto add = [&](bool is_needed, const auto& make) {
+    if (!is_needed) return;
+    chain.push_back(make(problem));
+    chain.back()->do_computation();
+    problem = chain.back()->new_problem();
+  };
+  const auto of = []<class T>(std::type_identity<T>) {
+    return [](const model::ProblemPtr& input) { return std::make_shared<T>(input); };
+  };
+  using namespace model;
+  add(has_members(*problem), of(std::type_identity<Flattener>()));
+  add(IncreaseDecreaseCompiler::is_needed(*problem), of(std::type_identity<IncreaseDecreaseCompiler>()));
+  add(problem->has_forall(), of(std::type_identity<ForallCompiler>()));
+  add(problem->has_temporal_uncertainty(), of(std::type_identity<TemporalUncertaintyCompiler>()));
+  add(!problem->is_ground(true),
+      [](const ProblemPtr& input) { return std::make_shared<Grounder>(input, false, true); });
+  add(uses_sets(*problem), of(std::type_identity<SetCompiler>()));
+  add(true, of(std::type_identity<EmptyConditionsCompiler>()));
+  add(true, of(std::type_identity<PartialOrderCompiler>()));
+  return chain;
+}
+
+TEST(Chain, PlansOfRichProblemsAreValidAtEachStage) {
+  Counts counts;
+  int solved = 0, unsolved = 0;
+  for (unsigned seed = 0; seed < 150; ++seed) {
+    const std::string text = RichProblem(seed).text();
+    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + text);
+    Environment env;
+    const auto problem = parse(env, text);
+    if (seed % 2 == 0) env.configuration().set_value("ftp-heuristic", std::vector<std::string>{"blind"});
+    tp::ftp::FtpPlanner planner(env, problem);
+    planner.set_limits(at_most(1500));
+    const auto plan = planner.solve();
+    if (!plan) {
+      ++unsolved;
+      continue;
+    }
+    ++solved;
+    TTValidator validator(env, problem);
+    ASSERT_TRUE(validator.check_validity(scheduled(plan))) << validator.reason() << '\n' << exact_text(plan);
+    check_stages(env, reversible_chain(problem), scheduled(plan), counts);
+    if (HasFatalFailure()) return;
+  }
+  RecordProperty("solved", solved);
+  EXPECT_GT(solved, 40);
+  EXPECT_GT(unsolved, 5);
+  EXPECT_GT(counts.round_trips, 200);
+}
+
+}  // namespace
+}  // namespace zorvel
