@@ -12,7 +12,10 @@
 #include "core/errors.h"
 #include "model/model_factory.h"
 #include "parsers/anml_parser.h"
+#include "parsers/pddl_parser.h"
+#include "parsers/pddl_plan_parser.h"
 #include "parsers/ttp_parser.h"
+#include "plans/pddl_plan_printer.h"
 #include "plans/time_triggered_plan.h"
 #include "search/ftp_planner.h"
 #include "transformers/contains_compiler.h"
@@ -41,17 +44,62 @@ auto reading(const std::string& path, Reader& reader, Read read) {
   }
 }
 
-const std::string& only_file(const std::vector<std::string>& files, const char* command) {
+/// A problem, and how its plans are written.
+struct Input {
+  model::ProblemPtr problem;
+  PlanNames names;
+};
+
+Input read_anml(Environment& env, const std::vector<std::string>& files, const char* command) {
   if (files.size() != 1)
     throw InputError(std::string("'") + command + "' takes one problem file, not " +
                      std::to_string(files.size()));
-  return files.front();
+  AnmlParser parser(env);
+  return {reading(files[0], parser, [&] { return parser.parse_file(files[0]); }), {}};
 }
 
-model::ProblemPtr read_problem(Environment& env, const std::string& path) {
-  if (env.configuration().get_boolean_value("pddl"))
-    throw InputError("PDDL files cannot be read by this version");
-  AnmlParser parser(env);
+Input read_pddl(Environment& env, const std::vector<std::string>& files, const char* command) {
+  if (files.size() != 2)
+    throw InputError(std::string("'") + command + " --pddl' takes a domain file and a problem file, not " +
+                     std::to_string(files.size()) + (files.size() == 1 ? " file" : " files"));
+  PddlParser parser(env);
+  try {
+    const model::ProblemPtr problem = parser.parse_files(files[0], files[1]);
+    return {problem, parser.plan_names()};
+  } catch (const std::exception& error) {
+    throw InputError(parser.error_place() + ": " + error.what());
+  }
+}
+
+Input read_problem(Environment& env, const std::vector<std::string>& files, const char* command) {
+  const bool is_pddl = env.configuration().get_boolean_value("pddl");
+  return is_pddl ? read_pddl(env, files, command) : read_anml(env, files, command);
+}
+
+bool uses_pddl_plans(Environment& env) {
+  return env.configuration().get_string_value("plan-format") == "pddl";
+}
+
+/// Writes the plan to standard output, or with exact numbers to the file that was asked for.
+void write_plan(Environment& env, const TimeTriggeredPlan& plan, const PlanNames& names) {
+  const std::string& path = env.configuration().get_string_value("output-plan");
+  if (!uses_pddl_plans(env)) {
+    write_to(path, [&](std::ostream& out) { path.empty() ? plan.print(out) : plan.print_exact(out); });
+    return;
+  }
+  bool is_exact = true;
+  write_to(path, [&](std::ostream& out) { is_exact = print_pddl_plan(out, plan, names); });
+  if (!is_exact)
+    std::cerr << "zorvel: warning: some times of the plan have no finite decimal expansion and are rounded; "
+                 "'--plan-format anml' with '--output-plan' writes exact ones\n";
+}
+
+std::shared_ptr<TimeTriggeredPlan> read_plan(Environment& env, const std::string& path, const Input& input) {
+  if (uses_pddl_plans(env)) {
+    PddlPlanParser parser(env, input.problem, input.names);
+    return reading(path, parser, [&] { return parser.parse_file(path); });
+  }
+  TTPParser parser(env, input.problem);
   return reading(path, parser, [&] { return parser.parse_file(path); });
 }
 
@@ -157,7 +205,8 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
   } catch (const std::exception& error) {
     throw InputError(error.what());
   }
-  const model::ProblemPtr problem = without_metrics(env, read_problem(env, only_file(files, "solve")));
+  const Input input = read_problem(env, files, "solve");
+  const model::ProblemPtr problem = without_metrics(env, input.problem);
   std::size_t warnings = print_warnings(env);
 
   tp::ftp::FtpPlanner planner(env, problem);
@@ -184,20 +233,17 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
     return gave_up;
   }
   if (plan->size() == 0) std::cerr << "zorvel: the goal holds from the start; the plan has no step\n";
-  const std::string& path = options.get_string_value("output-plan");
-  const TimeTriggeredPlan schedule(plan);
-  write_to(path, [&](std::ostream& out) { path.empty() ? schedule.print(out) : schedule.print_exact(out); });
+  write_plan(env, TimeTriggeredPlan(plan), input.names);
   return success;
 }
 
 Status validate(Environment& env, const std::vector<std::string>& files) {
   const std::string& plan_path = env.configuration().get_string_value("plan");
   if (plan_path.empty()) throw InputError("'validate' needs the plan: --plan PLAN");
-  const model::ProblemPtr problem = read_problem(env, only_file(files, "validate"));
-  TTPParser parser(env, problem);
-  const auto plan = reading(plan_path, parser, [&] { return parser.parse_file(plan_path); });
+  const Input input = read_problem(env, files, "validate");
+  const auto plan = read_plan(env, plan_path, input);
   print_warnings(env);
-  TTValidator validator(env, problem);
+  TTValidator validator(env, input.problem);
   if (validator.check_validity(plan)) {
     std::cout << "The plan is valid.\n";
     return success;
@@ -213,7 +259,7 @@ Status transform(Environment& env, const std::vector<std::string>& files) {
   for (const std::string& name : names)
     if (!transformers().contains(name))
       throw InputError("the transformer '" + name + "' is not part of this version");
-  model::ProblemPtr problem = read_problem(env, only_file(files, "transform"));
+  model::ProblemPtr problem = read_problem(env, files, "transform").problem;
   const bool prune = !options.get_boolean_value("disable-prune-actions");
   for (const std::string& name : names) {
     const auto transformer = transformers().at(name)(problem, prune);

@@ -21,6 +21,7 @@ constexpr const char* usage =
     "usage: zorvel solve FILE [OPTIONS]\n"
     "       zorvel validate --plan PLAN FILE\n"
     "       zorvel transform -t NAME... FILE [--output OUT]\n"
+    "       with --pddl, FILE is DOMAIN PROBLEM\n"
     "       zorvel --version | --help\n";
 
 using Command = std::function<Status(Environment&, const std::vector<std::string>&)>;
@@ -54,6 +55,8 @@ int run(Environment& env, int argc, const char* const* argv) {
                            0);
   options.add_integer_option("memory-limit",
                              "Ends the search when its states take so many MiB; 0 for no limit.", "solve", 0);
+  options.add_string_option("plan-format", "How plans are written and read.", "generic", "anml",
+                            {"anml", "pddl"});
   const std::vector<std::string> words = spelled_out(argc, argv);
   std::vector<const char*> pointers;
   for (const std::string& word : words) pointers.push_back(word.c_str());

@@ -44,8 +44,6 @@ void add_to_scope(TypeScope& scope, const AnmlDeclaration& declaration) {
   std::visit(Add{scope}, declaration);
 }
 
-std::string at_line(int line) { return " at line " + std::to_string(line); }
-
 }  // namespace
 
 AnmlBuilder::AnmlBuilder(Environment& env, ProblemPtr problem)
@@ -57,40 +55,6 @@ AnmlBuilder::AnmlBuilder(Environment& env, ProblemPtr problem)
   boolean_type_ = types.make_boolean_type();
   integer_type_ = types.make_integer_type();
   float_type_ = types.make_rational_type();
-}
-
-// Failures.
-
-void AnmlBuilder::keep_failure(int line) noexcept {
-  if (failure_) return;
-  failure_ = std::current_exception();
-  failing_line_ = line;
-  try {
-    throw;
-  } catch (const ParserError&) {
-    failing_line_ = line_;  // as its text says
-  } catch (...) {}
-}
-
-void AnmlBuilder::handle_error(const std::string& text) const { throw ParserError(text + at_line(line_)); }
-
-void AnmlBuilder::syntax_error(const char* message) noexcept {
-  run(line_, [&] { handle_error(message); });
-}
-
-void AnmlBuilder::unknown_character(unsigned char character) noexcept {
-  run(line_, [&] {
-    std::string shown(1, static_cast<char>(character));
-    if (character < 0x20 || character == 0x7f) {
-      const char* digits = "0123456789abcdef";
-      shown = std::string("\\x") + digits[character / 16] + digits[character % 16];
-    }
-    throw ParserError("Unknown character '" + shown + "' at line" + std::to_string(line_));
-  });
-}
-
-void AnmlBuilder::rethrow() const {
-  if (failure_) std::rethrow_exception(failure_);
 }
 
 // Tokens.

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <deque>
-#include <exception>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -15,6 +14,7 @@
 #include "model/problem_instance.h"
 #include "model/user_type.h"
 #include "parsers/source_lines.h"
+#include "parsers/text_builder.h"
 
 namespace zorvel {
 
@@ -43,35 +43,13 @@ std::shared_ptr<model::UserTypeImpl> zorvel_anml_parser_user_type(
 /// off. Everything they point to is owned here or by the environment. Lists lie on stacks here, one for each
 /// kind of item: a list is the number of its items, which are the topmost ones of the stack in source order.
 /// This is sound because a grammar reduces inner lists before outer ones.
-///
-/// Nothing is thrown through the generated parser: `run` keeps the first failure, for `rethrow`.
-class AnmlBuilder {
+class AnmlBuilder : public TextBuilder {
  public:
   using Count = std::size_t;
 
   AnmlBuilder(Environment& env, model::ProblemPtr problem);
 
-  // Failures. `line` is the scanner's, in `line_`.
-  template <class Work>
-  bool run(int line, Work work) noexcept {
-    try {
-      work();
-      return true;
-    } catch (...) {
-      keep_failure(line);
-      return false;
-    }
-  }
-  void syntax_error(const char* message) noexcept;  ///< The parser's own messages.
-  void unknown_character(unsigned char character) noexcept;
-  void rethrow() const;  ///< The first failure; nothing if there was none.
-  int failing_line() const { return failing_line_; }
-  /// ParserError with the text, " at line " and the scanner's line.
-  [[noreturn]] void handle_error(const std::string& text) const;
-
   // Tokens.
-  int line() const { return line_; }
-  void next_line() { ++line_; }
   const AnmlName* name(std::string_view text);
   const std::string* text(std::string_view text);
   const std::string* string_literal(std::string_view text);  ///< With its quotes; counts the lines in it.
@@ -157,7 +135,6 @@ class AnmlBuilder {
   enum class Hint { CHAIN, INTEGER_DIVISION, GOAL_WITHOUT_INTERVAL, VALUE_WITHOUT_ARGUMENTS };
   static constexpr std::size_t hint_kinds = 4;
 
-  void keep_failure(int line) noexcept;
   void check_length(const std::string& digits) const;
   const model::TypePtr* keep(model::TypePtr type);
   static std::weak_ptr<model::ModelFactory> raw_factory();
@@ -175,9 +152,6 @@ class AnmlBuilder {
   Environment& env_;
   model::ExpressionFactory& factory_;
   model::ProblemPtr problem_;
-  int line_ = 1;
-  std::exception_ptr failure_;
-  int failing_line_ = 0;
   SourceLines lines_;
 
   std::unordered_map<std::string_view, std::unique_ptr<AnmlName>> names_;  // keyed by their own text

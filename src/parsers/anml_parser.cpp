@@ -1,7 +1,5 @@
 #include "parsers/anml_parser.h"
 
-#include <array>
-
 #include "core/errors.h"
 #include "model/model_factory.h"
 #include "parsers/anml_builder.h"
@@ -22,17 +20,6 @@ using namespace model;
 
 namespace {
 
-/// The whole text, and behind it the two zero bytes that the scanner wants.
-std::string read_all(std::istream& stream) {
-  std::string text;
-  std::array<char, 1 << 16> piece;
-  while (stream.read(piece.data(), piece.size()), stream.gcount() > 0)
-    text.append(piece.data(), static_cast<std::size_t>(stream.gcount()));
-  if (stream.bad() || !stream.eof()) throw InvalidParameterError("The input cannot be read");
-  text.append(2, '\0');
-  return text;
-}
-
 class Scanner {
  public:
   Scanner(AnmlBuilder& builder, std::string& text) {
@@ -50,6 +37,7 @@ class Scanner {
 
 void run_grammar(AnmlBuilder& builder, std::istream& stream) {
   std::string text = read_all(stream);
+  text.append(2, '\0');  // for the scanner
   const Scanner scanner(builder, text);
   zorvel_anml_parser_parse(scanner.get(), &builder);
   builder.rethrow();

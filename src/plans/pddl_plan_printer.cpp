@@ -1,0 +1,101 @@
+#include "plans/pddl_plan_printer.h"
+
+#include <algorithm>
+#include <optional>
+#include <ostream>
+
+#include "model/action.h"
+#include "model/expression_factory.h"
+#include "model/instance.h"
+
+namespace zorvel {
+
+namespace {
+
+constexpr unsigned min_decimals = 3;
+constexpr unsigned max_decimals = 1000;
+
+/// How often `factor` divides the number, which loses it; at most max_decimals + 1 times.
+unsigned take_out(integer& number, const integer& factor) {
+  unsigned times = 0;
+  for (integer rest = number / factor; rest * factor == number && times <= max_decimals; rest = number / factor) {
+    number = rest;
+    ++times;
+  }
+  return times;
+}
+
+/// The decimals that the number has; nothing if there is no end of them, or they are too many.
+std::optional<unsigned> decimals_of(const rational& number) {
+  integer denominator = number.denominator();
+  const unsigned decimals = std::max(take_out(denominator, integer(2)), take_out(denominator, integer(5)));
+  if (denominator != integer(1) || decimals > max_decimals) return std::nullopt;
+  return decimals;
+}
+
+/// The decimals of a number that is a thousandth of epsilon or less.
+unsigned decimals_for_rounding(const rational& epsilon) {
+  unsigned decimals = min_decimals;
+  for (rational unit = rational(1); unit > epsilon && decimals < max_decimals; unit /= rational(10)) ++decimals;
+  return decimals;
+}
+
+struct Precision {
+  unsigned decimals = min_decimals;
+  bool is_exact = true;
+};
+
+Precision precision_for(const TimeTriggeredPlan& plan) {
+  Precision precision;
+  const auto look_at = [&](const rational& time) {
+    const std::optional<unsigned> decimals = decimals_of(time);
+    precision.decimals = std::max(precision.decimals, decimals.value_or(0));
+    precision.is_exact = precision.is_exact && decimals.has_value();
+  };
+  for (const auto& [time, steps] : plan.steps()) {
+    look_at(time);
+    for (const auto& step : steps) look_at(step->duration);
+  }
+  if (!precision.is_exact)
+    precision.decimals = std::max(precision.decimals, decimals_for_rounding(plan_epsilon(plan.env())));
+  return precision;
+}
+
+void print_decimal(std::ostream& out, const rational& number, unsigned decimals) {
+  const rational shifted = round(number, decimals) * rational(integer(10).pow(decimals));
+  std::string digits = shifted.numerator().str();
+  if (digits.size() <= decimals) digits.insert(0, decimals + 1 - digits.size(), '0');
+  digits.insert(digits.size() - decimals, 1, '.');
+  out << digits;
+}
+
+void print_step(std::ostream& out, const TimeTriggeredStep& step, const PlanNames& names) {
+  const PlanNames::ActionName* const name = names.find(step.action->name());
+  out << '(';
+  if (step.instance) out << step.instance->name() << '.';
+  out << (name == nullptr ? step.action->name() : name->name);
+  for (std::size_t i = 0; i < step.parameters.size(); ++i)
+    out << ' ' << model::print_expression{step.parameters[name == nullptr ? i : name->order[i]]};
+  out << ')';
+}
+
+}  // namespace
+
+bool print_pddl_plan(std::ostream& out, const TimeTriggeredPlan& plan, const PlanNames& names) {
+  const Precision precision = precision_for(plan);
+  for (const auto& [time, steps] : plan.steps())
+    for (const auto& step : steps) {
+      print_decimal(out, time, precision.decimals);
+      out << ": ";
+      print_step(out, *step, names);
+      if (step->has_duration) {
+        out << " [";
+        print_decimal(out, step->duration, precision.decimals);
+        out << ']';
+      }
+      out << '\n';
+    }
+  return precision.is_exact;
+}
+
+}  // namespace zorvel
