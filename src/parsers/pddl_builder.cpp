@@ -163,7 +163,8 @@ PddlBuilder::Count PddlBuilder::parameters_of_either(Count names, Count count, i
   const auto either = declared_type(name(text), line);
   if (is_new) {
     for (const ListedName& alternative : alternatives) alternatives_.push_back({alternative, either});
-    warn(line, "only an object declared with the type '" + text + "' can stand for a parameter of this 'either'");
+    warn(line,
+         "only an object declared with the type '" + text + "' can stand for a parameter of this 'either'");
   }
   return add_parameters(names, env_.model_factory().make_unresolved_type(text));
 }
@@ -212,8 +213,8 @@ void PddlBuilder::add_action(const PddlName* name, Count count, std::vector<Item
     body.push_back({effect.assignment, lines_of(effect.origin, effect_.lines)});
   conjunct_lines_.clear();
 
-  const auto action = std::make_shared<ActionImpl>(
-      env_, std::weak_ptr<ModelFactory>(), "action_" + name->text, std::vector<std::string>(), false);
+  const auto action = std::make_shared<ActionImpl>(env_, std::weak_ptr<ModelFactory>(),
+                                                   "action_" + name->text, std::vector<std::string>(), false);
   lines_.add_declaration(action.get(), {line, line_});
   PlanNames::ActionName plan_name{name->text, std::vector<std::size_t>(count)};
   const std::vector<Parameter> parameters = take_parameters(count);
@@ -325,8 +326,8 @@ void PddlBuilder::add_statement(Node* expression, LineRange lines) {
 
 void PddlBuilder::add_initial_value(Node* expression, int line) {
   const bool is_timed = F::is_temporal_expression(expression);
-  Node* const interval = is_timed ? expression->children[0]
-                                  : factory_.make_point_interval(factory_.make_start_anchor());
+  Node* const interval =
+      is_timed ? expression->children[0] : factory_.make_point_interval(factory_.make_start_anchor());
   for (const Effect& effect : effects_of(is_timed ? expression->children[1] : expression))
     add_statement(factory_.make_temporal_expression(interval, effect.assignment),
                   lines_of(effect.origin, {line, line_}));

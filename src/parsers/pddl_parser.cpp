@@ -137,7 +137,8 @@ void PddlParser::note_error(const PddlBuilder& builder, const PddlSources& sourc
   if (line == 0)
     error_place_ = sources.domain + " and " + sources.problem;
   else
-    error_place_ = (error_.is_in_problem ? sources.problem : sources.domain) + ":" + std::to_string(error_.line);
+    error_place_ =
+        (error_.is_in_problem ? sources.problem : sources.domain) + ":" + std::to_string(error_.line);
 }
 
 ProblemPtr PddlParser::parse(std::string text, const PddlSources& sources) {

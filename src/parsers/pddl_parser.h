@@ -34,8 +34,8 @@ class PddlParser : public EnvObject {
   ///  - InvalidParameterError "The input cannot be read" for a stream that fails.
   ProblemPtr parse(std::istream& text);
 
-  /// Reads a domain and a problem, whose lines are counted apart. Warnings begin with the name of the text and
-  /// the line, as "domain:12: ...", or with the path of the file. The two may come in any order.
+  /// Reads a domain and a problem, whose lines are counted apart. Warnings begin with the name of the text
+  /// and the line, as "domain:12: ...", or with the path of the file. The two may come in any order.
   ProblemPtr parse_texts(const std::string& domain, const std::string& problem);
   /// The same for files; raises the errors of open_input_file.
   ProblemPtr parse_files(const std::string& domain_path, const std::string& problem_path);
@@ -44,8 +44,9 @@ class PddlParser : public EnvObject {
   int error_line() const { return error_.line; }
   /// Whether that line is one of the second of two texts.
   bool is_error_in_problem() const { return error_.is_in_problem; }
-  /// "FILE:LINE" of the failure of the last `parse_files`, with "domain" and "problem" as files of `parse_texts`. The
-  /// file alone if it cannot be read, and both if the failure has no line. Empty if nothing failed.
+  /// "FILE:LINE" of the failure of the last `parse_files`, with "domain" and "problem" as files of
+  /// `parse_texts`. The file alone if it cannot be read, and both if the failure has no line. Empty if
+  /// nothing failed.
   const std::string& error_place() const { return error_place_; }
 
   /// How plans of the problem that was read last name its actions and order their parameters in PDDL.

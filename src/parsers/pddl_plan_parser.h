@@ -28,8 +28,8 @@ class PddlPlanParser : public EnvObject {
       : EnvObject(env), problem_(problem), names_(std::move(names)) {}
 
   /// Reads the whole stream. The ParserErrors are those of the TTPParser (all but "Action parameters not
-  /// correct"), and "The duration is missing at line n". InvalidParameterError "The input cannot be read" for a
-  /// stream that fails.
+  /// correct"), and "The duration is missing at line n". InvalidParameterError "The input cannot be read" for
+  /// a stream that fails.
   std::shared_ptr<TimeTriggeredPlan> parse(std::istream& text);
 
   /// Reads a file; raises the errors of open_input_file and those of `parse`.

@@ -18,7 +18,8 @@ constexpr unsigned max_decimals = 1000;
 /// How often `factor` divides the number, which loses it; at most max_decimals + 1 times.
 unsigned take_out(integer& number, const integer& factor) {
   unsigned times = 0;
-  for (integer rest = number / factor; rest * factor == number && times <= max_decimals; rest = number / factor) {
+  for (integer rest = number / factor; rest * factor == number && times <= max_decimals;
+       rest = number / factor) {
     number = rest;
     ++times;
   }
@@ -36,7 +37,8 @@ std::optional<unsigned> decimals_of(const rational& number) {
 /// The decimals of a number that is a thousandth of epsilon or less.
 unsigned decimals_for_rounding(const rational& epsilon) {
   unsigned decimals = min_decimals;
-  for (rational unit = rational(1); unit > epsilon && decimals < max_decimals; unit /= rational(10)) ++decimals;
+  for (rational unit = rational(1); unit > epsilon && decimals < max_decimals; unit /= rational(10))
+    ++decimals;
   return decimals;
 }
 

@@ -12,8 +12,9 @@ namespace zorvel {
 class PlanNames {
  public:
   struct ActionName {
-    std::string name;                ///< In texts.
-    std::vector<std::size_t> order;  ///< For each argument in a text, from the first, its position in the model.
+    std::string name;  ///< In texts.
+    std::vector<std::size_t>
+        order;  ///< For each argument in a text, from the first, its position in the model.
   };
 
   /// Nothing is renamed.

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -54,24 +55,34 @@ class Program : public testing::Test {
   }
   static std::string quoted(const fs::path& path) { return "'" + path.string() + "'"; }
 
-  /// Solves the problem twice and validates the plan that was written; the status of solving.
-  int solve_and_validate(const fs::path& problem, const std::string& options) const {
+  /// Solves the problem twice and validates the plan that was written; the status of solving. `problem` is
+  /// what both commands are given to read, `options` is for solving alone.
+  int solve_and_validate(const std::string& problem, const std::string& options) const {
     const fs::path plan = folder_ / "plan", again = folder_ / "again";
     fs::remove(plan);
     fs::remove(again);
-    const Result solved = run("solve " + quoted(problem) + " " + options + " --output-plan " + quoted(plan));
+    const Result solved = run("solve " + problem + " " + options + " --output-plan " + quoted(plan));
     if (solved.status != 0) {
       EXPECT_FALSE(fs::exists(plan));
       return solved.status;
     }
-    const Result verdict = run("validate --plan " + quoted(plan) + " " + quoted(problem));
+    const Result verdict = run("validate --plan " + quoted(plan) + " " + problem);
     EXPECT_EQ(verdict.status, 0) << problem << ' ' << verdict.out << verdict.err << read(plan);
     // Equal input gives equal bytes.
-    run("solve " + quoted(problem) + " " + options + " --output-plan " + quoted(again));
+    run("solve " + problem + " " + options + " --output-plan " + quoted(again));
     if (fs::exists(again)) {
       EXPECT_EQ(read(plan), read(again)) << problem;
     }
     return 0;
+  }
+  int solve_and_validate(const fs::path& problem, const std::string& options) const {
+    return solve_and_validate(quoted(problem), options);
+  }
+
+  /// The steps of the plan that `solve_and_validate` has written.
+  long steps_of_plan() const {
+    const std::string plan = read(folder_ / "plan");
+    return std::count(plan.begin(), plan.end(), '\n');
   }
 
   fs::path folder_;
@@ -110,6 +121,101 @@ TEST_F(Program, EveryPlanOfABenchmarkThatIsFoundInTimeIsValid) {
     solved += status == 0 ? 1 : 0;
   }
   EXPECT_GE(solved, 10);
+}
+
+/// The arguments that name a PDDL problem and its domain.
+std::string pddl(const fs::path& domain, const fs::path& problem) {
+  return "--pddl '" + domain.string() + "' '" + problem.string() + "'";
+}
+
+const fs::path cellar_domain = source_dir / "examples" / "match_cellar_domain.pddl";
+const fs::path cellar_problem = source_dir / "examples" / "match_cellar_problem.pddl";
+
+TEST_F(Program, SolvesPddlAndWritesPlansInBothFormats) {
+  const std::string cellar = pddl(cellar_domain, cellar_problem);
+  for (const char* format : {"anml", "pddl"})
+    EXPECT_EQ(solve_and_validate(cellar + " --plan-format " + format, ""), 0) << format;
+  EXPECT_EQ(run("solve --plan-format pddl " + cellar).out, read(folder_ / "plan"));
+  EXPECT_EQ(read(folder_ / "plan").find("0.000: (light-match match"), 0U);
+  EXPECT_EQ(solve_and_validate(cellar, "-B blind"), 0);
+  const long steps = steps_of_plan();
+  // An ANML problem has plans in both formats too, with names of its own, and the same length.
+  const fs::path anml = source_dir / "examples" / "match_cellar.anml";
+  EXPECT_EQ(solve_and_validate("--plan-format pddl " + quoted(anml), "-B blind"), 0);
+  EXPECT_EQ(read(folder_ / "plan").find("0.000: (light_match match"), 0U);
+  EXPECT_EQ(steps_of_plan(), steps);
+
+  const Result transformed = run("transform -t action-grounder " + cellar);
+  EXPECT_EQ(transformed.status, 0);
+  EXPECT_NE(transformed.out.find("action action_mend-fuse"), std::string::npos);
+}
+
+TEST_F(Program, EveryPlanOfAPddlBenchmarkThatIsFoundInTimeIsValid) {
+  const fs::path benchmarks = source_dir / ".." / "shared" / "benchmarks";
+  if (!fs::exists(benchmarks / "pddl"))
+    GTEST_SKIP() << "the benchmark problems are not here; only the example is tested";
+  std::vector<fs::path> domains;
+  for (const auto& entry : fs::directory_iterator(benchmarks / "pddl")) domains.push_back(entry.path());
+  std::sort(domains.begin(), domains.end());
+  int solved = 0, compared = 0;
+  for (const fs::path& folder : domains) {
+    const std::string name = folder.filename().string();
+    SCOPED_TRACE(name);
+    const fs::path own_domain = folder / "p01-domain.pddl";
+    const std::string problem =
+        pddl(fs::exists(own_domain) ? own_domain : folder / "domain.pddl", folder / "p01.pddl");
+    const int status = solve_and_validate(problem, "--time-limit 4");
+    EXPECT_TRUE(status == 0 || status == 3) << status;
+    solved += status == 0 ? 1 : 0;
+    // The ANML version of the same instance has shortest plans of the same length.
+    if (solve_and_validate(problem, "-B blind --time-limit 1") != 0) continue;
+    const long steps = steps_of_plan();
+    if (solve_and_validate(benchmarks / "anml" / name / "p01.anml", "-B blind --time-limit 4") != 0) continue;
+    EXPECT_EQ(steps, steps_of_plan());
+    ++compared;
+  }
+  EXPECT_GE(solved, 6);
+  std::cout << solved << " solved, " << compared << " compared with ANML\n";
+}
+
+TEST_F(Program, SaysInWhichPddlFileAnErrorIs) {
+  const fs::path bad_domain = write("d.pddl", "(define (domain d)\n (:action a))");
+  const fs::path bad_problem = write("p.pddl", "(define (problem p) (:init\n (nothing)))");
+  const fs::path bad_plan = write("bad.plan", "; nothing\n0.000: (mend-fuse fuse1 fuse1) [2.000]\nwhat?\n");
+  const struct {
+    std::string arguments, message;
+  } cases[] = {
+      {"solve " + pddl(bad_domain, cellar_problem),
+       bad_domain.string() + ":2: ParserError: Unknown character ':'"},
+      {"solve " + pddl(cellar_domain, bad_problem),
+       bad_problem.string() + ":2: InternalError: Not implemented"},
+      {"solve " + pddl(folder_ / "none", cellar_problem),
+       (folder_ / "none").string() + ": InvalidParameterError: "},
+      {"solve --pddl " + quoted(cellar_domain),
+       "'solve --pddl' takes a domain file and a problem file, not 1 file"},
+      {"validate --plan-format pddl --plan " + quoted(bad_plan) + " " + pddl(cellar_domain, cellar_problem),
+       bad_plan.string() + ":3: ParserError: at line 3"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.arguments);
+    const Result result = run(test.arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err.find("zorvel: " + test.message), 0U) << result.err;
+  }
+}
+
+TEST_F(Program, WarnsWhereAPlanLosesExactness) {
+  const fs::path domain =
+      write("d.pddl",
+            "(define (domain d) (:predicates (p)) (:durative-action a :parameters () :duration "
+            "(= ?duration (/ 1 3)) :condition (and) :effect (at end (p))))");
+  const fs::path problem = write("p.pddl", "(define (problem p) (:init) (:goal (p)))");
+  const Result result = run("solve --plan-format pddl " + pddl(domain, problem));
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "0.00000: (a) [0.33333]\n");
+  EXPECT_NE(result.err.find("warning: some times of the plan"), std::string::npos) << result.err;
+  EXPECT_EQ(solve_and_validate(pddl(domain, problem), ""), 0);
 }
 
 TEST_F(Program, SaysWhereAFileIsWrong) {

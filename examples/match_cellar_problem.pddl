@@ -1,0 +1,5 @@
+(define (problem two-fuses)
+  (:domain match-cellar)
+  (:objects match1 match2 - match fuse1 fuse2 - fuse)
+  (:init (hand-free) (unused match1) (unused match2))
+  (:goal (and (mended fuse1) (mended fuse2))))
