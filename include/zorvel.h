@@ -523,6 +523,20 @@ ZORVEL_API zorvel_problem zorvel_parse_anml_text(zorvel_env env, const char* tex
  * bounded floats are not read back, and metrics, costs and orders of labels are not printed. */
 ZORVEL_API int zorvel_dump_anml(zorvel_problem problem, const char* file);
 
+/* PDDL files. */
+
+/* Reads a domain and a problem. "InvalidParameterError: Input file '<file>' does not exist!" (or "is a
+ * directory!", "cannot be read!"). An error in a text is a ParserError and so on, as for ANML; lines count
+ * from 1 in each file, and the place stands behind the text of the error: "... (<file>:<line>)". Actions of
+ * the problem are named "action_" and the name in the file, parameters "_param_" and the name, and names that
+ * share one type come in reverse order. */
+ZORVEL_API zorvel_problem zorvel_parse_pddl(zorvel_env env, const char* domain_file,
+                                            const char* problem_file);
+/* The same for texts in memory, which errors call "domain" and "problem". Where a text is at fault,
+ * `*error_line` becomes the line in it, from 1, and otherwise 0; `error_line` may be null. */
+ZORVEL_API zorvel_problem zorvel_parse_pddl_text(zorvel_env env, const char* domain_text,
+                                                 const char* problem_text, int* error_line);
+
 /* Time-triggered plans. Times are exact and passed as text: an integer or a fraction, "3" or "5/2", never
  * "2.5". */
 

@@ -192,6 +192,8 @@ static void error_handles(void) {
   REFUSES_INT(zorvel_problem_is_flat(NULL_OF(problem)));
   REFUSES_TEXT(zorvel_problem_get_anml(NULL_OF(problem)));
   REFUSES(problem, zorvel_parse_anml(no_env, "x"));
+  REFUSES(problem, zorvel_parse_pddl(no_env, "x", "y"));
+  REFUSES(problem, zorvel_parse_pddl_text(no_env, "x", "y", NULL));
   REFUSES_INT(zorvel_dump_anml(NULL_OF(problem), "x"));
 
   REFUSES(ttplan, zorvel_ttplan_new(no_env));

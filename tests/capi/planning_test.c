@@ -285,6 +285,54 @@ static void files_are_read_and_written(void) {
   zorvel_env_destroy(env);
 }
 
+static const char cellar_domain[] =
+    "(define (domain d) (:types m) (:predicates (lit) (used ?x - m))\n"
+    "(:durative-action strike :parameters (?x - m) :duration (= ?duration 2)\n"
+    " :condition (at start (not (used ?x))) :effect (and (at start (used ?x)) (at end (lit)))))\n";
+
+static void write_text(const char* path, const char* text) {
+  FILE* file = fopen(path, "wb");
+  CHECK(file != NULL && fputs(text, file) >= 0 && fclose(file) == 0);
+}
+
+static void pddl_is_read_from_files_and_from_memory(void) {
+  zorvel_env env = zorvel_env_new();
+  int line = -1;
+  zorvel_problem problem = zorvel_parse_pddl_text(
+      env, cellar_domain, "(define (problem p) (:objects m1 - m) (:goal (lit)))", &line);
+  CHECK(!zorvel_problem_is_error(problem) && line == 0);
+  zorvel_ttplan plan = zorvel_do_ftp_planning(problem);
+  CHECK_OWNED_TEXT(zorvel_ttplan_get_exact_string(plan), "0: action_strike(m1) [2]\n");
+  CHECK(zorvel_ttplan_validate(problem, plan) == 1);
+
+  const char* domain_file = "capi_planning_test_domain.pddl";
+  const char* problem_file = "capi_planning_test_problem.pddl";
+  write_text(domain_file, cellar_domain);
+  write_text(problem_file, "(define (problem p)\n (:goal (out)))\n");
+  CHECK_ERROR(zorvel_problem_is_error(zorvel_parse_pddl(env, domain_file, problem_file)),
+              "InternalError: Not implemented 'unresolved_symbol': unresolved<out> "
+              "(capi_planning_test_problem.pddl:2)");
+  write_text(problem_file, "(define (problem p) (:objects m1 - m) (:goal (lit)))");
+  zorvel_problem read = zorvel_parse_pddl(env, domain_file, problem_file);
+  char* text = zorvel_problem_get_anml(problem);
+  CHECK_OWNED_TEXT(zorvel_problem_get_anml(read), text);
+  free(text);
+  remove(problem_file);
+  CHECK_ERROR(zorvel_problem_is_error(zorvel_parse_pddl(env, domain_file, problem_file)),
+              "InvalidParameterError: Input file 'capi_planning_test_problem.pddl' does not exist!");
+  remove(domain_file);
+  CHECK_ERROR(zorvel_problem_is_error(zorvel_parse_pddl(env, domain_file, NULL)),
+              "InvalidParameterError: The argument 'problem_file' is null");
+  CHECK_ERROR(zorvel_problem_is_error(zorvel_parse_pddl_text(env, cellar_domain, "\n)", &line)),
+              "ParserError: syntax error at line 2 (problem:2)");
+  CHECK(line == 2);
+
+  zorvel_problem_destroy(read);
+  zorvel_ttplan_destroy(plan);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
 int main(void) {
   a_plan_is_found_validated_and_read_again();
   no_plan_is_no_error();
@@ -292,5 +340,6 @@ int main(void) {
   a_simulated_effect_computes_its_value();
   faulty_callbacks_do_no_harm();
   files_are_read_and_written();
+  pddl_is_read_from_files_and_from_memory();
   return check_result();
 }

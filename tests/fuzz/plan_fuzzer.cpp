@@ -1,4 +1,5 @@
-// Any bytes as the text of a plan: a plan or an error, and the exact text of a plan reads back as itself.
+// Any bytes as the text of a plan, in both formats: a plan or an error, and the text of a plan reads back as
+// itself.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +10,9 @@
 
 #include "core/environment.h"
 #include "parsers/anml_parser.h"
+#include "parsers/pddl_plan_parser.h"
 #include "parsers/ttp_parser.h"
+#include "plans/pddl_plan_printer.h"
 
 namespace {
 
@@ -21,6 +24,7 @@ instance Robot r;
 fluent integer n := 0;
 action put(integer v, float w, boolean up) { duration := 1; [end] n := v; };
 action nothing() { duration := 1; };
+action instant() { };
 )";
 
 /// Made anew from time to time, since expressions stay as long as their environment.
@@ -39,21 +43,45 @@ std::string exact(const zorvel::TimeTriggeredPlan& plan) {
   return out.str();
 }
 
+void read_exact(Fixture& fixture, const std::string& text) {
+  zorvel::TTPParser parser(fixture.env, fixture.problem);
+  std::string printed;
+  try {
+    std::istringstream stream(text);
+    printed = exact(*parser.parse(stream));
+  } catch (const std::exception&) {
+    return;
+  }
+  std::istringstream again(printed);
+  if (exact(*parser.parse(again)) != printed) std::abort();
+}
+
+void read_pddl(Fixture& fixture, const std::string& text) {
+  zorvel::PlanNames names;
+  names.add("put", {"set-to", {2, 0, 1}});
+  zorvel::PddlPlanParser parser(fixture.env, fixture.problem, names);
+  std::shared_ptr<zorvel::TimeTriggeredPlan> plan;
+  try {
+    std::istringstream stream(text);
+    plan = parser.parse(stream);
+  } catch (const std::exception&) {
+    return;
+  }
+  std::ostringstream printed;
+  const bool is_exact = print_pddl_plan(printed, *plan, names);
+  std::istringstream again(printed.str());
+  const auto copy = parser.parse(again);
+  if (is_exact && exact(*copy) != exact(*plan)) std::abort();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static std::unique_ptr<Fixture> fixture;
   static int uses = 0;
   if (uses++ % 10000 == 0) fixture = std::make_unique<Fixture>();
-  zorvel::TTPParser parser(fixture->env, fixture->problem);
-  std::istringstream text(std::string(reinterpret_cast<const char*>(data), size));
-  std::string printed;
-  try {
-    printed = exact(*parser.parse(text));
-  } catch (const std::exception&) {
-    return 0;
-  }
-  std::istringstream again(printed);
-  if (exact(*parser.parse(again)) != printed) std::abort();
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  read_exact(*fixture, text);
+  read_pddl(*fixture, text);
   return 0;
 }

@@ -1,0 +1,50 @@
+#include "parsers/pddl_parser.h"
+
+#include "capi/frame.h"
+
+using namespace zorvel;  // NOLINT: the bodies below are C functions
+using namespace zorvel::capi;
+
+namespace {
+
+/// Runs `read`; a failure in the text of one of the two files gets its place behind its own text.
+template <class Read>
+zorvel_problem with_place(PddlParser& parser, Read read) {
+  try {
+    return to_handle<zorvel_problem>(read());
+  } catch (const std::exception& error) {
+    if (parser.error_line() == 0) throw;
+    throw std::runtime_error(std::string(error.what()) + " (" + parser.error_place() + ")");
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+zorvel_problem zorvel_parse_pddl(zorvel_env env, const char* domain_file, const char* problem_file) {
+  return at_boundary([&] {
+    PddlParser parser(to_cxx(env));
+    const std::string domain = to_text(domain_file, "domain_file");
+    const std::string problem = to_text(problem_file, "problem_file");
+    return with_place(parser, [&] { return parser.parse_files(domain, problem); });
+  });
+}
+zorvel_problem zorvel_parse_pddl_text(zorvel_env env, const char* domain_text, const char* problem_text,
+                                      int* error_line) {
+  return at_boundary([&] {
+    PddlParser parser(to_cxx(env));
+    const std::string domain = to_text(domain_text, "domain_text");
+    const std::string problem = to_text(problem_text, "problem_text");
+    if (error_line != nullptr) *error_line = 0;
+    return with_place(parser, [&] {
+      try {
+        return parser.parse_texts(domain, problem);
+      } catch (const std::exception&) {
+        if (error_line != nullptr) *error_line = parser.error_line();
+        throw;
+      }
+    });
+  });
+}
+}
