@@ -276,9 +276,9 @@ static void files_are_read_and_written(void) {
               "InvalidParameterError: Unable to open file 'no/such/folder/x.anml' for writing!");
   zorvel_problem read = zorvel_parse_anml(env, "capi_planning_test.anml");
   CHECK(!zorvel_problem_is_error(read));
-  char* text = zorvel_problem_get_anml(problem);
-  CHECK_OWNED_TEXT(zorvel_problem_get_anml(read), text);
-  free(text);
+  zorvel_ttplan same = zorvel_do_ftp_planning(read);
+  CHECK_OWNED_TEXT(zorvel_ttplan_get_exact_string(same), "0: action_strike(m1) [2]\n");
+  zorvel_ttplan_destroy(same);
   remove("capi_planning_test.anml");
   zorvel_problem_destroy(read);
   zorvel_problem_destroy(problem);
@@ -314,9 +314,9 @@ static void pddl_is_read_from_files_and_from_memory(void) {
               "(capi_planning_test_problem.pddl:2)");
   write_text(problem_file, "(define (problem p) (:objects m1 - m) (:goal (lit)))");
   zorvel_problem read = zorvel_parse_pddl(env, domain_file, problem_file);
-  char* text = zorvel_problem_get_anml(problem);
-  CHECK_OWNED_TEXT(zorvel_problem_get_anml(read), text);
-  free(text);
+  zorvel_ttplan same = zorvel_do_ftp_planning(read);
+  CHECK_OWNED_TEXT(zorvel_ttplan_get_exact_string(same), "0: action_strike(m1) [2]\n");
+  zorvel_ttplan_destroy(same);
   remove(problem_file);
   CHECK_ERROR(zorvel_problem_is_error(zorvel_parse_pddl(env, domain_file, problem_file)),
               "InvalidParameterError: Input file 'capi_planning_test_problem.pddl' does not exist!");
