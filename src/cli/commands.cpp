@@ -18,6 +18,7 @@
 #include "plans/pddl_plan_printer.h"
 #include "plans/time_triggered_plan.h"
 #include "search/ftp_planner.h"
+#include "transformers/constant_promoter.h"
 #include "transformers/contains_compiler.h"
 #include "transformers/empty_conditions_compiler.h"
 #include "transformers/flattener.h"
@@ -169,6 +170,8 @@ const std::map<std::string, MakeTransformer>& transformers() {
        [](const auto& problem, bool) {
          return std::make_shared<model::TemporalUncertaintyCompiler>(problem);
        }},
+      {"constant-promoter",
+       [](const auto& problem, bool) { return std::make_shared<model::ConstantPromoter>(problem); }},
       {"empty-conditions-compiler",
        [](const auto& problem, bool) { return std::make_shared<model::EmptyConditionsCompiler>(problem); }},
       {"partial-order-compiler",
@@ -206,10 +209,13 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
     throw InputError(error.what());
   }
   const Input input = read_problem(env, files, "solve");
-  const model::ProblemPtr problem = without_metrics(env, input.problem);
+  model::ConstantPromoter promoter(without_metrics(env, input.problem));
   std::size_t warnings = print_warnings(env);
+  // PDDL has no constants, so what never changes stands in fluents. In ANML the choice is the user's.
+  const bool promotes = options.get_boolean_value("pddl");
+  if (promotes) promoter.do_computation();
 
-  tp::ftp::FtpPlanner planner(env, problem);
+  tp::ftp::FtpPlanner planner(env, promotes ? promoter.new_problem() : promoter.problem());
   warnings = print_warnings(env, warnings);
   std::shared_ptr<Plan> plan;
   {
@@ -232,6 +238,7 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
     std::cerr << "zorvel: no plan was found: " << explanation(planner.outcome()) << '\n';
     return gave_up;
   }
+  if (promotes) plan = promoter.map_back(plan);
   if (plan->size() == 0) std::cerr << "zorvel: the goal holds from the start; the plan has no step\n";
   write_plan(env, TimeTriggeredPlan(plan), input.names);
   return success;

@@ -276,9 +276,9 @@ static void files_are_read_and_written(void) {
               "InvalidParameterError: Unable to open file 'no/such/folder/x.anml' for writing!");
   zorvel_problem read = zorvel_parse_anml(env, "capi_planning_test.anml");
   CHECK(!zorvel_problem_is_error(read));
-  zorvel_ttplan same = zorvel_do_ftp_planning(read);
-  CHECK_OWNED_TEXT(zorvel_ttplan_get_exact_string(same), "0: action_strike(m1) [2]\n");
-  zorvel_ttplan_destroy(same);
+  char* text = zorvel_problem_get_anml(problem);
+  CHECK_OWNED_TEXT(zorvel_problem_get_anml(read), text);
+  free(text);
   remove("capi_planning_test.anml");
   zorvel_problem_destroy(read);
   zorvel_problem_destroy(problem);
