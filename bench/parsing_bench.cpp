@@ -10,12 +10,13 @@
 #include "core/environment.h"
 #include "model/expression_factory.h"
 #include "parsers/anml_parser.h"
+#include "parsers/pddl_parser.h"
 #include "parsers/ttp_parser.h"
 
-// Reading of ANML texts and of plans, in bytes a second; `nodes` is the number of distinct expressions made
-// for one text. The folder of the first benchmark is that of the environment variable ZORVEL_PROBLEMS, by
-// default the examples. For instructions, which tell more than times on a busy machine, run it under
-// `valgrind --tool=callgrind` with --benchmark_filter and one iteration.
+// Reading of ANML and PDDL texts and of plans, in bytes a second; `nodes` is the number of distinct
+// expressions made for one text. The folder of the first benchmark is that of the environment variable
+// ZORVEL_PROBLEMS, by default the examples. For instructions, which tell more than times on a busy machine,
+// run it under `valgrind --tool=callgrind` with --benchmark_filter and one iteration.
 
 namespace zorvel {
 namespace {
@@ -35,6 +36,7 @@ std::vector<std::string> texts_of_folder() {
 }
 
 /// Reads each text in an environment of its own.
+template <class Parser = AnmlParser>
 void read_all(benchmark::State& state, const std::vector<std::string>& texts) {
   std::int64_t bytes = 0;
   std::uint64_t nodes = 0;
@@ -43,7 +45,7 @@ void read_all(benchmark::State& state, const std::vector<std::string>& texts) {
     for (const std::string& text : texts) {
       Environment env;
       std::istringstream stream(text);
-      benchmark::DoNotOptimize(AnmlParser(env).parse(stream));
+      benchmark::DoNotOptimize(Parser(env).parse(stream));
       nodes += env.expression_factory().node_manager().size();
       bytes += static_cast<std::int64_t>(text.size());
     }
@@ -64,6 +66,18 @@ std::string initial_values(std::size_t bytes) {
   return text;
 }
 
+/// The same in PDDL, as far as it can be: places that no line mentions have no road.
+std::string pddl_initial_values(std::size_t bytes) {
+  std::string text =
+      "(define (domain d) (:types place) (:predicates (road ?a - place ?b - place)))\n(define (problem p) "
+      "(:objects";
+  for (int place = 0; place < 1000; ++place) text += " p" + std::to_string(place);
+  text += " - place) (:init\n";
+  for (int line = 0; text.size() < bytes; ++line)
+    text += "(road p" + std::to_string(line % 1000) + " p" + std::to_string(line / 1000 % 1000) + ")\n";
+  return text + "))\n";
+}
+
 /// Many actions of ten statements each, over few fluents.
 std::string actions(std::size_t bytes) {
   std::string text =
@@ -81,6 +95,9 @@ std::string actions(std::size_t bytes) {
 
 void long_initial_state(benchmark::State& state) {
   read_all(state, {initial_values(static_cast<std::size_t>(state.range(0)) << 20)});
+}
+void long_pddl_initial_state(benchmark::State& state) {
+  read_all<PddlParser>(state, {pddl_initial_values(static_cast<std::size_t>(state.range(0)) << 20)});
 }
 void many_actions(benchmark::State& state) {
   read_all(state, {actions(static_cast<std::size_t>(state.range(0)) << 20)});
@@ -102,6 +119,7 @@ void long_plan(benchmark::State& state) {
 
 BENCHMARK(folder)->Unit(benchmark::kMillisecond);
 BENCHMARK(long_initial_state)->Arg(1)->Arg(4)->Arg(20)->Unit(benchmark::kMillisecond);
+BENCHMARK(long_pddl_initial_state)->Arg(1)->Arg(4)->Arg(16)->Unit(benchmark::kMillisecond);
 BENCHMARK(many_actions)->Arg(1)->Arg(4)->Arg(20)->Unit(benchmark::kMillisecond);
 BENCHMARK(long_plan)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);
 

@@ -343,13 +343,13 @@ void PddlBuilder::add_goal(Node* expression, int line) {
 
 void PddlBuilder::finish() {
   // Only now are all types known.
-  for (const auto& [type, either] : alternatives_) {
-    if (type.name->text == "object") continue;  // it belongs to no text
-    const auto found = problem_->user_types().find(type.name->text);
-    at_line(type.line, [&, known = found] {
-      if (known == problem_->user_types().end())
-        throw UnresolvedSymbolError(type.name->text) << ": type unknown";
-      known->second->add_base_type(env_.model_factory().make_unresolved_type(either->name()));
+  for (const Alternative& alternative : alternatives_) {
+    const std::string& name = alternative.type.name->text;
+    if (name == "object") continue;  // it belongs to no text
+    at_line(alternative.type.line, [&] {
+      const auto known = problem_->user_types().find(name);
+      if (known == problem_->user_types().end()) throw UnresolvedSymbolError(name) << ": type unknown";
+      known->second->add_base_type(env_.model_factory().make_unresolved_type(alternative.either->name()));
     });
   }
 }

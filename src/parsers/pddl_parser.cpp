@@ -22,7 +22,7 @@ using namespace model;
 
 namespace {
 
-// Some gigabytes.
+// About two gigabytes.
 constexpr std::size_t max_ground_atoms = 5000000;
 
 class Scanner {
