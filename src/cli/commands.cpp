@@ -209,13 +209,10 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
     throw InputError(error.what());
   }
   const Input input = read_problem(env, files, "solve");
-  model::ConstantPromoter promoter(without_metrics(env, input.problem));
+  const model::ProblemPtr problem = without_metrics(env, input.problem);
   std::size_t warnings = print_warnings(env);
-  // PDDL has no constants, so what never changes stands in fluents. In ANML the choice is the user's.
-  const bool promotes = options.get_boolean_value("pddl");
-  if (promotes) promoter.do_computation();
 
-  tp::ftp::FtpPlanner planner(env, promotes ? promoter.new_problem() : promoter.problem());
+  tp::ftp::FtpPlanner planner(env, problem);
   warnings = print_warnings(env, warnings);
   std::shared_ptr<Plan> plan;
   {
@@ -238,7 +235,6 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
     std::cerr << "zorvel: no plan was found: " << explanation(planner.outcome()) << '\n';
     return gave_up;
   }
-  if (promotes) plan = promoter.map_back(plan);
   if (plan->size() == 0) std::cerr << "zorvel: the goal holds from the start; the plan has no step\n";
   write_plan(env, TimeTriggeredPlan(plan), input.names);
   return success;

@@ -12,6 +12,7 @@
 #include "search/classical_action.h"
 #include "search/hlandmarks.h"
 #include "search/hmax.h"
+#include "transformers/constant_promoter.h"
 #include "transformers/contains_compiler.h"
 #include "transformers/duration_bounds.h"
 #include "transformers/empty_conditions_compiler.h"
@@ -65,6 +66,14 @@ void Planner::apply_forall_compiler() {
   if (problem_->has_forall()) apply(std::make_shared<model::ForallCompiler>(problem_));
 }
 
+void Planner::apply_constant_promoter() {
+  const auto promoter = std::make_shared<model::ConstantPromoter>(problem_);
+  promoter->do_computation();
+  if (promoter->new_problem() == problem_) return;
+  problem_ = promoter->new_problem();
+  transformers_.push_back(promoter);
+}
+
 void Planner::apply_temporal_uncertainty_compiler() {
   if (problem_->has_temporal_uncertainty())
     apply(std::make_shared<model::TemporalUncertaintyCompiler>(problem_));
@@ -103,6 +112,8 @@ void TpPlanner::apply_transformers() {
   apply_flattener(is_guided_by_user);
   apply_increase_decrease_compiler();
   apply_forall_compiler();
+  // A user's own heuristic reads the fluents of the problem as it was written.
+  if (!is_guided_by_user) apply_constant_promoter();
   apply(std::make_shared<model::FreeVarParamsCompiler>(problem_));
   apply_temporal_uncertainty_compiler();
   apply_grounder(!env().configuration().get_boolean_value("disable-prune-actions"));

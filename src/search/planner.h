@@ -42,6 +42,7 @@ class Planner : public EnvObject {
   void apply_flattener(bool has_custom_heuristic);
   void apply_increase_decrease_compiler();
   void apply_forall_compiler();
+  void apply_constant_promoter();
   void apply_temporal_uncertainty_compiler();
   void apply_grounder(bool prune_actions);
   void apply_set_compiler(bool has_custom_heuristic);

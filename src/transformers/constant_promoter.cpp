@@ -137,6 +137,11 @@ class PromotionWalker : public ExpressionIdentity {
 void ConstantPromoter::do_computation() {
   require_flat("The constant promoter can be only applied to flattened models!");
   const StaticTables found(*problem_);
+  if (found.tables().empty()) {
+    for (const auto& [name, action] : problem_->actions()) old_to_new_[action] = new_to_old_[action] = action;
+    new_problem_ = problem_;
+    return;
+  }
   PromotionWalker::Constants constants;
   ProblemParts parts(*problem_);
   std::erase_if(parts.fluents, [&](const auto& fluent) {

@@ -19,7 +19,8 @@ class ConstantPromoter : public BasicTransformer {
  public:
   explicit ConstantPromoter(const ProblemPtr& problem) : BasicTransformer(problem) {}
 
-  /// InternalError "The constant promoter can be only applied to flattened models!".
+  /// InternalError "The constant promoter can be only applied to flattened models!". Where nothing can be
+  /// promoted, the new problem is the input itself.
   void do_computation() override;
   // Unknown actions: InternalError "Found an action that is unknown to the transformer!".
   ActionStep map_back(const ActionStep& step) const override;
