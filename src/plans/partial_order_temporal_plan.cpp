@@ -16,6 +16,13 @@ Environment& environment_of(const std::shared_ptr<Plan>& plan) {
   return plan->env();
 }
 
+/// Steps that have one id, which a caller may give, keep their order.
+std::vector<POTPlan::StepPtr> by_id(std::vector<POTPlan::StepPtr> steps) {
+  std::stable_sort(steps.begin(), steps.end(),
+                   [](const POTPlan::StepPtr& a, const POTPlan::StepPtr& b) { return a->id < b->id; });
+  return steps;
+}
+
 }  // namespace
 
 POTStep::POTStep(unsigned long step_id, rational step_delay, std::shared_ptr<model::ActionImpl> step_action,
@@ -92,8 +99,9 @@ const std::string& POTPlan::kind() const {
 }
 
 void POTPlan::print(std::ostream& out) const {
+  const std::vector<StepPtr> steps = by_id(steps_);
   out << "Steps to execute:" << std::endl;
-  for (const StepPtr& step : steps_) {
+  for (const StepPtr& step : steps) {
     out << ' ' << step->id << ") ";
     print_plan_action(out, *step);
     if (step->delay > rational(0)) out << " with delay " << step->delay;
@@ -101,8 +109,8 @@ void POTPlan::print(std::ostream& out) const {
     out << std::endl;
   }
   out << "Subject to:" << std::endl;
-  for (const StepPtr& step : steps_) {
-    const std::vector<StepPtr>& before = predecessors(step);
+  for (const StepPtr& step : steps) {
+    const std::vector<StepPtr> before = by_id(predecessors(step));
     if (before.empty()) continue;
     out << ' ' << step->id << " > ";
     const char* separator = "";

@@ -23,7 +23,7 @@ struct POTStep : PlanAction {
 };
 
 /// Steps and precedences between them. Steps, and the predecessors of a step, are kept in the order in which
-/// they were added, so that a plan prints the same bytes on every run.
+/// they were added.
 class POTPlan : public Plan {
  public:
   using StepPtr = std::shared_ptr<POTStep>;
@@ -53,8 +53,8 @@ class POTPlan : public Plan {
 
   std::size_t size() const override { return steps_.size(); }
   const std::string& kind() const override;  ///< "Partial-Order Temporal Plan"
-  /// "Steps to execute:", a line a step, "Subject to:", and for each step with predecessors their ids. Delays
-  /// and durations are exact fractions.
+  /// "Steps to execute:", a line a step, "Subject to:", and for each step with predecessors their ids, all by
+  /// id. Delays and durations are exact fractions.
   void print(std::ostream& out) const override;
 
  private:

@@ -11,6 +11,7 @@
 #include "model/walkers/check_contains_walker.h"
 #include "model/walkers/expression_free_vars.h"
 #include "model/walkers/expression_simplifier.h"
+#include "search/missing_values.h"
 #include "state/effect.h"
 #include "transformers/duration_bounds.h"
 #include "transformers/static_fluents.h"
@@ -360,26 +361,10 @@ bool FtpModel::must_be_apart(const Event& applied, const Event& pending) const {
 }
 
 void FtpModel::warn_about_missing_values() const {
-  std::set<std::string> missing;
-  for (const auto& nodes : fluents_) {
-    for (Node* node : nodes) {
-      const auto arguments = node->operands();
-      const bool ground = std::all_of(arguments.begin(), arguments.end(),
-                                      [](const Node* n) { return ExpressionFactory::is_value(n); });
-      if (ground && !index_.contains(node)) missing.insert(model::to_anml(node));
-    }
-  }
-  if (missing.empty()) return;
-  std::string text = "These fluents are used and have no initial value: ";
-  std::size_t listed = 0;
-  for (const std::string& name : missing) {
-    if (listed == 20) {
-      text += " and " + std::to_string(missing.size() - listed) + " more";
-      break;
-    }
-    text += (listed++ == 0 ? "" : ", ") + name;
-  }
-  env_.warning_manager().warn(text);
+  MissingValues missing(index_);
+  for (const auto& nodes : fluents_)
+    for (Node* node : nodes) missing.note(node);
+  missing.warn(env_);
 }
 
 }  // namespace zorvel::tp::ftp

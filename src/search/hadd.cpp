@@ -83,6 +83,12 @@ double HAdd::evaluate(const tp::ftp::DenseView& view) {
   return finish_pass();
 }
 
+double HAdd::evaluate(const ValueId* values) {
+  if (relaxation_.goal_clauses() == 0) return 0.0;
+  relaxation_.begin(values);
+  return finish_pass();
+}
+
 std::vector<std::shared_ptr<model::FluentImpl>> HAdd::subgoals() const {
   model::ExpressionFreeVars free_vars(env());
   std::vector<std::shared_ptr<model::FluentImpl>> fluents;

@@ -35,6 +35,8 @@ class HAdd : public Heuristic {
   virtual double operator()(const SearchState& state, bool record);
   double evaluate(const tp::ftp::DenseView& view) override;
   bool is_worth_caching() const override { return true; }
+  /// The estimate for the values of a state in which no action is open.
+  double evaluate(const ValueId* values);
 
   /// The actions reached by the last run with `record`.
   const ActionSet& reachable() const { return reached_; }

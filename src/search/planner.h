@@ -18,41 +18,6 @@
 
 namespace zorvel {
 
-/// Root of the planners: a problem, and the chain of transformers that brought it into the form the engine
-/// handles.
-class Planner : public EnvObject {
- public:
-  Planner(Environment& env, model::ProblemPtr problem) : EnvObject(env), problem_(std::move(problem)) {}
-  virtual const std::string& name() const = 0;
-  /// A plan of the caller's problem, or null if there is none. InternalError for a problem that the planner
-  /// cannot handle comes from its constructor.
-  virtual std::shared_ptr<Plan> solve() = 0;
-
-  /// The problem as the engine sees it, after all transformers.
-  const model::ProblemPtr& problem() const { return problem_; }
-  const std::vector<std::shared_ptr<model::BasicTransformer>>& transformers() const { return transformers_; }
-
- protected:
-  /// Runs the transformer and makes its result the problem.
-  void apply(std::shared_ptr<model::BasicTransformer> transformer);
-  std::shared_ptr<Plan> map_back(std::shared_ptr<Plan> plan) const;
-
-  // The steps that the chains of several planners share; each does nothing where the problem does not need
-  // it. Objects, sets and a user's own heuristic, which would see neither, do not go together.
-  void apply_flattener(bool has_custom_heuristic);
-  void apply_increase_decrease_compiler();
-  void apply_forall_compiler();
-  void apply_constant_promoter();
-  void apply_temporal_uncertainty_compiler();
-  void apply_grounder(bool prune_actions);
-  void apply_set_compiler(bool has_custom_heuristic);
-  /// InternalError for continuous change and processes, which no engine handles.
-  void require_discrete_change() const;
-
-  model::ProblemPtr problem_;
-  std::vector<std::shared_ptr<model::BasicTransformer>> transformers_;
-};
-
 /// How far a search has come.
 struct SearchProgress {
   std::uint64_t expanded = 0;
@@ -76,10 +41,52 @@ enum class SearchOutcome {
   not_run,
   plan_found,
   no_plan,
+  incomplete,  ///< Nothing is left to search, but states that may lead to a plan were left out on the way.
   time_limit,
   memory_limit,
   expansion_limit,
   interrupted
+};
+
+/// Root of the planners: a problem, and the chain of transformers that brought it into the form the engine
+/// handles.
+class Planner : public EnvObject {
+ public:
+  Planner(Environment& env, model::ProblemPtr problem) : EnvObject(env), problem_(std::move(problem)) {}
+  virtual const std::string& name() const = 0;
+  /// A plan of the caller's problem, or null if there is none. InternalError for a problem that the planner
+  /// cannot handle comes from its constructor.
+  virtual std::shared_ptr<Plan> solve() = 0;
+
+  /// The problem as the engine sees it, after all transformers.
+  const model::ProblemPtr& problem() const { return problem_; }
+  const std::vector<std::shared_ptr<model::BasicTransformer>>& transformers() const { return transformers_; }
+
+  void set_limits(SearchLimits limits) { limits_ = std::move(limits); }
+  /// How the last `solve` ended. Where it is neither `plan_found` nor `no_plan`, nothing is known.
+  SearchOutcome outcome() const { return outcome_; }
+
+ protected:
+  /// Runs the transformer and makes its result the problem.
+  void apply(std::shared_ptr<model::BasicTransformer> transformer);
+  std::shared_ptr<Plan> map_back(std::shared_ptr<Plan> plan) const;
+
+  // The steps that the chains of several planners share; each does nothing where the problem does not need
+  // it. Objects, sets and a user's own heuristic, which would see neither, do not go together.
+  void apply_flattener(bool has_custom_heuristic);
+  void apply_increase_decrease_compiler();
+  void apply_forall_compiler();
+  void apply_constant_promoter();
+  void apply_temporal_uncertainty_compiler();
+  void apply_grounder(bool prune_actions);
+  void apply_set_compiler(bool has_custom_heuristic);
+  /// InternalError for continuous change and processes, which no engine handles.
+  void require_discrete_change() const;
+
+  model::ProblemPtr problem_;
+  std::vector<std::shared_ptr<model::BasicTransformer>> transformers_;
+  SearchLimits limits_;
+  SearchOutcome outcome_ = SearchOutcome::not_run;
 };
 
 /// What the forward temporal search engines share: the pipeline of transformers, the heuristics, and the set
@@ -96,10 +103,6 @@ class TpPlanner : public Planner {
   /// repeated without.
   std::shared_ptr<Plan> solve() override;
 
-  void set_limits(SearchLimits limits) { limits_ = std::move(limits); }
-  /// How the last `solve` ended. Where it is neither `plan_found` nor `no_plan`, nothing is known.
-  SearchOutcome outcome() const { return outcome_; }
-
  protected:
   using ActionSet = std::set<std::shared_ptr<model::ActionImpl>, model::ActionLt>;
 
@@ -114,8 +117,6 @@ class TpPlanner : public Planner {
   std::vector<std::shared_ptr<Heuristic>> heuristics_;  // null: blind
   ActionSet relevant_actions_;
   HCustom::Function custom_heuristic_;
-  SearchLimits limits_;
-  SearchOutcome outcome_ = SearchOutcome::not_run;
 
  private:
   void apply_transformers();

@@ -104,10 +104,23 @@ TEST_F(Plans, PrintsAPartialOrderWithIdsFromOne) {
   plan.add_precedence(b, c);
   EXPECT_EQ(text(plan),
             "Steps to execute:\n 1) a()\n 2) t.b() with delay 1/3 with duration 2\n"
-            " 3) c() with duration 1\nSubject to:\n 3 > 2, 1\n");
+            " 3) c() with duration 1\nSubject to:\n 3 > 1, 2\n");
   EXPECT_EQ(plan.schedulable_steps({}), (std::vector<POTPlan::StepPtr>{a, b}));
   EXPECT_EQ(plan.schedulable_steps({a}), (std::vector<POTPlan::StepPtr>{b}));
   EXPECT_EQ(plan.schedulable_steps({a, b}), (std::vector<POTPlan::StepPtr>{c}));
+}
+
+TEST_F(Plans, PrintsStepsThatACallerHasNumberedByTheirIds) {
+  POTPlan plan(env);
+  const auto step = [&](unsigned long id, const char* name) {
+    return std::make_shared<POTStep>(id, rational(0), action(name), std::vector<Node*>(), std::nullopt);
+  };
+  const auto last = step(9, "c"), first = step(2, "a"), middle = step(5, "b");
+  for (const auto& added : {last, first, middle}) plan.insert_step(added);
+  plan.add_precedence(middle, last);
+  plan.add_precedence(first, last);
+  plan.add_precedence(first, middle);
+  EXPECT_EQ(text(plan), "Steps to execute:\n 2) a()\n 5) b()\n 9) c()\nSubject to:\n 5 > 2\n 9 > 2, 5\n");
 }
 
 TEST_F(Plans, RefusesStepsOfAnotherPlan) {
