@@ -16,7 +16,12 @@ void MissingValues::note(Node* reference) {
 
 void MissingValues::warn(Environment& env) const {
   if (names_.empty()) return;
-  env.warning_manager().warn("These fluents are used and have no initial value: " + shortened_list(names_));
+  warn_once(env, "These fluents are used and have no initial value: " + shortened_list(names_));
+}
+
+void warn_once(Environment& env, const std::string& text) {
+  const auto& known = env.warning_manager().warnings();
+  if (std::find(known.begin(), known.end(), text) == known.end()) env.warning_manager().warn(text);
 }
 
 std::string shortened_list(const std::set<std::string>& texts) {

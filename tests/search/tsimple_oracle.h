@@ -149,7 +149,7 @@ class PlainSearch {
           for (const unsigned long slot : written)
             is_novel = add_all_tuple_combinations(*child, &slot) || is_novel;
         const bool is_known = closed.contains(child.get()) || open_set.contains(child.get());
-        left_out = left_out || (!is_novel && !is_known);
+        left_out = left_out || (!is_novel && !is_known && width_ != state->assignments().size());
         if (!is_novel || is_known) continue;
         const double h = estimate(*child);
         if (h < 0) continue;

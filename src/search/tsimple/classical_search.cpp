@@ -186,7 +186,9 @@ void ClassicalSearch::make_child(StateId parent, std::uint32_t action) {
   if (is_wanted && seen_) {
     const bool is_new = is_novel();
     is_wanted = !states_.contains(child_.data(), child_hash_);
-    has_left_out_states_ = has_left_out_states_ || (is_wanted && !is_new);
+    // A tuple of all slots is a state: then this one was dropped before, as a dead end.
+    const bool was_dead_end = options_.width == slots_;
+    has_left_out_states_ = has_left_out_states_ || (is_wanted && !is_new && !was_dead_end);
     is_wanted = is_wanted && is_new && stopped_ == SearchOutcome::not_run;
   }
   if (is_wanted)

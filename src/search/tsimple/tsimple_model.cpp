@@ -32,9 +32,8 @@ bool has_effect(Node* expression) {
   return false;
 }
 
-void warn_with_list(Environment& env, std::string text, const std::set<std::string>& names) {
-  if (names.empty()) return;
-  env.warning_manager().warn(text + shortened_list(names));
+void warn_with_list(Environment& env, const std::string& text, const std::set<std::string>& names) {
+  if (!names.empty()) warn_once(env, text + shortened_list(names));
 }
 
 }  // namespace
