@@ -649,6 +649,18 @@ typedef enum zorvel_search_outcome {
 ZORVEL_API zorvel_ttplan zorvel_do_ftp_planning_with_limits(zorvel_problem problem, double seconds,
                                                             double mebibytes, zorvel_search_outcome* outcome);
 
+/* The same without time, for actions that may be taken as atomic: the result is a partial order of steps, and
+ * `zorvel_ttplan_from_potplan` makes a schedule of it, which need not keep to conditions over an interval.
+ * Reads the option `tsimple-heuristic`. */
+ZORVEL_API zorvel_potplan zorvel_do_tsimple_planning(zorvel_problem problem);
+/* With a heuristic of the caller, below 0 for a dead end. */
+ZORVEL_API zorvel_potplan zorvel_do_tsimple_planning_with_custom_heuristic(zorvel_problem problem,
+                                                                           zorvel_heuristic_callback callback,
+                                                                           void* user_data);
+/* By iterated width. An error handle without an error text: none was found, which for many problems does not
+ * mean that there is none. */
+ZORVEL_API zorvel_potplan zorvel_do_iw_planning(zorvel_problem problem);
+
 #undef ZORVEL_DECLARE_HANDLE
 
 #ifdef __cplusplus

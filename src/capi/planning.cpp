@@ -2,13 +2,33 @@
 
 #include "capi/frame.h"
 #include "search/ftp_planner.h"
+#include "search/iw_planner.h"
+#include "search/tsimple/tsimple_planner.h"
 #include "validation/tt_validator.h"
 
 using namespace zorvel;  // NOLINT: the bodies below are C functions
 using namespace zorvel::capi;
+using iw::IWPlanner;
 using tp::ftp::FtpPlanner;
+using tsimple::TSimplePlanner;
 
 namespace {
+
+zorvel_potplan solve_in_partial_order(Planner& planner) {
+  return to_handle<zorvel_potplan>(std::dynamic_pointer_cast<POTPlan>(planner.solve()));
+}
+
+/// The caller's function as the planners take it.
+HCustom::Function to_heuristic(zorvel_heuristic_callback callback, void* user_data) {
+  if (callback == nullptr) refuse_null("callback");
+  return [=](const SearchState* state, const StateIndex& index) {
+    const double value =
+        callback({const_cast<SearchState*>(state)}, {const_cast<StateIndex*>(&index)}, user_data);
+    if (!std::isfinite(value))  // it would break the order of the open list
+      throw InvalidParameterError("The custom heuristic gave a value that is not finite: ") << value;
+    return value;
+  };
+}
 
 zorvel_ttplan solve(FtpPlanner& planner) {
   return to_handle<zorvel_ttplan>(std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve()));
@@ -20,6 +40,7 @@ zorvel_search_outcome to_c(SearchOutcome outcome) {
     case SearchOutcome::no_plan: return ZORVEL_NO_PLAN;
     case SearchOutcome::time_limit: return ZORVEL_TIME_LIMIT;
     case SearchOutcome::memory_limit: return ZORVEL_MEMORY_LIMIT;
+    case SearchOutcome::incomplete:
     case SearchOutcome::expansion_limit:
     case SearchOutcome::interrupted:
     case SearchOutcome::not_run: break;
@@ -43,14 +64,7 @@ zorvel_ttplan zorvel_do_ftp_planning_with_custom_heuristic(zorvel_problem proble
                                                            void* user_data) {
   return at_boundary([&] {
     const model::ProblemPtr object = to_cxx(problem);
-    if (callback == nullptr) refuse_null("callback");
-    FtpPlanner planner(object->env(), object, [=](const SearchState* state, const StateIndex& index) {
-      const double value =
-          callback({const_cast<SearchState*>(state)}, {const_cast<StateIndex*>(&index)}, user_data);
-      if (!std::isfinite(value))  // it would break the order of the open list
-        throw InvalidParameterError("The custom heuristic gave a value that is not finite: ") << value;
-      return value;
-    });
+    FtpPlanner planner(object->env(), object, to_heuristic(callback, user_data));
     return solve(planner);
   });
 }
@@ -70,6 +84,30 @@ zorvel_ttplan zorvel_do_ftp_planning_with_limits(zorvel_problem problem, double 
     const zorvel_ttplan plan = solve(planner);
     result = to_c(planner.outcome());
     return plan;
+  });
+}
+
+zorvel_potplan zorvel_do_tsimple_planning(zorvel_problem problem) {
+  return at_boundary([&] {
+    const model::ProblemPtr object = to_cxx(problem);
+    TSimplePlanner planner(object->env(), object);
+    return solve_in_partial_order(planner);
+  });
+}
+zorvel_potplan zorvel_do_tsimple_planning_with_custom_heuristic(zorvel_problem problem,
+                                                                zorvel_heuristic_callback callback,
+                                                                void* user_data) {
+  return at_boundary([&] {
+    const model::ProblemPtr object = to_cxx(problem);
+    TSimplePlanner planner(object->env(), object, 0, to_heuristic(callback, user_data));
+    return solve_in_partial_order(planner);
+  });
+}
+zorvel_potplan zorvel_do_iw_planning(zorvel_problem problem) {
+  return at_boundary([&] {
+    const model::ProblemPtr object = to_cxx(problem);
+    IWPlanner planner(object->env(), object);
+    return solve_in_partial_order(planner);
   });
 }
 

@@ -18,6 +18,8 @@
 #include "plans/pddl_plan_printer.h"
 #include "plans/time_triggered_plan.h"
 #include "search/ftp_planner.h"
+#include "search/iw_planner.h"
+#include "search/tsimple/tsimple_planner.h"
 #include "transformers/constant_promoter.h"
 #include "transformers/contains_compiler.h"
 #include "transformers/empty_conditions_compiler.h"
@@ -81,18 +83,36 @@ bool uses_pddl_plans(Environment& env) {
   return env.configuration().get_string_value("plan-format") == "pddl";
 }
 
-/// Writes the plan to standard output, or with exact numbers to the file that was asked for.
-void write_plan(Environment& env, const TimeTriggeredPlan& plan, const PlanNames& names) {
-  const std::string& path = env.configuration().get_string_value("output-plan");
-  if (!uses_pddl_plans(env)) {
-    write_to(path, [&](std::ostream& out) { path.empty() ? plan.print(out) : plan.print_exact(out); });
-    return;
-  }
+void write_anml_plan(const Configuration& options, const std::shared_ptr<Plan>& plan) {
+  const std::string& path = options.get_string_value("output-plan");
+  const auto schedule = options.get_boolean_value("time-triggered")
+                            ? std::make_shared<TimeTriggeredPlan>(plan)
+                            : std::dynamic_pointer_cast<TimeTriggeredPlan>(plan);
+  write_to(path, [&](std::ostream& out) {
+    if (!schedule)
+      plan->print(out);  // a partial order has no times, and its delays are exact
+    else
+      path.empty() ? schedule->print(out) : schedule->print_exact(out);
+  });
+}
+
+/// Always a schedule: the format has no other plans.
+void write_pddl_plan(const Configuration& options, const std::shared_ptr<Plan>& plan,
+                     const PlanNames& names) {
   bool is_exact = true;
-  write_to(path, [&](std::ostream& out) { is_exact = print_pddl_plan(out, plan, names); });
+  write_to(options.get_string_value("output-plan"),
+           [&](std::ostream& out) { is_exact = print_pddl_plan(out, TimeTriggeredPlan(plan), names); });
   if (!is_exact)
     std::cerr << "zorvel: warning: some times of the plan have no finite decimal expansion and are rounded; "
                  "'--plan-format anml' with '--output-plan' writes exact ones\n";
+}
+
+/// Writes the plan to standard output, or with exact numbers to the file that was asked for.
+void write_plan(Environment& env, const std::shared_ptr<Plan>& plan, const PlanNames& names) {
+  if (uses_pddl_plans(env))
+    write_pddl_plan(env.configuration(), plan, names);
+  else
+    write_anml_plan(env.configuration(), plan);
 }
 
 std::shared_ptr<TimeTriggeredPlan> read_plan(Environment& env, const std::string& path, const Input& input) {
@@ -148,8 +168,34 @@ const char* explanation(SearchOutcome outcome) {
     case SearchOutcome::time_limit: return "the time limit was reached";
     case SearchOutcome::memory_limit: return "the memory limit was reached";
     case SearchOutcome::interrupted: return "the search was interrupted";
+    case SearchOutcome::incomplete: return "the search left out states that may lead to one";
     default: return "the search did not end";
   }
+}
+
+using MakePlanner = std::function<std::unique_ptr<Planner>(Environment&, const model::ProblemPtr&)>;
+
+const std::map<std::string, MakePlanner>& planners() {
+  static const std::map<std::string, MakePlanner> makers{
+      {"ftp", [](Environment& env,
+                 const auto& problem) { return std::make_unique<tp::ftp::FtpPlanner>(env, problem); }},
+      {"tsimple",
+       [](Environment& env, const auto& problem) {
+         return std::make_unique<tsimple::TSimplePlanner>(env, problem);
+       }},
+      {"iw",
+       [](Environment& env, const auto& problem) { return std::make_unique<iw::IWPlanner>(env, problem); }}};
+  return makers;
+}
+
+/// The planner that the option `algorithm` names; InputError if there is none.
+const MakePlanner& chosen_planner(const Configuration& options) {
+  const std::string& algorithm = options.get_string_value("algorithm");
+  const auto chosen = planners().find(algorithm);
+  if (chosen != planners().end()) return chosen->second;
+  std::string names;
+  for (const auto& [name, maker] : planners()) names += (names.empty() ? "'" : ", '") + name + "'";
+  throw InputError("the algorithm '" + algorithm + "' is not part of this version; there is " + names);
 }
 
 using MakeTransformer =
@@ -198,9 +244,7 @@ const std::vector<std::string>& transformer_names() {
 
 Status solve(Environment& env, const std::vector<std::string>& files) {
   const Configuration& options = env.configuration();
-  const std::string& algorithm = options.get_string_value("algorithm");
-  if (algorithm != "ftp")
-    throw InputError("the algorithm '" + algorithm + "' is not part of this version; there is 'ftp'");
+  const MakePlanner& make_planner = chosen_planner(options);
   const double weight = options.get_float_value("weight");
   if (!(weight >= 0 && weight <= 1)) throw InputError("--weight must lie between 0 and 1");
   try {
@@ -212,7 +256,7 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
   const model::ProblemPtr problem = without_metrics(env, input.problem);
   std::size_t warnings = print_warnings(env);
 
-  tp::ftp::FtpPlanner planner(env, problem);
+  const std::unique_ptr<Planner> planner = make_planner(env, problem);
   warnings = print_warnings(env, warnings);
   std::shared_ptr<Plan> plan;
   {
@@ -222,21 +266,21 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
     limits.memory_bytes = static_cast<std::uint64_t>(options.get_integer_value("memory-limit")) << 20;
     limits.interrupted = &interrupted;
     if (line.is_on()) limits.on_progress = [&line](const SearchProgress& progress) { line.show(progress); };
-    planner.set_limits(limits);
+    planner->set_limits(limits);
     const InterruptGuard guard;
-    plan = planner.solve();
+    plan = planner->solve();
   }
   print_warnings(env, warnings);
   if (!plan) {
-    if (planner.outcome() == SearchOutcome::no_plan) {
+    if (planner->outcome() == SearchOutcome::no_plan) {
       std::cerr << "zorvel: there is no plan\n";
       return refuted;
     }
-    std::cerr << "zorvel: no plan was found: " << explanation(planner.outcome()) << '\n';
+    std::cerr << "zorvel: no plan was found: " << explanation(planner->outcome()) << '\n';
     return gave_up;
   }
   if (plan->size() == 0) std::cerr << "zorvel: the goal holds from the start; the plan has no step\n";
-  write_plan(env, TimeTriggeredPlan(plan), input.names);
+  write_plan(env, plan, input.names);
   return success;
 }
 

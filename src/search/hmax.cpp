@@ -82,6 +82,8 @@ double HMax::operator()(const SearchState& state) {
       }
       for (const auto& simulated : action.simulated_effects()) {
         for (Node* reference : simulated->fluents) {
+          if (!factory.get_fluent_from_reference(reference)->type()->is_finite_domain())
+            next[reference].insert(AllValuesEvaluator::any_value(factory));
           for (Node* added : action.predicates_added(true)) {
             if (added == reference)
               next[reference].insert(factory.make_boolean_constant(true));

@@ -18,7 +18,10 @@ bool check_domain(const ExpressionFactory& factory, const Node* value, const mod
 
 void prune_impossible_values(const ExpressionFactory& factory, model::NodeSet& values,
                              const model::TypeBase& type) {
-  std::erase_if(values, [&](const Node* value) { return !check_domain(factory, value, type); });
+  // What is no number stands for all values: see AllValuesEvaluator.
+  std::erase_if(values, [&](const Node* value) {
+    return ExpressionFactory::is_numeric_constant(value) && !check_domain(factory, value, type);
+  });
 }
 
 namespace tp {

@@ -133,6 +133,49 @@ static void a_custom_heuristic_reads_the_state(void) {
   zorvel_env_destroy(env);
 }
 
+static void classical_plans_are_partial_orders(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem problem = parse(env,
+                                 "fluent boolean lit;\n"
+                                 "fluent boolean seen;\n"
+                                 "action light() { duration := 5; [end] lit := true; };\n"
+                                 "action look() { duration := 2; [start] lit; [end] seen := true; };\n"
+                                 "[start] lit := false;\n"
+                                 "[start] seen := false;\n"
+                                 "goal [end] seen;\n");
+  zorvel_fluent_iter fluents = zorvel_problem_get_fluents(problem);
+  zorvel_fluent lit = zorvel_fluent_iter_next(fluents);
+  struct counting data = {env, zorvel_expr_make_fluent_reference(env, lit, NULL, 0), 0, 0, 0};
+  zorvel_potplan plans[] = {zorvel_do_tsimple_planning(problem), zorvel_do_iw_planning(problem),
+                            zorvel_do_tsimple_planning_with_custom_heuristic(problem, prefer_lit, &data)};
+  CHECK(data.calls > 0 && data.lit > 0);
+  for (int i = 0; i < 3; ++i) {
+    CHECK(!zorvel_potplan_is_error(plans[i]));
+    CHECK_OWNED_TEXT(zorvel_potplan_get_string(plans[i]),
+                     "Steps to execute:\n 1) light() with duration 5\n 2) look() with duration 2\n"
+                     "Subject to:\n 2 > 1\n");
+    zorvel_ttplan schedule = zorvel_ttplan_from_potplan(plans[i]);
+    CHECK(zorvel_ttplan_validate(problem, schedule) == 1);
+    zorvel_ttplan_destroy(schedule);
+    zorvel_potplan_destroy(plans[i]);
+  }
+  CHECK_ERROR(zorvel_potplan_is_error(zorvel_do_tsimple_planning_with_custom_heuristic(problem, NULL, NULL)),
+              "InvalidParameterError: The argument 'callback' is null");
+  zorvel_fluent_destroy(lit);
+  zorvel_fluent_iter_destroy(fluents);
+  zorvel_problem_destroy(problem);
+
+  problem = parse(env, "fluent boolean p;\n[start] p := false;\ngoal [end] p;\n");
+  CHECK_NOTHING(zorvel_potplan_is_error(zorvel_do_tsimple_planning(problem)));
+  CHECK_NOTHING(zorvel_potplan_is_error(zorvel_do_iw_planning(problem)));
+  zorvel_problem_destroy(problem);
+  problem = parse(env, "fluent boolean p;\n[start] p := false;\n[5] p := true;\ngoal [end] p;\n");
+  CHECK_ERROR(zorvel_potplan_is_error(zorvel_do_tsimple_planning(problem)),
+              "InternalError: Search planner does not support TILs!");
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
 struct doubling {
   zorvel_env env;
   zorvel_expr level;
@@ -187,6 +230,14 @@ static void a_simulated_effect_computes_its_value(void) {
     zorvel_ttplan_destroy(plan);
   }
   CHECK(data.calls > 0);
+  const char* classical_heuristics[] = {"blind", "hadd", "hff", "hmax"};
+  for (int i = 0; i < 4; ++i) {
+    CHECK(zorvel_env_set_string_option(env, "tsimple-heuristic", classical_heuristics[i]) == 0);
+    zorvel_potplan plan = zorvel_do_tsimple_planning(problem);
+    CHECK(!zorvel_potplan_is_error(plan));
+    CHECK(zorvel_potplan_get_size(plan) == 2);
+    zorvel_potplan_destroy(plan);
+  }
   zorvel_problem_destroy(problem);
   zorvel_action_destroy(grow);
   zorvel_simulated_effect_destroy(effect);
@@ -337,6 +388,7 @@ int main(void) {
   a_plan_is_found_validated_and_read_again();
   no_plan_is_no_error();
   a_custom_heuristic_reads_the_state();
+  classical_plans_are_partial_orders();
   a_simulated_effect_computes_its_value();
   faulty_callbacks_do_no_harm();
   files_are_read_and_written();

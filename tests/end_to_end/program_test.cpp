@@ -264,6 +264,46 @@ TEST_F(Program, AnEmptyFileIsAProblemThatNeedsNoStep) {
   EXPECT_EQ(result.out, "");
 }
 
+TEST_F(Program, WritesPartialOrdersAndTheirSchedules) {
+  const fs::path problem = write("lamp.anml",
+                                 "fluent boolean lit; fluent boolean seen; fluent boolean warm;\n"
+                                 "[start] lit := false; [start] seen := false; [start] warm := false;\n"
+                                 "action heat() { duration := 3; [end] warm := true; };\n"
+                                 "action light() { duration := 0.125; [end] lit := true; };\n"
+                                 "action look() { duration := 2; [start] lit; [end] seen := true; };\n"
+                                 "[end] seen; [end] warm;\n");
+  const std::string partial_order =
+      "Steps to execute:\n 1) heat() with duration 3\n 2) light() with duration 1/8\n"
+      " 3) look() with duration 2\nSubject to:\n 3 > 2\n";
+  for (const std::string algorithm : {"tsimple -A blind", "tsimple", "tsimple -A hadd", "iw -A blind"}) {
+    SCOPED_TRACE(algorithm);
+    const Result solved = run("solve -a " + algorithm + " " + quoted(problem));
+    EXPECT_EQ(solved.status, 0) << solved.err;
+    EXPECT_EQ(solved.out, partial_order);
+    EXPECT_EQ(solve_and_validate(problem, "--time-triggered -a " + algorithm), 0);
+    EXPECT_EQ(read(folder_ / "plan"), "0: heat() [3]\n0: light() [1/8]\n27/200: look() [2]\n");
+  }
+  const fs::path plan = folder_ / "partial";
+  EXPECT_EQ(run("solve -a tsimple " + quoted(problem) + " --output-plan " + quoted(plan)).out, "");
+  EXPECT_EQ(read(plan), partial_order);
+
+  const Result none =
+      run("solve -a iw " + quoted(write("none.anml", "fluent boolean p; [start] p := false; [end] p;")));
+  EXPECT_EQ(none.status, 1) << none.err;
+  EXPECT_EQ(none.err.find("zorvel: there is no plan"), 0U) << none.err;
+  // Goals one by one can lead where no plan is, and that says nothing.
+  const fs::path trap = write("trap.anml",
+                              "fluent boolean a; fluent boolean b; [start] a := false; [start] b := false;\n"
+                              "action one() { duration := 1; [start] not b; [end] a := true; };\n"
+                              "action two() { duration := 1; [start] not a; [end] b := true; };\n"
+                              "action three() { duration := 1; [start] b; [end] a := true; };\n"
+                              "[end] a; [end] b;\n");
+  EXPECT_EQ(run("solve -a tsimple -A blind " + quoted(trap)).status, 0);
+  const Result trapped = run("solve -a tsimple -A blind -S " + quoted(trap));
+  EXPECT_EQ(trapped.status, 3);
+  EXPECT_EQ(trapped.err, "zorvel: no plan was found: the search left out states that may lead to one\n");
+}
+
 TEST_F(Program, TellsWhyAPlanIsInvalid) {
   const fs::path problem = source_dir / "examples" / "match_cellar.anml";
   const Result result = run("validate --plan " + quoted(write("empty.plan", "")) + " " + quoted(problem));

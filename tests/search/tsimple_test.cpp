@@ -333,6 +333,18 @@ TEST(TSimplePlanner, MovesThatBreakABoundOrDivideByZeroAreImpossible) {
   }
 }
 
+TEST(TSimplePlanner, ANumberThatCanTakeTooManyValuesCountsAsAnyNumber) {
+  // Each layer doubles the values of n, which soon are too many to list.
+  Environment env;
+  TSimplePlanner planner(env, parse(env,
+                                    "fluent integer n; [start] n := 1; [end] n == -1;\n"
+                                    "action a() { duration := 1; [end] n := 2 * n; };\n"
+                                    "action b() { duration := 1; [end] n := 3 * n + 1; };\n"));
+  planner.set_limits(at_most(2));
+  EXPECT_FALSE(planner.solve());
+  EXPECT_EQ(planner.outcome(), SearchOutcome::expansion_limit);
+}
+
 TEST(TSimplePlanner, ACustomHeuristicSeesTheValuesAndDecides) {
   const std::string text = lamp +
                            "action up() { duration := 1; [end] pace := pace + 1; };\n"
