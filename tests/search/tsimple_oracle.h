@@ -208,7 +208,9 @@ inline std::string random_classical_problem(unsigned seed, bool atomic = false) 
   const auto fluent = [&] { return "p" + std::to_string(pick(4)); };
   const auto place = [&] { return "l" + std::to_string(pick(3)); };
   const auto condition = [&]() -> std::string {
-    switch (pick(10)) {
+    switch (pick(12)) {
+      case 10: return "cell(level)";
+      case 11: return "fuel - level > 1";
       case 0: return "not " + fluent();
       case 1: return fluent() + " or " + fluent();
       case 2: return "level >= " + std::to_string(1 + pick(3));
@@ -229,7 +231,7 @@ inline std::string random_classical_problem(unsigned seed, bool atomic = false) 
       case 3: return "pos := " + place();
       case 4: return "mark(pos) := " + std::string(pick(3) == 0 ? "false" : "true");
       case 5: return "mark(" + place() + ") := true";
-      case 6: return "fuel := fuel - level";
+      case 6: return pick(2) == 0 ? "fuel := fuel - level" : "fuel := 4 / (level + 1)";
       default: return fluent() + " := true";
     }
   };
@@ -240,6 +242,9 @@ inline std::string random_classical_problem(unsigned seed, bool atomic = false) 
   for (int i = 0; i < 4; ++i)
     text << "fluent boolean p" << i << ";\n[start] p" << i << " := " << (pick(5) == 0 ? "true" : "false")
          << ";\n";
+  text << "fluent boolean cell(integer [0, 2] i);\n";
+  for (int i = 0; i < 3; ++i)
+    text << "[start] cell(" << i << ") := " << (pick(2) == 0 ? "true" : "false") << ";\n";
   for (int i = 0; i < 3; ++i)
     text << "[start] mark(l" << i << ") := " << (pick(4) == 0 ? "true" : "false") << ";\n";
   text << "[start] level := " << pick(3) << ";\n[start] fuel := " << 1 + pick(4) << ";\n[start] pos := l0;\n";

@@ -1,7 +1,9 @@
 #include <numeric>
 
 #include "model/model_factory.h"
+#include "search/hmax.h"
 #include "search/tsimple_oracle.h"
+#include "search/value_reachability.h"
 
 namespace zorvel::tsimple {
 namespace {
@@ -390,6 +392,67 @@ TEST(TSimplePlanner, LimitsEndASearchThatHasNoEnd) {
     planner.set_limits(limits);
     EXPECT_FALSE(planner.solve());
     EXPECT_EQ(planner.outcome(), outcome);
+  }
+}
+
+/// Compares both forms of HMax on the states of a random walk; how many of them the packed one could answer.
+int compare_on_walk(Environment& env, const std::string& text, unsigned seed) {
+  const TSimplePlanner planner(env, parse(env, text));
+  const TSimpleModel& model = planner.model();
+  const auto tables = std::make_shared<EvaluationTables>(env, model.index());
+  ValueReachability packed(*tables, model.goals(), model.actions());
+  zorvel::HMax plain(env, model.index(), model.goals(), model.actions());
+  std::mt19937 random(seed);
+  int answered = 0;
+  for (const auto& state : random_walk(planner, random)) {
+    std::vector<ValueId> values(model.index().size());
+    tables->layout.pack(*state, values.data());
+    const auto layers = packed.layers(values.data());
+    if (!layers) continue;
+    ++answered;
+    EXPECT_EQ(*layers, plain(*state))
+        << text << model::to_anml(state->as_expression(model.index(), env.expression_factory(), 0));
+    if (testing::Test::HasFailure()) break;
+  }
+  return answered;
+}
+
+TEST(ValueReachability, CountsTheLayersThatThePlainFormCounts) {
+  int answered = 0;
+  for (unsigned seed = 5000; seed < 5200 && !HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Environment env;
+    answered += compare_on_walk(env, random_classical_problem(seed), seed);
+  }
+  EXPECT_GT(answered, 1000);
+}
+
+TEST(ValueReachability, TakesNumbersAndNestedReferencesAsThePlainFormDoes) {
+  const char* const cases[] = {
+      // Reachable in many layers, or never.
+      "action up() { duration := 1; [end] pace := pace + 1; }; [end] pace == 9;",
+      "action up() { duration := 1; [end] pace := pace + 1; }; [end] pace * 2 == 9;",
+      "fluent float f; [start] f := 64.0; action halve() { duration := 1; [end] f := f / 2; }; [end] f < 1;",
+      "fluent integer n; [start] n := 1; action a() { duration := 1; [end] n := 2 * n; };\n"
+      "action b() { duration := 1; [end] n := 3 * n + 1; }; [end] n == -1;",
+      "action div() { duration := 1; [start] 6 / (pace - 3) > 2; [end] seen := true; };\n"
+      "action up() { duration := 1; [end] pace := pace + 1; }; [end] seen;",
+      "fluent integer [0, 2] at(integer [0, 2] i); [start] at(0) := 1; [start] at(1) := 2; [start] at(2) := "
+      "0;\n"
+      "action go() { duration := 1; [end] at(1) := at(at(0)); }; [end] at(at(at(1))) == 0;",
+      "constant integer cost(integer [0, 9] i); cost(*) := 0;\n"
+      "cost(3) := 4; cost(4) := 6; cost(6) := 9;\n"
+      "action pay() { duration := 1; [end] pace := cost(pace); }; [end] pace == 9;",
+      "[end] on implies seen; [end] not (on == seen) or pace > 3;",
+  };
+  for (const char* text : cases) {
+    SCOPED_TRACE(text);
+    Environment env;
+    try {
+      EXPECT_GT(compare_on_walk(env, lamp + text, 1), 0);
+    } catch (const ZorvelError& error) {
+      ADD_FAILURE() << error.what();
+    }
   }
 }
 

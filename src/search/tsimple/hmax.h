@@ -5,6 +5,7 @@
 
 #include "search/hmax.h"
 #include "search/tsimple/classical_search.h"
+#include "search/value_reachability.h"
 
 namespace zorvel::tsimple {
 
@@ -12,17 +13,20 @@ namespace zorvel::tsimple {
 /// hold and each landmark that has not been met: goals and landmarks are pursued before anything else.
 class HMax : public zorvel::HMax {
  public:
-  /// `index` must outlive the heuristic.
-  HMax(Environment& env, const StateIndex& index, std::vector<Node*> goals, std::vector<Node*> landmarks,
-       std::vector<ClassicalAction> actions);
+  HMax(Environment& env, std::shared_ptr<EvaluationTables> tables, std::vector<Node*> goals,
+       std::vector<Node*> landmarks, std::vector<ClassicalAction> actions);
 
   /// `state` must be a tsimple::SearchState.
   double operator()(const zorvel::SearchState& state) override;
-
-  /// The value, given the relaxed distance `layers`.
-  double with_achievements(double layers, std::size_t achieved_goals, std::size_t achieved_landmarks) const;
+  /// The same for a packed state, much faster.
+  double evaluate(const StateView& view);
+  using zorvel::HMax::evaluate;
 
  private:
+  double with_achievements(double layers, std::size_t achieved_goals, std::size_t achieved_landmarks) const;
+
+  std::shared_ptr<EvaluationTables> tables_;
+  ValueReachability reachability_;
   std::size_t landmarks_;
 };
 

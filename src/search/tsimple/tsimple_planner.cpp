@@ -58,12 +58,9 @@ void TSimplePlanner::initialize_heuristic(HCustom::Function custom_heuristic) {
   if (name == "hadd" || name == "hff") {
     initialize_additive_heuristic(name == "hff");
   } else if (name == "hmax") {
-    const auto hmax = std::make_shared<HMax>(env(), model_->index(), model_->goals(), model_->landmarks(),
-                                             model_->actions());
-    evaluate_ = [this, hmax](const StateView& view) {
-      return hmax->with_achievements(hmax->zorvel::HMax::operator()(tables_->layout.unpack(view.values, 1)),
-                                     view.achieved_goals, view.achieved_landmarks);
-    };
+    const auto hmax =
+        std::make_shared<HMax>(env(), tables_, model_->goals(), model_->landmarks(), model_->actions());
+    evaluate_ = [hmax](const StateView& view) { return hmax->evaluate(view); };
     heuristic_ = hmax;
   } else {
     throw InternalError("Heuristic not implemented!");
