@@ -651,7 +651,8 @@ ZORVEL_API zorvel_ttplan zorvel_do_ftp_planning_with_limits(zorvel_problem probl
 
 /* The same without time, for actions that may be taken as atomic: the result is a partial order of steps, and
  * `zorvel_ttplan_from_potplan` makes a schedule of it, which need not keep to conditions over an interval.
- * Reads the option `tsimple-heuristic`. */
+ * Reads the option `tsimple-heuristic`. An error handle without an error text: there is no plan of atomic
+ * actions. */
 ZORVEL_API zorvel_potplan zorvel_do_tsimple_planning(zorvel_problem problem);
 /* With a heuristic of the caller, below 0 for a dead end. */
 ZORVEL_API zorvel_potplan zorvel_do_tsimple_planning_with_custom_heuristic(zorvel_problem problem,

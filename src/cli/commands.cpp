@@ -257,6 +257,7 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
   std::size_t warnings = print_warnings(env);
 
   const std::unique_ptr<Planner> planner = make_planner(env, problem);
+  const bool takes_actions_as_atomic = options.get_string_value("algorithm") != "ftp";
   warnings = print_warnings(env, warnings);
   std::shared_ptr<Plan> plan;
   {
@@ -273,7 +274,7 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
   print_warnings(env, warnings);
   if (!plan) {
     if (planner->outcome() == SearchOutcome::no_plan) {
-      std::cerr << "zorvel: there is no plan\n";
+      std::cerr << "zorvel: there is no plan" << (takes_actions_as_atomic ? " of atomic actions\n" : "\n");
       return refuted;
     }
     std::cerr << "zorvel: no plan was found: " << explanation(planner->outcome()) << '\n';
