@@ -69,6 +69,32 @@ TEST(TSimpleSearch, FindsWhatThePlainSearchFinds) {
   EXPECT_GT(incomplete, 10);
 }
 
+TEST(TSimpleSearch, KeepsBitsOfTheHeuristicWithEachState) {
+  Environment env;
+  const TSimplePlanner planner(
+      env, parse(env,
+                 "fluent integer [0, 50] n; [start] n := 0; [end] n == 45; [start, end] contains n == 3;\n"
+                 "action up() { duration := 1; [end] n := n + 1; };\n"));
+  EvaluationTables tables(env, planner.model().index());
+  SearchOptions options;
+  options.heuristic_bits = 46;
+  options.evaluate = [](const StateView& view) {
+    // The bits of all depths on the way: those of the parent, and one more.
+    std::copy(view.parent_bits.begin(), view.parent_bits.end(), view.bits.begin());
+    view.bits[view.depth / 32] |= 1U << (view.depth % 32);
+    unsigned count = 0;
+    for (unsigned depth = 0; depth < 46; ++depth) count += view.bits[depth / 32] >> (depth % 32) & 1U;
+    EXPECT_EQ(count, view.depth + 1);
+    EXPECT_EQ(view.parent_bits.empty(), view.depth == 0);
+    EXPECT_EQ(view.achieved_landmarks, view.depth >= 3 ? 1U : 0U);
+    return 0.0;
+  };
+  const SearchLimits limits;
+  ClassicalSearch search(planner.model(), tables, {0}, options, limits);
+  EXPECT_EQ(search.run(), SearchOutcome::plan_found);
+  EXPECT_EQ(search.path().size(), 46U);
+}
+
 TEST(TSimpleSearch, FindsAPlanExactlyIfThereIsOne) {
   int with_plan = 0, without = 0;
   for (unsigned seed = 1000; seed < 1150; ++seed) {

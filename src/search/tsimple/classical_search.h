@@ -24,7 +24,8 @@ struct StateView {
   std::uint32_t depth;
   std::uint32_t achieved_goals;
   std::uint32_t achieved_landmarks;
-  /// Bits that the heuristic keeps with each state: its parent's, and those to be set, which are 0.
+  /// Bits that the heuristic keeps with each state: its parent's (none for the initial state), and those to
+  /// be set, which are 0.
   std::span<const std::uint32_t> parent_bits;
   std::span<std::uint32_t> bits;
 };

@@ -102,6 +102,7 @@ std::shared_ptr<Plan> TSimplePlanner::solve() {
   search_options.skips_initial_tuples =
       options.get_boolean_value("iw-disable-tuple-computation-in-initial-states");
   search_options.evaluate = evaluate_;
+  search_options.heuristic_bits = heuristic_bits_;
   search_options.weight = heuristic_ ? heuristic_->weight() : 0.0;
   ClassicalSearch search(*model_, *tables_, searched_actions_, std::move(search_options), limits_);
   outcome_ = search.run();

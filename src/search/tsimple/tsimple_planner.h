@@ -49,6 +49,7 @@ class TSimplePlanner : public Planner {
   std::vector<std::uint32_t> searched_actions_;
   std::shared_ptr<Heuristic> heuristic_;
   std::function<double(const StateView&)> evaluate_;  // the heuristic on packed states
+  std::size_t heuristic_bits_ = 0;                    // that it keeps with each state
   SearchStatistics statistics_;
 };
 
