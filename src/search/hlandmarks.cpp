@@ -5,6 +5,7 @@
 #include "core/errors.h"
 #include "search/dense_problem.h"
 #include "search/ftp_state.h"
+#include "search/tsimple/search_state.h"
 
 namespace zorvel {
 
@@ -46,10 +47,13 @@ HLandmarks::HLandmarks(Environment& env, std::shared_ptr<EvaluationTables> table
                          slots),
       slots_(slots) {}
 
-double HLandmarks::operator()(const SearchState& state) {
-  tables().layout.pack(state, slots_.data());
-  SetId set = 0;
-  return estimate(slots_.data(), set);
+double HLandmarks::operator()(const zorvel::SearchState& state) {
+  const auto& own = static_cast<const SearchState&>(state);
+  tables().layout.pack(own, slots_.data());
+  SetId set = own.parent == nullptr ? 0 : set_of_state_.at(own.parent);
+  const double value = estimate(slots_.data(), set);
+  set_of_state_[&own] = set;
+  return value;
 }
 
 }  // namespace tsimple

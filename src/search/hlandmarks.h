@@ -57,6 +57,8 @@ class HLandmarks : public Heuristic {
 
 namespace tsimple {
 
+class SearchState;
+
 /// The landmarks of classical states.
 class HLandmarks : public zorvel::HLandmarks {
  public:
@@ -66,11 +68,12 @@ class HLandmarks : public zorvel::HLandmarks {
              const std::vector<model::NodeSet>& goals, const std::vector<ClassicalAction>& classical_actions,
              const std::vector<ValueId>& slots);
 
-  /// The estimate for a state that has no parent.
-  double operator()(const SearchState& state) override;
+  /// Of a tsimple::SearchState, whose parent, if it has one, lives and was evaluated before.
+  double operator()(const zorvel::SearchState& state) override;
 
  private:
   std::vector<ValueId> slots_;  // scratch
+  std::unordered_map<const SearchState*, SetId> set_of_state_;
 };
 
 }  // namespace tsimple

@@ -55,6 +55,26 @@ HMax::Assignments HMax::initial_assignments(const SearchState& state) const {
   return assignments;
 }
 
+/// What an effect can write while its arguments may have the values of the evaluator.
+std::vector<Node*> HMax::references_written(const AllValuesEvaluator& evaluator, const Effect& effect) const {
+  F& factory = env().expression_factory();
+  std::vector<Node*> references;
+  std::vector<std::vector<Node*>> choices;
+  for (std::size_t i = 0; i < effect.parameters.size(); ++i) {
+    model::NodeSet choice = evaluator(effect.parameters[i]);
+    if (choice.contains(AllValuesEvaluator::any_value(factory))) {
+      for (const auto& [reference, slot] : index_)
+        if (factory.get_fluent_from_reference(reference) == effect.fluent) references.push_back(reference);
+      return references;
+    }
+    prune_impossible_values(factory, choice, *effect.fluent->parameters()[i]->type());
+    choices.push_back(model::sorted_by_id(choice));
+  }
+  for (const std::vector<Node*>& arguments : cartesian_product(choices))
+    references.push_back(factory.make_fluent_reference(effect.fluent, arguments));
+  return references;
+}
+
 double HMax::operator()(const SearchState& state) {
   if (goals_.empty()) return 0.0;
   F& factory = env().expression_factory();
@@ -71,14 +91,8 @@ double HMax::operator()(const SearchState& state) {
       for (const auto& [reference, effect] : action.effects()) {
         model::NodeSet values = evaluator(effect->value);
         prune_impossible_values(factory, values, *effect->fluent->type());
-        std::vector<std::vector<Node*>> choices;
-        for (std::size_t i = 0; i < effect->parameters.size(); ++i) {
-          model::NodeSet choice = evaluator(effect->parameters[i]);
-          prune_impossible_values(factory, choice, *effect->fluent->parameters()[i]->type());
-          choices.push_back(model::sorted_by_id(choice));
-        }
-        for (const std::vector<Node*>& arguments : cartesian_product(choices))
-          next[factory.make_fluent_reference(effect->fluent, arguments)].insert(values.begin(), values.end());
+        for (Node* written : references_written(evaluator, *effect))
+          next[written].insert(values.begin(), values.end());
       }
       for (const auto& simulated : action.simulated_effects()) {
         for (Node* reference : simulated->fluents) {

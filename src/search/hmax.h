@@ -32,6 +32,7 @@ class HMax : public Heuristic {
 
  private:
   Assignments initial_assignments(const SearchState& state) const;
+  std::vector<Node*> references_written(const AllValuesEvaluator& evaluator, const Effect& effect) const;
 
   const StateIndex& index_;
   std::vector<Node*> goals_;

@@ -11,6 +11,8 @@ IWPlanner::IWPlanner(Environment& env, model::ProblemPtr problem) : Planner(env,
   apply_flattener(false);
   apply_increase_decrease_compiler();
   apply_forall_compiler();
+  unpromoted_ = problem_;
+  apply_constant_promoter();
   apply_temporal_uncertainty_compiler();
   apply_grounder(true);
   require_discrete_change();
@@ -31,7 +33,7 @@ std::shared_ptr<Plan> IWPlanner::solve() {
 std::shared_ptr<Plan> IWPlanner::search() {
   const auto started = std::chrono::steady_clock::now();
   outcome_ = SearchOutcome::incomplete;
-  const std::size_t widest = problem_->all_ground_fluents(false).size();
+  const std::size_t widest = unpromoted_->all_ground_fluents(false).size();
   while (outcome_ == SearchOutcome::incomplete && width_ < widest) {
     ++width_;
     ZORVEL_LOG(INFO) << "Start IW(" << width_ << ")";

@@ -82,9 +82,10 @@ class StaticTables {
     Node* const target = assignment->children[0];
     const FluentImpl* const fluent = fluent_of(target);
     const ParameterVector& parameters = fluent->parameters();
-    const bool is_of_objects = std::all_of(parameters.begin(), parameters.end(), [](const auto& parameter) {
-      return parameter->type()->is_user_defined();
-    });
+    const bool is_of_objects =
+        !parameters.empty() && std::all_of(parameters.begin(), parameters.end(), [](const auto& parameter) {
+          return parameter->type()->is_user_defined();
+        });
     if (!is_of_objects) changing_.insert(fluent);
     std::shared_ptr<FunctionValueImpl>& table = tables_[fluent];
     if (!table) table = std::make_shared<FunctionValueImpl>();
@@ -97,7 +98,7 @@ class StaticTables {
 
   /// A predicate that is known for all arguments is kept as the rows where it is true.
   void shorten(const FluentImpl& fluent, FunctionValueImpl& table) const {
-    if (!fluent.type()->is_boolean() || !fluent.has_parameters()) return;
+    if (!fluent.type()->is_boolean()) return;
     std::size_t references = 1;
     for (const auto& parameter : fluent.parameters())
       references *= domain_items(problem_.env(), problem_.instances(), parameter->type()).size();

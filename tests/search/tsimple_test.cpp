@@ -11,7 +11,7 @@ namespace {
 /// The options of one run, taken from a seed.
 struct Options {
   explicit Options(unsigned seed)
-      : heuristic(std::vector<std::string>{"blind", "hadd", "hff", "hmax"}[seed % 4]),
+      : heuristic(std::vector<std::string>{"blind", "hadd", "hff", "hmax", "hlandmarks"}[seed % 5]),
         width(seed / 4 % 4),
         serializes(seed / 16 % 3 == 0),
         skips(seed / 48 % 2 == 1),
@@ -104,7 +104,7 @@ TEST(TSimpleSearch, FindsAPlanExactlyIfThereIsOne) {
     const auto problem = parse(env, text);
     const bool expected = has_plan(TSimplePlanner(env, problem));
     (expected ? with_plan : without) += 1;
-    for (const char* heuristic : {"blind", "hadd", "hff", "hmax"}) {
+    for (const char* heuristic : {"blind", "hadd", "hff", "hmax", "hlandmarks"}) {
       env.configuration().set_value("tsimple-heuristic", std::string(heuristic));
       TSimplePlanner planner(env, problem);
       ASSERT_EQ(planner.solve() != nullptr, expected) << heuristic << '\n' << text;

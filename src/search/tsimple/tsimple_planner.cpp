@@ -9,6 +9,7 @@
 #include "model/walkers/expression_free_vars.h"
 #include "model/walkers/normal_forms.h"
 #include "search/hadd.h"
+#include "search/hlandmarks.h"
 #include "search/tsimple/hmax.h"
 #include "search/tsimple/plan_builder.h"
 #include "transformers/free_var_params_compiler.h"
@@ -35,6 +36,8 @@ void TSimplePlanner::apply_transformers(bool is_guided_by_user) {
   apply_flattener(is_guided_by_user);
   apply_increase_decrease_compiler();
   apply_forall_compiler();
+  // A user's own heuristic reads the fluents of the problem as it was written.
+  if (!is_guided_by_user) apply_constant_promoter();
   apply(std::make_shared<model::FreeVarParamsCompiler>(problem_));
   apply_temporal_uncertainty_compiler();
   apply_grounder(true);
@@ -57,6 +60,8 @@ void TSimplePlanner::initialize_heuristic(HCustom::Function custom_heuristic) {
   if (name == "blind") return;
   if (name == "hadd" || name == "hff") {
     initialize_additive_heuristic(name == "hff");
+  } else if (name == "hlandmarks") {
+    initialize_landmarks();
   } else if (name == "hmax") {
     const auto hmax =
         std::make_shared<HMax>(env(), tables_, model_->goals(), model_->landmarks(), model_->actions());
@@ -67,10 +72,30 @@ void TSimplePlanner::initialize_heuristic(HCustom::Function custom_heuristic) {
   }
 }
 
+std::vector<model::NodeSet> TSimplePlanner::goal_clauses() const {
+  if (model_->goals().empty()) return {};
+  return model::ToDNF(env())(env().expression_factory().make_and(model_->goals()));
+}
+
+/// The number of a state's reached set is what the heuristic keeps with it.
+void TSimplePlanner::initialize_landmarks() {
+  std::vector<ValueId> slots(tables_->layout.slots());
+  tables_->layout.pack(model_->initial_state(), slots.data());
+  const auto landmarks =
+      std::make_shared<HLandmarks>(env(), tables_, goal_clauses(), model_->actions(), slots);
+  heuristic_bits_ = 8 * sizeof(HLandmarks::SetId);
+  evaluate_ = [landmarks](const StateView& view) {
+    HLandmarks::SetId set = view.parent_bits.empty() ? 0 : view.parent_bits.front();
+    const double estimate = landmarks->estimate(view.values, set);
+    view.bits.front() = set;
+    return estimate;
+  };
+  heuristic_ = landmarks;
+}
+
 void TSimplePlanner::initialize_additive_heuristic(bool extracts_plans) {
   model::ExpressionFactory& factory = env().expression_factory();
-  std::vector<model::NodeSet> goals;
-  if (!model_->goals().empty()) goals = model::ToDNF(env())(factory.make_and(model_->goals()));
+  const std::vector<model::NodeSet> goals = goal_clauses();
   const auto hadd = extracts_plans ? std::make_shared<HFF>(env(), tables_, goals, model_->actions())
                                    : std::make_shared<HAdd>(env(), tables_, goals, model_->actions());
   heuristic_ = hadd;

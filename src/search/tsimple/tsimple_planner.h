@@ -40,7 +40,9 @@ class TSimplePlanner : public Planner {
  private:
   void apply_transformers(bool is_guided_by_user);
   void initialize_heuristic(HCustom::Function custom_heuristic);
+  void initialize_landmarks();
   void initialize_additive_heuristic(bool extracts_plans);
+  std::vector<model::NodeSet> goal_clauses() const;  // in disjunctive normal form
   std::shared_ptr<Plan> plan_of(const ClassicalSearch& search) const;
 
   std::size_t width_;
