@@ -21,6 +21,10 @@
 
 #include <stddef.h>
 
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -331,6 +335,10 @@ void vesk_destroy_model_iterator(vesk_model_iterator iterator);
 
 #ifdef __cplusplus
 }
+#endif
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
 #endif
 
 #endif
