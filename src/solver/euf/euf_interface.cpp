@@ -6,8 +6,14 @@
 #include <utility>
 
 #include "solver/term/poly.h"
+#include "solver/theory/theory_eq.h"
 
 namespace vesk::euf {
+
+namespace {
+// Assertions that look at the whole graph are for graphs up to this size.
+constexpr std::size_t max_checked_nodes = 2000;
+}  // namespace
 
 Node EufSolverInterface::find_node(Term term) const {
   if (term->is_true()) return true_node;
@@ -43,8 +49,9 @@ Node EufSolverInterface::make_node(Term root) {
       }
     if (stack.back() != term) continue;
     stack.pop_back();
-    const Node node = application ? solver_.add_application(function_of(term->symbol()), arguments)
-                                  : solver_.add_leaf(term->is_number());
+    const bool shared = term->type()->is_number();
+    const Node node = application ? solver_.add_application(function_of(term->symbol()), arguments, shared)
+                                  : solver_.add_leaf(term->is_number(), shared);
     assert(static_cast<std::size_t>(node) == nodes_.size());
     nodes_.push_back({term});
     node_of_term_[term] = node;
@@ -104,7 +111,7 @@ void EufSolverInterface::retract_atom(dpll::Var var) {
 
 void EufSolverInterface::new_decision_level() {
   solver_.push_level();
-  marks_.push_back({assumed_.size(), next_implied_});
+  marks_.push_back({assumed_.size(), next_implied_, next_equality_});
 }
 
 void EufSolverInterface::cancel_until(int level) {
@@ -113,6 +120,7 @@ void EufSolverInterface::cancel_until(int level) {
   marks_.resize(static_cast<std::size_t>(level));
   assumed_.resize(mark.assumed);
   next_implied_ = mark.next_implied;
+  next_equality_ = mark.next_equality;
   solver_.pop_to_level(static_cast<std::size_t>(level));
 }
 
@@ -126,6 +134,7 @@ void EufSolverInterface::pop_backtrack_point() {
     return node_of_var_[static_cast<std::size_t>(lit.var())] == null_node;
   });
   if (num_nodes != nodes_.size() || assumes_retracted) rebuild(num_nodes);
+  next_equality_ = 0;  // the others may have dropped what they made of them
 }
 
 void EufSolverInterface::rebuild(std::size_t num_nodes) {
@@ -149,7 +158,7 @@ void EufSolverInterface::rebuild(std::size_t num_nodes) {
   std::vector<Mark> marks;
   assumed.swap(assumed_);
   marks.swap(marks_);
-  next_implied_ = 0;
+  next_implied_ = next_equality_ = 0;
   for (std::size_t i = 0; i <= assumed.size(); ++i) {
     while (marks_.size() < marks.size() && marks[marks_.size()].assumed <= i) new_decision_level();
     if (i == assumed.size()) break;
@@ -177,12 +186,48 @@ bool EufSolverInterface::assume(dpll::Lit lit) {
 bool EufSolverInterface::check(bool) {
   TerminationTest::poll(termination_);
   const bool consistent = solver_.propagate();
-  assert(solver_.num_nodes() > 2000 || solver_.check_invariants());
+  assert(solver_.num_nodes() > max_checked_nodes || solver_.check_invariants());
+  if (consistent) hand_on_equalities();
   return consistent;
+}
+
+void EufSolverInterface::hand_on_equalities() {
+  const auto& equalities = solver_.shared_equalities();
+  if (equations_ == nullptr || !numbers_matter_) return;
+  for (; next_equality_ < equalities.size(); ++next_equality_) {
+    const auto [a, b] = equalities[next_equality_];
+    equations_->propagate(
+        {nodes_[static_cast<std::size_t>(a)].term, nodes_[static_cast<std::size_t>(b)].term, this});
+  }
+}
+
+void EufSolverInterface::explain_equation(const TheoryEq& equation, std::vector<dpll::Lit>& reasons) {
+  explanation_.clear();
+  const Node left = find_node(equation.left), right = find_node(equation.right);
+  solver_.explain(left, right, explanation_);
+  assert(is_entailed(explanation_, left, right));
+  for (const Hypothesis h : explanation_)
+    reasons.push_back(dpll::Lit::from_index(static_cast<std::size_t>(h)));
+}
+
+/// Do these assumed literals alone make `a` and `b` equal? From scratch; true without a look where there are
+/// too many nodes for that.
+bool EufSolverInterface::is_entailed(const std::vector<Hypothesis>& hypotheses, Node a, Node b) const {
+  if (nodes_.size() > max_checked_nodes) return true;
+  std::vector<Solver::Equation> equations;
+  for (const Hypothesis h : hypotheses) {
+    const dpll::Lit lit = dpll::Lit::from_index(static_cast<std::size_t>(h));
+    const Node node = node_of_var_[static_cast<std::size_t>(lit.var())];
+    const NodeRecord& record = nodes_[static_cast<std::size_t>(node)];
+    equations.push_back({node, lit.negated() ? false_node : true_node});
+    if (!lit.negated() && record.left != null_node) equations.push_back({record.left, record.right});
+  }
+  return solver_.entails(equations, a, b);
 }
 
 void EufSolverInterface::get_conflict(std::vector<dpll::Lit>& lits) {
   lits.clear();
+  assert(is_entailed(solver_.conflict(), true_node, false_node));
   for (const Hypothesis h : solver_.conflict())
     lits.push_back(dpll::Lit::from_index(static_cast<std::size_t>(h)));
 }
@@ -201,6 +246,7 @@ bool EufSolverInterface::get_explanation(dpll::Lit lit, bool lazy, std::vector<d
   explanation_.clear();
   const Node node = node_of_var_[static_cast<std::size_t>(lit.var())];
   solver_.explain(node, lit.negated() ? false_node : true_node, explanation_);
+  assert(is_entailed(explanation_, node, lit.negated() ? false_node : true_node));
   reasons.clear();
   for (const Hypothesis h : explanation_)
     reasons.push_back(dpll::Lit::from_index(static_cast<std::size_t>(h)));

@@ -32,6 +32,8 @@ class EufSolverInterface : public TheorySolver {
   void push_backtrack_point() override { points_.push_back(solver_.num_nodes()); }
   void pop_backtrack_point() override;
   bool assume(dpll::Lit lit) override;
+  void set_eq_propagator(const TheoryEqPropagator* propagator) override { equations_ = propagator; }
+  void explain_equation(const TheoryEq& equation, std::vector<dpll::Lit>& reasons) override;
   bool check(bool approximate) override;
   void get_conflict(std::vector<dpll::Lit>& lits) override;
   dpll::Lit get_next_implied() override;
@@ -59,6 +61,7 @@ class EufSolverInterface : public TheorySolver {
   struct Mark {
     std::size_t assumed;
     std::size_t next_implied;
+    std::size_t next_equality;
   };
 
   Node find_node(Term term) const;
@@ -66,6 +69,8 @@ class EufSolverInterface : public TheorySolver {
   Node make_equality(Term equality);
   Function function_of(const Symbol* symbol);
   void assert_lit(dpll::Lit lit);
+  void hand_on_equalities();
+  bool is_entailed(const std::vector<Hypothesis>& hypotheses, Node a, Node b) const;
   void rebuild(std::size_t num_nodes);
 
   TermManager& terms_;
@@ -79,6 +84,8 @@ class EufSolverInterface : public TheorySolver {
   std::vector<dpll::Lit> assumed_;
   std::vector<Mark> marks_;  // by decision level
   std::size_t next_implied_ = 0;
+  std::size_t next_equality_ = 0;  // of those that the other theories get
+  const TheoryEqPropagator* equations_ = nullptr;
   std::vector<std::size_t> points_;  // number of nodes at each backtrack point
   std::vector<Hypothesis> explanation_;
   std::vector<Term> class_values_;  // by root node, after build_model()

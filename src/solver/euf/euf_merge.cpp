@@ -35,7 +35,7 @@ void Solver::do_merge(const Pending& pending) {
   }
   NodeRecord& merged = nodes_[index(small)];
   NodeRecord& into = nodes_[index(big)];
-  trail_.push_back({small, child, parent, into.value, into.parents.size(), erased_.size()});
+  trail_.push_back({small, child, parent, into.value, into.shared, into.parents.size(), erased_.size()});
   add_proof_edge(child, parent, pending.label);
 
   // the class that meets true or false tells its watched nodes, whichever of the two it is
@@ -62,6 +62,10 @@ void Solver::do_merge(const Pending& pending) {
   std::swap(into.next, merged.next);
   into.size += merged.size;
   into.value = value;
+  if (into.shared != null_node && merged.shared != null_node)
+    shared_equalities_.push_back({into.shared, merged.shared});
+  else if (into.shared == null_node)
+    into.shared = merged.shared;
   for (const Node application : merged.parents)
     if (!nodes_[index(application)].in_table) enter_in_table(application);
   into.parents.insert(into.parents.end(), merged.parents.begin(), merged.parents.end());
@@ -152,6 +156,19 @@ void Solver::explain_edge(Node child, std::vector<Hypothesis>& out) {
   const auto y = arguments(record.proof_parent);
   for (std::size_t i = 0; i < x.size(); ++i)
     explain_queue_.push_back({x[i], y[record.label == swapped_congruence ? 1 - i : i]});
+}
+
+bool Solver::entails(std::span<const Equation> equations, Node a, Node b) const {
+  Solver fresh;
+  for (std::size_t n = 2; n < nodes_.size(); ++n) {
+    const NodeRecord& record = nodes_[n];
+    if (record.arity == 0)
+      static_cast<void>(fresh.add_leaf(record.is_value));
+    else
+      static_cast<void>(fresh.add_application(record.function, arguments(static_cast<Node>(n))));
+  }
+  for (const Equation& equation : equations) fresh.merge(equation.left, equation.right, 0);
+  return !fresh.propagate() || fresh.are_equal(a, b);
 }
 
 bool Solver::check_invariants() const {

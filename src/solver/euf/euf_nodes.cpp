@@ -41,24 +41,26 @@ bool Solver::SignatureEqual::operator()(Node a, Node b) const {
   return true;
 }
 
-Node Solver::start_node() {
+Node Solver::start_node(bool is_shared) {
   const Node node = static_cast<Node>(nodes_.size());
   nodes_.emplace_back();
   nodes_.back().root = nodes_.back().next = node;
+  if (is_shared) nodes_.back().shared = node;
   path_stamp_.push_back(0);
   edge_stamp_.push_back(0);
   return node;
 }
 
-Node Solver::add_leaf(bool is_value) {
-  const Node node = start_node();
+Node Solver::add_leaf(bool is_value, bool is_shared) {
+  const Node node = start_node(is_shared);
+  nodes_.back().is_value = is_value;
   if (is_value) nodes_.back().value = node;
   return node;
 }
 
-Node Solver::add_application(Function function, std::span<const Node> arguments) {
+Node Solver::add_application(Function function, std::span<const Node> arguments, bool is_shared) {
   assert(!arguments.empty() && (function != equality || arguments.size() == 2));
-  const Node node = start_node();
+  const Node node = start_node(is_shared);
   NodeRecord& record = nodes_.back();
   record.function = function;
   record.arguments_begin = static_cast<std::uint32_t>(arguments_.size());
@@ -70,7 +72,7 @@ Node Solver::add_application(Function function, std::span<const Node> arguments)
 
 void Solver::attach(Node node) {
   for (const Node argument : arguments(node)) nodes_[index(root(argument))].parents.push_back(node);
-  trail_.push_back({node, null_node, null_node, null_node, 0, erased_.size()});
+  trail_.push_back({node, null_node, null_node, null_node, null_node, 0, erased_.size()});
   enter_in_table(node);
 }
 
@@ -104,7 +106,7 @@ void Solver::detach(Node node) {
 }
 
 void Solver::push_level() {
-  marks_.push_back({trail_.size(), implied_.size(), {}});
+  marks_.push_back({trail_.size(), implied_.size(), shared_equalities_.size(), {}});
   if (next_pending_ < pending_.size())
     marks_.back().pending.assign(pending_.begin() + static_cast<std::ptrdiff_t>(next_pending_),
                                  pending_.end());
@@ -119,6 +121,7 @@ void Solver::pop_to_level(std::size_t level) {
   pending_ = mark.pending;
   next_pending_ = 0;
   implied_.resize(mark.implied);
+  shared_equalities_.resize(mark.shared_equalities);
   std::vector<Node> made;
   while (trail_.size() > mark.trail) {
     const Cell cell = trail_.back();
@@ -146,6 +149,7 @@ void Solver::undo(const Cell& cell) {
   std::swap(into.next, merged.next);
   into.size -= merged.size;
   into.value = cell.old_value;
+  into.shared = cell.old_shared;
   Node member = small;
   do {
     nodes_[index(member)].root = small;
@@ -178,6 +182,7 @@ void Solver::reset_to(std::size_t count) {
   pending_.clear();
   next_pending_ = 0;
   implied_.clear();
+  shared_equalities_.clear();
   std::size_t arguments_end = 0;
   for (std::size_t n = 0; n < count; ++n)
     if (nodes_[n].arity != 0) arguments_end = nodes_[n].arguments_begin + nodes_[n].arity;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace vesk::euf {
@@ -42,10 +43,11 @@ class Solver {
   Solver(const Solver&) = delete;
   Solver& operator=(const Solver&) = delete;
 
-  /// A node without arguments. `is_value`: different from every other value.
-  Node add_leaf(bool is_value);
+  /// A node without arguments. `is_value`: different from every other value. `is_shared`: somebody else wants
+  /// to know what it is equal to, see shared_equalities().
+  Node add_leaf(bool is_value, bool is_shared = false);
   /// The application of `function`, which may be `equality`, to at least one argument; a new node each time.
-  Node add_application(Function function, std::span<const Node> arguments);
+  Node add_application(Function function, std::span<const Node> arguments, bool is_shared = false);
   /// A watched node is reported by implied() when it meets true or false.
   void watch(Node node, bool on) { nodes_[index(node)].watched = on; }
 
@@ -60,6 +62,10 @@ class Solver {
   /// Watched nodes that met true or false, in that order; cut back by pop_to_level().
   const std::vector<Node>& implied() const { return implied_; }
 
+  /// Pairs of shared nodes that met, enough of them to imply all equations between shared nodes; cut back by
+  /// pop_to_level().
+  const std::vector<std::pair<Node, Node>>& shared_equalities() const { return shared_equalities_; }
+
   Node root(Node node) const { return nodes_[index(node)].root; }
   bool are_equal(Node a, Node b) const { return root(a) == root(b); }
   /// The value in the node's class, `null_node` if there is none.
@@ -67,6 +73,13 @@ class Solver {
   /// Next member of the class, in a circle.
   Node next(Node node) const { return nodes_[index(node)].next; }
   std::size_t num_nodes() const { return nodes_.size(); }
+
+  struct Equation {
+    Node left;
+    Node right;
+  };
+  /// Whether `equations` alone imply `a = b`, or contradict each other; from scratch, for checks.
+  bool entails(std::span<const Equation> equations, Node a, Node b) const;
 
   /// Adds the hypotheses from which the nodes of one class were first found to be equal; each once.
   void explain(Node a, Node b, std::vector<Hypothesis>& out);
@@ -90,12 +103,14 @@ class Solver {
     std::uint32_t arity = 0;
     Node root = null_node;
     Node next = null_node;
-    std::int32_t size = 1;   // of the class, at its root
-    Node value = null_node;  // of the class, at its root
+    std::int32_t size = 1;    // of the class, at its root
+    Node value = null_node;   // of the class, at its root
+    Node shared = null_node;  // a shared node of the class, at its root
     Node proof_parent = null_node;
     std::int32_t label = 0;  // of the edge to the parent
     bool in_table = false;   // represents its signature
     bool watched = false;
+    bool is_value = false;      // of the node itself
     std::vector<Node> parents;  // applications with an argument in the class, at its root
   };
   struct Pending {
@@ -108,12 +123,14 @@ class Solver {
     Node proof_child;  // `null_node`: the cell is of a new node
     Node proof_parent;
     Node old_value;           // of the root that stayed
+    Node old_shared;          // likewise
     std::size_t parents;      // of the root that stayed, before
     std::size_t erased_mark;  // into erased_
   };
   struct Mark {
     std::size_t trail;
     std::size_t implied;
+    std::size_t shared_equalities;
     std::vector<Pending> pending;  // not worked off when the level was opened; nearly always none
   };
   struct SignatureHash {
@@ -130,7 +147,7 @@ class Solver {
     const NodeRecord& record = nodes_[index(node)];
     return {arguments_.data() + record.arguments_begin, record.arity};
   }
-  Node start_node();
+  Node start_node(bool is_shared);
   void attach(Node node);
   void detach(Node node);
   void enter_in_table(Node node);
@@ -150,6 +167,7 @@ class Solver {
   std::vector<Node> erased_;  // nodes that a merge took out of the table
   std::vector<Mark> marks_;
   std::vector<Node> implied_;
+  std::vector<std::pair<Node, Node>> shared_equalities_;
   bool in_conflict_ = false;
   std::size_t conflict_level_ = 0;  // a pop below it ends the conflict
   std::vector<Hypothesis> conflict_;

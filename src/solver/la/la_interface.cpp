@@ -72,49 +72,159 @@ void LaSolverInterface::retract_atom(dpll::Var var) {
   }
   const Var target = solver_->constraint_var(2 * id);
   std::erase(splits_, id);
+  for (std::size_t i = delayed_.size(); i-- > 0;) {
+    if (delayed_[i] / 2 != id) continue;
+    delayed_.erase(delayed_.begin() + static_cast<std::ptrdiff_t>(i));
+    for (std::size_t& mark : delayed_marks_) mark -= mark > i ? 1 : 0;
+  }
   solver_->remove_atom(id);
   mapper_.release(target);
   atoms_[static_cast<std::size_t>(id)] = AtomRecord();
   id = 0;
 }
 
+void LaSolverInterface::new_decision_level() {
+  solver_->push_level();
+  delayed_marks_.push_back(delayed_.size());
+}
+
 void LaSolverInterface::cancel_until(int level) {
-  solver_->pop_to_level(static_cast<std::size_t>(level));
+  const std::size_t open = static_cast<std::size_t>(level);
+  solver_->pop_to_level(open);
+  if (open < delayed_marks_.size()) {
+    delayed_.resize(delayed_marks_[open]);
+    delayed_marks_.resize(open);
+  }
   splits_.clear();
+  arrived_.clear();
+  conflict_.clear();
   model_is_built_ = false;
 }
 
 bool LaSolverInterface::assume(dpll::Lit lit) {
   if (solver_->in_conflict()) return false;
   const ConstraintId constraint = to_constraint(lit);
-  return constraint <= 1 || solver_->push(constraint);  // an atom without a constraint has number 0
+  if (constraint <= 1) return true;  // an atom without a constraint has number 0
+  if (config_.delay_alien && is_delayed(atoms_[static_cast<std::size_t>(constraint / 2)])) {
+    delayed_.push_back(constraint);
+    return true;
+  }
+  return solver_->push(constraint);
 }
 
 bool LaSolverInterface::check(bool approximate) {
   splits_.clear();
+  conflict_.clear();
   model_is_built_ = false;
-  if (!solver_->check(approximate)) return false;
+  if (!take_equalities() || !solver_->check(approximate)) return false;
+  if (!approximate && !delayed_.empty()) return check_delayed();
   if (!approximate) split_violated_equalities();
   return true;
 }
 
 void LaSolverInterface::get_conflict(std::vector<dpll::Lit>& lits) {
   lits.clear();
-  for (const ConstraintId c : solver_->conflict()) lits.push_back(to_lit(c));
+  for (const ConstraintId c : conflict_.empty() ? solver_->conflict() : conflict_) add_reasons(c, lits);
+}
+
+/// The literal that a constraint is, or those that it rests on in the theory that it came from.
+void LaSolverInterface::add_reasons(ConstraintId constraint, std::vector<dpll::Lit>& lits) const {
+  if (!is_taken(constraint)) {
+    lits.push_back(to_lit(constraint));
+    return;
+  }
+  const AtomRecord& atom = atoms_[static_cast<std::size_t>(constraint / 2)];
+  const TheoryEq& equation = equalities_[static_cast<std::size_t>(atom.equality)].equation;
+  equation.source->explain_equation(equation, lits);
 }
 
 dpll::Lit LaSolverInterface::get_next_implied() {
-  const ConstraintId constraint = solver_->next_implied();
-  return constraint == null_constraint ? dpll::lit_undef : to_lit(constraint);
+  for (;;) {
+    const ConstraintId constraint = solver_->next_implied();
+    if (constraint == null_constraint) return dpll::lit_undef;
+    if (!is_taken(constraint)) return to_lit(constraint);
+  }
 }
 
 bool LaSolverInterface::get_explanation(dpll::Lit lit, bool lazy, std::vector<dpll::Lit>& reasons) {
   const auto reason = solver_->reason(to_constraint(lit));
-  if (!lazy && reason.size() > static_cast<std::size_t>(std::max(config_.lazy_expl_threshold, 0)))
+  if (!lazy && (reason.size() > static_cast<std::size_t>(std::max(config_.lazy_expl_threshold, 0)) ||
+                std::any_of(reason.begin(), reason.end(), [this](ConstraintId c) { return is_taken(c); })))
     return false;
   reasons.clear();
-  for (const ConstraintId c : reason) reasons.push_back(to_lit(c));
+  for (const ConstraintId c : reason) add_reasons(c, reasons);
   return true;
+}
+
+/// Asserts the equations that came from other theories. False: conflict.
+bool LaSolverInterface::take_equalities() {
+  for (std::size_t i = 0; i < arrived_.size(); ++i) {
+    const AtomId atom = atom_for(arrived_[i]);
+    if (atom == 0 || solver_->is_asserted(2 * atom)) continue;
+    ++statistics_.equalities_taken;
+    if (!solver_->push(2 * atom)) return false;
+  }
+  arrived_.clear();
+  return true;
+}
+
+/// The atom of an equation, made if it is new; 0 for one that arithmetic passes over. Those are left to the
+/// comparison of the models, which would also find what the others say.
+AtomId LaSolverInterface::atom_for(const TheoryEq& equation) {
+  constexpr std::size_t max_equalities = 2000;  // each can cost a row
+  std::pair<Term, Term> key(equation.left, equation.right);
+  if (key.second->id() < key.first->id()) std::swap(key.first, key.second);
+  if (const std::int32_t* known = equality_of_.find(key))
+    return equalities_[static_cast<std::size_t>(*known)].atom;
+  if (equalities_.size() >= max_equalities) return 0;
+  const Term term = terms_.make_raw_equal(key.first, key.second);
+  const LinearAtom linear = LinearAtom::of(term);
+  if (linear.sum.empty() || (linear.all_integer && !linear.bound.is_int())) return 0;
+  for (const LinearAtom::Summand& summand : linear.sum)
+    if (mapper_.find(summand.term) == null_var) return 0;
+  const AtomId id = solver_->add_equal(mapper_.acquire(linear.sum), linear.bound);
+  if (static_cast<std::size_t>(id) >= atoms_.size()) atoms_.resize(static_cast<std::size_t>(id) + 1);
+  const std::int32_t place = static_cast<std::int32_t>(equalities_.size());
+  atoms_[static_cast<std::size_t>(id)] = {term, dpll::var_undef, linear.all_integer, place};
+  equalities_.push_back({equation, id});
+  equality_of_.insert(key, place);
+  return id;
+}
+
+void LaSolverInterface::remove_equality(const TakenEquality& equality) {
+  std::pair<Term, Term> key(equality.equation.left, equality.equation.right);
+  if (key.second->id() < key.first->id()) std::swap(key.first, key.second);
+  equality_of_.erase(key);
+  const Var target = solver_->constraint_var(2 * equality.atom);
+  solver_->remove_atom(equality.atom);
+  mapper_.release(target);
+  atoms_[static_cast<std::size_t>(equality.atom)] = AtomRecord();
+}
+
+/// The equations made since the point speak of terms that may be gone.
+void LaSolverInterface::pop_backtrack_point() {
+  for (; equalities_.size() > points_.back(); equalities_.pop_back()) remove_equality(equalities_.back());
+  points_.pop_back();
+}
+
+bool LaSolverInterface::is_delayed(const AtomRecord& atom) const {
+  return atom.term->tag() == Tag::equal && interface_.contains(atom.term->child(0)) &&
+         interface_.contains(atom.term->child(1));
+}
+
+/// Puts the delayed equalities on top for the time of this check. The values that satisfy them stay.
+bool LaSolverInterface::check_delayed() {
+  const std::size_t level = solver_->num_levels();
+  solver_->push_level();
+  bool satisfiable = true;
+  for (const ConstraintId c : delayed_) satisfiable = satisfiable && solver_->push(c);
+  satisfiable = satisfiable && solver_->check(false);
+  if (satisfiable)
+    split_violated_equalities();
+  else
+    conflict_ = solver_->conflict();
+  solver_->pop_to_level(level);
+  return satisfiable;
 }
 
 /// An equality that occurs in one polarity only need not be false in the model where the search made it
@@ -177,7 +287,9 @@ void LaSolverInterface::retract_interface_term(Term term) {
   if (--record->users > 0) return;
   for (const Var var : record->held) mapper_.release(var);
   interface_.erase(term);
-  interface_terms_.erase(std::find(interface_terms_.begin(), interface_terms_.end(), term));
+  // why from the end: atoms go in the reverse order of their arrival.
+  const auto at = std::find(interface_terms_.rbegin(), interface_terms_.rend(), term);
+  interface_terms_.erase(std::next(at).base());
 }
 
 void LaSolverInterface::build_abstract_model() {
@@ -222,5 +334,10 @@ void LaSolverInterface::require_model() {
 }
 
 void LaSolverInterface::build_model() { concretize(); }
+
+void LaSolverInterface::recover() {
+  arrived_.clear();
+  conflict_.clear();
+}
 
 }  // namespace vesk::la

@@ -26,6 +26,7 @@ class LaSolverInterface : public TheorySolver {
  public:
   struct Statistics {
     std::uint64_t splits = 0;
+    std::uint64_t equalities_taken = 0;  // from other theories
   };
 
   /// `polarity` may be null: then no equality is known to be pure. All references outlive this object.
@@ -39,9 +40,12 @@ class LaSolverInterface : public TheorySolver {
   const char* get_name() const override { return "la"; }
   bool tell_atom(Term atom, dpll::Var var) override;
   void retract_atom(dpll::Var var) override;
-  void new_decision_level() override { solver_->push_level(); }
+  void new_decision_level() override;
   void cancel_until(int level) override;
+  void push_backtrack_point() override { points_.push_back(equalities_.size()); }
+  void pop_backtrack_point() override;
   bool assume(dpll::Lit lit) override;
+  void assume_equation(const TheoryEq& equation) override { arrived_.push_back(equation); }
   bool check(bool approximate) override;
   void get_conflict(std::vector<dpll::Lit>& lits) override;
   dpll::Lit get_next_implied() override;
@@ -54,6 +58,7 @@ class LaSolverInterface : public TheorySolver {
   int model_group(Term term) const override;
   void require_model() override;
   void build_model() override;
+  void recover() override;
 
   /// The value of a linear term in the model; false if there is no model or a part of the term is unknown
   /// here.
@@ -69,6 +74,12 @@ class LaSolverInterface : public TheorySolver {
     Term term = nullptr;
     dpll::Var var = dpll::var_undef;
     bool integer = false;
+    std::int32_t equality = -1;  // place among equalities_: an atom that the search does not know
+  };
+  /// An equation of another theory as an atom of the simplex solver.
+  struct TakenEquality {
+    TheoryEq equation;
+    AtomId atom;
   };
   struct InterfaceRecord {
     int users = 0;
@@ -83,6 +94,15 @@ class LaSolverInterface : public TheorySolver {
   ConstraintId to_constraint(dpll::Lit lit) const {
     return 2 * atom_of_var_[static_cast<std::size_t>(lit.var())] + (lit.negated() ? 1 : 0);
   }
+  bool is_taken(ConstraintId constraint) const {
+    return atoms_[static_cast<std::size_t>(constraint / 2)].equality >= 0;
+  }
+  void add_reasons(ConstraintId constraint, std::vector<dpll::Lit>& lits) const;
+  bool take_equalities();
+  AtomId atom_for(const TheoryEq& equation);
+  void remove_equality(const TakenEquality& equality);
+  bool is_delayed(const AtomRecord& atom) const;
+  bool check_delayed();
   bool must_separate(ConstraintId disequality) const;
   bool is_pure(const AtomRecord& atom) const;
   void split_violated_equalities();
@@ -105,6 +125,14 @@ class LaSolverInterface : public TheorySolver {
   hsh::Map<Term, InterfaceRecord> interface_;
   std::vector<Term> interface_terms_;  // the keys of interface_, in order of arrival
   bool model_is_built_ = false;
+
+  std::vector<TheoryEq> arrived_;  // equations that wait for the next check
+  std::vector<TakenEquality> equalities_;
+  hsh::Map<std::pair<Term, Term>, std::int32_t> equality_of_;  // by the two terms, the older first
+  std::vector<std::size_t> points_;                            // number of equalities at each backtrack point
+  std::vector<ConstraintId> delayed_;       // equalities of shared terms that wait for a complete check
+  std::vector<std::size_t> delayed_marks_;  // by decision level
+  std::vector<ConstraintId> conflict_;      // of the last check
 };
 
 }  // namespace vesk::la

@@ -52,7 +52,8 @@ void InterfaceTermDetector::unshare(Term application) {
   const auto function = std::find_if(functions_.begin(), functions_.end(),
                                      [&](const Function& f) { return f.symbol == application->symbol(); });
   std::vector<Term>& applications = function->applications;
-  applications.erase(std::find(applications.begin(), applications.end(), application));
+  const auto at = std::find(applications.rbegin(), applications.rend(), application);
+  applications.erase(std::next(at).base());  // from the end: nearly always the last one
   if (applications.empty()) functions_.erase(function);
   if (euf_ != nullptr) euf_->retract_interface_term(application);
   if (arithmetic_ == nullptr) return;

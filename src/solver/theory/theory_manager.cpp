@@ -21,6 +21,11 @@ void TheoryManager::set_solvers(TheorySolver* euf, TheorySolver* arithmetic) {
     solvers_.push_back(arithmetic);
   }
   detector_.set_solvers(euf, arithmetic);
+  if (!config_.eq_propagation) return;
+  for (TheorySolver* solver : solvers_) {
+    equations_.subscribe(solver);
+    solver->set_eq_propagator(&equations_);
+  }
 }
 
 bool TheoryManager::tell_atom(Term atom, dpll::Var var) {

@@ -11,6 +11,7 @@
 #include "solver/term/polarity_checker.h"
 #include "solver/term/term_manager.h"
 #include "solver/theory/interface_terms.h"
+#include "solver/theory/theory_eq.h"
 #include "solver/theory/theory_solver.h"
 #include "solver/util/logger.h"
 #include "solver/util/termination.h"
@@ -24,7 +25,8 @@ namespace vesk {
 /// models are laid side by side. Where two applications of one function have equal arguments and unequal
 /// values in them, or congruent numeric terms have unequal values, equations between the terms at issue are
 /// made atoms, which the search first tries to make true (model-based combination, after de Moura and
-/// Bjorner, Model-based Theory Combination, 2007). Formulas without functions never come that far.
+/// Bjorner, Model-based Theory Combination, 2007). Equations between numbers that congruence closure finds go
+/// to arithmetic at once, which saves most of these atoms. Formulas without functions never come that far.
 class TheoryManager : public dpll::TheoryHook {
  public:
   struct Statistics {
@@ -112,6 +114,7 @@ class TheoryManager : public dpll::TheoryHook {
   std::vector<int> free_lemmas_;
   std::vector<TheoryLit> lemma_;  // scratch
   InterfaceTermDetector detector_;
+  TheoryEqPropagator equations_;
   bool numbers_matter_ = false;                                 // there are functions
   std::vector<std::pair<Term, dpll::Var>> numeric_equalities_;  // told when there were none
   std::vector<dpll::Lit> late_;  // literals that EUF was told after the search had assigned them

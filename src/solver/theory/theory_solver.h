@@ -16,6 +16,18 @@ struct TheoryLemma {
   bool permanent = false;  ///< the search may not drop it with its learnt clauses
 };
 
+class TheoryEqPropagator;
+class TheorySolver;
+
+/// An equation between terms that one theory found and others may rest on. The reasons stay with its source,
+/// which can explain it as long as the literals that led to it are assumed there. Equations go one way only,
+/// from congruence closure to arithmetic, so that no explanation runs in a circle.
+struct TheoryEq {
+  Term left;
+  Term right;
+  TheorySolver* source;
+};
+
 /// An assignment passes all checks, and yet nobody can say that it is a model.
 class TheoryIncomplete : public Exception {
  public:
@@ -54,6 +66,16 @@ class TheorySolver {
 
   /// An owned atom's literal is true. False: conflict.
   [[nodiscard]] virtual bool assume(dpll::Lit lit) = 0;
+  /// Where to hand the equations that this theory finds; null: nowhere.
+  virtual void set_eq_propagator(const TheoryEqPropagator* propagator) { static_cast<void>(propagator); }
+  /// Another theory's equation holds, as long as the decision level is not cancelled. Not taking it loses
+  /// propagation only.
+  virtual void assume_equation(const TheoryEq& equation) { static_cast<void>(equation); }
+  /// Adds the assumed literals on which an equation of this theory rests.
+  virtual void explain_equation(const TheoryEq& equation, std::vector<dpll::Lit>& reasons) {
+    static_cast<void>(equation);
+    static_cast<void>(reasons);
+  }
   /// False: conflict. An approximate check may miss it.
   [[nodiscard]] virtual bool check(bool approximate) = 0;
   /// Assumed literals that are inconsistent together.

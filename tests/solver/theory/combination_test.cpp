@@ -205,6 +205,8 @@ class RandomScript {
     config.theory.la.lazy_expl_threshold = static_cast<int>(seed % 3);
     config.theory.interface_eq_policy = seed % 3 == 0 ? 1 : 2;
     config.theory.interface_eq_batch_size = seed % 7 == 0 ? 1 : 100;
+    config.theory.eq_propagation = seed % 4 != 3;
+    config.theory.la.delay_alien = seed % 11 < 3;
     return config;
   }
   std::size_t below(std::size_t limit) { return random_() % limit; }
@@ -353,6 +355,38 @@ void run_scripts(bool functions, unsigned first, unsigned count) {
   // both answers are put to the test
   EXPECT_GT(satisfiable, count);
   EXPECT_GT(unsatisfiable, count);
+}
+
+/// `x = y` makes `f(x)` and `f(y)` congruent, at the third step through `f(f(x))` only. What congruence
+/// closure finds reaches arithmetic without the help of a new atom, and is explained by the equations it
+/// rests on.
+TEST(TheoryCombination, EquationsOfCongruenceClosureReachArithmetic) {
+  for (const bool propagated : {true, false}) {
+    Configuration config;
+    config.theory.eq_propagation = propagated;
+    Engine engine(config);
+    TermManager& terms = engine.terms;
+    const Type* real = terms.types().rational();
+    const Symbol* f = terms.declare("f", terms.types().function_type({real}, real));
+    const auto apply = [&](Term argument) { return terms.make_uf(f, {&argument, 1}); };
+    const Term x = terms.make_constant(terms.declare("x", real));
+    const Term y = terms.make_constant(terms.declare("y", real));
+    const Term z = terms.make_constant(terms.declare("z", real));
+    const Lit equal = engine.lit(terms.make_equal(x, y), false);
+    const Lit unrelated = engine.lit(terms.make_equal(y, z), false);
+    const Term one = terms.make_number(QNumber(1));
+    const Term next = terms.make_plus(apply(apply(apply(x))), one);
+    const Lit less = engine.lit(terms.make_leq(next, apply(apply(apply(y)))), false);
+    EXPECT_EQ(engine.search.solve({}), dpll::Result::satisfiable);
+    const Lit all[] = {unrelated, equal, less};
+    EXPECT_EQ(engine.search.solve(all), dpll::Result::unsatisfiable);
+    std::vector<Lit> core = engine.search.conflict_assumptions();
+    std::sort(core.begin(), core.end());
+    EXPECT_EQ(core, (std::vector<Lit>{equal, less}));
+    EXPECT_EQ(engine.la.statistics().equalities_taken > 0, propagated);
+    EXPECT_EQ(engine.manager.statistics().interface_equalities > 0, !propagated);
+    EXPECT_EQ(engine.search.solve(std::span<const Lit>(all).first(2)), dpll::Result::satisfiable);
+  }
 }
 
 TEST(TheoryCombination, AgreesWithCaseSplitsOnLinearArithmetic) { run_scripts(false, 0, 60); }
