@@ -79,6 +79,10 @@ Node EufSolverInterface::make_equality(Term equality_term) {
       return null_node;
     }
   }
+  return add_equality(equality_term, left, right);
+}
+
+Node EufSolverInterface::add_equality(Term equality_term, Term left, Term right) {
   const Node left_node = make_node(left);
   const Node sides[2] = {left_node, make_node(right)};
   const Node node = solver_.add_application(equality, sides);
@@ -94,12 +98,16 @@ bool EufSolverInterface::tell_atom(Term atom, dpll::Var var) {
   else if (atom->tag() == Tag::uninterpreted && atom->arity() != 0)
     node = make_node(atom);
   if (node == null_node) return false;
+  own(node, var);
+  return true;
+}
+
+void EufSolverInterface::own(Node node, dpll::Var var) {
   nodes_[static_cast<std::size_t>(node)].var = var;
   solver_.watch(node, true);
   if (static_cast<std::size_t>(var) >= node_of_var_.size())
     node_of_var_.resize(static_cast<std::size_t>(var) + 1, null_node);
   node_of_var_[static_cast<std::size_t>(var)] = node;
-  return true;
 }
 
 void EufSolverInterface::retract_atom(dpll::Var var) {
@@ -138,22 +146,24 @@ void EufSolverInterface::pop_backtrack_point() {
 }
 
 void EufSolverInterface::rebuild(std::size_t num_nodes) {
-  // An equality that was told late has a younger node than its atom: the node goes, the atom stays.
-  std::vector<NodeRecord> told_late;
+  // An equality that was told late has a younger node than its atom: the node goes, the atom stays, with the
+  // sides that it was read with.
+  struct ToldLate {
+    Term equality, left, right;
+    dpll::Var var;
+  };
+  std::vector<ToldLate> told_late;
   for (std::size_t n = num_nodes; n < nodes_.size(); ++n) {
     node_of_term_.erase(nodes_[n].term);
     if (nodes_[n].var == dpll::var_undef) continue;
     node_of_var_[static_cast<std::size_t>(nodes_[n].var)] = null_node;
-    told_late.push_back(nodes_[n]);
+    assert(nodes_[n].left != null_node);
+    told_late.push_back({nodes_[n].term, nodes_[static_cast<std::size_t>(nodes_[n].left)].term,
+                         nodes_[static_cast<std::size_t>(nodes_[n].right)].term, nodes_[n].var});
   }
   nodes_.resize(num_nodes, {nullptr});
   solver_.reset_to(num_nodes);
-  const bool numbers_matter = std::exchange(numbers_matter_, true);
-  for (const NodeRecord& record : told_late) {
-    [[maybe_unused]] const bool is_owned = tell_atom(record.term, record.var);
-    assert(is_owned);
-  }
-  numbers_matter_ = numbers_matter;
+  for (const ToldLate& told : told_late) own(add_equality(told.equality, told.left, told.right), told.var);
   std::vector<dpll::Lit> assumed;
   std::vector<Mark> marks;
   assumed.swap(assumed_);

@@ -67,6 +67,8 @@ class EufSolverInterface : public TheorySolver {
   Node find_node(Term term) const;
   Node make_node(Term term);
   Node make_equality(Term equality);
+  Node add_equality(Term equality, Term left, Term right);
+  void own(Node node, dpll::Var var);
   Function function_of(const Symbol* symbol);
   void assert_lit(dpll::Lit lit);
   void hand_on_equalities();

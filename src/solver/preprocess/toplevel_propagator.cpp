@@ -78,6 +78,7 @@ bool ToplevelPropagator::add_conjunct(Term root) {
         [this](Term parent) {
           for (Term child : parent->children()) link(parent, 0, child);
         });
+    for (Term equation : abstraction_.implied_by(term)) stack_.push_back(equation);
   }
   return true;
 }

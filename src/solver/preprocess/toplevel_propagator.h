@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "solver/preprocess/equality_abstraction.h"
 #include "solver/preprocess/rewrite_stack.h"
 #include "solver/term/term.h"
 #include "solver/term/term_manager.h"
@@ -13,7 +14,8 @@
 namespace vesk {
 
 /// Solves top-level facts for constants and puts the solutions in: `b`, `not b`, `b <-> f`, `x = t`, and
-/// linear equations over the rationals.
+/// linear equations over the rationals. Equations that all cases of a disjunction have in common count as
+/// facts, too, and are added to the formula.
 ///
 /// A formula comes as a list of conjuncts and leaves as one, flattened. Facts are looked for in rounds; what
 /// a round finds is put in only where it occurs, by way of links from each subterm to its parents, so that
@@ -26,7 +28,8 @@ namespace vesk {
 /// All that is known here goes back to its mark when a backtrack point is popped.
 class ToplevelPropagator {
  public:
-  ToplevelPropagator(TermManager& terms, RewriteStack& rewrites) : terms_(terms), rewrites_(rewrites) {}
+  ToplevelPropagator(TermManager& terms, RewriteStack& rewrites)
+      : terms_(terms), rewrites_(rewrites), abstraction_(terms) {}
 
   void set_termination_test(TerminationTest* test) { termination_ = test; }
 
@@ -81,6 +84,7 @@ class ToplevelPropagator {
 
   TermManager& terms_;
   RewriteStack& rewrites_;
+  EqualityAbstraction abstraction_;
   TerminationTest* termination_ = nullptr;
 
   std::vector<Term> substitutions_;      // by id of the constant

@@ -214,6 +214,67 @@ TEST(Environment, TermItesDivisionsAndBooleanArgumentsMeanWhatTheySay) {
   EXPECT_EQ(s.solve(), 0);
 }
 
+// The equation is an atom of level 0 that congruence closure has no use for, until the functions of the level
+// above make it one of their arguments.
+TEST(Environment, AnEquationSharedOnlyAboveItsLevelOutlivesThatLevel) {
+  SolverScript s;
+  const vesk_term x = s.real("x"), y = s.real("y"), b = s.boolean("b");
+  const vesk_decl g = s.function("g", {s.real_type()}, s.real_type());
+  const vesk_term difference = s.plus(x, s.times(s.num("-1"), y));
+  const vesk_term equal = s.eq(difference, s.num("-2"));
+  s.add(s.disj(b, equal));
+  s.add(s.disj(s.neg(b), s.leq(x, y)));
+  for (int round = 0; round < 2; ++round) {
+    s.push();
+    s.add(s.eq(s.apply(g, {difference}), s.num("1")));
+    s.add(s.eq(s.apply(g, {s.num("-2")}), s.num("2")));
+    EXPECT_EQ(s.solve(), 1);
+    s.add(s.leq(difference, s.num("-2")));
+    s.add(s.leq(s.num("-2"), difference));
+    EXPECT_EQ(s.solve(), 0);
+    s.pop();
+    ASSERT_EQ(s.solve(), 1);
+    s.push();
+    s.add(s.neg(b));
+    ASSERT_EQ(s.solve(), 1);
+    EXPECT_EQ(s.value(equal), "true");
+    s.pop();
+  }
+}
+
+// Each link says that two neighbours are equal by way of one of two terms. A search that meets one path after
+// another would be at it for ages.
+TEST(Environment, ChainsOfEquationDiamondsAreSeenThrough) {
+  constexpr int n = 60;
+  for (const bool numbers : {false, true}) {
+    SolverScript s;
+    const vesk_type type = numbers ? s.real_type() : vesk_get_simple_type(s.env, "U");
+    const auto term = [&](const char* base, int i) {
+      return s.constant((base + std::to_string(i)).c_str(), type);
+    };
+    const auto path = [&](int i, const char* base) {
+      return s.conj(s.eq(term("x", i), term(base, i)), s.eq(term(base, i), term("x", i + 1)));
+    };
+    s.add(s.neg(s.eq(term("x", 0), term("x", n))));
+    for (int i = 0; i < n; ++i) {
+      const vesk_term up = path(i, "up"), down = path(i, "down");
+      if (i == n / 2) continue;
+      s.add(i % 2 == 0 ? s.disj(up, down) : s.neg(s.conj(s.neg(up), s.disj(s.neg(down), s.neg(up)))));
+    }
+    EXPECT_EQ(s.solve(), 1);
+    const vesk_term half = s.eq(term("x", n / 2), term("up", n / 2));
+    s.push();
+    s.add(s.disj(s.conj(half, s.boolean("b")), path(n / 2, "down")));
+    EXPECT_EQ(s.solve(), 1);
+    s.pop();
+    s.push();
+    s.add(s.disj(path(n / 2, "up"), path(n / 2, "down")));
+    EXPECT_EQ(s.solve(), 0);
+    s.pop();
+    EXPECT_EQ(s.solve(), 1);
+  }
+}
+
 TEST(Environment, ProductsOfUnknownsAreNeverAnsweredWrongly) {
   SolverScript s;
   const vesk_term x = s.real("x"), y = s.real("y"), c = s.boolean("c");
