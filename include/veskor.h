@@ -71,6 +71,11 @@ typedef int (*vesk_termination_test)(void* user_data);
 /** Called by vesk_visit_term(); non-zero ends the walk. */
 typedef int (*vesk_term_visitor)(vesk_term term, void* user_data);
 
+/** Called for each model that vesk_all_sat() or vesk_solve_diversify() finds, with the values of the `n`
+ *  terms in it, in their order; non-zero ends the enumeration. It may make and inspect terms, but not call
+ *  anything else of the same environment. */
+typedef int (*vesk_model_visitor)(const vesk_term* values, size_t n, void* user_data);
+
 /* ---- life cycle ---- */
 
 /** A configuration with every option at its default. To be destroyed with vesk_destroy_config(). */
@@ -196,6 +201,12 @@ vesk_term vesk_make_int_modular_congruence(vesk_env env, const char* modulus, ve
 vesk_term vesk_make_number(vesk_env env, const char* text);
 vesk_term vesk_make_int_number(vesk_env env, long value);
 
+#ifdef __GNU_MP__
+/** The number `value` of GMP, which is read only and need not be in lowest terms; fails for a zero
+ *  denominator. Declared where <gmp.h> was included before this header. */
+vesk_term vesk_make_mpq_number(vesk_env env, mpq_srcptr value);
+#endif
+
 /** `a` where the Boolean `c` holds, else `b`; fails when these are Boolean. */
 vesk_term vesk_make_term_ite(vesk_env env, vesk_term c, vesk_term a, vesk_term b);
 
@@ -288,6 +299,18 @@ int vesk_solve_with_assumptions(vesk_env env, const vesk_term* assumptions, size
  *  cannot hold. An array of `*n`, to be freed; null and `*n` 0 when the last answer was not such. */
 vesk_term* vesk_get_unsat_assumptions(vesk_env env, size_t* n);
 
+/** Calls `visitor` once for each way in which the `n` Boolean terms `important` can be true and false
+ *  together with the asserted formulas. The number of calls; -1 when an answer was unknown, what was visited
+ *  until then notwithstanding. Assertions and backtrack points are afterwards as before; the last model is
+ *  gone. Needs no option. */
+int vesk_all_sat(vesk_env env, const vesk_term* important, size_t n, vesk_model_visitor visitor,
+                 void* user_data);
+
+/** As vesk_all_sat(), for terms that are Boolean or numbers: each model differs from all before in the value
+ *  of at least one of them. Over rational numbers there may be no end but that of the visitor. */
+int vesk_solve_diversify(vesk_env env, const vesk_term* diversifiers, size_t n, vesk_model_visitor visitor,
+                         void* user_data);
+
 /** Lets the search decide `term`, a Boolean constant, before others, in the order of the calls.
  *  `polarity`: 1 true first, 0 false first, -1 as the search likes. The preference goes with the backtrack
  *  point that is open now. */
@@ -300,6 +323,11 @@ vesk_term vesk_simplify(vesk_env env, vesk_term term);
 /** The asserted formulas of the open levels, in order, an array of `*n` to be freed. Null when there are
  *  none. */
 vesk_term* vesk_get_asserted_formulas(vesk_env env, size_t* n);
+
+/** With the option "dpll.store_tlemmas": the clauses that the theories gave the search (conflicts, reasons
+ * and lemmas), as far as their levels are open, an array of `*n` to be freed. Each is valid by itself. They
+ * speak of the atoms of the preprocessed formulas. Null when there are none. */
+vesk_term* vesk_get_theory_lemmas(vesk_env env, size_t* n);
 
 /** Counters of the search since the environment was made, one `name value` a line. */
 char* vesk_get_search_stats(vesk_env env);

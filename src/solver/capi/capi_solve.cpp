@@ -37,6 +37,26 @@ int solve(vesk_env env, const vesk_term* assumptions, size_t n) {
   });
 }
 
+int enumerate(vesk_env env, const vesk_term* handles, size_t n, vesk_model_visitor visitor, void* user_data,
+              bool only_boolean) {
+  return guard(env, -1, [&](EnvRecord& r) {
+    require(handles != nullptr || n == 0, "null array of terms");
+    require(visitor != nullptr, "null visitor");
+    std::vector<Term> terms;
+    for (size_t i = 0; i < n; ++i) terms.push_back(arg(handles[i]));
+    for (Term t : terms)
+      if (only_boolean && !t->type()->is_bool())
+        throw ArgumentError("The term " + t->to_short_str() + " is not Boolean");
+    std::vector<vesk_term> values(n);
+    const int count = r.env->enumerate_models(terms, [&](const std::vector<Term>& found) {
+      for (size_t i = 0; i < n; ++i) values[i] = wrap(found[i]);
+      return visitor(values.data(), n, user_data) != 0;
+    });
+    if (count < 0) keep_error(r.last_error, r.env->unknown_reason().c_str());
+    return count;
+  });
+}
+
 ModelRecord* model_record(vesk_model model) {
   require(model.repr != nullptr, "null model");
   return static_cast<ModelRecord*>(model.repr);
@@ -103,6 +123,24 @@ vesk_term* vesk_get_asserted_formulas(vesk_env env, size_t* n) {
     require(n != nullptr, "null count");
     return to_c(r.env->asserted_formulas(), n);
   });
+}
+
+vesk_term* vesk_get_theory_lemmas(vesk_env env, size_t* n) {
+  if (n != nullptr) *n = 0;
+  return guard(env, static_cast<vesk_term*>(nullptr), [&](EnvRecord& r) {
+    require(n != nullptr, "null count");
+    return to_c(r.env->theory_lemmas(), n);
+  });
+}
+
+int vesk_all_sat(vesk_env env, const vesk_term* important, size_t n, vesk_model_visitor visitor,
+                 void* user_data) {
+  return enumerate(env, important, n, visitor, user_data, true);
+}
+
+int vesk_solve_diversify(vesk_env env, const vesk_term* diversifiers, size_t n, vesk_model_visitor visitor,
+                         void* user_data) {
+  return enumerate(env, diversifiers, n, visitor, user_data, false);
 }
 
 char* vesk_get_search_stats(vesk_env env) {

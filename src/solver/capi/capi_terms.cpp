@@ -1,6 +1,9 @@
 #include <array>
 
+#include <gmp.h>
+
 #include "solver/capi/frame.h"
+#include "solver/num/qnumber_gmp.h"
 #include "solver/term/substitute.h"
 #include "solver/term/visit.h"
 
@@ -189,6 +192,21 @@ vesk_term vesk_make_int_modular_congruence(vesk_env env, const char* modulus, ve
 vesk_term vesk_make_number(vesk_env env, const char* text) {
   return guard(env, no_term,
                [&](EnvRecord& r) { return wrap(r.env->terms().make_number(read_number(text))); });
+}
+
+vesk_term vesk_make_mpq_number(vesk_env env, mpq_srcptr value) {
+  return guard(env, no_term, [&](EnvRecord& r) {
+    require(value != nullptr, "null number");
+    require(mpz_sgn(mpq_denref(value)) != 0, "zero denominator");
+    mpq_t reduced;
+    mpq_init(reduced);
+    mpz_set(mpq_numref(reduced), mpq_numref(value));  // mpq_set() wants a positive denominator
+    mpz_set(mpq_denref(reduced), mpq_denref(value));
+    mpq_canonicalize(reduced);
+    const QNumber number = QNumberGmp::from_mpq(reduced);
+    mpq_clear(reduced);
+    return wrap(r.env->terms().make_number(number));
+  });
 }
 
 vesk_term vesk_make_int_number(vesk_env env, long value) {

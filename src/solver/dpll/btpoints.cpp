@@ -14,7 +14,7 @@ void DpllSolver::push_backtrack_point() {
   const Var var = new_var();
   info_[index(var)].decision = false;
   order_.remove(var);
-  points_.push_back({Lit(var), clauses_.size(), preferred_.size()});
+  points_.push_back({Lit(var), clauses_.size(), preferred_.size(), stored_lemmas_.size()});
   if (theory_ != nullptr) theory_->push_backtrack_point();
   if (!open) return;
   open_level();
@@ -47,6 +47,7 @@ void DpllSolver::pop_backtrack_point() {
     }
   }
   preferred_cursor_ = 0;
+  stored_lemmas_.resize(point.num_stored_lemmas);
   model_.clear();
   if (theory_ != nullptr) theory_->pop_backtrack_point();
   if (config_.dpll.pop_btpoint_reset_var_order) rebuild_order();

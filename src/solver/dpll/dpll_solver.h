@@ -110,6 +110,10 @@ class DpllSolver : public ProxyMaker {
   void add_preferred(Var var, lbool polarity);
   void clear_preferred();
 
+  /// With store_tlemmas: the clauses that the theories gave (conflicts, reasons, lemmas), in order, without
+  /// guards; those since a point go when it is popped.
+  const std::vector<std::vector<Lit>>& theory_lemmas() const { return stored_lemmas_; }
+
   const Stats& stats() const { return stats_; }
 
   /// Asserts what the class promises, in time linear in its size; for debug builds and tests. `at_fixpoint`
@@ -146,6 +150,7 @@ class DpllSolver : public ProxyMaker {
     Lit lit;
     std::size_t num_clauses;
     std::size_t num_preferred;
+    std::size_t num_stored_lemmas;
   };
   struct VarOrder {
     const std::vector<double>* activity;
@@ -227,6 +232,7 @@ class DpllSolver : public ProxyMaker {
   bool explain(Lit lit, bool lazy);
   Step add_theory_lemmas();
   bool add_pending_clauses();
+  void note_theory_clause(std::span<const Lit> lits);
 
   const Configuration& config_;
   TheoryHook* theory_ = nullptr;
@@ -251,6 +257,7 @@ class DpllSolver : public ProxyMaker {
   hsh::Map<ClauseRef, int> lemmas_;  // clause -> handle in the theories
   std::vector<Lit> dirty_watches_;   // lists with entries of removed clauses
   std::vector<std::vector<Lit>> pending_clauses_;
+  std::vector<std::vector<Lit>> stored_lemmas_;
 
   std::vector<Point> points_;
   std::vector<Lit> assumptions_;

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cstdio>
+#include <string>
 
 #include "solver/dpll/dpll_solver.h"
 
@@ -55,6 +57,18 @@ void drop_repetitions(std::vector<Lit>& lits) {
 
 }  // namespace
 
+// Every clause that comes from the theories passes here once, still without its guard.
+void DpllSolver::note_theory_clause(std::span<const Lit> lits) {
+  if (config_.dpll.store_tlemmas) stored_lemmas_.emplace_back(lits.begin(), lits.end());
+  if (!config_.debug.dump_theory_lemmas) return;
+  std::string text = "theory lemma: (or";
+  for (Lit lit : lits) {
+    const std::string atom = term_of(lit.var())->to_short_str();
+    text += lit.negated() ? " (not " + atom + ')' : ' ' + atom;
+  }
+  std::fprintf(stderr, "%s)\n", text.c_str());
+}
+
 DpllSolver::Step DpllSolver::learn_theory_conflict() {
   ++stats_.theory_conflicts;
   theory_lits_.clear();
@@ -63,6 +77,7 @@ DpllSolver::Step DpllSolver::learn_theory_conflict() {
     assert(values_[lit.index()] == l_true);
     lit = ~lit;
   }
+  note_theory_clause(theory_lits_);
   add_guard(theory_lits_);
   drop_repetitions(theory_lits_);
   const bool learnt = theory_lits_.size() < 2 ? learn_from(std::span<const Lit>(theory_lits_))
@@ -83,6 +98,7 @@ bool DpllSolver::explain(Lit lit, bool lazy) {
     reason = ~reason;
   }
   explanation_.push_back(lit);
+  note_theory_clause(explanation_);
   add_guard(explanation_);
   drop_repetitions(explanation_);
   return true;
@@ -120,6 +136,7 @@ DpllSolver::Step DpllSolver::add_theory_lemmas() {
   while (theory_->has_lemmas()) {
     Pending next;
     next.lemma = theory_->next_lemma(next.lits);
+    note_theory_clause(next.lits);
     add_guard(next.lits);
     lemmas.push_back(std::move(next));
   }

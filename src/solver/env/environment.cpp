@@ -185,14 +185,14 @@ Environment::Answer Environment::search(const std::vector<Term>& assumptions) {
     return Answer::unsatisfiable;
   }
 #ifdef NDEBUG
-  const bool wanted = config_.model_generation || config_.bool_model_generation;
+  const bool wanted = config_.model_generation || config_.bool_model_generation || enumerates_;
 #else
   const bool wanted = true;  // to be validated
 #endif
   if (wanted) {
     model_ = pipeline().make_model();
     validate_model(assumptions);
-    if (!config_.model_generation && !config_.bool_model_generation) model_.reset();
+    if (!config_.model_generation && !config_.bool_model_generation && !enumerates_) model_.reset();
   }
   search.release_model();
   return Answer::satisfiable;
@@ -227,6 +227,62 @@ void Environment::add_preferred_for_branching(Term constant, int polarity) {
 void Environment::clear_preferred_for_branching() {
   preferred_.clear();
   preferred_changed_ = true;
+}
+
+std::vector<Term> Environment::theory_lemmas() {
+  std::vector<Term> lemmas;
+  if (pipeline_ == nullptr) return lemmas;
+  const dpll::DpllSolver& search = pipeline_->search();
+  for (const std::vector<dpll::Lit>& clause : search.theory_lemmas()) {
+    Term lemma = terms_->make_false();
+    for (dpll::Lit lit : clause) {
+      const Term atom = search.term_of(lit.var());
+      const Term literal = lit.negated() ? terms_->make_not(atom) : atom;
+      lemma = terms_->make_or(lemma, literal);
+    }
+    lemmas.push_back(lemma);
+  }
+  return lemmas;
+}
+
+int Environment::enumerate_models(const std::vector<Term>& terms, const ModelVisitor& visit) {
+  for (Term term : terms)
+    if (!term->type()->is_bool() && !term->type()->is_number())
+      throw EnvironmentError("The term " + term->to_short_str() + " is neither Boolean nor a number");
+  push_backtrack_point();
+  enumerates_ = true;
+  const auto leave = [this] {
+    enumerates_ = false;
+    pop_backtrack_point();
+  };
+  try {
+    const int count = visit_models(terms, visit);
+    leave();
+    return count;
+  } catch (...) {
+    leave();
+    throw;
+  }
+}
+
+int Environment::visit_models(const std::vector<Term>& terms, const ModelVisitor& visit) {
+  std::vector<Term> values;
+  for (int count = 0;; ++count) {
+    const Answer answer = check({});
+    if (answer != Answer::satisfiable) return answer == Answer::unsatisfiable ? count : -1;
+    values.clear();
+    Term another = terms_->make_false();
+    for (Term term : terms) {
+      const Term value = model_->get_value(term);
+      const Term same =
+          term->type()->is_bool() ? terms_->make_iff(term, value) : terms_->make_equal(term, value);
+      const Term differs = terms_->make_not(same);
+      another = terms_->make_or(another, differs);
+      values.push_back(value);
+    }
+    if (visit(values)) return count + 1;
+    assert_formula(another);
+  }
 }
 
 Term Environment::simplify(Term term) {

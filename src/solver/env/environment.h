@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -63,6 +64,17 @@ class Environment {
   void clear_preferred_for_branching();
 
   void set_termination_test(TerminationTest* test) { termination_.test = test; }
+  /// With dpll.store_tlemmas: the clauses that the theories gave the search since the environment was made,
+  /// as far as their levels are open.
+  std::vector<Term> theory_lemmas();
+
+  /// Called with the values of the terms in one model; true ends the enumeration.
+  using ModelVisitor = std::function<bool(const std::vector<Term>&)>;
+  /// Visits models until none is left, or the visitor ends it; each differs from all before in the value of
+  /// at least one of `terms`, which are Boolean or numbers. Their number; -1 when an answer was unknown, see
+  /// unknown_reason(). EnvironmentError for a term of another type.
+  int enumerate_models(const std::vector<Term>& terms, const ModelVisitor& visit);
+
   Term simplify(Term term);
   std::string statistics() const;
 
@@ -91,6 +103,7 @@ class Environment {
   void abandon_pipeline();
   bool prepare_assumptions(const std::vector<Term>& assumptions);
   Answer search(const std::vector<Term>& assumptions);
+  int visit_models(const std::vector<Term>& terms, const ModelVisitor& visit);
   void validate_model(const std::vector<Term>& assumptions);
 
   Configuration config_;
@@ -106,6 +119,7 @@ class Environment {
   int unsat_level_ = -1;  // number of points that unsatisfiability rests on
   std::vector<Preferred> preferred_;
   bool preferred_changed_ = false;
+  bool enumerates_ = false;  // models are needed whatever the options say
 
   std::vector<dpll::Lit> assumption_lits_;
   std::vector<Term> assumption_terms_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "solver/preprocess/global_rules.h"
 #include "solver/term/visit.h"
 
 namespace vesk {
@@ -11,8 +12,10 @@ Pipeline::Pipeline(const Configuration& config, TermManager& terms, const Logger
     : config_(config),
       terms_(terms),
       propagator_(terms, rewrites_),
+      nnf_(terms),
       normalizer_(terms, config.preprocessor.simplification),
-      encoder_(terms),
+      ites_(terms, config.preprocessor.ite_minimization_call_limit),
+      encoder_(terms, (config.preprocessor.simplification & Configuration::Preprocessor::term_ite) != 0),
       search_(config),
       theories_(config.theory, terms, &polarity_, log),
       euf_(terms),
@@ -34,14 +37,20 @@ Pipeline::Pipeline(const Configuration& config, TermManager& terms, const Logger
 
 void Pipeline::normalize(std::vector<Term>& conjuncts) {
   for (Term& term : conjuncts) term = normalizer_(term);
+  if (config_.preprocessor.ite_minimization)
+    for (Term& term : conjuncts) term = ites_(term);
   encoder_(conjuncts);
 }
 
 bool Pipeline::add_formulas(std::vector<Term> formulas) {
   const TermManager::SimplifyScope scope(terms_);
+  if (config_.preprocessor.partial_nnf_conversion)
+    for (Term& term : formulas) term = nnf_(term);
   if (config_.preprocessor.toplevel_propagation &&
       !propagator_(formulas, config_.preprocessor.toplevel_propagation_limit))
     return false;
+  if ((config_.preprocessor.simplification & Configuration::Preprocessor::global) != 0)
+    apply_global_rules(terms_, formulas);
   normalize(formulas);
   for (Term term : formulas)
     if (term->is_false()) return false;

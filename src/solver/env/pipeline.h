@@ -9,6 +9,8 @@
 #include "solver/euf/euf_interface.h"
 #include "solver/la/la_interface.h"
 #include "solver/preprocess/constraint_encoder.h"
+#include "solver/preprocess/ite_minimizer.h"
+#include "solver/preprocess/nnf.h"
 #include "solver/preprocess/rewrite_stack.h"
 #include "solver/preprocess/term_normalizer.h"
 #include "solver/preprocess/toplevel_propagator.h"
@@ -65,7 +67,9 @@ class Pipeline {
   RewriteStack rewrites_;
   PolarityChecker polarity_;
   ToplevelPropagator propagator_;
+  NnfConverter nnf_;
   TermNormalizer normalizer_;
+  IteMinimizer ites_;
   ConstraintEncoder encoder_;
   dpll::DpllSolver search_;
   TheoryManager theories_;

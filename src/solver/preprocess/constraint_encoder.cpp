@@ -98,6 +98,7 @@ Term ConstraintEncoder::split_bool_arguments(const Symbol* function, std::vector
 
 // The only ite of a relation, if it has exactly one: as a summand, or as a side of an equality.
 Term ConstraintEncoder::sole_ite(Term atom) const {
+  if (!splits_ites_) return nullptr;
   if (!atom->child(0)->type()->is_number()) {
     const bool left = atom->child(0)->tag() == Tag::ite, right = atom->child(1)->tag() == Tag::ite;
     return left == right ? nullptr : atom->child(left ? 0 : 1);

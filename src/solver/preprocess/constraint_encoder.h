@@ -19,7 +19,8 @@ namespace vesk {
 /// The constraint of a term is made once; backtrack points are followed.
 class ConstraintEncoder {
  public:
-  explicit ConstraintEncoder(TermManager& terms) : terms_(terms) {}
+  /// `splits_ites`: a relation with one ite becomes a case split.
+  ConstraintEncoder(TermManager& terms, bool splits_ites) : terms_(terms), splits_ites_(splits_ites) {}
 
   /// Rewrites `conjuncts` in place and appends the side constraints, which need no encoding again.
   void operator()(std::vector<Term>& conjuncts);
@@ -53,6 +54,7 @@ class ConstraintEncoder {
   Term strictly_negative(Term term);
 
   TermManager& terms_;
+  bool splits_ites_;
   hsh::Map<Term, Term> constants_;  // encoded term -> its constant; a product -> itself once it has its facts
   UndoTrail<Term> trail_;           // keys of constants_
   StampMap<Term> memo_;             // of one call

@@ -27,6 +27,10 @@ void TseitinCnf::add_formulas(std::span<const Term> conjuncts) {
   std::size_t done = 0;
   for (Term term : conjuncts) {
     if (done++ % 1024 == 0) TerminationTest::poll(termination_);
+    if (config_.preprocessor.full_cnf_conversion) {
+      add({defined_literal(strip(term, false))});
+      continue;
+    }
     top_.assign(1, strip(term, false));
     while (!top_.empty()) {
       const Node node = top_.back();

@@ -24,7 +24,8 @@ class CnfError : public Exception {
 /// shared by all formulas that hold the term, whatever the sign.
 ///
 /// A top-level conjunct that is a disjunction, of any nesting, is one clause and gets no label itself, nor
-/// do the connectives inside it that occur only there: only what is shared, or of the other kind, does.
+/// do the connectives inside it that occur only there: only what is shared, or of the other kind, does. With
+/// full_cnf_conversion every connective gets one.
 class TseitinCnf {
  public:
   TseitinCnf(const Configuration& config, dpll::DpllSolver& solver, const PolarityChecker& polarity)

@@ -1,3 +1,5 @@
+#include <gmp.h>
+
 #include <cstring>
 
 #include "solver/capi/solver_script.h"
@@ -44,6 +46,25 @@ TEST(CInterface, ConfigurationTextsHaveSections) {
                 .find("2 error(s) while parsing the configuration file:"),
             0u);
   EXPECT_EQ(vesk_parse_config_file("/no/such/file", nullptr).repr, nullptr);
+}
+
+TEST(CInterface, NumbersComeFromGmpToo) {
+  SolverScript s;
+  mpq_t value;
+  mpq_init(value);
+  for (const auto& [text, expected] : std::vector<std::pair<const char*, const char*>>{
+           {"6/-4", "-3/2"},
+           {"10/5", "2"},
+           {"0/7", "0"},
+           {"36893488147419103232/3", "36893488147419103232/3"}}) {
+    ASSERT_EQ(mpq_set_str(value, text, 10), 0);
+    EXPECT_EQ(SolverScript::text(vesk_make_mpq_number(s.env, value)), expected);
+    EXPECT_EQ(vesk_make_mpq_number(s.env, value).repr, s.num(expected).repr);
+  }
+  mpq_set_str(value, "1/0", 10);
+  EXPECT_EQ(vesk_make_mpq_number(s.env, value).repr, nullptr);
+  EXPECT_EQ(vesk_make_mpq_number(s.env, nullptr).repr, nullptr);
+  mpq_clear(value);
 }
 
 TEST(CInterface, FailuresGiveTheirValueAndAText) {

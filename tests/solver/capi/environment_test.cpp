@@ -275,6 +275,81 @@ TEST(Environment, ChainsOfEquationDiamondsAreSeenThrough) {
   }
 }
 
+int stop_at_once(void* calls) { return ++*static_cast<int*>(calls) > 1; }
+
+struct Visits {
+  std::vector<std::string> seen;
+  std::size_t limit = SIZE_MAX;
+};
+
+int note_model(const vesk_term* values, size_t n, void* user_data) {
+  Visits& visits = *static_cast<Visits*>(user_data);
+  std::string text;
+  for (size_t i = 0; i < n; ++i) text += SolverScript::text(values[i]) + ' ';
+  visits.seen.push_back(text);
+  return visits.seen.size() >= visits.limit ? 1 : 0;
+}
+
+TEST(Environment, EnumerationVisitsEachCombinationOfValuesOnce) {
+  SolverScript s(Options{{"model_generation", "false"}});
+  const vesk_term a = s.boolean("a"), b = s.boolean("b"), c = s.boolean("c"), x = s.real("x");
+  const vesk_term at_most = s.leq(x, s.num("1"));
+  s.add(s.disj(a, b));
+  s.add(s.eq(c, at_most));
+  s.add(s.disj(s.eq(x, s.num("1")), s.disj(s.eq(x, s.num("2")), s.eq(x, s.num("5/2")))));
+  s.add(s.disj(s.neg(b), c));
+  const vesk_term terms[] = {a, b, at_most};
+  Visits all;
+  EXPECT_EQ(vesk_all_sat(s.env, terms, 3, note_model, &all), 4);
+  std::sort(all.seen.begin(), all.seen.end());
+  EXPECT_EQ(all.seen, (std::vector<std::string>{"false true true ", "true false false ", "true false true ",
+                                                "true true true "}));
+  Visits numbers;
+  const vesk_term diversifiers[] = {x};
+  EXPECT_EQ(vesk_solve_diversify(s.env, diversifiers, 1, note_model, &numbers), 3);
+  std::sort(numbers.seen.begin(), numbers.seen.end());
+  EXPECT_EQ(numbers.seen, (std::vector<std::string>{"1 ", "2 ", "5/2 "}));
+  Visits some{{}, 2};
+  EXPECT_EQ(vesk_all_sat(s.env, terms, 3, note_model, &some), 2);
+  Visits once;
+  EXPECT_EQ(vesk_all_sat(s.env, nullptr, 0, note_model, &once), 1);
+  EXPECT_EQ(vesk_all_sat(s.env, diversifiers, 1, note_model, &once), -1);  // no Boolean
+  EXPECT_EQ(vesk_num_backtrack_points(s.env), 0);
+  EXPECT_EQ(vesk_get_model_value(s.env, a).repr, nullptr);
+  EXPECT_EQ(s.solve({b, s.neg(c)}), 0);
+  EXPECT_EQ(s.solve(), 1);
+  int calls = 0;
+  vesk_set_termination_test(s.env, stop_at_once, &calls);
+  EXPECT_EQ(vesk_all_sat(s.env, terms, 3, note_model, &once), -1);
+}
+
+TEST(Environment, StoredTheoryLemmasAreValidEach) {
+  SolverScript s(Options{{"dpll.store_tlemmas", "true"}, {"preprocessor.toplevel_propagation", "false"}});
+  const vesk_decl f = s.function("f", {s.real_type()}, s.real_type());
+  std::vector<vesk_term> x;
+  for (int i = 0; i < 5; ++i) x.push_back(s.real("x" + std::to_string(i)));
+  for (std::size_t i = 0; i + 1 < 5; ++i) {
+    s.add(s.disj(s.eq(x[i], x[i + 1]), s.eq(s.apply(f, {x[i]}), s.apply(f, {x[i + 1]}))));
+    s.add(s.disj(s.less(x[i], x[i + 1]), s.leq(s.apply(f, {x[i + 1]}), x[i])));
+  }
+  s.add(s.less(s.apply(f, {x[0]}), s.apply(f, {x[4]})));
+  EXPECT_EQ(s.solve(), 0);
+  size_t n = 0;
+  vesk_term* lemmas = vesk_get_theory_lemmas(s.env, &n);
+  ASSERT_GT(n, 0u);
+  const vesk_config cfg = vesk_create_config();
+  const vesk_env fresh = vesk_create_shared_env(cfg, s.env);
+  for (size_t i = 0; i < n; ++i) {
+    vesk_push_backtrack_point(fresh);
+    vesk_assert_formula(fresh, vesk_make_not(fresh, lemmas[i]));
+    EXPECT_EQ(vesk_solve(fresh), 0) << SolverScript::text(lemmas[i]);
+    vesk_pop_backtrack_point(fresh);
+  }
+  vesk_free(lemmas);
+  vesk_destroy_env(fresh);
+  vesk_destroy_config(cfg);
+}
+
 TEST(Environment, ProductsOfUnknownsAreNeverAnsweredWrongly) {
   SolverScript s;
   const vesk_term x = s.real("x"), y = s.real("y"), c = s.boolean("c");
@@ -347,8 +422,6 @@ TEST(Environment, ModelsListWhatPreprocessingRemovedToo) {
   vesk_destroy_model_iterator(iterator);
   EXPECT_EQ(listing, "x a (f 1) (f 2) ");
 }
-
-int stop_at_once(void* calls) { return ++*static_cast<int*>(calls) > 1; }
 
 TEST(Environment, AStoppedCheckIsUnknownAndTheNextOneIsRight) {
   SolverScript s;

@@ -25,6 +25,10 @@ const std::vector<Options> option_sets = {
     {{"theory.la.deduction_enabled", "false"}, {"theory.la.split_rat_eq", "false"}},
     {{"theory.la.delay_alien", "true"}, {"theory.interface_eq_policy", "1"}, {"dpll.restart_initial", "2"}},
     {{"debug.term_simplifications", "false"}, {"dpll.glucose_learnt_minimization", "true"}},
+    {{"preprocessor.partial_nnf_conversion", "true"},
+     {"preprocessor.full_cnf_conversion", "true"},
+     {"preprocessor.ite_minimization", "true"}},
+    {{"preprocessor.simplification", "62"}, {"dpll.store_tlemmas", "true"}},
 };
 
 enum class Sort { boolean, simple, real };
