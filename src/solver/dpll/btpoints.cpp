@@ -15,6 +15,7 @@ void DpllSolver::push_backtrack_point() {
   info_[index(var)].decision = false;
   order_.remove(var);
   points_.push_back({Lit(var), clauses_.size(), preferred_.size(), stored_lemmas_.size()});
+  if (ghost_filter_ != nullptr) ghost_filter_->push_backtrack_point();
   if (theory_ != nullptr) theory_->push_backtrack_point();
   if (!open) return;
   open_level();
@@ -37,6 +38,8 @@ void DpllSolver::pop_backtrack_point() {
   remove_clauses_with(first, point.num_clauses);
   sweep_watches();
   remove_vars(first);
+  std::erase_if(ghosts_, [first](Var var) { return var >= first; });
+  if (ghost_filter_ != nullptr) ghost_filter_->pop_backtrack_point(first);
   if (unsat_level_ > num_backtrack_points()) unsat_level_ = -1;
   while (preferred_.size() > point.num_preferred) {
     const Var var = preferred_.back();

@@ -7,9 +7,10 @@
 namespace vesk::dpll {
 
 DpllSolver::DpllSolver(const Configuration& config)
-    : config_(config),
-      order_(VarOrder{&activity_}),
-      random_(static_cast<std::uint64_t>(config.random_seed)) {}
+    : config_(config), order_(VarOrder{&activity_}), random_(static_cast<std::uint64_t>(config.random_seed)) {
+  if (config.dpll.ghost_filtering || config.dpll.minimize_model)
+    ghost_filter_ = std::make_unique<GhostFilter>(values_);
+}
 
 Var DpllSolver::new_var() {
   const Var var = num_vars();
@@ -44,6 +45,7 @@ Var DpllSolver::make_proxy(Term term, const Options& options, bool* is_new) {
   if (term->id() >= proxies_.size()) proxies_.resize(term->id() + term->id() / 2 + 64, var_undef);
   proxies_[term->id()] = var;
   if (is_new != nullptr) *is_new = true;
+  if (ghost_filter_ != nullptr && in_search_) ghost_filter_->set_never_ghost(var);
   if (theory_ != nullptr && !term->is_connective() && !term->is_constant()) {
     const bool told = theory_->tell_atom(term, var);
     num_theory_vars_ += told;
@@ -54,6 +56,7 @@ Var DpllSolver::make_proxy(Term term, const Options& options, bool* is_new) {
 
 void DpllSolver::set_decision(Var var, bool decision) {
   info_[index(var)].decision = decision;
+  if (decision && ghost_filter_ != nullptr && in_search_) ghost_filter_->set_never_ghost(var);
   if (decision && !is_defined(Lit(var)) && !order_.contains(var)) order_.insert(var);
 }
 
@@ -89,6 +92,7 @@ bool normalize(std::vector<Lit>& lits) {
 void DpllSolver::add_clause(std::span<const Lit> lits) {
   theory_lits_.assign(lits.begin(), lits.end());
   if (!points_.empty()) theory_lits_.push_back(~points_.back().lit);
+  if (ghost_filter_ != nullptr) ghost_filter_->add_clause(theory_lits_);
   if (in_search_) {
     pending_clauses_.push_back(theory_lits_);
     return;

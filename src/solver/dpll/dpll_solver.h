@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
 #include "solver/config/configuration.h"
 #include "solver/dpll/clause.h"
+#include "solver/dpll/ghost_filter.h"
 #include "solver/dpll/lit.h"
 #include "solver/dpll/proxy_maker.h"
 #include "solver/dpll/restart.h"
@@ -47,7 +49,7 @@ class DpllSolver : public ProxyMaker {
     std::uint64_t solve_calls = 0, decisions = 0, random_decisions = 0, conflicts = 0, propagations = 0;
     std::uint64_t restarts = 0, learnt_clauses = 0, learnt_literals = 0, removed_clauses = 0, reductions = 0;
     std::uint64_t theory_conflicts = 0, theory_implications = 0, theory_reasons = 0, theory_lemmas = 0;
-    std::uint64_t final_checks = 0;
+    std::uint64_t final_checks = 0, ghosts = 0;
   };
 
   /// `config` must outlive the solver.
@@ -210,6 +212,8 @@ class DpllSolver : public ProxyMaker {
   Lit pick_branch_lit();
   Lit pick_preferred();
   bool phase_sign(Var var) const;
+  bool put_aside(Var var);
+  void take_back_ghosts();
   void maybe_check_invariants();
 
   // reduce.cpp
@@ -273,6 +277,8 @@ class DpllSolver : public ProxyMaker {
   std::vector<Var> preferred_;
   std::size_t preferred_cursor_ = 0;  // all preferred variables before it are assigned
   Lcg random_;
+  std::unique_ptr<GhostFilter> ghost_filter_;  // null unless an option asks for it
+  std::vector<Var> ghosts_;                    // taken off the heap without a decision
 
   // Progress of the running solve call.
   RestartStrategy restarts_;

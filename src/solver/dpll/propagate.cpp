@@ -109,6 +109,7 @@ void DpllSolver::cancel_until(int level) {
     if (info.decision && !order_.contains(lit.var())) order_.insert(lit.var());
     if (info.preferred) preferred_cursor_ = 0;
   }
+  take_back_ghosts();
   trail_.resize(size);
   qhead_ = size;
   assert(theory_qhead_ <= size);

@@ -14,6 +14,7 @@ Result DpllSolver::solve(std::span<const Lit> assumptions, bool keep) {
   conflict_assumptions_.clear();
   model_.clear();
   cancel_to_points();
+  take_back_ghosts();
   if (unsat_level_ >= 0) return Result::unsatisfiable;
   assumptions_.assign(assumptions.begin(), assumptions.end());
   conflicts_of_call_ = 0;
@@ -36,6 +37,10 @@ Result DpllSolver::solve(std::span<const Lit> assumptions, bool keep) {
   }
   model_.resize(vars_.size());
   for (Var var = 0; var < num_vars(); ++var) model_[index(var)] = values_[Lit(var).index()];
+  if (config_.dpll.minimize_model) {
+    const int fixed = num_backtrack_points() + static_cast<int>(assumptions_.size());
+    ghost_filter_->minimize(model_, [&](Var var) { return vars_[index(var)].level <= fixed; });
+  }
   if (!keep) cancel_to_points();
   return Result::satisfiable;
 }
@@ -170,7 +175,7 @@ Lit DpllSolver::pick_branch_lit() {
   if (frequency > 0 && !order_.empty() && random_.next_double() < frequency) {
     const Var var = order_[random_.next_below(order_.size())];
     VarInfo& info = info_[index(var)];
-    if (!is_defined(Lit(var)) && info.decision) {
+    if (!is_defined(Lit(var)) && info.decision && !put_aside(var)) {
       ++stats_.random_decisions;
       if (config_.dpll.branching_random_invalidate_phase_cache) info.phase = phase_invalid;
       if (config_.dpll.branching_random_ignore_polarity && is_undef(info.forced_polarity))
@@ -180,9 +185,26 @@ Lit DpllSolver::pick_branch_lit() {
   }
   while (!order_.empty()) {
     const Var var = order_.remove_min();
-    if (!is_defined(Lit(var)) && info_[index(var)].decision) return Lit(var, phase_sign(var));
+    if (is_defined(Lit(var)) || !info_[index(var)].decision || put_aside(var)) continue;
+    return Lit(var, phase_sign(var));
   }
   return lit_undef;
+}
+
+// An atom that does not matter now waits until a level is cancelled. Only atoms of theories: for others a
+// decision costs less than the question.
+bool DpllSolver::put_aside(Var var) {
+  if (!config_.dpll.ghost_filtering || !info_[index(var)].theory || !ghost_filter_->is_ghost(var))
+    return false;
+  ghosts_.push_back(var);
+  ++stats_.ghosts;
+  return true;
+}
+
+void DpllSolver::take_back_ghosts() {
+  for (Var var : ghosts_)
+    if (!is_defined(Lit(var)) && info_[index(var)].decision && !order_.contains(var)) order_.insert(var);
+  ghosts_.clear();
 }
 
 void DpllSolver::add_preferred(Var var, lbool polarity) {

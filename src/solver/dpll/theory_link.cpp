@@ -137,6 +137,8 @@ DpllSolver::Step DpllSolver::add_theory_lemmas() {
     Pending next;
     next.lemma = theory_->next_lemma(next.lits);
     note_theory_clause(next.lits);
+    if (ghost_filter_ != nullptr)
+      for (Lit lit : next.lits) ghost_filter_->set_never_ghost(lit.var());
     add_guard(next.lits);
     lemmas.push_back(std::move(next));
   }

@@ -129,10 +129,10 @@ std::unique_ptr<ModelStore> Pipeline::make_model() {
   StampSet seen;
   for (dpll::Var var = 0; var < search_.num_vars(); ++var) {
     const Term atom = search_.term_of(var);
-    const dpll::lbool truth = search_.value(dpll::Lit(var));
-    if (atom == nullptr || atom->is_connective() || dpll::is_undef(truth)) continue;
+    const dpll::lbool truth = search_.model_value(var);
+    if (atom == nullptr || atom->is_connective()) continue;
     if (atom->is_constant()) {
-      model->set_constant(atom, terms_.make_bool(truth == dpll::l_true));
+      if (!dpll::is_undef(truth)) model->set_constant(atom, terms_.make_bool(truth == dpll::l_true));
       continue;
     }
     visit_post_order(
@@ -151,8 +151,13 @@ std::unique_ptr<ModelStore> Pipeline::make_model() {
     if (const Term value = value_of(application)) model->set_application(application, value);
   for (dpll::Var var = 0; var < search_.num_vars(); ++var) {
     const Term atom = search_.term_of(var);
-    const dpll::lbool truth = search_.value(dpll::Lit(var));
-    if (atom != nullptr && atom->tag() == Tag::uninterpreted && atom->arity() > 0 && !dpll::is_undef(truth))
+    const dpll::lbool truth = search_.model_value(var);
+    if (atom == nullptr || atom->tag() != Tag::uninterpreted || atom->arity() == 0) continue;
+    // what the search says counts only if it was told the theory
+    const Term value = config_.theory.euf.enabled ? value_of(atom) : nullptr;
+    if (value != nullptr)
+      model->set_application(atom, value);
+    else if (!dpll::is_undef(truth))
       model->set_application(atom, terms_.make_bool(truth == dpll::l_true));
   }
   return model;

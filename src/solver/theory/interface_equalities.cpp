@@ -89,7 +89,8 @@ bool TheoryManager::make_interface_equality(Term a, Term b) {
     ++statistics_.interface_equalities;
     return true;
   }
-  if (!tell_euf_late(equality, var)) return was_pure;
+  const bool is_undecided = dpll::is_undef(search_->value(dpll::Lit(var)));  // it did not matter until now
+  if (!tell_euf_late(equality, var) && !is_undecided) return was_pure;
   ++statistics_.interface_equalities;
   search_->set_decision(var, true);
   search_->set_forced_polarity(var, dpll::l_true);

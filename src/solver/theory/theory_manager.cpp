@@ -93,6 +93,7 @@ void TheoryManager::cancel_until(int level) {
   in_conflict_ = -1;
   next_implier_ = 0;
   for (TheorySolver* solver : solvers_) solver->cancel_until(level);
+  std::erase_if(filtered_, [&](dpll::Lit lit) { return search_->level(lit.var()) > level; });
   if (late_.empty()) return;
   // What was told late is undone at a higher level than the one it was assigned at: it is told again.
   std::vector<dpll::Lit> late;
@@ -117,6 +118,11 @@ void TheoryManager::pop_backtrack_point() {
 
 bool TheoryManager::assume(dpll::Lit lit) {
   if (in_conflict_ >= 0) return false;
+  if (config_.pure_literal_filtering && is_filtered(lit)) {
+    filtered_.push_back(lit);
+    ++statistics_.filtered_literals;
+    return true;
+  }
   const std::uint8_t owners = record(lit.var()).owners;
   for (std::size_t i = 0; i < solvers_.size(); ++i) {
     if ((owners >> i & 1) == 0 || solvers_[i]->assume(lit)) continue;
@@ -124,6 +130,29 @@ bool TheoryManager::assume(dpll::Lit lit) {
     return false;
   }
   return true;
+}
+
+/// Nothing asserted is hurt if this literal of an atom is true in the model and not in the theories: the atom
+/// occurs in the other sign only. What is below the backtrack points must be told, as formulas may come that
+/// use the sign.
+bool TheoryManager::is_filtered(dpll::Lit lit) {
+  const Term atom = record(lit.var()).term;
+  if (polarity_ == nullptr || search_->level(lit.var()) <= search_->num_backtrack_points()) return false;
+  const int occurs = (*polarity_)(atom);
+  return occurs == (lit.negated() ? PolarityChecker::positive : PolarityChecker::negative);
+}
+
+/// The lowest level of a literal that was held back and may not be any more, as a lemma has its sign; -1 if
+/// there is none.
+int TheoryManager::level_of_retold() const {
+  int lowest = -1;
+  for (const dpll::Lit lit : filtered_) {
+    const int occurs = (*polarity_)(search_->term_of(lit.var()));
+    if (occurs != PolarityChecker::both) continue;
+    const int level = search_->level(lit.var());
+    lowest = lowest < 0 ? level : std::min(lowest, level);
+  }
+  return lowest;
 }
 
 bool TheoryManager::check(bool approximate) {
@@ -146,6 +175,8 @@ dpll::Lit TheoryManager::get_next_implied() {
       const dpll::Lit lit = solvers_[next_implier_]->get_next_implied();
       if (lit == dpll::lit_undef) break;
       if (search_->value(lit) == dpll::l_true) continue;
+      if (config_.pure_literal_filtering && search_->value(lit) == dpll::l_false && is_filtered(~lit))
+        continue;
       record(lit.var()).implier[lit.negated() ? 1 : 0] = static_cast<std::int8_t>(next_implier_);
       ++statistics_.implications;
       return lit;
@@ -201,6 +232,7 @@ void TheoryManager::retract_lemma(int id) {
 
 TheoryManager::ModelFound TheoryManager::boolean_model_found() {
   TerminationTest::poll(termination_);
+  if (const int level = level_of_retold(); level > 0) return {level - 1, true};
   const ModelFound result = combine();
   if (result.go_on || result.backjump_level >= 0) return result;
   if (!unowned_.empty())
@@ -220,6 +252,7 @@ void TheoryManager::build_model() {
 void TheoryManager::recover() {
   in_conflict_ = -1;
   next_implier_ = 0;
+  filtered_.clear();
   for (TheorySolver* solver : solvers_) solver->recover();
 }
 

@@ -34,6 +34,7 @@ class TheoryManager : public dpll::TheoryHook {
     std::uint64_t implications = 0;
     std::uint64_t lemmas = 0;
     std::uint64_t interface_equalities = 0;
+    std::uint64_t filtered_literals = 0;
   };
 
   /// The references outlive this object; `polarity` may be null.
@@ -86,6 +87,8 @@ class TheoryManager : public dpll::TheoryHook {
   void share_numbers();
   bool tell_euf_late(Term atom, dpll::Var var);
   void own_late(dpll::Lit lit);
+  bool is_filtered(dpll::Lit lit);
+  int level_of_retold() const;
 
   // interface_equalities.cpp
   ModelFound combine();
@@ -119,6 +122,7 @@ class TheoryManager : public dpll::TheoryHook {
   std::vector<std::pair<Term, dpll::Var>> numeric_equalities_;  // told when there were none
   std::vector<dpll::Lit> late_;  // literals that EUF was told after the search had assigned them
   std::vector<std::pair<Term, Term>> needed_;
+  std::vector<dpll::Lit> filtered_;  // true literals that the solvers were spared, oldest first
 };
 
 }  // namespace vesk

@@ -106,6 +106,7 @@ TEST(Environment, AgreesWithBruteForceOnBooleanScripts) {
       {{"preprocessor.toplevel_propagation_limit", "1"}, {"dpll.branching_initial_phase", "2"}},
       {{"preprocessor.simplification", "0"}, {"dpll.restart_strategy", "3"}},
       {{"debug.term_simplifications", "false"}, {"dpll.pop_btpoint_reset_var_order", "false"}},
+      {{"dpll.minimize_model", "true"}, {"preprocessor.full_cnf_conversion", "true"}},
   };
   for (unsigned seed = 0; seed < 600; ++seed) {
     run_boolean_script(seed, option_sets[seed % option_sets.size()]);
@@ -276,6 +277,42 @@ TEST(Environment, ChainsOfEquationDiamondsAreSeenThrough) {
 }
 
 int stop_at_once(void* calls) { return ++*static_cast<int*>(calls) > 1; }
+
+int counter(SolverScript& s, const std::string& name) {
+  char* text = vesk_get_search_stats(s.env);
+  const std::string all = text;
+  vesk_free(text);
+  const std::size_t at = all.find(name + ' ');
+  return at == std::string::npos ? -1 : std::stoi(all.substr(at + name.size() + 1));
+}
+
+// Each guard makes its clause true, so that nothing depends on the atoms beside it. These contradict each
+// other, and the theories would have to sort that out.
+TEST(Environment, AtomsThatDoNotMatterAreLeftAlone) {
+  for (const char* option : {"dpll.ghost_filtering", "theory.pure_literal_filtering", "verbosity"}) {
+    SolverScript s(Options{{"dpll.branching_initial_phase", "1"}, {option, option[0] == 'v' ? "0" : "true"}});
+    std::vector<vesk_term> x, guards;
+    for (int i = 0; i < 8; ++i) {
+      x.push_back(s.real("x" + std::to_string(i)));
+      guards.push_back(s.boolean("guard" + std::to_string(i)));
+    }
+    for (std::size_t i = 0; i < 8; ++i) {
+      ASSERT_EQ(vesk_add_preferred_for_branching(s.env, guards[i], 1), 0);
+      s.add(s.disj(guards[i], s.neg(s.leq(s.plus(x[i], s.num("1")), x[(i + 1) % 8]))));
+    }
+    ASSERT_EQ(s.solve(), 1);
+    EXPECT_EQ(counter(s, "ghosts") > 0, option[0] == 'd');
+    EXPECT_EQ(counter(s, "filtered_literals") > 0, option[0] == 't');
+    EXPECT_EQ(counter(s, "theory_implications") > 0, option[0] == 'v');
+    for (std::size_t i = 0; i < 8; ++i) s.add(s.neg(guards[i]));
+    ASSERT_EQ(s.solve(), 1);
+    for (std::size_t i = 0; i < 8; ++i)
+      EXPECT_EQ(s.value(s.leq(s.plus(x[i], s.num("1")), x[(i + 1) % 8])), "false");
+    for (std::size_t i = 0; i < 7; ++i) s.add(s.less(s.plus(x[i], s.num("1/7")), x[i + 1]));
+    s.add(s.leq(x[7], s.plus(x[0], s.num("1"))));
+    EXPECT_EQ(s.solve(), 0);
+  }
+}
 
 struct Visits {
   std::vector<std::string> seen;

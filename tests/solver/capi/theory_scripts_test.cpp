@@ -29,6 +29,12 @@ const std::vector<Options> option_sets = {
      {"preprocessor.full_cnf_conversion", "true"},
      {"preprocessor.ite_minimization", "true"}},
     {{"preprocessor.simplification", "62"}, {"dpll.store_tlemmas", "true"}},
+    {{"dpll.ghost_filtering", "true"}, {"dpll.minimize_model", "true"}, {"dpll.restart_initial", "2"}},
+    {{"theory.pure_literal_filtering", "true"}, {"theory.la.pure_equality_filtering", "false"}},
+    {{"theory.pure_literal_filtering", "true"},
+     {"dpll.ghost_filtering", "true"},
+     {"dpll.branching_initial_phase", "1"},
+     {"theory.eq_propagation", "false"}},
 };
 
 enum class Sort { boolean, simple, real };
