@@ -49,6 +49,7 @@ void Solver::eliminate(Var var) {
   Elimination elimination{var, {}};
   for (const Tableau::RowEntry& entry : tableau_.row(row))
     if (entry.var != var) elimination.definition.push_back({entry.var, entry.coeff});
+  for (const Monomial& monomial : elimination.definition) ++definition_uses_[index(monomial.var)];
   tableau_.remove_row(row);
   elimination_of_[index(var)] = static_cast<std::int32_t>(eliminations_.size());
   eliminations_.push_back(std::move(elimination));
@@ -75,16 +76,28 @@ void Solver::restore_var(Var var) {
     for (const Monomial& monomial : elimination.definition)
       sum.self_addmul(monomial.coeff, values_[index(monomial.var)]);
     values_[index(next)] = std::move(sum);
-    eliminations_.erase(eliminations_.begin() + position);
-    for (std::size_t i = index(position); i < eliminations_.size(); ++i)
-      elimination_of_[index(eliminations_[i].var)] = static_cast<std::int32_t>(i);
-    elimination_of_[index(next)] = -1;
+    drop_elimination(next);
     elimination_candidates_.push_back(next);
   }
 }
 
+/// The place in the list is left empty until there are more empty ones than others.
+void Solver::drop_elimination(Var var) {
+  Elimination& dropped = eliminations_[index(elimination_of_[index(var)])];
+  for (const Monomial& monomial : dropped.definition) --definition_uses_[index(monomial.var)];
+  dropped = Elimination{null_var, {}};
+  elimination_of_[index(var)] = -1;
+  ++empty_eliminations_;
+  if (2 * empty_eliminations_ <= eliminations_.size()) return;
+  std::erase_if(eliminations_, [](const Elimination& e) { return e.var == null_var; });
+  empty_eliminations_ = 0;
+  for (std::size_t i = 0; i < eliminations_.size(); ++i)
+    elimination_of_[index(eliminations_[i].var)] = static_cast<std::int32_t>(i);
+}
+
 void Solver::refresh_eliminated() {
   for (std::size_t i = eliminations_.size(); i-- > 0;) {
+    if (eliminations_[i].var == null_var) continue;
     DNumber sum;
     for (const Monomial& monomial : eliminations_[i].definition)
       sum.self_addmul(monomial.coeff, values_[index(monomial.var)]);
@@ -92,22 +105,27 @@ void Solver::refresh_eliminated() {
   }
 }
 
+/// Brings the variables back whose definitions mention `var`.
+void Solver::restore_users(Var var) {
+  while (definition_uses_[index(var)] > 0) {
+    const auto user = std::find_if(eliminations_.begin(), eliminations_.end(), [var](const Elimination& e) {
+      return std::any_of(e.definition.begin(), e.definition.end(),
+                         [var](const Monomial& monomial) { return monomial.var == var; });
+    });
+    restore_var(user->var);
+  }
+}
+
 void Solver::remove_var(Var var) {
   assert(is_free(var) && lower_[index(var)] == null_constraint && upper_[index(var)] == null_constraint);
-  restore_var(var);
-  for (std::size_t i = 0; i < eliminations_.size();) {
-    const auto& definition = eliminations_[i].definition;
-    const bool mentions = std::any_of(definition.begin(), definition.end(),
-                                      [var](const Monomial& monomial) { return monomial.var == var; });
-    if (mentions) {
-      restore_var(eliminations_[i].var);
-      i = 0;
-    } else {
-      ++i;
-    }
+  if (elimination_of_[index(var)] >= 0 && definition_uses_[index(var)] == 0) {
+    drop_elimination(var);
+  } else {
+    restore_var(var);
+    restore_users(var);
+    move_into_basis(var);
+    if (tableau_.is_basic(var)) tableau_.remove_row(tableau_.row_of(var));
   }
-  move_into_basis(var);
-  if (tableau_.is_basic(var)) tableau_.remove_row(tableau_.row_of(var));
   alive_[index(var)] = 0;
   tableau_.free_var(var);
 }

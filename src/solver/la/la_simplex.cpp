@@ -110,7 +110,8 @@ bool Solver::simplex() {
   const int threshold =
       options_.greedy_threshold > 0
           ? options_.greedy_threshold
-          : std::max(min_greedy_pivots, static_cast<int>(tableau_.var_limit() - eliminations_.size()));
+          : std::max(min_greedy_pivots,
+                     static_cast<int>(tableau_.var_limit() - eliminations_.size() + empty_eliminations_));
   for (int iteration = 1;; ++iteration) {
     TerminationTest::poll(termination_);
     const bool greedy = iteration < threshold;

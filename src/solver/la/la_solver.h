@@ -261,6 +261,8 @@ class Solver {
   void restore_var(Var var);
   void move_into_basis(Var var);
   void refresh_eliminated();
+  void drop_elimination(Var var);
+  void restore_users(Var var);
   bool is_free(Var var) const;
 
   Options options_;
@@ -299,9 +301,11 @@ class Solver {
   std::vector<std::int32_t> implication_of_;  // by constraint: its implication, or -1
   std::size_t next_implied_ = 0;
 
-  std::vector<Elimination> eliminations_;     // oldest first
-  std::vector<std::int32_t> elimination_of_;  // by variable: its elimination, or -1
-  std::vector<std::int32_t> kept_;            // by variable: calls of keep() not released
+  std::vector<Elimination> eliminations_;  // oldest first; null_var: an empty place
+  std::size_t empty_eliminations_ = 0;
+  std::vector<std::int32_t> definition_uses_;  // by variable: how often definitions mention it
+  std::vector<std::int32_t> elimination_of_;   // by variable: its elimination, or -1
+  std::vector<std::int32_t> kept_;             // by variable: calls of keep() not released
   std::vector<Var> elimination_candidates_;
   std::vector<std::uint8_t> alive_;  // by variable
 
