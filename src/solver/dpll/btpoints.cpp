@@ -114,7 +114,8 @@ void DpllSolver::remove_vars(Var first) {
     assert(watches_[Lit(var).index()].empty() && watches_[Lit(var, true).index()].empty());
     watches_.pop_back();
     watches_.pop_back();
-    values_.resize(values_.size() - 2);
+    values_.pop_back();
+    values_.pop_back();
     vars_.pop_back();
     info_.pop_back();
     activity_.pop_back();

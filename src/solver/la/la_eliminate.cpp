@@ -108,7 +108,7 @@ void Solver::refresh_eliminated() {
 /// Brings the variables back whose definitions mention `var`.
 void Solver::restore_users(Var var) {
   while (definition_uses_[index(var)] > 0) {
-    const auto user = std::find_if(eliminations_.begin(), eliminations_.end(), [var](const Elimination& e) {
+    const auto user = std::find_if(eliminations_.rbegin(), eliminations_.rend(), [var](const Elimination& e) {
       return std::any_of(e.definition.begin(), e.definition.end(),
                          [var](const Monomial& monomial) { return monomial.var == var; });
     });
