@@ -162,7 +162,9 @@ bool LaSolverInterface::take_equalities() {
     const AtomId atom = atom_for(arrived_[i]);
     if (atom == 0 || solver_->is_asserted(2 * atom)) continue;
     ++statistics_.equalities_taken;
-    if (!solver_->push(2 * atom)) return false;
+    if (solver_->push(2 * atom)) continue;
+    arrived_.clear();
+    return false;
   }
   arrived_.clear();
   return true;
@@ -203,6 +205,7 @@ void LaSolverInterface::remove_equality(const TakenEquality& equality) {
 
 /// The equations made since the point speak of terms that may be gone.
 void LaSolverInterface::pop_backtrack_point() {
+  arrived_.clear();
   for (; equalities_.size() > points_.back(); equalities_.pop_back()) remove_equality(equalities_.back());
   points_.pop_back();
 }

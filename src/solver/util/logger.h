@@ -10,12 +10,8 @@ class Logger {
   explicit Logger(int verbosity = 0) : verbosity_(verbosity) {}
   bool enabled(int level) const { return level <= verbosity_; }
 
-  template <typename... Args>
-  void log(int level, const char* format, Args... args) const {
-    if (!enabled(level)) return;
-    std::fprintf(stderr, "veskor: ");
-    std::fprintf(stderr, format, args...);
-    std::fprintf(stderr, "\n");
+  void log(int level, const char* text) const {
+    if (enabled(level)) std::fprintf(stderr, "veskor: %s\n", text);
   }
 
  private:

@@ -113,9 +113,11 @@ TEST(QNumber, OperatesOnItself) {
     QNumber a = number(text);
     QNumber sum(a), difference(a), product(a), quotient(a), fused(a);
     sum += sum;
-    difference -= difference;
+    const QNumber& self = difference;  // by another name: compilers warn of the obvious
+    difference -= self;
     product *= product;
-    quotient /= quotient;
+    const QNumber& divisor = quotient;
+    quotient /= divisor;
     fused.self_addmul(fused, fused);
     EXPECT_EQ(sum, QNumber(2) * a) << text;
     EXPECT_TRUE(difference.is_zero()) << text;
