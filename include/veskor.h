@@ -287,8 +287,9 @@ int vesk_num_backtrack_points(vesk_env env);
 int vesk_assert_formula(vesk_env env, vesk_term formula);
 
 /** 1: the asserted formulas can be satisfied together; 0: they cannot; -1: unknown, because the
- *  termination test said so, or because of something that vesk_last_error_message() names. Formulas over
- *  integer constants or functions are answered so. */
+ *  termination test said so, or because of something that vesk_last_error_message() names. So are
+ *  answered formulas over integers that their relaxation to rational numbers does not decide, and products of
+ *  unknowns that a model gets wrong. */
 int vesk_solve(vesk_env env);
 
 /** As vesk_solve(), with the `n` assumptions, for this call only. They are Boolean constants, their

@@ -504,8 +504,8 @@ TEST(Environment, PreferredConstantsAreDecidedFirstAndAsTold) {
   EXPECT_EQ(s.value(v[1]), "true");
 }
 
-TEST(Environment, HundredsOfThousandsOfConjunctsAndVeryDeepTermsFit) {
-  SolverScript s;
+void solve_a_large_formula(const Options& options) {
+  SolverScript s(options);
   constexpr int n = 200000;
   std::vector<vesk_term> v;
   for (int i = 0; i < 1000; ++i) v.push_back(s.boolean("v" + std::to_string(i)));
@@ -522,6 +522,15 @@ TEST(Environment, HundredsOfThousandsOfConjunctsAndVeryDeepTermsFit) {
     deep = i % 2 == 0 ? s.disj(deep, v[i % 999]) : s.eq(s.neg(deep), v[i % 998]);
   s.add(deep);
   EXPECT_GE(s.solve(), 0);
+}
+
+TEST(Environment, HundredsOfThousandsOfConjunctsAndVeryDeepTermsFit) {
+  solve_a_large_formula({});
+  solve_a_large_formula({{"preprocessor.partial_nnf_conversion", "true"},
+                         {"preprocessor.full_cnf_conversion", "true"},
+                         {"preprocessor.simplification", "63"},
+                         {"dpll.ghost_filtering", "true"},
+                         {"dpll.minimize_model", "true"}});
 }
 
 TEST(Environment, GarbageCollectionAndResetLeaveAUsableEnvironment) {
