@@ -143,6 +143,7 @@ DpllSolver::Step DpllSolver::add_theory_lemmas() {
     lemmas.push_back(std::move(next));
   }
   if (lemmas.empty()) return Step::nothing;
+  take_back_ghosts();  // the lemmas may hold some, which count from now on
   stats_.theory_lemmas += lemmas.size();
   learnt_limit_ =
       std::max(learnt_limit_, static_cast<double>(std::max<std::size_t>(clauses_.size() / 3, 1000)) * 50);
