@@ -1,0 +1,547 @@
+#include "smtlib/interpreter.h"
+
+#include <algorithm>
+#include <charconv>
+#include <initializer_list>
+#include <new>
+#include <ostream>
+#include <sstream>
+#include <unordered_map>
+
+#include "smtlib/model_printer.h"
+
+namespace smtlib {
+namespace {
+
+bool is_any_of(std::string_view name, std::initializer_list<std::string_view> names) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+bool is_logic_of_reals(std::string_view logic) {
+  return is_any_of(logic, {"QF_LRA", "QF_RDL", "QF_UFLRA", "QF_UFRDL", "LRA", "UFLRA"});
+}
+
+bool is_known_logic(std::string_view logic) {
+  return is_logic_of_reals(logic) || is_any_of(logic, {"ALL", "QF_UF", "UF", "QF_LIA", "QF_IDL", "QF_LIRA",
+                                                       "QF_UFLIA", "QF_UFIDL", "QF_UFLIRA"});
+}
+
+}  // namespace
+
+const Interpreter::Handler* Interpreter::find_handler(std::string_view name) {
+  using I = Interpreter;
+  static const std::unordered_map<std::string_view, Handler> table{
+      {"assert", {&I::assert_formula, true}},
+      {"check-sat", {&I::check_sat, true}},
+      {"check-sat-assuming", {&I::check_sat_assuming, true}},
+      {"declare-const", {&I::declare_const, true}},
+      {"declare-fun", {&I::declare_fun, true}},
+      {"declare-sort", {&I::declare_sort, true}},
+      {"define-fun", {&I::define_fun, true}},
+      {"define-sort", {&I::define_sort, true}},
+      {"echo", {&I::echo, false}},
+      {"exit", {&I::exit, false}},
+      {"get-info", {&I::get_info, false}},
+      {"get-model", {&I::get_model, true}},
+      {"get-unsat-assumptions", {&I::get_unsat_assumptions, true}},
+      {"get-value", {&I::get_value, true}},
+      {"pop", {&I::pop, true}},
+      {"push", {&I::push, true}},
+      {"reset", {&I::reset, false}},
+      {"reset-assertions", {&I::reset_assertions, true}},
+      {"set-info", {&I::set_info, false}},
+      {"set-logic", {&I::set_logic, false}},
+      {"set-option", {&I::set_option, false}},
+  };
+  const auto found = table.find(name);
+  return found == table.end() ? nullptr : &found->second;
+}
+
+Interpreter::Interpreter(std::ostream& out) : out_(out) {}
+Interpreter::~Interpreter() { close_environment(); }
+
+std::string Interpreter::option_error(const std::string& key, const std::string& value) const {
+  const vesk_config scratch = vesk_create_config();
+  const bool is_good = vesk_set_option(scratch, key.c_str(), value.c_str()) == 0;
+  vesk_destroy_config(scratch);
+  return is_good ? "" : vesk_last_error_message(vesk_env{nullptr});
+}
+
+std::string Interpreter::set_solver_option(const std::string& key, const std::string& value) {
+  const std::string error = option_error(key, value);
+  if (error.empty()) {
+    options_.emplace_back(key, value);
+    num_outer_options_ = options_.size();
+  }
+  return error;
+}
+
+int Interpreter::is_too_late(void* interpreter) {
+  auto& self = *static_cast<Interpreter*>(interpreter);
+  self.has_timed_out_ = std::chrono::steady_clock::now() >= self.deadline_;
+  return self.has_timed_out_ ? 1 : 0;
+}
+
+void Interpreter::start_environment() {
+  if (env_.repr != nullptr) return;
+  const vesk_config config = vesk_create_default_config(logic_.empty() ? nullptr : logic_.c_str());
+  for (const auto& [key, value] : options_) vesk_set_option(config, key.c_str(), value.c_str());
+  env_ = vesk_create_env(config);
+  vesk_destroy_config(config);
+  if (env_.repr == nullptr) throw TermFault(vesk_last_error_message(env_));
+  if (time_limit_seconds_ > 0) vesk_set_termination_test(env_, &Interpreter::is_too_late, this);
+  maker_ = std::make_unique<TermMaker>(env_, is_logic_of_reals(logic_));
+  builder_ = std::make_unique<TermBuilder>(*maker_, symbols_, sorts_);
+  sorts_.add("Bool", maker_->bool_type());
+  sorts_.add("Real", maker_->real_type());
+  sorts_.add("Int", maker_->int_type());
+}
+
+void Interpreter::close_environment() {
+  levels_.clear();
+  shrink_to({0, 0, 0});
+  assumptions_.clear();
+  last_answer_ = Answer::none;
+  vesk_destroy_env(env_);
+  env_.repr = nullptr;
+}
+
+void Interpreter::shrink_to(const Level& level) {
+  symbols_.shrink(level.num_symbols);
+  sorts_.shrink(level.num_sorts);
+  labels_.shrink(level.num_labels);
+}
+
+void Interpreter::run(std::istream& script, const std::string& name) {
+  CommandReader reader(script);
+  Command command;
+  while (!has_exited_) {
+    Position where;
+    std::string fault;
+    const Level before{symbols_.size(), sorts_.size(), labels_.size()};
+    try {
+      if (!reader.next(command)) return;
+      where = command.tokens.front().where;
+      run_command(command);
+      continue;
+    } catch (const ScriptError& error) {
+      where = error.where();
+      fault = error.what();
+    } catch (const TermFault& error) {
+      fault = error.what();
+    } catch (const std::bad_alloc&) {
+      fault = "out of memory";
+    }
+    shrink_to(before);
+    if (builder_ != nullptr) builder_->unbind_all();
+    has_failed_ = true;
+    const std::string place = std::to_string(where.line) + ':' + std::to_string(where.column);
+    out_ << "(error " << spell_string(name + ':' + place + ": " + fault) << ")" << std::endl;
+  }
+}
+
+void Interpreter::run_command(const Command& command) {
+  TokenCursor cursor(command);
+  const std::string_view name = cursor.take_text(Token::Kind::symbol, "the name of a command");
+  const Handler* handler = find_handler(name);
+  if (handler == nullptr)
+    throw ScriptError(command.tokens.front().where,
+                      "the command '" + std::string(name) + "' is not supported");
+  if (handler->needs_environment) start_environment();
+  has_answered_ = false;
+  (this->*handler->run)(cursor);
+  if (print_success_ && !has_answered_) answer() << "success\n";
+  if (has_answered_) out_.flush();
+}
+
+std::ostream& Interpreter::answer() {
+  has_answered_ = true;
+  return out_;
+}
+
+// Declarations and definitions.
+
+void Interpreter::declare(std::string_view name, std::vector<vesk_type> params, vesk_type result) {
+  Symbol symbol{Symbol::Kind::declared, std::move(params), result};
+  if (symbol.params.empty()) {
+    symbol.decl = maker_->declare(name, result);
+    symbol.term = vesk_make_constant(env_, symbol.decl);
+  } else {
+    const vesk_type type = vesk_get_function_type(env_, symbol.params.data(), symbol.params.size(), result);
+    symbol.decl = maker_->declare(name, type);
+  }
+  symbols_.add(name, std::move(symbol));
+}
+
+void Interpreter::declare_const(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::string_view name = cursor.take_name("the name of a constant");
+  builder_->require_new_name(name, where);
+  const vesk_type sort = builder_->read_sort(cursor);
+  cursor.expect_close("the sort");
+  declare(name, {}, sort);
+}
+
+void Interpreter::declare_fun(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::string_view name = cursor.take_name("the name of a function");
+  builder_->require_new_name(name, where);
+  cursor.expect_open("'(' and the sorts of the parameters");
+  std::vector<vesk_type> params;
+  while (!cursor.at_close()) params.push_back(builder_->read_sort(cursor));
+  cursor.expect_close("the sorts of the parameters");
+  const vesk_type result = builder_->read_sort(cursor);
+  cursor.expect_close("the sort");
+  declare(name, std::move(params), result);
+}
+
+void Interpreter::declare_sort(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::string_view name = cursor.take_name("the name of a sort");
+  if (sorts_.find(name) != nullptr)
+    throw ScriptError(where, "the sort '" + std::string(name) + "' is declared already");
+  const Position arity_where = cursor.peek().where;
+  if (!cursor.at_close() && cursor.take_text(Token::Kind::numeral, "a number of parameters") != "0")
+    throw ScriptError(arity_where, "sorts with parameters are not supported");
+  cursor.expect_close("the number of parameters");
+  sorts_.add(name, maker_->simple_type(name));
+}
+
+void Interpreter::define_sort(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::string_view name = cursor.take_name("the name of a sort");
+  if (sorts_.find(name) != nullptr)
+    throw ScriptError(where, "the sort '" + std::string(name) + "' is declared already");
+  cursor.expect_open("'()'");
+  if (!cursor.at_close()) throw ScriptError(cursor.peek().where, "sorts with parameters are not supported");
+  cursor.expect_close("the parameters");
+  const vesk_type sort = builder_->read_sort(cursor);
+  cursor.expect_close("the sort");
+  sorts_.add(name, sort);
+}
+
+// Binds each parameter to the constant that stands for it in the body.
+std::vector<vesk_term> Interpreter::read_parameters(TokenCursor& cursor, std::vector<vesk_type>& types) {
+  std::vector<vesk_term> formals;
+  cursor.expect_open("'(' and the parameters");
+  while (!cursor.at_close()) {
+    cursor.expect_open("'(' and a parameter");
+    const std::string_view name = cursor.take_name("the name of a parameter");
+    types.push_back(builder_->read_sort(cursor));
+    cursor.expect_close("the sort of the parameter");
+    const std::string stand_in = "|parameter|" + std::to_string(types.size());
+    formals.push_back(vesk_make_constant(env_, maker_->declare(stand_in, types.back())));
+    builder_->bind(name, {formals.back(), types.back()});
+  }
+  cursor.expect_close("the parameters");
+  return formals;
+}
+
+void Interpreter::define_fun(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::string_view name = cursor.take_name("the name of a function");
+  builder_->require_new_name(name, where);
+  Symbol symbol{Symbol::Kind::defined, {}, {}};
+  symbol.formals = read_parameters(cursor, symbol.params);
+  symbol.result = builder_->read_sort(cursor);
+  const Position body_where = cursor.peek().where;
+  const TypedTerm body = builder_->read_term(cursor);
+  builder_->unbind_all();
+  if (!maker_->fits(body.type, symbol.result))
+    throw ScriptError(body_where, "a body of sort " + maker_->sort_text(body.type) + " where " +
+                                      maker_->sort_text(symbol.result) + " is expected");
+  cursor.expect_close("the body");
+  symbol.term = body.term;
+  symbols_.add(name, std::move(symbol));
+}
+
+// Assertions and checks.
+
+void Interpreter::assert_formula(TokenCursor& cursor) {
+  const vesk_term formula = builder_->read_formula(cursor);
+  cursor.expect_close("the formula");
+  if (vesk_assert_formula(env_, formula) != 0) throw TermFault(vesk_last_error_message(env_));
+  last_answer_ = Answer::none;
+}
+
+void Interpreter::check(const std::vector<Assumption>& assumptions) {
+  std::vector<vesk_term> literals;
+  for (const Assumption& assumption : assumptions) literals.push_back(assumption.literal);
+  has_timed_out_ = false;
+  deadline_ =
+      std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                             std::chrono::duration<double>(time_limit_seconds_));
+  const int result = vesk_solve_with_assumptions(env_, literals.data(), literals.size());
+  last_answer_ = result == 1 ? Answer::sat : result == 0 ? Answer::unsat : Answer::unknown;
+  answer() << (result == 1 ? "sat\n" : result == 0 ? "unsat\n" : "unknown\n");
+}
+
+void Interpreter::check_sat(TokenCursor& cursor) {
+  cursor.expect_close("'check-sat'");
+  assumptions_.clear();
+  check(assumptions_);
+}
+
+Interpreter::Assumption Interpreter::read_assumption(TokenCursor& cursor) {
+  std::string text = TokenCursor(cursor).take_expression();
+  const vesk_term asked = builder_->read_formula(cursor);
+  const vesk_term atom = vesk_term_is_not(env_, asked) != 0 ? vesk_term_get_arg(asked, 0) : asked;
+  const bool is_literal = vesk_term_is_constant(env_, atom) != 0 || vesk_term_is_true(env_, atom) != 0 ||
+                          vesk_term_is_false(env_, atom) != 0;
+  if (is_literal) return {asked, std::move(text)};
+  const std::string id = std::to_string(vesk_term_id(asked));
+  if (const vesk_term* label = labels_.find(id)) return {*label, std::move(text)};
+  const vesk_decl decl = maker_->declare("|assumption|" + id, maker_->bool_type());
+  const vesk_term label = vesk_make_constant(env_, decl);
+  if (vesk_assert_formula(env_, vesk_make_or(env_, vesk_make_not(env_, label), asked)) != 0)
+    throw TermFault(vesk_last_error_message(env_));
+  labels_.add(id, label);
+  return {label, std::move(text)};
+}
+
+void Interpreter::check_sat_assuming(TokenCursor& cursor) {
+  cursor.expect_open("'(' and the assumptions");
+  std::vector<Assumption> assumptions;
+  while (!cursor.at_close()) assumptions.push_back(read_assumption(cursor));
+  cursor.expect_close("the assumptions");
+  cursor.expect_close("the assumptions");
+  assumptions_ = std::move(assumptions);
+  check(assumptions_);
+}
+
+void Interpreter::get_unsat_assumptions(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  cursor.expect_close("'get-unsat-assumptions'");
+  if (last_answer_ != Answer::unsat) throw ScriptError(where, "the last check was not answered unsat");
+  std::size_t num_refuted = 0;
+  vesk_term* refuted = vesk_get_unsat_assumptions(env_, &num_refuted);
+  const char* gap = "";
+  answer() << '(';
+  for (const Assumption& assumption : assumptions_) {
+    const auto is_same = [&](vesk_term term) { return term.repr == assumption.literal.repr; };
+    if (std::none_of(refuted, refuted + num_refuted, is_same)) continue;
+    answer() << gap << assumption.text;
+    gap = " ";
+  }
+  answer() << ")\n";
+  vesk_free(refuted);
+}
+
+std::size_t Interpreter::read_count(TokenCursor& cursor) const {
+  if (cursor.at_close()) return 1;
+  constexpr std::size_t most = 1000000;
+  const Position where = cursor.peek().where;
+  const std::string_view digits = cursor.take_text(Token::Kind::numeral, "a number of levels");
+  std::size_t count = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), count);
+  if (error != std::errc() || count > most)
+    throw ScriptError(where, "a number of levels is at most " + std::to_string(most));
+  return count;
+}
+
+void Interpreter::push(TokenCursor& cursor) {
+  const std::size_t count = read_count(cursor);
+  cursor.expect_close("the number of levels");
+  for (std::size_t i = 0; i < count; ++i) {
+    if (vesk_push_backtrack_point(env_) != 0) throw TermFault(vesk_last_error_message(env_));
+    levels_.push_back({symbols_.size(), sorts_.size(), labels_.size()});
+  }
+}
+
+void Interpreter::pop(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::size_t count = read_count(cursor);
+  cursor.expect_close("the number of levels");
+  if (count > levels_.size())
+    throw ScriptError(where, "levels to pop: " + std::to_string(count) +
+                                 ", levels that are open: " + std::to_string(levels_.size()));
+  for (std::size_t i = 0; i < count; ++i) {
+    if (vesk_pop_backtrack_point(env_) != 0) throw TermFault(vesk_last_error_message(env_));
+    const Level level = levels_.back();
+    levels_.pop_back();
+    if (declarations_are_global_)
+      labels_.shrink(level.num_labels);
+    else
+      shrink_to(level);
+  }
+  if (count > 0) last_answer_ = Answer::none;
+}
+
+void Interpreter::reset_assertions(TokenCursor& cursor) {
+  cursor.expect_close("'reset-assertions'");
+  if (vesk_reset_env(env_) != 0) throw TermFault(vesk_last_error_message(env_));
+  constexpr std::size_t num_own_sorts = 3;
+  if (declarations_are_global_)
+    labels_.shrink(0);
+  else
+    shrink_to({0, num_own_sorts, 0});
+  levels_.clear();
+  last_answer_ = Answer::none;
+}
+
+// Models.
+
+void Interpreter::require_model(Position where) const {
+  if (last_answer_ != Answer::sat)
+    throw ScriptError(where, "there is no model: the last check was not answered sat, or more was asserted");
+  if (vesk_get_model_value(env_, vesk_make_true(env_)).repr == nullptr)
+    throw ScriptError(where, vesk_last_error_message(env_));
+}
+
+void Interpreter::get_value(TokenCursor& cursor) {
+  require_model(cursor.peek().where);
+  cursor.expect_open("'(' and terms");
+  std::vector<std::pair<std::string, TypedTerm>> terms;
+  do {
+    std::string text = TokenCursor(cursor).take_expression();
+    terms.emplace_back(std::move(text), builder_->read_term(cursor));
+  } while (!cursor.at_close());
+  cursor.expect_close("the terms");
+  cursor.expect_close("the terms");
+  std::string values;
+  for (const auto& [text, asked] : terms) {
+    const vesk_term value = vesk_get_model_value(env_, asked.term);
+    if (value.repr == nullptr) throw TermFault(vesk_last_error_message(env_));
+    values += (values.empty() ? "((" : "\n (") + text + ' ' + value_text(*maker_, value, asked.type) + ')';
+  }
+  answer() << values << ")\n";
+}
+
+void Interpreter::get_model(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  cursor.expect_close("'get-model'");
+  require_model(where);
+  print_model(*maker_, symbols_, answer());
+}
+
+// Settings and the rest.
+
+void Interpreter::require_new_environment(Position where) const {
+  if (env_.repr != nullptr)
+    throw ScriptError(where, "this is to be set before anything is declared, asserted or checked");
+}
+
+void Interpreter::set_logic(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::string logic(cursor.take_name("the name of a logic"));
+  cursor.expect_close("the logic");
+  require_new_environment(where);
+  if (!logic_.empty()) throw ScriptError(where, "the logic is set already");
+  if (!is_known_logic(logic)) throw ScriptError(where, "the logic '" + logic + "' is not supported");
+  logic_ = logic;
+}
+
+std::string Interpreter::read_setting(TokenCursor& cursor) const {
+  if (cursor.at_close() || cursor.peek().kind == Token::Kind::open ||
+      cursor.peek().kind == Token::Kind::keyword)
+    throw ScriptError(cursor.peek().where, "expected the value of the option");
+  return std::string(cursor.text_of(cursor.take()));
+}
+
+bool Interpreter::read_switch(TokenCursor& cursor) const {
+  const Position where = cursor.peek().where;
+  const std::string text = read_setting(cursor);
+  if (text != "true" && text != "false") throw ScriptError(where, "expected true or false");
+  cursor.expect_close("the value");
+  return text == "true";
+}
+
+void Interpreter::set_option(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::string name(cursor.take_text(Token::Kind::keyword, "an option"));
+  if (name == "print-success") {
+    print_success_ = read_switch(cursor);
+    return;
+  }
+  if (name == "produce-unsat-assumptions") {
+    read_switch(cursor);
+    return;
+  }
+  if (name == "global-declarations") {
+    require_new_environment(where);
+    declarations_are_global_ = read_switch(cursor);
+    return;
+  }
+  constexpr std::string_view prefix = "veskor.";
+  const std::string key = name == "produce-models"   ? "model_generation"
+                          : name == "random-seed"    ? "random_seed"
+                          : name == "verbosity"      ? "verbosity"
+                          : name.starts_with(prefix) ? name.substr(prefix.size())
+                                                     : "";
+  if (key.empty()) {
+    answer() << "unsupported\n";
+    return;
+  }
+  const std::string value = read_setting(cursor);
+  cursor.expect_close("the value");
+  require_new_environment(where);
+  if (const std::string error = option_error(key, value); !error.empty()) throw ScriptError(where, error);
+  options_.emplace_back(key, value);
+}
+
+void Interpreter::set_info(TokenCursor& cursor) {
+  cursor.take_text(Token::Kind::keyword, "an attribute");
+  if (!cursor.at_close()) cursor.take_expression();
+  cursor.expect_close("the attribute");
+}
+
+void Interpreter::get_info(TokenCursor& cursor) {
+  const std::string name(cursor.take_text(Token::Kind::keyword, "an attribute"));
+  cursor.expect_close("the attribute");
+  char* own_version = vesk_get_version();
+  const std::string version = own_version;
+  vesk_free(own_version);
+  const std::size_t blank = version.find(' ');
+  std::string value;
+  if (name == "name")
+    value = spell_string(version.substr(0, blank));
+  else if (name == "version")
+    value = spell_string(version.substr(blank + 1));
+  else if (name == "error-behavior")
+    value = "continued-execution";
+  else if (name == "assertion-stack-levels")
+    value = std::to_string(levels_.size());
+  else if (name == "reason-unknown" && last_answer_ == Answer::unknown)
+    value = has_timed_out_ ? "timeout" : spell_string(vesk_last_error_message(env_));
+  if (name == "all-statistics") {
+    std::istringstream counters(statistics());
+    const char* before = "(:";
+    for (std::string counter, count; counters >> counter >> count; before = "\n :")
+      answer() << before << counter << ' ' << count;
+    answer() << (before[0] == '(' ? "()\n" : ")\n");
+  } else if (value.empty()) {
+    answer() << "unsupported\n";
+  } else {
+    answer() << "(:" << name << ' ' << value << ")\n";
+  }
+}
+
+std::string Interpreter::statistics() const {
+  if (env_.repr == nullptr) return "";
+  char* text = vesk_get_search_stats(env_);
+  std::string counters = text == nullptr ? "" : text;
+  vesk_free(text);
+  return counters;
+}
+
+void Interpreter::echo(TokenCursor& cursor) {
+  const std::string_view text = cursor.take_text(Token::Kind::string, "a string");
+  cursor.expect_close("the string");
+  answer() << spell_string(text) << '\n';
+}
+
+void Interpreter::exit(TokenCursor& cursor) {
+  cursor.expect_close("'exit'");
+  has_exited_ = true;
+}
+
+void Interpreter::reset(TokenCursor& cursor) {
+  cursor.expect_close("'reset'");
+  close_environment();
+  logic_.clear();
+  options_.resize(num_outer_options_);
+  declarations_are_global_ = false;
+  print_success_ = false;
+}
+
+}  // namespace smtlib

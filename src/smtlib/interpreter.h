@@ -1,0 +1,127 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "smtlib/command_reader.h"
+#include "smtlib/symbol_table.h"
+#include "smtlib/term_builder.h"
+#include "smtlib/term_maker.h"
+#include "veskor.h"
+
+namespace smtlib {
+
+/// Runs SMT-LIB 2 scripts on a solver behind include/veskor.h. Each command does all it says or, after an
+/// error, nothing, and the next one is run.
+class Interpreter {
+ public:
+  /// Answers go to `out`.
+  explicit Interpreter(std::ostream& out);
+  ~Interpreter();
+  Interpreter(const Interpreter&) = delete;
+  Interpreter& operator=(const Interpreter&) = delete;
+
+  /// An option of the solver, as of vesk_set_option(). Its text if it is refused, else "".
+  std::string set_solver_option(const std::string& key, const std::string& value);
+  /// Each check ends with `unknown` after so many seconds; 0 for no limit.
+  void set_time_limit(double seconds) { time_limit_seconds_ = seconds; }
+
+  /// Runs the commands of a script, up to its end or to `exit`. `name` stands for it in errors. What was
+  /// declared and asserted before holds.
+  void run(std::istream& script, const std::string& name);
+
+  bool has_failed() const { return has_failed_; }
+  bool has_exited() const { return has_exited_; }
+  /// Counters of the search, one `name value` a line; "" if nothing was solved.
+  std::string statistics() const;
+
+ private:
+  struct Handler {
+    void (Interpreter::*run)(TokenCursor&);
+    bool needs_environment;
+  };
+  /// Null for an unknown command.
+  static const Handler* find_handler(std::string_view name);
+
+  // A command reads all its arguments before it does anything.
+  void assert_formula(TokenCursor& cursor);
+  void check_sat(TokenCursor& cursor);
+  void check_sat_assuming(TokenCursor& cursor);
+  void declare_const(TokenCursor& cursor);
+  void declare_fun(TokenCursor& cursor);
+  void declare_sort(TokenCursor& cursor);
+  void define_fun(TokenCursor& cursor);
+  void define_sort(TokenCursor& cursor);
+  void echo(TokenCursor& cursor);
+  void exit(TokenCursor& cursor);
+  void get_info(TokenCursor& cursor);
+  void get_model(TokenCursor& cursor);
+  void get_unsat_assumptions(TokenCursor& cursor);
+  void get_value(TokenCursor& cursor);
+  void pop(TokenCursor& cursor);
+  void push(TokenCursor& cursor);
+  void reset(TokenCursor& cursor);
+  void reset_assertions(TokenCursor& cursor);
+  void set_info(TokenCursor& cursor);
+  void set_logic(TokenCursor& cursor);
+  void set_option(TokenCursor& cursor);
+
+  struct Level {
+    std::size_t num_symbols, num_sorts, num_labels;
+  };
+  struct Assumption {
+    vesk_term literal;
+    std::string text;
+  };
+  enum class Answer { none, sat, unsat, unknown };
+
+  void run_command(const Command& command);
+  void start_environment();
+  void close_environment();
+  void require_new_environment(Position where) const;
+  void shrink_to(const Level& level);
+  std::string option_error(const std::string& key, const std::string& value) const;
+  void declare(std::string_view name, std::vector<vesk_type> params, vesk_type result);
+  std::vector<vesk_term> read_parameters(TokenCursor& cursor, std::vector<vesk_type>& types);
+  Assumption read_assumption(TokenCursor& cursor);
+  void check(const std::vector<Assumption>& assumptions);
+  void require_model(Position where) const;
+  std::size_t read_count(TokenCursor& cursor) const;
+  /// What an option is set to: a constant or a symbol.
+  std::string read_setting(TokenCursor& cursor) const;
+  bool read_switch(TokenCursor& cursor) const;
+  /// The stream for the answer of the command being run.
+  std::ostream& answer();
+  static int is_too_late(void* interpreter);
+
+  std::ostream& out_;
+  std::vector<std::pair<std::string, std::string>> options_;  // of the solver, as they were set
+  std::size_t num_outer_options_ = 0;                         // of these, not by the script
+  std::string logic_;
+  vesk_env env_{nullptr};  // made when a command first needs it
+  std::unique_ptr<TermMaker> maker_;
+  std::unique_ptr<TermBuilder> builder_;
+  SymbolTable symbols_;
+  SortTable sorts_;
+  ScopedTable<vesk_term> labels_;  // constants that imply assumptions which are no literals, by their ids
+  std::vector<Level> levels_;
+  std::vector<Assumption> assumptions_;  // of the last check
+
+  Answer last_answer_ = Answer::none;
+  bool declarations_are_global_ = false;
+  bool print_success_ = false;
+  bool has_answered_ = false;
+  bool has_exited_ = false;
+  bool has_failed_ = false;
+  double time_limit_seconds_ = 0;
+  std::chrono::steady_clock::time_point deadline_;
+  bool has_timed_out_ = false;
+};
+
+}  // namespace smtlib

@@ -1,0 +1,168 @@
+#include "smtlib/term_builder.h"
+
+#include <cassert>
+
+namespace smtlib {
+
+void TermBuilder::bind(std::string_view name, TypedTerm value) {
+  bound_.add(name, {Symbol::Kind::bound, {}, value.type, {}, value.term});
+}
+
+void TermBuilder::require_new_name(std::string_view name, Position where) const {
+  if (maker_.is_operator(name))
+    throw ScriptError(where, "'" + std::string(name) + "' is a symbol of the theories");
+  if (symbols_.find(name) != nullptr)
+    throw ScriptError(where, "'" + std::string(name) + "' is declared already");
+}
+
+TypedTerm TermBuilder::read_term(TokenCursor& cursor) {
+  frames_.clear();
+  values_.clear();
+  bound_names_.clear();
+  const std::size_t mark = bound_.size();
+  try {
+    begin_term(cursor);
+    while (!frames_.empty()) step(cursor);
+  } catch (...) {
+    bound_.shrink(mark);
+    throw;
+  }
+  assert(values_.size() == 1 && bound_.size() == mark);
+  return values_.back();
+}
+
+vesk_term TermBuilder::read_formula(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const TypedTerm read = read_term(cursor);
+  if (!maker_.fits(read.type, maker_.bool_type()))
+    throw ScriptError(where,
+                      "a term of sort " + maker_.sort_text(read.type) + " where a formula is expected");
+  return read.term;
+}
+
+vesk_type TermBuilder::read_sort(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  if (cursor.peek().kind == Token::Kind::open)
+    throw ScriptError(where, "sorts with parameters are not supported");
+  const std::string_view name = cursor.take_name("a sort");
+  if (const vesk_type* sort = sorts_.find(name)) return *sort;
+  throw ScriptError(where, "unknown sort '" + std::string(name) + "'");
+}
+
+void TermBuilder::begin_term(TokenCursor& cursor) {
+  const Token& token = cursor.take();
+  switch (token.kind) {
+    case Token::Kind::numeral: values_.push_back(maker_.numeral(cursor.text_of(token))); return;
+    case Token::Kind::decimal: values_.push_back(maker_.decimal(cursor.text_of(token))); return;
+    case Token::Kind::symbol: values_.push_back(apply(cursor, token, {})); return;
+    case Token::Kind::open: begin_compound(cursor); return;
+    case Token::Kind::close: throw ScriptError(token.where, "expected a term");
+    case Token::Kind::keyword: throw ScriptError(token.where, "a keyword where a term is expected");
+    case Token::Kind::string: throw ScriptError(token.where, "strings are not supported in terms");
+    case Token::Kind::bits: throw ScriptError(token.where, "bit vectors are not supported");
+  }
+}
+
+void TermBuilder::begin_compound(TokenCursor& cursor) {
+  const bool is_let = cursor.at_symbol("let"), is_annotation = cursor.at_symbol("!");
+  for (const char* word : {"forall", "exists", "match", "_", "as"})
+    if (cursor.at_symbol(word))
+      throw ScriptError(cursor.peek().where, "'" + std::string(word) + "' is not supported");
+  const Token& head = cursor.peek();
+  if (head.kind == Token::Kind::open)
+    throw ScriptError(head.where, "a function is a symbol; indexed and qualified ones are not supported");
+  if (is_let || is_annotation)
+    cursor.take();
+  else
+    cursor.take_name("a function");
+  if (is_let) cursor.expect_open("'(' and the bindings of 'let'");
+  const Frame::Kind kind = is_let          ? Frame::Kind::let_bindings
+                           : is_annotation ? Frame::Kind::annotation
+                                           : Frame::Kind::application;
+  frames_.push_back({kind, &head, values_.size(), bound_names_.size()});
+}
+
+void TermBuilder::step(TokenCursor& cursor) {
+  Frame& frame = frames_.back();
+  switch (frame.kind) {
+    case Frame::Kind::application: {
+      if (!cursor.at_close()) return begin_term(cursor);
+      if (!is_complete(frame)) throw ScriptError(cursor.peek().where, "an application without an argument");
+      const TypedTerm result =
+          apply(cursor, *frame.head, std::span<const TypedTerm>(values_).subspan(frame.first_value));
+      values_.resize(frame.first_value);
+      values_.push_back(result);
+      cursor.expect_close("the arguments");
+      break;
+    }
+    case Frame::Kind::let_bindings:
+      if (step_let_bindings(cursor, frame)) return;
+      return begin_term(cursor);
+    case Frame::Kind::binding: cursor.expect_close("the bound term"); break;
+    case Frame::Kind::let_body:
+      if (!is_complete(frame)) return begin_term(cursor);
+      cursor.expect_close("the body of 'let'");
+      bound_.shrink(frame.mark);
+      break;
+    case Frame::Kind::annotation:
+      if (!is_complete(frame)) return begin_term(cursor);
+      finish_annotation(cursor, frame);
+      break;
+  }
+  frames_.pop_back();
+}
+
+// At the end of the bindings turns the frame into that of the body and gives true; else begins a binding,
+// of which the term is left to be read.
+bool TermBuilder::step_let_bindings(TokenCursor& cursor, Frame& frame) {
+  if (!cursor.at_close()) {
+    cursor.expect_open("'(' and a binding");
+    bound_names_.push_back(cursor.take_name("the name that 'let' binds"));
+    frames_.push_back({Frame::Kind::binding, frame.head, values_.size(), 0});
+    return false;
+  }
+  cursor.expect_close("the bindings");
+  const std::size_t mark = bound_.size();
+  for (std::size_t i = 0; frame.first_value + i < values_.size(); ++i)
+    bind(bound_names_[frame.mark + i], values_[frame.first_value + i]);
+  values_.resize(frame.first_value);
+  bound_names_.resize(frame.mark);
+  frame.kind = Frame::Kind::let_body;
+  frame.mark = mark;
+  return true;
+}
+
+void TermBuilder::finish_annotation(TokenCursor& cursor, const Frame& frame) {
+  while (!cursor.at_close()) {
+    const bool is_name = cursor.text_of(cursor.peek()) == "named";
+    cursor.take_text(Token::Kind::keyword, "an attribute");
+    if (is_name) {
+      const Position where = cursor.peek().where;
+      const std::string_view name = cursor.take_name("a name");
+      require_new_name(name, where);
+      const TypedTerm& value = values_[frame.first_value];
+      symbols_.add(name, {Symbol::Kind::defined, {}, value.type, {}, value.term});
+    } else if (!cursor.at_close() && cursor.peek().kind != Token::Kind::keyword) {
+      cursor.take_expression();
+    }
+  }
+  cursor.expect_close("the attributes");
+}
+
+TypedTerm TermBuilder::apply(const TokenCursor& cursor, const Token& head,
+                             std::span<const TypedTerm> args) const {
+  const std::string_view name = cursor.text_of(head);
+  if (!head.quoted && is_reserved_word(name))
+    throw ScriptError(head.where, "'" + std::string(name) + "' is a reserved word");
+  const Symbol* symbol = bound_.find(name);
+  if (symbol == nullptr) symbol = symbols_.find(name);
+  try {
+    if (symbol != nullptr) return maker_.apply(name, *symbol, args);
+    if (maker_.is_operator(name)) return maker_.apply_operator(name, args);
+  } catch (const TermFault& fault) {
+    throw ScriptError(head.where, fault.what());
+  }
+  throw ScriptError(head.where, "unknown symbol '" + std::string(name) + "'");
+}
+
+}  // namespace smtlib
