@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <new>
 #include <ostream>
+#include <set>
 #include <sstream>
 #include <unordered_map>
 
@@ -315,15 +316,13 @@ void Interpreter::get_unsat_assumptions(TokenCursor& cursor) {
   if (last_answer_ != Answer::unsat) throw ScriptError(where, "the last check was not answered unsat");
   std::size_t num_refuted = 0;
   vesk_term* refuted = vesk_get_unsat_assumptions(env_, &num_refuted);
-  const char* gap = "";
-  answer() << '(';
-  for (const Assumption& assumption : assumptions_) {
-    const auto is_same = [&](vesk_term term) { return term.repr == assumption.literal.repr; };
-    if (std::none_of(refuted, refuted + num_refuted, is_same)) continue;
-    answer() << gap << assumption.text;
-    gap = " ";
-  }
-  answer() << ")\n";
+  std::set<void*> refuted_literals;
+  for (std::size_t i = 0; i < num_refuted; ++i) refuted_literals.insert(refuted[i].repr);
+  std::string texts;
+  for (const Assumption& assumption : assumptions_)
+    if (refuted_literals.erase(assumption.literal.repr) > 0)
+      texts += (texts.empty() ? "" : " ") + assumption.text;
+  answer() << '(' << texts << ")\n";
   vesk_free(refuted);
 }
 

@@ -50,13 +50,14 @@ vesk_type TermBuilder::read_sort(TokenCursor& cursor) {
 }
 
 void TermBuilder::begin_term(TokenCursor& cursor) {
+  if (cursor.at_close()) throw ScriptError(cursor.peek().where, "expected a term");
   const Token& token = cursor.take();
   switch (token.kind) {
     case Token::Kind::numeral: values_.push_back(maker_.numeral(cursor.text_of(token))); return;
     case Token::Kind::decimal: values_.push_back(maker_.decimal(cursor.text_of(token))); return;
     case Token::Kind::symbol: values_.push_back(apply(cursor, token, {})); return;
     case Token::Kind::open: begin_compound(cursor); return;
-    case Token::Kind::close: throw ScriptError(token.where, "expected a term");
+    case Token::Kind::close: break;
     case Token::Kind::keyword: throw ScriptError(token.where, "a keyword where a term is expected");
     case Token::Kind::string: throw ScriptError(token.where, "strings are not supported in terms");
     case Token::Kind::bits: throw ScriptError(token.where, "bit vectors are not supported");

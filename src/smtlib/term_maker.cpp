@@ -12,6 +12,10 @@ bool same(vesk_type a, vesk_type b) { return vesk_type_equals(a, b) != 0; }
 // A bar can stand in no symbol, so names with one never clash with a script's.
 constexpr char name_mark = '|';
 
+std::string counted(std::size_t n, const char* noun) {
+  return std::to_string(n) + ' ' + noun + (n == 1 ? "" : "s");
+}
+
 }  // namespace
 
 struct TermMaker::Operator {
@@ -86,9 +90,8 @@ bool TermMaker::is_operator(std::string_view name) const { return find_operator(
 TypedTerm TermMaker::apply_operator(std::string_view name, Args args) const {
   const Operator& op = *find_operator(name);
   if (args.size() < op.at_least || args.size() > op.at_most) {
-    const std::string expected = (op.at_least == op.at_most ? "" : "at least ") + std::to_string(op.at_least);
-    throw TermFault("'" + std::string(name) + "' takes " + expected + " arguments and was given " +
-                    std::to_string(args.size()));
+    throw TermFault("'" + std::string(name) + "' takes " + (op.at_least == op.at_most ? "" : "at least ") +
+                    counted(op.at_least, "argument") + " and was given " + std::to_string(args.size()));
   }
   for (std::size_t i = 0; i < args.size(); ++i) {
     const vesk_type type = args[i].type;
@@ -108,8 +111,8 @@ TypedTerm TermMaker::apply_operator(std::string_view name, Args args) const {
 
 TypedTerm TermMaker::apply(std::string_view name, const Symbol& symbol, Args args) const {
   if (args.size() != symbol.params.size())
-    throw TermFault("'" + std::string(name) + "' takes " + std::to_string(symbol.params.size()) +
-                    " arguments and was given " + std::to_string(args.size()));
+    throw TermFault("'" + std::string(name) + "' takes " + counted(symbol.params.size(), "argument") +
+                    " and was given " + std::to_string(args.size()));
   std::vector<vesk_term> terms;
   for (std::size_t i = 0; i < args.size(); ++i) {
     if (!fits(args[i].type, symbol.params[i]))

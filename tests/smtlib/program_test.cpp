@@ -1,0 +1,147 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path program = fs::path(ZORVEL_BINARY_DIR) / "bin" / "veskor-run";
+
+/// A conversation with the program through pipes.
+class Program {
+ public:
+  explicit Program(const std::string& arguments) {
+    int to_child[2], from_child[2];
+    if (::pipe(to_child) != 0 || ::pipe(from_child) != 0) std::abort();
+    child_ = ::fork();
+    if (child_ == 0) {
+      ::dup2(to_child[0], 0);
+      ::dup2(from_child[1], 1);
+      ::dup2(from_child[1], 2);
+      for (int end : {to_child[0], to_child[1], from_child[0], from_child[1]}) ::close(end);
+      const std::string command = "exec '" + program.string() + "' " + arguments;
+      ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+      ::_exit(127);
+    }
+    ::close(to_child[0]);
+    ::close(from_child[1]);
+    in_ = to_child[1];
+    out_ = from_child[0];
+    ::fcntl(in_, F_SETFD, FD_CLOEXEC);
+  }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+  ~Program() { status(); }
+
+  void say(const std::string& text) {
+    ASSERT_EQ(::write(in_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  }
+  /// The next line of the answer; what came if the program ends before.
+  std::string line() {
+    std::string text;
+    for (char c; ::read(out_, &c, 1) == 1;) {
+      text += c;
+      if (c == '\n') break;
+    }
+    return text;
+  }
+  std::string rest() {
+    close(in_);
+    std::string text, next;
+    while (!(next = line()).empty()) text += next;
+    return text;
+  }
+  /// Exit status, when it has ended.
+  int status() {
+    close(in_);
+    if (child_ > 0) {
+      ::waitpid(child_, &status_, 0);
+      ::close(out_);
+      child_ = 0;
+    }
+    return WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
+  }
+
+ private:
+  static void close(int& end) {
+    if (end >= 0) ::close(end);
+    end = -1;
+  }
+  pid_t child_ = 0;
+  int in_ = -1, out_ = -1, status_ = 0;
+};
+
+TEST(VeskorRun, AnswersThroughAPipeBeforeTheNextCommandIsSent) {
+  Program talk("");
+  talk.say("(declare-const x Real)\n(assert (< x 1))\n(check-sat)");
+  EXPECT_EQ(talk.line(), "sat\n");
+  talk.say("(push)(assert (> x 2))(check-sat)");
+  EXPECT_EQ(talk.line(), "unsat\n");
+  talk.say("(pop 2)");
+  EXPECT_EQ(talk.line(), "(error \"<stdin>:3:50: levels to pop: 2, levels that are open: 1\")\n");
+  talk.say("(exit)");
+  EXPECT_EQ(talk.rest(), "");
+  EXPECT_EQ(talk.status(), 1);
+}
+
+std::string pigeons(int holes) {
+  std::ostringstream script;
+  script << "(set-logic QF_UF)\n(push 1)\n";
+  const auto in = [](int p, int h) { return "p" + std::to_string(p) + "_" + std::to_string(h); };
+  for (int p = 0; p <= holes; ++p)
+    for (int h = 0; h < holes; ++h) script << "(declare-const " << in(p, h) << " Bool)\n";
+  for (int p = 0; p <= holes; ++p) {
+    script << "(assert (or";
+    for (int h = 0; h < holes; ++h) script << ' ' << in(p, h);
+    script << "))\n";
+    for (int q = 0; q < p; ++q)
+      for (int h = 0; h < holes; ++h)
+        script << "(assert (not (and " << in(p, h) << ' ' << in(q, h) << ")))\n";
+  }
+  return script.str();
+}
+
+TEST(VeskorRun, ATimeLimitEndsTheCheckAndLeavesTheRest) {
+  Program talk("--time-limit 0.2 --stats");
+  talk.say(pigeons(11) + "(check-sat)(get-info :reason-unknown)(pop 1)(check-sat)\n");
+  EXPECT_EQ(talk.line(), "unknown\n");
+  EXPECT_EQ(talk.line(), "(:reason-unknown timeout)\n");
+  EXPECT_EQ(talk.line(), "sat\n");
+  EXPECT_NE(talk.rest().find("\nconflicts "), std::string::npos);
+  EXPECT_EQ(talk.status(), 0);
+}
+
+TEST(VeskorRun, TheCommandLineIsChecked) {
+  const struct {
+    const char* arguments;
+    int status;
+    const char* text;
+  } cases[] = {
+      {"-o dpll.restart_strategy=2 -o random_seed=3 -", 0, ""},
+      {"-o dpll.restart_strategy=7", 2, "veskor-run: number out of range for option: dpll.restart_strategy"},
+      {"-o no.such=1", 2, "veskor-run: unknown option: no.such"},
+      {"-o verbosity", 2, "veskor-run: -o takes KEY=VALUE, not 'verbosity'"},
+      {"/no/such/file", 2, "veskor-run: cannot read '/no/such/file'"},
+      {"/", 2, "veskor-run: cannot read '/'"},
+      {"--time-limit -1", 2, "--time-limit"},
+      {"--no-such-flag", 2, "--no-such-flag"},
+      {"--version", 0, "Veskor "},
+  };
+  for (const auto& c : cases) {
+    Program talk(c.arguments);
+    const std::string text = talk.rest();
+    EXPECT_EQ(talk.status(), c.status) << c.arguments;
+    EXPECT_NE(text.find(c.text), std::string::npos) << c.arguments << ": " << text;
+  }
+}
+
+}  // namespace
