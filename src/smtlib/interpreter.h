@@ -84,6 +84,7 @@ class Interpreter {
   void run_command(const Command& command);
   void start_environment();
   void close_environment();
+  bool numerals_are_real() const;
   void require_new_environment(Position where) const;
   void shrink_to(const Level& level);
   std::string option_error(const std::string& key, const std::string& value) const;

@@ -82,7 +82,8 @@ class Generator {
       if ((uses(real) && !has_reals_) || (uses(element) && !has_elements_) || chance(25)) continue;
       functions_.push_back(f);
       text += std::string("(declare-fun ") + f.name + " (";
-      for (Sort param : f.params) text += std::string(" ") + sort_name(param);
+      for (std::size_t i = 0; i < f.params.size(); ++i)
+        text += std::string(i == 0 ? "" : " ") + sort_name(f.params[i]);
       text += std::string(") ") + sort_name(f.result) + ")\n";
     }
   }

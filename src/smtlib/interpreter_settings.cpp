@@ -1,0 +1,174 @@
+#include "smtlib/interpreter.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <ostream>
+#include <sstream>
+
+// Commands that concern neither formulas nor models: settings, information, and the end.
+
+namespace smtlib {
+namespace {
+
+bool is_any_of(std::string_view name, std::initializer_list<std::string_view> names) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+bool is_logic_of_reals(std::string_view logic) {
+  return is_any_of(logic, {"QF_LRA", "QF_RDL", "QF_UFLRA", "QF_UFRDL", "LRA", "UFLRA"});
+}
+
+bool is_known_logic(std::string_view logic) {
+  return is_logic_of_reals(logic) || is_any_of(logic, {"ALL", "QF_UF", "UF", "QF_LIA", "QF_IDL", "QF_LIRA",
+                                                       "QF_UFLIA", "QF_UFIDL", "QF_UFLIRA"});
+}
+
+}  // namespace
+
+bool Interpreter::numerals_are_real() const { return is_logic_of_reals(logic_); }
+
+std::string Interpreter::option_error(const std::string& key, const std::string& value) const {
+  const vesk_config scratch = vesk_create_config();
+  const bool is_good = vesk_set_option(scratch, key.c_str(), value.c_str()) == 0;
+  vesk_destroy_config(scratch);
+  return is_good ? "" : vesk_last_error_message(vesk_env{nullptr});
+}
+
+std::string Interpreter::set_solver_option(const std::string& key, const std::string& value) {
+  const std::string error = option_error(key, value);
+  if (error.empty()) {
+    options_.emplace_back(key, value);
+    num_outer_options_ = options_.size();
+  }
+  return error;
+}
+
+void Interpreter::require_new_environment(Position where) const {
+  if (env_.repr != nullptr)
+    throw ScriptError(where, "this is to be set before anything is declared, asserted or checked");
+}
+
+void Interpreter::set_logic(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::string logic(cursor.take_name("the name of a logic"));
+  cursor.expect_close("the logic");
+  require_new_environment(where);
+  if (!logic_.empty()) throw ScriptError(where, "the logic is set already");
+  if (!is_known_logic(logic)) throw ScriptError(where, "the logic '" + logic + "' is not supported");
+  logic_ = logic;
+}
+
+std::string Interpreter::read_setting(TokenCursor& cursor) const {
+  if (cursor.at_close() || cursor.peek().kind == Token::Kind::open ||
+      cursor.peek().kind == Token::Kind::keyword)
+    throw ScriptError(cursor.peek().where, "expected the value of the option");
+  return std::string(cursor.text_of(cursor.take()));
+}
+
+bool Interpreter::read_switch(TokenCursor& cursor) const {
+  const Position where = cursor.peek().where;
+  const std::string text = read_setting(cursor);
+  if (text != "true" && text != "false") throw ScriptError(where, "expected true or false");
+  cursor.expect_close("the value");
+  return text == "true";
+}
+
+void Interpreter::set_option(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::string name(cursor.take_text(Token::Kind::keyword, "an option"));
+  if (name == "print-success") {
+    print_success_ = read_switch(cursor);
+    return;
+  }
+  if (name == "produce-unsat-assumptions") {
+    read_switch(cursor);
+    return;
+  }
+  if (name == "global-declarations") {
+    require_new_environment(where);
+    declarations_are_global_ = read_switch(cursor);
+    return;
+  }
+  constexpr std::string_view prefix = "veskor.";
+  const std::string key = name == "produce-models"   ? "model_generation"
+                          : name == "random-seed"    ? "random_seed"
+                          : name == "verbosity"      ? "verbosity"
+                          : name.starts_with(prefix) ? name.substr(prefix.size())
+                                                     : "";
+  if (key.empty()) {
+    answer() << "unsupported\n";
+    return;
+  }
+  const std::string value = read_setting(cursor);
+  cursor.expect_close("the value");
+  require_new_environment(where);
+  if (const std::string error = option_error(key, value); !error.empty()) throw ScriptError(where, error);
+  options_.emplace_back(key, value);
+}
+
+void Interpreter::set_info(TokenCursor& cursor) {
+  cursor.take_text(Token::Kind::keyword, "an attribute");
+  if (!cursor.at_close()) cursor.take_expression();
+  cursor.expect_close("the attribute");
+}
+
+void Interpreter::get_info(TokenCursor& cursor) {
+  const std::string name(cursor.take_text(Token::Kind::keyword, "an attribute"));
+  cursor.expect_close("the attribute");
+  char* own_version = vesk_get_version();
+  const std::string version = own_version;
+  vesk_free(own_version);
+  const std::size_t blank = version.find(' ');
+  std::string value;
+  if (name == "name")
+    value = spell_string(version.substr(0, blank));
+  else if (name == "version")
+    value = spell_string(version.substr(blank + 1));
+  else if (name == "error-behavior")
+    value = "continued-execution";
+  else if (name == "assertion-stack-levels")
+    value = std::to_string(levels_.size());
+  else if (name == "reason-unknown" && last_answer_ == Answer::unknown)
+    value = has_timed_out_ ? "timeout" : spell_string(vesk_last_error_message(env_));
+  if (name == "all-statistics") {
+    std::istringstream counters(statistics());
+    const char* before = "(:";
+    for (std::string counter, count; counters >> counter >> count; before = "\n :")
+      answer() << before << counter << ' ' << count;
+    answer() << (before[0] == '(' ? "()\n" : ")\n");
+  } else if (value.empty()) {
+    answer() << "unsupported\n";
+  } else {
+    answer() << "(:" << name << ' ' << value << ")\n";
+  }
+}
+
+std::string Interpreter::statistics() const {
+  if (env_.repr == nullptr) return "";
+  char* text = vesk_get_search_stats(env_);
+  std::string counters = text == nullptr ? "" : text;
+  vesk_free(text);
+  return counters;
+}
+
+void Interpreter::echo(TokenCursor& cursor) {
+  const std::string_view text = cursor.take_text(Token::Kind::string, "a string");
+  cursor.expect_close("the string");
+  answer() << spell_string(text) << '\n';
+}
+
+void Interpreter::exit(TokenCursor& cursor) {
+  cursor.expect_close("'exit'");
+  has_exited_ = true;
+}
+
+void Interpreter::reset(TokenCursor& cursor) {
+  cursor.expect_close("'reset'");
+  close_environment();
+  logic_.clear();
+  options_.resize(num_outer_options_);
+  declarations_are_global_ = false;
+  print_success_ = false;
+}
+
+}  // namespace smtlib
