@@ -8,8 +8,6 @@
 #include "model/function_value.h"
 #include "model/model_factory.h"
 #include "model/walkers/expression_identity.h"
-#include "plans/time_triggered_plan.h"
-#include "transformers/plan_mapping.h"
 #include "transformers/problem_parts.h"
 
 namespace zorvel::model {
@@ -135,11 +133,14 @@ class PromotionWalker : public ExpressionIdentity {
 
 }  // namespace
 
+ConstantPromoter::ConstantPromoter(const ProblemPtr& problem)
+    : OneToOneTransformer(problem, {unknown_action, unknown_action, "the transformer"}) {}
+
 void ConstantPromoter::do_computation() {
   require_flat("The constant promoter can be only applied to flattened models!");
   const StaticTables found(*problem_);
   if (found.tables().empty()) {
-    for (const auto& [name, action] : problem_->actions()) old_to_new_[action] = new_to_old_[action] = action;
+    for (const auto& [name, action] : problem_->actions()) pair(action, action);
     new_problem_ = problem_;
     return;
   }
@@ -169,34 +170,12 @@ void ConstantPromoter::do_computation() {
         env().model_factory().make_action(name, action->path(), action->is_process(), action->parameters(),
                                           expressions, action->simulated_effects());
     parts.actions.push_back(rewritten);
-    old_to_new_[action] = rewritten;
-    new_to_old_[rewritten] = action;
+    pair(action, rewritten);
     metrics.carry_cost(action, rewritten, rewrite);
   }
   parts.rewrite_statements(rewrite);
   parts.metrics = metrics.metrics(rewrite);
   new_problem_ = parts.make(env());
-}
-
-ActionStep ConstantPromoter::map_back(const ActionStep& step) const {
-  return {step.instance, find_action(new_to_old_, step.action, unknown_action), step.parameters};
-}
-
-std::shared_ptr<Plan> ConstantPromoter::map_back(const std::shared_ptr<Plan>& plan) const {
-  return map_plan(plan, "the transformer", [this](const PlannedStep& planned) {
-    return MappedStep{map_back(planned.step), planned.post_condition};
-  });
-}
-
-std::vector<ActionStep> ConstantPromoter::map_forward(const ActionStep& step) const {
-  return {{step.instance, find_action(old_to_new_, step.action, unknown_action), step.parameters}};
-}
-
-std::shared_ptr<TimeTriggeredPlan> ConstantPromoter::map_forward(
-    const std::shared_ptr<TimeTriggeredPlan>& plan) const {
-  return map_time_triggered(plan, [this](const PlannedStep& planned) {
-    return std::vector{MappedStep{map_forward(planned.step).front(), planned.post_condition}};
-  });
 }
 
 }  // namespace zorvel::model

@@ -6,9 +6,7 @@
 #include "core/log.h"
 #include "model/model_factory.h"
 #include "model/walkers/expression_substituter.h"
-#include "plans/time_triggered_plan.h"
 #include "transformers/finite_domain.h"
-#include "transformers/plan_mapping.h"
 #include "transformers/problem_parts.h"
 
 namespace zorvel::model {
@@ -16,10 +14,6 @@ namespace zorvel::model {
 namespace {
 
 constexpr std::string_view unknown_action = "Found an action that is unknown to the compiler!";
-
-MappedStep with_action(const PlannedStep& planned, const std::shared_ptr<ActionImpl>& action) {
-  return {{planned.step.instance, action, planned.step.parameters}, planned.post_condition};
-}
 
 std::size_t number_of_combinations(const std::vector<std::vector<Node*>>& domains) {
   std::size_t product = 1;
@@ -33,6 +27,9 @@ std::size_t number_of_combinations(const std::vector<std::vector<Node*>>& domain
 
 }  // namespace
 
+ForallCompiler::ForallCompiler(const ProblemPtr& problem)
+    : OneToOneTransformer(problem, {unknown_action, unknown_action, "the transformer"}) {}
+
 void ForallCompiler::do_computation() {
   require_flat("The forall compiler can be only applied to flattened models!");
   ZORVEL_LOG(DEBUG) << "Forall compiler started!";
@@ -44,8 +41,7 @@ void ForallCompiler::do_computation() {
         env().model_factory().make_action(name, action->path(), action->is_process(), action->parameters(),
                                           expand_all(action->expressions()), action->simulated_effects());
     parts.actions.push_back(expanded);
-    old_to_new_[action] = expanded;
-    new_to_old_[expanded] = action;
+    pair(action, expanded);
     metrics.carry_cost(action, expanded, unchanged);
   }
   parts.expressions = expand_all(problem_->expressions());
@@ -106,19 +102,6 @@ ActionStep ForallCompiler::map_back(const ActionStep&) const { throw InternalErr
 
 std::vector<ActionStep> ForallCompiler::map_forward(const ActionStep&) const {
   throw InternalError("Not implemented yet!");
-}
-
-std::shared_ptr<Plan> ForallCompiler::map_back(const std::shared_ptr<Plan>& plan) const {
-  return map_plan(plan, "the transformer", [this](const PlannedStep& planned) {
-    return with_action(planned, find_action(new_to_old_, planned.step.action, unknown_action));
-  });
-}
-
-std::shared_ptr<TimeTriggeredPlan> ForallCompiler::map_forward(
-    const std::shared_ptr<TimeTriggeredPlan>& plan) const {
-  return map_time_triggered(plan, [this](const PlannedStep& planned) {
-    return std::vector{with_action(planned, find_action(old_to_new_, planned.step.action, unknown_action))};
-  });
 }
 
 }  // namespace zorvel::model

@@ -2,15 +2,15 @@
 
 #include <vector>
 
-#include "transformers/basic_transformer.h"
+#include "transformers/one_to_one_transformer.h"
 
 namespace zorvel::model {
 
 /// Expands `forall` over the finite domains of its variables, nested ones included. Actions keep their names
 /// and parameters.
-class ForallCompiler : public BasicTransformer {
+class ForallCompiler : public OneToOneTransformer {
  public:
-  explicit ForallCompiler(const ProblemPtr& problem) : BasicTransformer(problem) {}
+  explicit ForallCompiler(const ProblemPtr& problem);
 
   /// InternalError "The forall compiler can be only applied to flattened models!", and those of
   /// `expand_forall`.
@@ -23,16 +23,13 @@ class ForallCompiler : public BasicTransformer {
   /// ", for a timed statement in a timed forall.
   std::vector<Node*> expand_forall(Node* expression) const;
 
+  using OneToOneTransformer::map_back;
+  using OneToOneTransformer::map_forward;
   ActionStep map_back(const ActionStep& step) const override;  ///< InternalError "Not implemented yet!".
-  std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
   std::vector<ActionStep> map_forward(const ActionStep& step) const override;  ///< As `map_back` of a step.
-  std::shared_ptr<TimeTriggeredPlan> map_forward(
-      const std::shared_ptr<TimeTriggeredPlan>& plan) const override;
 
  private:
   std::vector<Node*> expand_all(const ExpressionSet& expressions) const;
-
-  ActionTable old_to_new_, new_to_old_;
 };
 
 }  // namespace zorvel::model

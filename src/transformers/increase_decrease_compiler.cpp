@@ -5,8 +5,6 @@
 #include "model/model_factory.h"
 #include "model/walkers/check_contains_walker.h"
 #include "model/walkers/expression_identity.h"
-#include "plans/time_triggered_plan.h"
-#include "transformers/plan_mapping.h"
 #include "transformers/problem_parts.h"
 
 namespace zorvel::model {
@@ -58,6 +56,9 @@ bool IncreaseDecreaseCompiler::is_needed(const ProblemInstanceImpl& problem) {
   return occurs.in(problem.expressions()) || occurs.in_actions(problem);
 }
 
+IncreaseDecreaseCompiler::IncreaseDecreaseCompiler(const ProblemPtr& problem)
+    : OneToOneTransformer(problem, {unknown_action, unknown_action, "the transformer"}) {}
+
 void IncreaseDecreaseCompiler::do_computation() {
   require_flat("The increase and decrease compiler can be only applied to flattened models!");
   const AssignmentWalker walker(env());
@@ -75,34 +76,12 @@ void IncreaseDecreaseCompiler::do_computation() {
                                             expressions, action->simulated_effects());
     }
     parts.actions.push_back(rewritten);
-    old_to_new_[action] = rewritten;
-    new_to_old_[rewritten] = action;
+    pair(action, rewritten);
     metrics.carry_cost(action, rewritten, rewrite);
   }
   parts.rewrite_statements(rewrite);
   parts.metrics = metrics.metrics(rewrite);
   new_problem_ = parts.make(env());
-}
-
-ActionStep IncreaseDecreaseCompiler::map_back(const ActionStep& step) const {
-  return {step.instance, find_action(new_to_old_, step.action, unknown_action), step.parameters};
-}
-
-std::shared_ptr<Plan> IncreaseDecreaseCompiler::map_back(const std::shared_ptr<Plan>& plan) const {
-  return map_plan(plan, "the transformer", [this](const PlannedStep& planned) {
-    return MappedStep{map_back(planned.step), planned.post_condition};
-  });
-}
-
-std::vector<ActionStep> IncreaseDecreaseCompiler::map_forward(const ActionStep& step) const {
-  return {{step.instance, find_action(old_to_new_, step.action, unknown_action), step.parameters}};
-}
-
-std::shared_ptr<TimeTriggeredPlan> IncreaseDecreaseCompiler::map_forward(
-    const std::shared_ptr<TimeTriggeredPlan>& plan) const {
-  return map_time_triggered(plan, [this](const PlannedStep& planned) {
-    return std::vector{MappedStep{map_forward(planned.step).front(), planned.post_condition}};
-  });
 }
 
 }  // namespace zorvel::model

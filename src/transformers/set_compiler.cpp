@@ -10,9 +10,7 @@
 #include "model/model_factory.h"
 #include "model/walkers/expression_simplifier.h"
 #include "model/walkers/expression_substituter.h"
-#include "plans/time_triggered_plan.h"
 #include "transformers/fresh_names.h"
-#include "transformers/plan_mapping.h"
 
 namespace zorvel::model {
 
@@ -97,6 +95,9 @@ class MembershipWalker : public ExpressionIdentity {
 };
 
 }  // namespace
+
+SetCompiler::SetCompiler(const ProblemPtr& problem)
+    : OneToOneTransformer(problem, {unknown_action, unknown_action, "the set compiler"}) {}
 
 void SetCompiler::do_computation() {
   require_flat("The set compiler can be only applied to flattened models!");
@@ -235,36 +236,18 @@ std::shared_ptr<ActionImpl> SetCompiler::without_sets(ExpressionSetCompiler& com
       statements.push_back(finish(part));
   const auto result = env().model_factory().make_action(action->name(), action->path(), action->is_process(),
                                                         parameters, statements, {});
-  old_to_new_[action] = result;
-  new_to_old_[result] = action;
+  pair(action, result);
   metrics.carry_cost(action, result, [&](Node* cost) { return finish(rewritten(compiler, cost)); });
   return result;
 }
 
-ActionStep SetCompiler::map_back(const ActionStep& step) const {
-  return {step.instance, find_action(new_to_old_, step.action, unknown_action), step.parameters};
+Node* SetCompiler::condition_back(Node* post_condition) const {
+  return MembershipWalker(env(), old_heads_)(post_condition);
 }
 
-std::shared_ptr<Plan> SetCompiler::map_back(const std::shared_ptr<Plan>& plan) const {
-  const MembershipWalker walker(env(), old_heads_);
-  return map_plan(plan, "the set compiler", [&](const PlannedStep& planned) {
-    Node* const condition = planned.post_condition;
-    return MappedStep{map_back(planned.step), condition == nullptr ? nullptr : walker(condition)};
-  });
-}
-
-std::vector<ActionStep> SetCompiler::map_forward(const ActionStep& step) const {
-  return {{step.instance, find_action(old_to_new_, step.action, unknown_action), step.parameters}};
-}
-
-std::shared_ptr<TimeTriggeredPlan> SetCompiler::map_forward(
-    const std::shared_ptr<TimeTriggeredPlan>& plan) const {
+Node* SetCompiler::condition_forward(Node* post_condition) const {
   ExpressionSetCompiler compiler(*problem_, fluents_, constants_);
-  return map_time_triggered(plan, [&](const PlannedStep& planned) {
-    Node* const condition = planned.post_condition;
-    return std::vector{MappedStep{map_forward(planned.step).front(),
-                                  condition == nullptr ? nullptr : rewritten(compiler, condition)}};
-  });
+  return rewritten(compiler, post_condition);
 }
 
 }  // namespace zorvel::model

@@ -5,8 +5,8 @@
 
 #include "model/constant.h"
 #include "model/walkers/expression_substituter.h"
-#include "transformers/basic_transformer.h"
 #include "transformers/expression_set_compiler.h"
+#include "transformers/one_to_one_transformer.h"
 #include "transformers/problem_parts.h"
 
 namespace zorvel::model {
@@ -27,17 +27,16 @@ namespace zorvel::model {
 /// " and the name of the fluent, constant or action; "A set is given a member outside of its type: " and the
 /// statement or constant; "Multiple MINIMIZE_ACTION_COST metrics"; "The following action does not have a
 /// cost: " and the name.
-class SetCompiler : public BasicTransformer {
+class SetCompiler : public OneToOneTransformer {
  public:
-  explicit SetCompiler(const ProblemPtr& problem) : BasicTransformer(problem) {}
+  /// Unknown actions of plans: InternalError "Found an action that is unknown to the set compiler!".
+  explicit SetCompiler(const ProblemPtr& problem);
 
   void do_computation() override;
-  // Unknown actions: InternalError "Found an action that is unknown to the set compiler!".
-  ActionStep map_back(const ActionStep& step) const override;
-  std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
-  std::vector<ActionStep> map_forward(const ActionStep& step) const override;
-  std::shared_ptr<TimeTriggeredPlan> map_forward(
-      const std::shared_ptr<TimeTriggeredPlan>& plan) const override;
+
+ protected:
+  Node* condition_back(Node* post_condition) const override;
+  Node* condition_forward(Node* post_condition) const override;
 
  private:
   void add_fluents(ProblemParts& parts);
@@ -53,7 +52,6 @@ class SetCompiler : public BasicTransformer {
   ExpressionSetCompiler::FluentTable fluents_;
   ExpressionSetCompiler::ConstantTable constants_;
   NodeMap old_heads_;  // from the membership fluents' references without arguments to those of the sets
-  ActionTable old_to_new_, new_to_old_;
 };
 
 }  // namespace zorvel::model

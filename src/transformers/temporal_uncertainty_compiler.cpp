@@ -372,7 +372,9 @@ Node* with_fixed_duration(F& factory, Node* statement) {
 }  // namespace
 
 TemporalUncertaintyCompiler::TemporalUncertaintyCompiler(const ProblemPtr& problem)
-    : BasicTransformer(problem), shadows_(problem->env()) {}
+    : OneToOneTransformer(problem,
+                          {unknown_new_action, unknown_old_action, "the temporal uncertainty compiler!"}),
+      shadows_(problem->env()) {}
 
 std::string TemporalUncertaintyCompiler::get_fluent_fresh_name(const std::shared_ptr<FluentImpl>& fluent,
                                                                bool sigma) {
@@ -439,8 +441,7 @@ void TemporalUncertaintyCompiler::do_computation() {
     const auto compiled = env().model_factory().make_action(name, action->path(), action->is_process(),
                                                             action->parameters(), expressions, {});
     parts.actions.push_back(compiled);
-    old_to_new_[action] = compiled;
-    new_to_old_[compiled] = action;
+    pair(action, compiled);
     metrics.carry_cost(action, compiled, unchanged);
   }
 
@@ -459,8 +460,7 @@ void TemporalUncertaintyCompiler::do_computation() {
   ZORVEL_LOG(DEBUG) << "Temporal uncertainty compiling completed!";
 }
 
-Node* TemporalUncertaintyCompiler::without_shadows(Node* post_condition) const {
-  if (post_condition == nullptr) return nullptr;
+Node* TemporalUncertaintyCompiler::condition_back(Node* post_condition) const {
   const ExpressionFreeVars references(env());
   const auto reads_shadow = [&](Node* expression) {
     return std::ranges::any_of(references(expression),
@@ -471,27 +471,6 @@ Node* TemporalUncertaintyCompiler::without_shadows(Node* post_condition) const {
   for (Node* operand : operands_of_conjunction(post_condition))
     if (!reads_shadow(operand)) kept.push_back(operand);
   return factory().make_and(kept);
-}
-
-ActionStep TemporalUncertaintyCompiler::map_back(const ActionStep& step) const {
-  return {step.instance, find_action(new_to_old_, step.action, unknown_new_action), step.parameters};
-}
-
-std::shared_ptr<Plan> TemporalUncertaintyCompiler::map_back(const std::shared_ptr<Plan>& plan) const {
-  return map_plan(plan, "the temporal uncertainty compiler!", [this](const PlannedStep& planned) {
-    return MappedStep{map_back(planned.step), without_shadows(planned.post_condition)};
-  });
-}
-
-std::vector<ActionStep> TemporalUncertaintyCompiler::map_forward(const ActionStep& step) const {
-  return {{step.instance, find_action(old_to_new_, step.action, unknown_old_action), step.parameters}};
-}
-
-std::shared_ptr<TimeTriggeredPlan> TemporalUncertaintyCompiler::map_forward(
-    const std::shared_ptr<TimeTriggeredPlan>& plan) const {
-  return map_time_triggered(plan, [this](const PlannedStep& planned) {
-    return std::vector{MappedStep{map_forward(planned.step).front(), planned.post_condition}};
-  });
 }
 
 }  // namespace zorvel::model

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "transformers/basic_transformer.h"
 #include "transformers/fresh_names.h"
+#include "transformers/one_to_one_transformer.h"
 #include "transformers/shadow_fluents.h"
 
 namespace zorvel::model {
@@ -28,33 +28,29 @@ namespace zorvel::model {
 /// A condition of the action itself that is over when its effect comes never sees the effect, so in that time
 /// it is read from the fluents alone. That is right as long as nothing else makes these fluents uncertain,
 /// and every uncertain effect on them then demands `[start + l] f == f_sigma`.
-class TemporalUncertaintyCompiler : public BasicTransformer {
+class TemporalUncertaintyCompiler : public OneToOneTransformer {
  public:
+  /// Unknown actions of plans: InternalError "Found an action that is unknown to the temporal uncertainty
+  /// compiler!" on the way back, "Found an action that is unknown to the compiler!" on the way forward.
   explicit TemporalUncertaintyCompiler(const ProblemPtr& problem);
 
   /// InternalError for a problem that is not flat, for simulated effects, increases and decreases, and for an
   /// action whose uncertain duration has bounds that read fluents or that no duration of 0 or more keeps, is
   /// read elsewhere, or may end before one of its statements begins.
   void do_computation() override;
-  // Unknown actions: InternalError "Found an action that is unknown to the temporal uncertainty compiler!" on
-  // the way back, "Found an action that is unknown to the compiler!" on the way forward.
-  ActionStep map_back(const ActionStep& step) const override;
-  /// Times stay: the durations are the longest ones. What a post-condition says of shadows is left out.
-  std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
-  std::vector<ActionStep> map_forward(const ActionStep& step) const override;
-  std::shared_ptr<TimeTriggeredPlan> map_forward(
-      const std::shared_ptr<TimeTriggeredPlan>& plan) const override;
+
+ protected:
+  /// What it says of shadows is left out.
+  Node* condition_back(Node* post_condition) const override;
 
  private:
   /// The fluent's name, for a shadow with "_sigma" behind it; numbered where it is taken.
   std::string get_fluent_fresh_name(const std::shared_ptr<FluentImpl>& fluent, bool sigma);
   void refuse_what_cannot_be_compiled() const;
   void make_shadow(const std::shared_ptr<FluentImpl>& fluent);
-  Node* without_shadows(Node* post_condition) const;
 
   FreshNames names_;
   ShadowFluents shadows_;
-  ActionTable old_to_new_, new_to_old_;
 };
 
 }  // namespace zorvel::model
