@@ -7,7 +7,9 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <optional>
 
+#include "cli/deadline.h"
 #include "cli/output.h"
 #include "core/errors.h"
 #include "model/model_factory.h"
@@ -252,6 +254,7 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
   } catch (const std::exception& error) {
     throw InputError(error.what());
   }
+  std::optional<Deadline> deadline(std::in_place, options.get_float_value("time-limit"));
   const Input input = read_problem(env, files, "solve");
   const model::ProblemPtr problem = without_metrics(env, input.problem);
   std::size_t warnings = print_warnings(env);
@@ -263,13 +266,14 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
   {
     ProgressLine line;
     SearchLimits limits;
-    limits.seconds = options.get_float_value("time-limit");
+    limits.seconds = deadline->seconds_left();
     limits.memory_bytes = static_cast<std::uint64_t>(options.get_integer_value("memory-limit")) << 20;
     limits.interrupted = &interrupted;
     if (line.is_on()) limits.on_progress = [&line](const SearchProgress& progress) { line.show(progress); };
     planner->set_limits(limits);
     const InterruptGuard guard;
     plan = planner->solve();
+    deadline.reset();
   }
   print_warnings(env, warnings);
   if (!plan) {

@@ -1,6 +1,7 @@
 #include "search/planner.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "core/errors.h"
 #include "core/log.h"
@@ -32,6 +33,9 @@ namespace zorvel {
 using F = model::ExpressionFactory;
 
 namespace {
+
+// What a search is left with when the time is over before it begins; 0 would be no limit.
+constexpr double least_seconds = 1e-6;
 
 [[noreturn]] void refuse(const char* feature) {
   throw InternalError("This version of the planner cannot handle problems with ") << feature;
@@ -126,7 +130,12 @@ void TpPlanner::apply_transformers() {
 }
 
 std::shared_ptr<Plan> TpPlanner::solve() {
+  const auto started = std::chrono::steady_clock::now();
   initialize_heuristic();
+  if (limits_.seconds > 0) {
+    const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - started;
+    limits_.seconds = std::max(limits_.seconds - spent.count(), least_seconds);
+  }
   const bool weak_equality = env().configuration().get_boolean_value("weak-equality");
   std::shared_ptr<Plan> plan = _solve(weak_equality);
   if (weak_equality && outcome_ == SearchOutcome::no_plan) {

@@ -323,6 +323,19 @@ TEST_F(Program, EndsCleanlyAtALimitOrAnInterrupt) {
             "action b() { duration := 1; [start] n < 0; [end] p := true; };\n[end] p;\n");
   EXPECT_EQ(run("solve -B blind --time-limit 0.2 " + quoted(endless)).status, 3);
   EXPECT_EQ(run("solve -B blind --memory-limit 1 " + quoted(endless)).status, 3);
+  // The limit also holds before the search: here for some 10^14 ground actions.
+  std::string text = "type T; instance T o0";
+  for (int i = 1; i < 100; ++i) text += ", o" + std::to_string(i);
+  text +=
+      "; fluent boolean p(T x); [start] forall (T x) { p(x) := true; };\n"
+      "action a(T a, T b, T c, T d, T e, T f, T g) { duration := 1; [start] p(a); [end] p(g) := false; };\n"
+      "[end] not p(o1);\n";
+  const fs::path plan = write("kept", "as it was");
+  const Result setting_up =
+      run("solve --time-limit 0.2 " + quoted(write("large.anml", text)) + " --output-plan " + quoted(plan));
+  EXPECT_EQ(setting_up.status, 3);
+  EXPECT_EQ(setting_up.err, "zorvel: no plan was found: the time limit was reached\n");
+  EXPECT_EQ(read(plan), "as it was");
   const Result interrupted =
       run("solve -B blind " + quoted(endless) + " & pid=$!; sleep 1; kill -INT $pid; wait $pid");
   EXPECT_EQ(interrupted.status, 3);

@@ -1,0 +1,60 @@
+#include "cli/deadline.h"
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <string_view>
+
+#include "cli/program.h"
+
+namespace zorvel::cli {
+
+namespace {
+
+// Longer than a search needs to notice that its time is over, and to hand over its plan.
+constexpr double grace = 1.0;
+constexpr double least = 1e-6;
+constexpr double most = 1e9;
+
+extern "C" void give_up(int) {
+  // Only what a signal handler may call. On a terminal the line of progress is cleared.
+  const auto put = [](std::string_view text) {
+    [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
+  };
+  if (isatty(STDERR_FILENO) != 0) put("\r\x1b[K");
+  put("zorvel: no plan was found: the time limit was reached\n");
+  std::_Exit(gave_up);
+}
+
+void set_timer(double seconds) {
+  itimerval timer{};
+  timer.it_value.tv_sec = static_cast<time_t>(seconds);
+  timer.it_value.tv_usec = static_cast<suseconds_t>((seconds - std::floor(seconds)) * 1e6);
+  setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+}  // namespace
+
+Deadline::Deadline(double seconds) : seconds_(seconds), started_(std::chrono::steady_clock::now()) {
+  if (seconds_ <= 0) return;
+  std::signal(SIGALRM, &give_up);
+  set_timer(std::min(seconds_, most) + grace);
+}
+
+Deadline::~Deadline() {
+  if (seconds_ <= 0) return;
+  set_timer(0);
+  std::signal(SIGALRM, SIG_DFL);
+}
+
+double Deadline::seconds_left() const {
+  if (seconds_ <= 0) return 0;
+  const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - started_;
+  return std::max(seconds_ - spent.count(), least);
+}
+
+}  // namespace zorvel::cli

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <chrono>
+
+namespace zorvel::cli {
+
+/// The time limit of a command, from its making on. A search ends in time by itself; reading, grounding and
+/// the building of tables do not look at the clock, so a timer ends the program a little behind the limit:
+/// with status `gave_up` and a line on standard error, and before anything was written.
+class Deadline {
+ public:
+  /// 0: no limit. At most one lives at a time.
+  explicit Deadline(double seconds);
+  ~Deadline();  ///< The timer is off.
+  Deadline(const Deadline&) = delete;
+  Deadline& operator=(const Deadline&) = delete;
+
+  /// The seconds left for a search, as SearchLimits takes them: 0 without a limit, otherwise more than 0.
+  double seconds_left() const;
+
+ private:
+  double seconds_;
+  std::chrono::steady_clock::time_point started_;
+};
+
+}  // namespace zorvel::cli
