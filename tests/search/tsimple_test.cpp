@@ -223,6 +223,10 @@ TEST(TSimplePlan, HasTheOrderAndTheDurationsThatItsActionsAskFor) {
        "Steps to execute:\n 1) slow() with duration 1\n 2) look() with duration 7\nSubject to:\n 2 > 1\n"},
       {"action look() { duration == pace + 1; [end] seen := true; };\n[end] seen;",
        "Steps to execute:\n 1) look() with duration 4\nSubject to:\n"},
+      // A constant below 0 is no duration: the other way is the only one.
+      {"constant integer length(integer [0, 1] i); length(0) := 0 - 1; length(1) := 4;\n"
+       "action look(integer [0, 1] i) { duration := length(i); [end] seen := true; };\n[end] seen;",
+       "Steps to execute:\n 1) look(1) with duration 4\nSubject to:\n"},
       // Who takes the light away comes behind who needed it.
       {"action light() { duration := 1; [start] not on; [start] not seen; [end] on := true; };\n"
        "action look() { duration := 1; [start] on; [end] seen := true; };\n"
@@ -294,6 +298,8 @@ TEST(TSimplePlanner, RefusesWhatItCannotPlanFor) {
        "InternalError: Actions duration not specified!"},
       {"action look() { duration := 5 / (pace - 3); [end] seen := true; }; [end] seen;",
        "InternalError: Actions duration not specified!"},
+      {"action look() { duration := pace - 5; [end] seen := true; }; [end] seen;",
+       "InternalError: The duration of an action is negative: -2 in action look"},
       {"action look() { duration := 1; [start] seen := true; [start] seen := on; }; [end] seen;",
        "InternalError: Found two contradicting effects of the same action at the same time: in action look"},
   };

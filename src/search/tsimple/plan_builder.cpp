@@ -25,7 +25,11 @@ rational duration_in(Environment& env, const model::ActionImpl& action, const St
     value = ExpressionEvaluator(env, index, before)(value);
   if (value == nullptr || !F::is_numeric_constant(value))
     throw InternalError("Actions duration not specified!");
-  return factory.get_numeric_constant(value);
+  const rational duration = factory.get_numeric_constant(value);
+  if (duration < rational(0))
+    throw InternalError("The duration of an action is negative: ")
+        << duration << " in action " << action.name();
+  return duration;
 }
 
 bool is_ground(const Node* reference) {

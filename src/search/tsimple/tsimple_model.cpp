@@ -32,6 +32,13 @@ bool has_effect(Node* expression) {
   return false;
 }
 
+/// Whether no step can be made of the action, since its duration is a negative constant.
+bool is_impossible(Environment& env, const model::ActionImpl& action) {
+  Node* const duration = duration_statement(env, action);
+  return duration != nullptr && F::is_numeric_constant(duration) &&
+         env.expression_factory().get_numeric_constant(duration) < rational(0);
+}
+
 void warn_with_list(Environment& env, const std::string& text, const std::set<std::string>& names) {
   if (!names.empty()) warn_once(env, text + shortened_list(names));
 }
@@ -49,7 +56,8 @@ Node* duration_statement(Environment& env, const model::ActionImpl& action) {
 TSimpleModel::TSimpleModel(Environment& env, model::ProblemPtr problem)
     : env_(env), problem_(std::move(problem)) {
   for (Node* expression : problem_->expressions()) add_statement(expression);
-  for (const auto& [name, action] : problem_->actions()) actions_.emplace_back(problem_, action);
+  for (const auto& [name, action] : problem_->actions())
+    if (!is_impossible(env_, *action)) actions_.emplace_back(problem_, action);
   warn_about_what_is_ignored(landmarks_);
   warn_about_what_is_ignored(ignored_);
   warn_about_missing_values();

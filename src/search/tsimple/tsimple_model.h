@@ -25,7 +25,7 @@ class TSimpleModel {
   const model::ProblemPtr& problem() const { return problem_; }
   const std::vector<Node*>& goals() const { return goals_; }
   const std::vector<Node*>& landmarks() const { return landmarks_; }
-  /// By name.
+  /// By name, without those whose duration is a negative constant.
   const std::vector<ClassicalAction>& actions() const { return actions_; }
   const StateIndex& index() const { return index_; }
 
