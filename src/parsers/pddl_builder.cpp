@@ -326,8 +326,10 @@ void PddlBuilder::add_statement(Node* expression, LineRange lines) {
 
 void PddlBuilder::add_initial_value(Node* expression, int line) {
   const bool is_timed = F::is_temporal_expression(expression);
+  // A fact at time 0 is a value at the start, lest the closed world gives the predicate a second one.
+  const bool is_later = is_timed && !F::is_zero(expression->children[0]->children[0]);
   Node* const interval =
-      is_timed ? expression->children[0] : factory_.make_point_interval(factory_.make_start_anchor());
+      is_later ? expression->children[0] : factory_.make_point_interval(factory_.make_start_anchor());
   for (const Effect& effect : effects_of(is_timed ? expression->children[1] : expression))
     add_statement(factory_.make_temporal_expression(interval, effect.assignment),
                   lines_of(effect.origin, {line, line_}));

@@ -273,6 +273,10 @@ TEST(PddlParser, ClosesTheWorldOfPredicatesAtTheStart) {
 
   const PddlReading nothing(vocabulary + ")", problem("(:init) (:goal (and))"));
   EXPECT_EQ(nothing.statements(), Texts{"[start] (p := false)"});
+  for (const char* now : {"(p)", "(at 0 (p))", "(at 0.0 (p))", "(at start (p))"}) {
+    const PddlReading given(vocabulary + ")", problem(std::string("(:init ") + now + ") (:goal (and))"));
+    EXPECT_EQ(given.statements(), Texts{"[start] (p := true)"}) << now;
+  }
   for (const char* text : {"", "\n", "; nothing", "(define (domain d))", "(define (problem p))"}) {
     const PddlReading empty{std::string(text)};
     ASSERT_EQ(empty.error, "") << text;
