@@ -6,6 +6,10 @@ namespace vesk::dpll {
 namespace {
 
 constexpr std::uint64_t poll_interval = 128;  // steps of the search
+// Conflicts between two reductions of the learnt clauses. It does not grow with the number of problem
+// clauses: most of those are binary, as a rule, and ask nothing of the learnt ones, which slow propagation
+// down.
+constexpr std::uint64_t reduce_interval = 3000;
 
 }  // namespace
 
@@ -19,7 +23,7 @@ Result DpllSolver::solve(std::span<const Lit> assumptions, bool keep) {
   assumptions_.assign(assumptions.begin(), assumptions.end());
   conflicts_of_call_ = 0;
   reduce_count_ = 1;
-  reduce_interval_ = std::max<std::uint64_t>(3000, clauses_.size());
+  reduce_interval_ = reduce_interval;
   learnt_limit_ = static_cast<double>(std::max<std::size_t>(clauses_.size() / 3, 1000)) * 50;
   restarts_.init(config_.dpll);
   track_agility_ = restarts_.tracks_agility();
