@@ -371,6 +371,22 @@ Instance number_diamonds(int length) {
   return {"diamonds", "uflra(" + std::to_string(length) + ")", "QF_UFLRA", out.str()};
 }
 
+Instance number_chains(int length) {
+  std::ostringstream out;
+  out << "(declare-fun f (Real) Real)\n";
+  const auto equal_by_bounds = [&out](const std::string& a, const std::string& b) {
+    out << "(assert " << op("<=", a, b) << ")\n(assert " << op("<=", b, a) << ")\n";
+  };
+  for (int i = 0; i <= length; ++i)
+    for (const char* name : {"x", "y"}) out << "(declare-const " << numbered(name, i) << " Real)\n";
+  equal_by_bounds("x_0", "y_0");
+  for (int i = 0; i < length; ++i)
+    for (const char* name : {"x", "y"})
+      equal_by_bounds(numbered(name, i + 1), op("+", "(f " + numbered(name, i) + ')', "1"));
+  out << "(assert " << op("<", numbered("x", length), numbered("y", length)) << ")\n";
+  return {"chains", "uflrachain(" + std::to_string(length) + ")", "QF_UFLRA", out.str()};
+}
+
 Instance pigeonhole(int holes) {
   std::ostringstream out;
   const auto in = [](int p, int h) { return numbered(numbered("p", p), h); };
@@ -411,7 +427,8 @@ std::vector<Instance> all_instances(bool quick) {
   std::vector<Instance> list{match_cellar(4, 2, 12), match_cellar(6, 3, 13), battery(5, 9),
                              battery(5, 11),         battery(8, 10),         diamonds(20),
                              diamonds(60),           number_diamonds(8),     number_diamonds(12),
-                             pigeonhole(7),          random_3sat(150, 1),    random_3sat(150, 2)};
+                             number_chains(21),      pigeonhole(7),          random_3sat(150, 1),
+                             random_3sat(150, 2)};
   struct Shop {
     int jobs, machines;
     unsigned seed;
@@ -443,6 +460,7 @@ std::vector<Instance> all_instances(bool quick) {
   list.push_back(pigeonhole(8));
   for (unsigned seed : {3, 4, 5, 6, 7, 8}) list.push_back(random_3sat(200, seed));
   list.push_back(number_diamonds(16));
+  list.push_back(number_chains(84));
   return list;
 }
 

@@ -30,6 +30,8 @@ Instance job_shop(int jobs, int machines, unsigned seed, int makespan);
 Instance diamonds(int length);
 /// The same with a function of numbers.
 Instance number_diamonds(int length);
+/// Two chains `x_i+1 = f(x_i) + 1` with one beginning, said by inequalities, and different ends.
+Instance number_chains(int length);
 /// One pigeon more than there are holes.
 Instance pigeonhole(int holes);
 /// Clauses of three literals, 4.26 to a variable.
