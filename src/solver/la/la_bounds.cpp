@@ -77,6 +77,7 @@ AtomId Solver::add_atom(Var var, ConstraintKind kind, const DNumber& value, Cons
   ++open_[index(var)];
   insert_sorted(atom);
   if (options_.deduction && !in_conflict_) imply_new_atom(atom);
+  if (options_.deduction && is_open(atom)) touch_rows_of(var);
   return atom;
 }
 

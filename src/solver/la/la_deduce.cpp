@@ -52,6 +52,38 @@ void Solver::deduce_from_row(std::int32_t row) {
   if (!has_open_atom) return;
   if (unbounded_below <= 1) deduce_side(row, true, unbounded_below);
   if (unbounded_above <= 1) deduce_side(row, false, unbounded_above);
+  if (unbounded_below <= 1 && unbounded_above <= 1) deduce_equality(row);
+}
+
+/// A row all of whose variables but one have a single value each fixes that one.
+void Solver::deduce_equality(std::int32_t row) {
+  const Tableau::RowEntry* target = nullptr;
+  for (const Tableau::RowEntry& entry : tableau_.row(row)) {
+    if (is_fixed(entry.var)) continue;
+    if (target != nullptr || equalities_[index(entry.var)].empty()) return;
+    target = &entry;
+  }
+  if (target == nullptr || open_[index(target->var)] == 0) return;
+  DNumber value;
+  for (const Tableau::RowEntry& entry : tableau_.row(row))
+    if (&entry != target) value.self_addmul(entry.coeff, bound(lower_[index(entry.var)]));
+  value.self_neg();
+  value /= target->coeff;
+  const std::vector<AtomId>& equalities = equalities_[index(target->var)];
+  auto it = std::lower_bound(equalities.begin(), equalities.end(), value,
+                             [this](AtomId a, const DNumber& v) { return cmp(bound(2 * a), v) < 0; });
+  std::vector<ConstraintId> reason;
+  for (; it != equalities.end() && bound(2 * *it) == value; ++it) {
+    if (!is_open(*it)) continue;
+    if (reason.empty())
+      for (const Tableau::RowEntry& entry : tableau_.row(row)) {
+        if (&entry == target) continue;
+        const ConstraintId lower = lower_[index(entry.var)], upper = upper_[index(entry.var)];
+        reason.push_back(lower);
+        if (upper != lower) reason.push_back(upper);
+      }
+    imply(2 * *it, reason);
+  }
 }
 
 /// With S the sum of the smallest values of all summands, `a_j x_j <= -(S - min a_j x_j)`; for the largest

@@ -312,6 +312,19 @@ int LaSolverInterface::model_group(Term term) const {
   return record == nullptr ? -1 : record->group;
 }
 
+void LaSolverInterface::build_implied_groups() {
+  solver_->expel_fixed_vars();
+  std::map<Solver::NormalForm, int> groups;
+  for (const Term term : interface_terms_)
+    interface_.find(term)->implied_group =
+        groups.emplace(mapper_.normal_form(term), static_cast<int>(groups.size())).first->second;
+}
+
+int LaSolverInterface::implied_group(Term term) const {
+  const InterfaceRecord* record = interface_.find(term);
+  return record == nullptr ? -1 : record->implied_group;
+}
+
 void LaSolverInterface::concretize() {
   if (model_is_built_) return;
   std::vector<DNumber> further;

@@ -56,6 +56,8 @@ class LaSolverInterface : public TheorySolver {
   void retract_interface_term(Term term) override;
   void build_abstract_model() override;
   int model_group(Term term) const override;
+  void build_implied_groups() override;
+  int implied_group(Term term) const override;
   void require_model() override;
   void build_model() override;
   void recover() override;
@@ -84,6 +86,7 @@ class LaSolverInterface : public TheorySolver {
   struct InterfaceRecord {
     int users = 0;
     int group = -1;
+    int implied_group = -1;
     std::vector<Var> held;
   };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <map>
 
 namespace vesk::la {
 
@@ -198,6 +199,70 @@ void Solver::pivot_and_update(Var leaving, Var entering, const DNumber& target) 
   tableau_.pivot(leaving, entering);
   enqueue_if_violated(entering);
   if (options_.deduction) touch_row(row);
+}
+
+void Solver::expel_fixed_vars() {
+  for (std::size_t r = 0; r < tableau_.row_limit(); ++r) {
+    const std::int32_t row = static_cast<std::int32_t>(r);
+    const Var basic = tableau_.basic_of(row);
+    if (basic == null_var || !is_fixed(basic)) continue;
+    Var entering = null_var;
+    for (const Tableau::RowEntry& entry : tableau_.row(row))
+      if (!is_fixed(entry.var) &&
+          (entering == null_var || tableau_.column_size(entry.var) < tableau_.column_size(entering)))
+        entering = entry.var;
+    if (entering == null_var) continue;
+    ++statistics_.pivots;
+    tableau_.pivot(basic, entering);
+    if (options_.deduction) touch_row(row);
+  }
+}
+
+std::strong_ordering operator<=>(const Solver::NormalForm& a, const Solver::NormalForm& b) {
+  const auto order = [](const QNumber& x, const QNumber& y) {
+    return x == y  ? std::strong_ordering::equal
+           : x < y ? std::strong_ordering::less
+                   : std::strong_ordering::greater;
+  };
+  if (const auto sizes = a.movable.size() <=> b.movable.size(); sizes != 0) return sizes;
+  for (std::size_t i = 0; i < a.movable.size(); ++i) {
+    if (const auto vars = a.movable[i].var <=> b.movable[i].var; vars != 0) return vars;
+    if (const auto coeffs = order(a.movable[i].coeff, b.movable[i].coeff); coeffs != 0) return coeffs;
+  }
+  return order(a.constant, b.constant);
+}
+
+Solver::NormalForm Solver::normal_form(std::span<const Monomial> sum) const {
+  NormalForm form;
+  std::map<Var, QNumber> movable;
+  std::map<std::int32_t, QNumber> eliminated;  // by place: definitions mention later ones only
+  const auto add_nonbasic = [&](Var var, const QNumber& coeff) {
+    if (is_fixed(var))
+      form.constant.self_addmul(coeff, bound(lower_[index(var)]).c);
+    else
+      movable[var] += coeff;
+  };
+  const auto add = [&](Var var, const QNumber& coeff) {
+    if (elimination_of_[index(var)] >= 0) {
+      eliminated[elimination_of_[index(var)]] += coeff;
+    } else if (!tableau_.is_basic(var)) {
+      add_nonbasic(var, coeff);
+    } else {
+      for (const Tableau::RowEntry& entry : tableau_.row(tableau_.row_of(var)))
+        if (entry.var != var) add_nonbasic(entry.var, coeff * entry.coeff);
+    }
+  };
+  for (const Monomial& monomial : sum) add(monomial.var, monomial.coeff);
+  while (!eliminated.empty()) {
+    const auto first = eliminated.begin();
+    const Elimination& elimination = eliminations_[index(first->first)];
+    const QNumber coeff = std::move(first->second);
+    eliminated.erase(first);
+    for (const Monomial& monomial : elimination.definition) add(monomial.var, coeff * monomial.coeff);
+  }
+  for (auto& [var, coeff] : movable)
+    if (!coeff.is_zero()) form.movable.push_back({var, std::move(coeff)});
+  return form;
 }
 
 /// The bounds that keep the row of `basic` from reaching its own bound.

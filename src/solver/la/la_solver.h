@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -127,6 +128,18 @@ class Solver {
   /// Only after build_model().
   const QNumber& model_value(Var var) const { return model_[index(var)]; }
 
+  /// Pivots variables with a single value out of the basis, as far as others can take their place; no value
+  /// changes. normal_form() wants this, after a successful complete check.
+  void expel_fixed_vars();
+  /// A sum in terms of the non-basic variables that can still move, sorted, and a constant. Sums with the
+  /// same form are equal in all solutions of the asserted constraints.
+  struct NormalForm {
+    std::vector<Monomial> movable;
+    QNumber constant;
+    friend std::strong_ordering operator<=>(const NormalForm& a, const NormalForm& b);
+  };
+  NormalForm normal_form(std::span<const Monomial> sum) const;
+
   Var constraint_var(ConstraintId constraint) const { return constraints_[index(constraint)].var; }
   ConstraintKind constraint_kind(ConstraintId constraint) const {
     return constraints_[index(constraint)].kind;
@@ -236,6 +249,7 @@ class Solver {
   void clear_touched_rows();
   void deduce(std::size_t first_new_bound);
   void deduce_from_row(std::int32_t row);
+  void deduce_equality(std::int32_t row);
   void deduce_side(std::int32_t row, bool minimum, int infinite);
   void imply_upper(Var var, const DNumber& implied_bound, RowReason& reason);
   void imply_lower(Var var, const DNumber& implied_bound, RowReason& reason);
@@ -246,6 +260,10 @@ class Solver {
   /// The bound that a row entry's smallest or largest value comes from, `null_constraint` if there is none.
   ConstraintId side_bound(const Tableau::RowEntry& entry, bool minimum) const {
     return ((entry.coeff.sgn() > 0) == minimum ? lower_ : upper_)[index(entry.var)];
+  }
+  bool is_fixed(Var var) const {
+    const ConstraintId lower = lower_[index(var)], upper = upper_[index(var)];
+    return lower != null_constraint && upper != null_constraint && bound(lower) == bound(upper);
   }
   bool is_open(AtomId atom) const { return atoms_[index(atom)].state == 0; }
 
@@ -294,8 +312,8 @@ class Solver {
   std::vector<std::uint64_t> touched_at_;  // by variable: value of stamp_ when it entered old_values_
   std::uint64_t stamp_ = 1;
 
-  std::vector<std::int32_t> touched_rows_;
-  std::vector<std::uint8_t> row_touched_;  // by row
+  std::vector<std::int32_t> touched_rows_;  // for the next check to deduce from
+  std::vector<std::uint8_t> row_touched_;   // by row
   std::vector<Implication> implications_;
   std::vector<ConstraintId> reasons_;         // the reasons of all implications, one after the other
   std::vector<std::int32_t> implication_of_;  // by constraint: its implication, or -1

@@ -150,6 +150,16 @@ bool LinearTermMapper::evaluate_model(Term term, QNumber& value) const {
   return true;
 }
 
+Solver::NormalForm LinearTermMapper::normal_form(Term term) const {
+  const Poly poly = Poly::of(term);
+  std::vector<Monomial> sum;
+  for (const Poly::Monomial& monomial : poly.monomials)
+    sum.push_back({find(monomial.atom), monomial.coefficient});
+  Solver::NormalForm form = solver_.normal_form(sum);
+  form.constant += poly.constant;
+  return form;
+}
+
 Term LinearTermMapper::fractional_term() const {
   for (std::size_t v = 0; v < records_.size(); ++v)
     if (records_[v].users > 0 && records_[v].integer && !solver_.model_value(static_cast<Var>(v)).is_int())

@@ -34,6 +34,8 @@ class LinearTermMapper {
   bool evaluate(Term term, DNumber& value) const;
   /// The same in the model.
   bool evaluate_model(Term term, QNumber& value) const;
+  /// The normal form of a linear term whose parts all have variables.
+  Solver::NormalForm normal_form(Term term) const;
 
   bool has_integers() const { return num_integers_ != 0; }
   bool has_opaque_terms() const { return num_opaque_ != 0; }

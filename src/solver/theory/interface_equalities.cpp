@@ -7,6 +7,7 @@ namespace vesk {
 
 namespace {
 constexpr int policy_eager = 1;
+constexpr int policy_heuristic = 2;
 constexpr int policy_off = 3;
 }  // namespace
 
@@ -27,6 +28,10 @@ void TheoryManager::need(Term a, Term b) {
 /// Reads each function's table out of the models. Two rows with the same arguments and unequal values show
 /// that the models do not fit: the arguments that only arithmetic has equal are to be equal for EUF as well,
 /// which makes the values congruent; if all of them are, it is the values' turn.
+///
+/// That is complete: numeric terms that are congruent need no comparison of their own. Their class grew by
+/// asserted equations, which arithmetic knows, and by congruences; the first of these that arithmetic does
+/// not respect has arguments with equal values, and so shows as two rows.
 void TheoryManager::find_needed_equalities() {
   const TheorySolver& euf = *solvers_[static_cast<std::size_t>(euf_)];
   const std::size_t limit = config_.interface_eq_batch_size > 0
@@ -55,21 +60,75 @@ void TheoryManager::find_needed_equalities() {
   }
 }
 
-/// Terms that are congruent must have one value. Neighbours in a class suffice: equality is transitive.
-void TheoryManager::check_congruent_numbers() {
+/// Arguments that congruence closure has apart although arithmetic has shown them to be equal. Where such an
+/// equation was an atom once, arithmetic implies it again wherever it holds.
+void TheoryManager::find_implied_equalities() {
+  TheorySolver& arithmetic = *solvers_[static_cast<std::size_t>(arithmetic_)];
   const TheorySolver& euf = *solvers_[static_cast<std::size_t>(euf_)];
-  std::map<int, Term> last_of_class;
-  const auto visit = [&](Term term) {
-    if (!term->type()->is_number()) return;
-    const auto [last, is_new] = last_of_class.emplace(euf.model_group(term), term);
-    if (is_new) return;
-    if (value_of(last->second) != value_of(term)) need(last->second, term);
-    last->second = term;
-  };
+  arithmetic.build_implied_groups();
+  std::map<int, Term> last_of_group;
   for (const InterfaceTermDetector::Function& function : detector_.functions())
-    for (const Term application : function.applications) {
-      visit(application);
-      for (const Term argument : application->children()) visit(argument);
+    for (std::size_t i = 0; i < function.symbol->arity(); ++i) {
+      last_of_group.clear();
+      for (const Term application : function.applications) {
+        const Term argument = application->child(i);
+        if (!argument->type()->is_number()) break;
+        const auto [last, is_new] = last_of_group.emplace(arithmetic.implied_group(argument), argument);
+        if (!is_new && euf.model_group(last->second) != euf.model_group(argument))
+          need(last->second, argument);
+        last->second = argument;
+      }
+    }
+}
+
+/// False if nothing changed by that.
+bool TheoryManager::make_needed_equalities() {
+  bool has_changed = false;
+  for (const auto& [a, b] : needed_) has_changed |= make_interface_equality(a, b);
+  return has_changed;
+}
+
+/// The eager policy: all equalities that may be needed some time become atoms, which the theories may imply
+/// and the search does not decide.
+void TheoryManager::make_candidate_equalities() {
+  constexpr std::size_t max_pairwise_terms = 500;
+  std::vector<Term> terms;
+  if (config_.pairwise_interface_eq)
+    for (const InterfaceTermDetector::Function& function : detector_.functions())
+      for (const Term application : function.applications) {
+        terms.push_back(application);
+        terms.insert(terms.end(), application->children().begin(), application->children().end());
+      }
+  std::sort(terms.begin(), terms.end(), TermIdLess());
+  terms.erase(std::unique(terms.begin(), terms.end()), terms.end());
+  if (!terms.empty() && terms.size() <= max_pairwise_terms) {
+    make_candidate_equalities(terms);
+    return;
+  }
+  for (const InterfaceTermDetector::Function& function : detector_.functions())
+    for (std::size_t i = 0; i < function.symbol->arity(); ++i) {
+      terms.clear();
+      for (const Term application : function.applications) terms.push_back(application->child(i));
+      make_candidate_equalities(terms);
+    }
+}
+
+void TheoryManager::make_candidate_equalities(const std::vector<Term>& terms) {
+  dpll::ProxyMaker::Options options;
+  options.forced_polarity = dpll::l_true;
+  options.decision = false;
+  for (std::size_t i = 0; i < terms.size(); ++i)
+    for (std::size_t j = 0; j < i && terms[i]->type()->is_number(); ++j) {
+      Term a = terms[j], b = terms[i];
+      if (a == b || !a->type()->is_number() || (a->is_number() && b->is_number())) continue;
+      if (b->id() < a->id()) std::swap(a, b);
+      const Term equality = terms_.make_raw_equal(a, b);
+      if (search_->find_proxy(equality) != dpll::var_undef) continue;
+      bool is_new = false;
+      search_->make_proxy(equality, options, &is_new);
+      if (polarity_ == nullptr) continue;
+      polarity_->add_literal(equality, false);
+      polarity_->add_literal(equality, true);
     }
 }
 
@@ -110,21 +169,21 @@ TheoryManager::ModelFound TheoryManager::combine() {
   }
   solvers_[static_cast<std::size_t>(arithmetic_)]->build_abstract_model();
   needed_.clear();
-  check_congruent_numbers();
   find_needed_equalities();
   if (needed_.empty()) return result;
-  if (config_.interface_eq_policy == policy_eager) {
-    for (const InterfaceTermDetector::Function& function : detector_.functions())
-      for (std::size_t i = 0; i < function.applications.size(); ++i)
-        for (std::size_t j = 0; j < i; ++j)
-          for (std::size_t k = 0; k < function.symbol->arity(); ++k) {
-            const Term a = function.applications[i]->child(k);
-            const Term b = function.applications[j]->child(k);
-            if (a != b && a->type()->is_number()) need(a, b);
-          }
+  if (config_.interface_eq_policy == policy_heuristic) {
+    // Before the search guesses which arguments are equal, congruence closure may learn which of them are
+    // known to be: often that settles what else seemed needed.
+    std::vector<std::pair<Term, Term>> needed;
+    needed.swap(needed_);
+    find_implied_equalities();
+    result.go_on = make_needed_equalities();
+    needed.swap(needed_);
   }
-  for (std::size_t i = 0; i < needed_.size(); ++i)
-    if (make_interface_equality(needed_[i].first, needed_[i].second)) result.go_on = true;
+  if (!result.go_on) {
+    result.go_on = make_needed_equalities();
+    if (config_.interface_eq_policy == policy_eager) make_candidate_equalities();
+  }
   if (!result.go_on)
     throw TheoryIncomplete("theory combination: no progress on " + needed_[0].first->to_str() + " and " +
                            needed_[0].second->to_str());

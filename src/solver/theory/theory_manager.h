@@ -23,10 +23,11 @@ namespace vesk {
 ///
 /// Combination is delayed: when the search has found an assignment that every theory accepts, the theories'
 /// models are laid side by side. Where two applications of one function have equal arguments and unequal
-/// values in them, or congruent numeric terms have unequal values, equations between the terms at issue are
-/// made atoms, which the search first tries to make true (model-based combination, after de Moura and
-/// Bjorner, Model-based Theory Combination, 2007). Equations between numbers that congruence closure finds go
-/// to arithmetic at once, which saves most of these atoms. Formulas without functions never come that far.
+/// values in them, equations between the terms at issue are made atoms, which the search first tries to make
+/// true (model-based combination, after de Moura and Bjorner, Model-based Theory Combination, 2007).
+/// Equations that arithmetic implies go before those that its model merely suggests. Equations between
+/// numbers that congruence closure finds go to arithmetic at once, which saves most of these atoms. Formulas
+/// without functions never come that far.
 class TheoryManager : public dpll::TheoryHook {
  public:
   struct Statistics {
@@ -93,7 +94,10 @@ class TheoryManager : public dpll::TheoryHook {
   // interface_equalities.cpp
   ModelFound combine();
   void find_needed_equalities();
-  void check_congruent_numbers();
+  void find_implied_equalities();
+  void make_candidate_equalities();
+  void make_candidate_equalities(const std::vector<Term>& terms);
+  bool make_needed_equalities();
   int value_of(Term term) const;
   void need(Term a, Term b);
   bool make_interface_equality(Term a, Term b);

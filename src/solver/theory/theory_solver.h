@@ -107,6 +107,15 @@ class TheorySolver {
     return -1;
   }
 
+  /// Groups the interface terms by what is known of them: terms of one group have the same value in every
+  /// assignment that the assumed literals allow. After build_abstract_model(); need not find all there is.
+  virtual void build_implied_groups() {}
+  /// The group of an interface term, -1 if this theory knows nothing of it.
+  virtual int implied_group(Term term) const {
+    static_cast<void>(term);
+    return -1;
+  }
+
   /// Last question before an assignment is a model. TheoryIncomplete if this theory cannot tell.
   virtual void require_model() {}
   /// The assignment is a model: fixes the values that the theory gives until the next cancel_until().

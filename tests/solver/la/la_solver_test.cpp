@@ -50,6 +50,7 @@ class CheckedSystem {
     ASSERT_TRUE(solver_.check_invariants());
   }
 
+  int num_equal_forms() const { return num_equal_forms_; }
   static bool HasFatalFailure() { return testing::Test::HasFatalFailure(); }
 
  private:
@@ -167,7 +168,37 @@ class CheckedSystem {
         if (solver_.constraint_kind(c) != ConstraintKind::disequal) expect_value_in_bounds(c);
     } else {
       check_model();
+      if (!HasFatalFailure()) check_normal_forms();
     }
+  }
+
+  /// Variables of one normal form are equal wherever the constraints hold.
+  void check_normal_forms() {
+    solver_.expel_fixed_vars();
+    std::vector<Inequality> system;
+    for (const ConstraintId c : asserted_)
+      for (const bool upper : {true, false})
+        if (solver_.constraint_kind(c) == ConstraintKind::equal ||
+            solver_.constraint_kind(c) == (upper ? ConstraintKind::upper : ConstraintKind::lower))
+          add_inequality(system, c, upper);
+    const auto form_of = [this](const VarInfo& info) {
+      const Monomial alone[1] = {{info.var, QNumber(1)}};
+      return solver_.normal_form(alone);
+    };
+    for (const VarInfo& a : vars_)
+      for (const VarInfo& b : vars_) {
+        if (a.var >= b.var || (form_of(a) <=> form_of(b)) != 0) continue;
+        ++num_equal_forms_;
+        Inequality less{a.form, QNumber(0), true};
+        for (std::size_t i = 0; i < num_base_; ++i) less.coeffs[i] -= b.form[i];
+        Inequality greater = less;
+        for (QNumber& coeff : greater.coeffs) coeff.self_neg();
+        for (const Inequality& differs : {less, greater}) {
+          system.push_back(differs);
+          ASSERT_FALSE(is_satisfiable(system, num_base_)) << "a common form of different values";
+          system.pop_back();
+        }
+      }
   }
 
   void expect_value_in_bounds(ConstraintId c) {
@@ -292,9 +323,11 @@ class CheckedSystem {
   std::map<AtomId, std::vector<QNumber>> form_of_;
   std::vector<ConstraintId> asserted_;
   std::vector<std::size_t> levels_;
+  int num_equal_forms_ = 0;
 };
 
 TEST(LaSolver, AgreesWithFourierMotzkinUnderRandomPushAndPop) {
+  int num_equal_forms = 0;
   for (unsigned seed = 0; seed < 600; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     CheckedSystem system(seed);
@@ -302,7 +335,9 @@ TEST(LaSolver, AgreesWithFourierMotzkinUnderRandomPushAndPop) {
       system.step();
       if (HasFatalFailure()) return;
     }
+    num_equal_forms += system.num_equal_forms();
   }
+  EXPECT_GT(num_equal_forms, 100) << "too few to say anything about normal forms";
 }
 
 std::vector<ConstraintId> all_implied(Solver& solver) {

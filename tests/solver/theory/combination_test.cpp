@@ -203,7 +203,8 @@ class RandomScript {
     config.theory.la.split_rat_eq = seed % 2 == 0;
     config.theory.la.deduction_enabled = seed % 5 != 0;
     config.theory.la.lazy_expl_threshold = static_cast<int>(seed % 3);
-    config.theory.interface_eq_policy = seed % 3 == 0 ? 1 : 2;
+    config.theory.interface_eq_policy = static_cast<int>(seed % 3);
+    config.theory.pairwise_interface_eq = seed % 2 == 0;
     config.theory.interface_eq_batch_size = seed % 7 == 0 ? 1 : 100;
     config.theory.eq_propagation = seed % 4 != 3;
     config.theory.la.delay_alien = seed % 11 < 3;
@@ -386,6 +387,46 @@ TEST(TheoryCombination, EquationsOfCongruenceClosureReachArithmetic) {
     EXPECT_EQ(engine.la.statistics().equalities_taken > 0, propagated);
     EXPECT_EQ(engine.manager.statistics().interface_equalities > 0, !propagated);
     EXPECT_EQ(engine.search.solve(std::span<const Lit>(all).first(2)), dpll::Result::satisfiable);
+  }
+}
+
+/// `x_0 = y_0`, `x_i+1 = f(x_i) + 1` and the same of y, all of it said by inequalities, so that arithmetic
+/// has to find each equation of arguments before congruence closure can find the next of values. Where
+/// equations that the model suggests are guessed, from the last one back, the conflicts grow with the length.
+TEST(TheoryCombination, ImpliedEquationsOfArgumentsNeedNoGuess) {
+  constexpr int length = 8;
+  for (const int policy : {0, 1, 2}) {
+    Configuration config;
+    config.theory.interface_eq_policy = policy;
+    Engine engine(config);
+    TermManager& terms = engine.terms;
+    const Type* real = terms.types().rational();
+    const Symbol* f = terms.declare("f", terms.types().function_type({real}, real));
+    const Term one = terms.make_number(QNumber(1));
+    const auto constant = [&](const char* name, int i) {
+      return terms.make_constant(terms.declare(name + std::to_string(i), real));
+    };
+    const auto assert_leq = [&](Term a, Term b) {
+      const Lit lits[] = {engine.lit(terms.make_leq(a, b), false)};
+      engine.search.add_clause(lits);
+    };
+    std::vector<Term> x{constant("x", 0)}, y{constant("y", 0)};
+    assert_leq(x[0], y[0]);
+    assert_leq(y[0], x[0]);
+    for (int i = 1; i <= length; ++i)
+      for (std::vector<Term>* side : {&x, &y}) {
+        const Term last = side->back();
+        const Term next = terms.make_plus(terms.make_uf(f, {&last, 1}), one);
+        side->push_back(constant(side == &x ? "x" : "y", i));
+        assert_leq(side->back(), next);
+        assert_leq(next, side->back());
+      }
+    const Lit strict[] = {engine.lit(terms.make_leq(y.back(), x.back()), true)};
+    engine.search.add_clause(strict);
+    EXPECT_EQ(engine.search.solve({}), dpll::Result::unsatisfiable);
+    if (policy != 2) continue;
+    EXPECT_EQ(engine.search.stats().conflicts, 1u);
+    EXPECT_EQ(engine.manager.statistics().interface_equalities, static_cast<std::uint64_t>(length));
   }
 }
 
