@@ -7,7 +7,7 @@ namespace vesk::dpll {
 void DpllSolver::push_backtrack_point() {
   assert(!in_search_);
   cancel_to_points();
-  if (unsat_level_ < 0 && qhead_ < trail_.size() && propagate() != ref_undef) refute(num_backtrack_points());
+  if (unsat_level_ < 0 && qhead_ < trail_.size() && propagate() != ref_undef) refute(decision_level());
   // why the test: after an unsatisfiable answer fewer levels than points may be open. The search opens the
   // missing ones, this one among them, so that the level of a point is always its number.
   const bool open = unsat_level_ < 0 && decision_level() == num_backtrack_points();

@@ -128,7 +128,9 @@ void DpllSolver::add_clause_at_points(std::vector<Lit>& lits) {
     if (is_defined(lits[0]) || !is_defined(lits[1])) return;
   }
   enqueue(lits[0], decision_level() == 0 ? ref_undef : ref);
-  if (propagate() != ref_undef) refute(num_backtrack_points());
+  // why the open levels: a search that was stopped may have left fewer than there are points, and something
+  // to propagate there.
+  if (propagate() != ref_undef) refute(decision_level());
 }
 
 // The clauses contradict each other under the first `level` points. The assignment at that level is left

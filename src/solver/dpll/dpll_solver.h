@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -97,6 +98,13 @@ class DpllSolver : public ProxyMaker {
   /// Throws TerminationTest::Terminated when stopped; recover() is due then. With `keep` the assignment of
   /// a satisfiable answer stays, to be read, until release_model() or any other operation.
   Result solve(std::span<const Lit> assumptions, bool keep = false);
+  /// Most work of one call; 0 is no limit.
+  struct Budget {
+    std::uint64_t conflicts = 0, decisions = 0, propagations = 0;
+  };
+  /// Like solve(), but nothing when a limit is reached first. What was learnt until then stays.
+  std::optional<Result> solve_limited(std::span<const Lit> assumptions, const Budget& budget,
+                                      bool keep = false);
   void release_model() { cancel_to_points(); }
   /// The assumptions that an unsatisfiable answer rests on; empty when it rests on none.
   const std::vector<Lit>& conflict_assumptions() const { return conflict_assumptions_; }
@@ -162,7 +170,7 @@ class DpllSolver : public ProxyMaker {
     }
   };
   enum class Step { go_on, unsatisfiable, nothing };
-  enum class SearchResult { satisfiable, unsatisfiable, restart };
+  enum class SearchResult { satisfiable, unsatisfiable, restart, exhausted };
 
   static std::size_t index(Var var) { return static_cast<std::size_t>(var); }
   bool is_defined(Lit lit) const { return !is_undef(values_[lit.index()]); }
@@ -203,6 +211,7 @@ class DpllSolver : public ProxyMaker {
 
   // search.cpp
   SearchResult search();
+  bool is_exhausted() const;
   Step final_check();
   Step decide_backtrack_point();
   Step decide_assumption();
@@ -293,6 +302,7 @@ class DpllSolver : public ProxyMaker {
   std::uint64_t steps_ = 0;
   std::uint64_t invariants_interval_ = 0;
   std::uint64_t next_invariants_check_ = 1000;
+  Budget limits_;  // what the counters of stats_ may reach; 0: anything
   bool in_search_ = false;
 
   // Scratch.

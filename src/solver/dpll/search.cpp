@@ -14,6 +14,16 @@ constexpr std::uint64_t reduce_interval = 3000;
 }  // namespace
 
 Result DpllSolver::solve(std::span<const Lit> assumptions, bool keep) {
+  return *solve_limited(assumptions, Budget(), keep);
+}
+
+std::optional<Result> DpllSolver::solve_limited(std::span<const Lit> assumptions, const Budget& budget,
+                                                bool keep) {
+  const auto limit = [](std::uint64_t amount, std::uint64_t spent) {
+    return amount == 0 ? 0 : spent + amount;
+  };
+  limits_ = {limit(budget.conflicts, stats_.conflicts), limit(budget.decisions, stats_.decisions),
+             limit(budget.propagations, stats_.propagations)};
   ++stats_.solve_calls;
   conflict_assumptions_.clear();
   model_.clear();
@@ -35,8 +45,9 @@ Result DpllSolver::solve(std::span<const Lit> assumptions, bool keep) {
     result = search();
   }
   in_search_ = false;
-  if (result == SearchResult::unsatisfiable) {
+  if (result != SearchResult::satisfiable) {
     cancel_to_points();
+    if (result == SearchResult::exhausted) return std::nullopt;
     return Result::unsatisfiable;
   }
   model_.resize(vars_.size());
@@ -71,6 +82,7 @@ DpllSolver::SearchResult DpllSolver::search() {
   conflicts_since_restart_ = 0;
   for (;;) {
     if (steps_++ % poll_interval == 0) TerminationTest::poll(termination_);
+    if (is_exhausted()) return SearchResult::exhausted;
     if (restarts_.should_restart(conflicts_since_restart_, conflicts_of_call_)) {
       cancel_to_points();
       return SearchResult::restart;
@@ -106,6 +118,12 @@ DpllSolver::SearchResult DpllSolver::search() {
     open_level();
     enqueue(next, ref_undef);
   }
+}
+
+bool DpllSolver::is_exhausted() const {
+  const auto reached = [](std::uint64_t spent, std::uint64_t limit) { return limit != 0 && spent >= limit; };
+  return reached(stats_.conflicts, limits_.conflicts) || reached(stats_.decisions, limits_.decisions) ||
+         reached(stats_.propagations, limits_.propagations);
 }
 
 // All variables are assigned and the approximate check found nothing.

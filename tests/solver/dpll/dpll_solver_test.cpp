@@ -409,6 +409,31 @@ TEST(DpllSolver, AStoppedSearchCanGoOn) {
   EXPECT_EQ(solver.solve({}), Result::satisfiable);
 }
 
+TEST(DpllSolver, LimitedCallsAddUpToAnAnswer) {
+  Configuration config;
+  DpllSolver solver(config);
+  add_pigeons(solver, 7);
+  solver.push_backtrack_point();
+  std::optional<Result> result;
+  int calls = 0;
+  const auto spend = [&](const DpllSolver::Budget& budget) {
+    const DpllSolver::Stats before = solver.stats();
+    result = solver.solve_limited({}, budget);
+    ++calls;
+    solver.check_invariants(false);
+    EXPECT_LE(solver.decision_level(), 1);  // not above the point
+    EXPECT_LE(solver.stats().conflicts - before.conflicts, 500u);
+  };
+  spend({.conflicts = 1});
+  EXPECT_EQ(solver.stats().conflicts, 1u);
+  spend({.decisions = 10});
+  spend({.propagations = 100});
+  EXPECT_EQ(calls, 3);
+  while (!result && calls < 1000) spend({.conflicts = 500});
+  EXPECT_EQ(result, Result::unsatisfiable);
+  EXPECT_GT(calls, 4);  // what was learnt in one call serves the next
+}
+
 TEST(DpllSolver, SurvivesMassiveReductionOfLearntClauses) {
   Configuration config;
   config.dpll.restart_strategy = Configuration::Dpll::luby;
