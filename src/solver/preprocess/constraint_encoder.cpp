@@ -60,6 +60,10 @@ Term ConstraintEncoder::encode_node(Term term) {
     case Tag::divide: {
       const Term a = without_ites(term->child(0), false);
       const Term b = without_ites(term->child(1), false);
+      if (const Poly divisor = Poly::of(b); divisor.is_constant() && !divisor.constant.is_zero()) {
+        const Term factor = terms_.make_number(divisor.constant.inv());
+        return terms_.make_times(factor, a);
+      }
       const Term inner = terms_.make_divide(a, b);
       return inner->tag() == Tag::divide ? constant_for(inner, terms_.types().rational()) : inner;
     }
@@ -171,6 +175,13 @@ Term ConstraintEncoder::split_cases(Term root) {
 // stays, as an unknown.
 Term ConstraintEncoder::encode_product(Term product) {
   if (product->child(0)->is_number() || product->child(1)->is_number()) return product;
+  // A factor like 2 * 3 stands only where terms are built as asked for.
+  for (std::size_t i : {0u, 1u}) {
+    const Poly factor = Poly::of(product->child(i));
+    if (!factor.is_constant()) continue;
+    const Term number = terms_.make_number(factor.constant);
+    return terms_.make_times(number, product->child(1 - i));
+  }
   for (std::size_t i : {0u, 1u}) {
     const Term ite = product->child(i), factor = product->child(1 - i);
     if (ite->tag() != Tag::ite || !is_ite_over_numbers(ite)) continue;

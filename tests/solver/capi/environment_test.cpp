@@ -405,6 +405,20 @@ TEST(Environment, ProductsOfUnknownsAreNeverAnsweredWrongly) {
   EXPECT_EQ(s.value(x), "3");
 }
 
+TEST(Environment, FactorsOfNumbersAloneAreNumbersAlsoWhereTermsAreNotSimplified) {
+  SolverScript s({std::pair{"debug.term_simplifications", "false"}});
+  const vesk_term x = s.real("x"), c = s.boolean("c");
+  const vesk_term six = s.times(s.plus(s.num("1"), s.num("1")), s.num("3"));
+  const vesk_term third = vesk_make_divide(s.env, s.num("2"), six);
+  s.add(s.eq(s.times(third, s.ite(c, x, s.plus(x, s.num("3")))), s.num("5")));  // 15 is x or x + 3
+  s.add(s.less(vesk_make_divide(s.env, x, six), s.num("2.5")));
+  ASSERT_EQ(s.solve(), 1) << s.error();
+  EXPECT_EQ(s.value(x), "12");
+  EXPECT_EQ(s.value(c), "false");
+  s.add(c);
+  EXPECT_EQ(s.solve(), 0) << s.error();
+}
+
 TEST(Environment, WhatOnlyIntegersDecideIsUnknownAndNamesTheReason) {
   SolverScript s;
   const vesk_term i = s.constant("i", s.int_type()), j = s.constant("j", s.int_type());
