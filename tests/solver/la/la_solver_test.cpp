@@ -385,6 +385,24 @@ TEST(LaSolver, ImpliesAStrictBoundThroughARow) {
   EXPECT_EQ(solver.reason(2 * x_at_least_half + 1).size(), 2u);
 }
 
+TEST(LaSolver, ImpliesAnEqualityThroughARowOfFixedVariables) {
+  Solver solver{Solver::Options()};
+  const Var y = solver.new_var();
+  const Var z = solver.new_var();
+  const std::vector<Monomial> sum{{y, QNumber(2)}, {z, QNumber(1)}};
+  const Var x = solver.new_slack(sum);
+  const AtomId y_at_most_1 = at_most(solver, y, 1), y_at_least_1 = at_least(solver, y, 1);
+  const AtomId z_is_3 = solver.add_equal(z, 3);
+  for (const AtomId atom : {y_at_most_1, y_at_least_1, z_is_3}) ASSERT_TRUE(solver.push(2 * atom));
+  ASSERT_TRUE(solver.check(true));
+  const AtomId x_is_5 = solver.add_equal(x, 5);  // it comes when all bounds are in force
+  ASSERT_TRUE(solver.check(true));
+  EXPECT_EQ(all_implied(solver), (std::vector<ConstraintId>{2 * x_is_5}));
+  std::vector<ConstraintId> reason(solver.reason(2 * x_is_5).begin(), solver.reason(2 * x_is_5).end());
+  std::sort(reason.begin(), reason.end());
+  EXPECT_EQ(reason, (std::vector<ConstraintId>{2 * y_at_most_1, 2 * y_at_least_1, 2 * z_is_3}));
+}
+
 TEST(LaSolver, NamesTheBoundsThatMakeADisequalityFail) {
   Solver solver{Solver::Options()};
   const Var x = solver.new_var();
