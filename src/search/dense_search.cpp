@@ -13,7 +13,7 @@ namespace {
 
 // Values of f closer than this count as equal. In single precision, as it always was.
 constexpr double tolerance = static_cast<double>(1e-7F);
-constexpr std::uint64_t expansions_between_checks = 64;
+constexpr std::uint64_t work_between_checks = 16;  // expansions and evaluations
 constexpr std::uint64_t most_states_step = 256;
 constexpr std::size_t slot_block = 1 << 14;  // slot values in one block of the store
 
@@ -193,12 +193,15 @@ void DenseSearch::expand(const DenseState* state) {
     // The plan ends behind all timed events, so its final checks come after them.
     if (start_is_pending && todo[list].chain == DenseProblem::end_chain) continue;
     if (successors_.apply(state, list)) push_built();
+    if (must_stop()) return;
   }
   for (const Todo& entry : todo)
     if (entry.chain >= DenseProblem::first_action_chain)
       is_open_[entry.chain - DenseProblem::first_action_chain] = true;
-  for (const ActionId action : openable_)
+  for (const ActionId action : openable_) {
     if (!is_open_[action] && successors_.open(state, action)) push_built();
+    if (must_stop()) break;
+  }
   for (const Todo& entry : todo)
     if (entry.chain >= DenseProblem::first_action_chain)
       is_open_[entry.chain - DenseProblem::first_action_chain] = false;
@@ -212,6 +215,15 @@ std::uint64_t DenseSearch::memory() const {
   bytes += slot_store_.size() * std::max(slot_block, problem_.slots()) * sizeof(std::uint32_t);
   if (estimates_) bytes += estimates_->bytes();
   return bytes + (end_values_.size() + closed_.size()) * (sizeof(SlotKey) + 3 * sizeof(void*));
+}
+
+/// Looks at the limits now and then, between children too: a state may have thousands of them.
+bool DenseSearch::must_stop() {
+  const std::uint64_t work = statistics_.expanded + statistics_.evaluated;
+  if (stopped_ != SearchOutcome::not_run || work < next_check_) return stopped_ != SearchOutcome::not_run;
+  next_check_ = work + work_between_checks;
+  stopped_ = limit_reached();
+  return stopped_ != SearchOutcome::not_run;
 }
 
 SearchOutcome DenseSearch::limit_reached() {
@@ -272,10 +284,7 @@ SearchOutcome DenseSearch::run(const SearchState<double>* initial, bool weak) {
     if (statistics_.expanded % 1000 == 0) log_progress(open_[turn]);
     if (limits_.expansions != 0 && statistics_.expanded > limits_.expansions)
       return finish(SearchOutcome::expansion_limit);
-    if (statistics_.expanded % expansions_between_checks == 0) {
-      const SearchOutcome limit = limit_reached();
-      if (limit != SearchOutcome::not_run) return finish(limit);
-    }
+    if (must_stop()) return finish(stopped_);
     if (state->todo_count == 0 && state->active_count == 0) {
       ZORVEL_LOG(INFO) << "Final depth: " << state->depth << ", Open size: " << open_[turn].size()
                        << ", States expanded: " << statistics_.expanded;
@@ -283,6 +292,7 @@ SearchOutcome DenseSearch::run(const SearchState<double>* initial, bool weak) {
       return finish(SearchOutcome::plan_found);
     }
     expand(state);
+    if (stopped_ != SearchOutcome::not_run) return finish(stopped_);
     if (live_ >= statistics_.most_states + most_states_step) {
       statistics_.most_states = live_;
       statistics_.bytes_at_most = memory();

@@ -87,6 +87,7 @@ class DenseSearch {
   /// Stores the slots of a state; false if they are there already with the same tag.
   bool insert(SlotSet& set, const DenseState* state, std::uint64_t tag);
   std::uint64_t weak_tag(const DenseState* state) const;
+  bool must_stop();
   SearchOutcome limit_reached();
   void log_progress(const OpenList& list);
   std::uint64_t memory() const;
@@ -114,6 +115,8 @@ class DenseSearch {
   std::uint64_t live_ = 0;  // states held
   double best_estimate_ = -1;
   std::uint64_t depth_sum_ = 0;
+  SearchOutcome stopped_ = SearchOutcome::not_run;
+  std::uint64_t next_check_ = 0;
   std::chrono::steady_clock::time_point started_, last_log_, last_progress_;
 };
 

@@ -200,6 +200,28 @@ TEST(FtpSearch, LimitsEndASearchThatHasNoEnd) {
   EXPECT_EQ(outcome(interrupt), SearchOutcome::interrupted);
 }
 
+TEST(FtpSearch, LimitsEndASearchBetweenTwoChildrenOfAState) {
+  Environment env;
+  const auto problem =
+      parse(env,
+            "fluent integer n; fluent boolean p; [start] n := 0; [start] p := false; [end] p;"
+            "action a(integer [0, 999] i) { duration := 1; [end] n := i; };"
+            "action b() { duration := 1; [start] n < 0; [end] p := true; };");
+  std::atomic<bool> interrupted{false};
+  int calls = 0;
+  FtpPlanner planner(env, problem, [&](const zorvel::SearchState*, const StateIndex&) {
+    if (++calls == 100) interrupted = true;
+    return 1.0;
+  });
+  SearchLimits limits;
+  limits.interrupted = &interrupted;
+  planner.set_limits(limits);
+  EXPECT_EQ(planner.solve(), nullptr);
+  EXPECT_EQ(planner.outcome(), SearchOutcome::interrupted);
+  EXPECT_GE(calls, 100);
+  EXPECT_LT(calls, 200);
+}
+
 TEST(FtpSearch, RefusesWhatItCannotPlanFor) {
   const auto refusal = [](const std::string& text, HCustom::Function custom = {}) {
     Environment env;
