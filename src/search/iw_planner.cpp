@@ -13,7 +13,7 @@ IWPlanner::IWPlanner(Environment& env, model::ProblemPtr problem) : Planner(env,
   apply_forall_compiler();
   unpromoted_ = problem_;
   apply_constant_promoter();
-  apply_temporal_uncertainty_compiler();
+  apply_temporal_uncertainty_compiler(true);
   apply_grounder(true);
   require_discrete_change();
 }

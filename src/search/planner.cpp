@@ -78,9 +78,9 @@ void Planner::apply_constant_promoter() {
   transformers_.push_back(promoter);
 }
 
-void Planner::apply_temporal_uncertainty_compiler() {
+void Planner::apply_temporal_uncertainty_compiler(bool steps_are_atomic) {
   if (problem_->has_temporal_uncertainty())
-    apply(std::make_shared<model::TemporalUncertaintyCompiler>(problem_));
+    apply(std::make_shared<model::TemporalUncertaintyCompiler>(problem_, steps_are_atomic));
 }
 
 void Planner::apply_grounder(bool prune_actions) {
@@ -119,7 +119,7 @@ void TpPlanner::apply_transformers() {
   // A user's own heuristic reads the fluents of the problem as it was written.
   if (!is_guided_by_user) apply_constant_promoter();
   apply(std::make_shared<model::FreeVarParamsCompiler>(problem_));
-  apply_temporal_uncertainty_compiler();
+  apply_temporal_uncertainty_compiler(false);
   apply_grounder(!env().configuration().get_boolean_value("disable-prune-actions"));
   apply_set_compiler(is_guided_by_user);
   if (problem_->has_contains()) apply(std::make_shared<model::ContainsCompiler>(problem_));

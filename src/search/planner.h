@@ -77,7 +77,7 @@ class Planner : public EnvObject {
   void apply_increase_decrease_compiler();
   void apply_forall_compiler();
   void apply_constant_promoter();
-  void apply_temporal_uncertainty_compiler();
+  void apply_temporal_uncertainty_compiler(bool steps_are_atomic);
   void apply_grounder(bool prune_actions);
   void apply_set_compiler(bool has_custom_heuristic);
   /// InternalError for continuous change and processes, which no engine handles.

@@ -371,9 +371,10 @@ Node* with_fixed_duration(F& factory, Node* statement) {
 
 }  // namespace
 
-TemporalUncertaintyCompiler::TemporalUncertaintyCompiler(const ProblemPtr& problem)
+TemporalUncertaintyCompiler::TemporalUncertaintyCompiler(const ProblemPtr& problem, bool steps_are_atomic)
     : OneToOneTransformer(problem,
                           {unknown_new_action, unknown_old_action, "the temporal uncertainty compiler!"}),
+      steps_are_atomic_(steps_are_atomic),
       shadows_(problem->env()) {}
 
 std::string TemporalUncertaintyCompiler::get_fluent_fresh_name(const std::shared_ptr<FluentImpl>& fluent,
@@ -412,6 +413,7 @@ void TemporalUncertaintyCompiler::do_computation() {
   std::map<std::string, UncertainAction> uncertain_actions;
   for (const auto& [name, action] : problem_->actions())
     if (action->is_temporally_uncertain(false)) uncertain_actions.try_emplace(name, action, static_fluents);
+  if (steps_are_atomic_) uncertain_actions.clear();  // they were made for what they refuse
   std::unordered_map<std::shared_ptr<FluentImpl>, int> number_of_effects;  // for look-ups
   for (const auto& [name, action] : uncertain_actions)
     for (const EndEffect& effect : action.end_effects())

@@ -32,7 +32,9 @@ class TemporalUncertaintyCompiler : public OneToOneTransformer {
  public:
   /// Unknown actions of plans: InternalError "Found an action that is unknown to the temporal uncertainty
   /// compiler!" on the way back, "Found an action that is unknown to the compiler!" on the way forward.
-  explicit TemporalUncertaintyCompiler(const ProblemPtr& problem);
+  /// With `steps_are_atomic` there are no shadows: where nothing else happens during a step to the fluents
+  /// that it reads and writes, and what follows waits for the longest duration, only the duration is fixed.
+  explicit TemporalUncertaintyCompiler(const ProblemPtr& problem, bool steps_are_atomic = false);
 
   /// InternalError for a problem that is not flat, for simulated effects, increases and decreases, and for an
   /// action whose uncertain duration has bounds that read fluents or that no duration of 0 or more keeps, is
@@ -49,6 +51,7 @@ class TemporalUncertaintyCompiler : public OneToOneTransformer {
   void refuse_what_cannot_be_compiled() const;
   void make_shadow(const std::shared_ptr<FluentImpl>& fluent);
 
+  bool steps_are_atomic_;
   FreshNames names_;
   ShadowFluents shadows_;
 };

@@ -367,6 +367,27 @@ TEST(TSimplePlanner, MovesThatBreakABoundOrDivideByZeroAreImpossible) {
   }
 }
 
+TEST(TSimplePlanner, WhatFollowsAnUncertainStepWaitsForItsLongestDuration) {
+  Environment env;
+  const auto problem =
+      parse(env, lamp +
+                     "action light() { duration :in [2, 5]; [start] not on; [end] on := true; };\n"
+                     "action look() { duration := 1; [start] on; [end] seen := true; };\n"
+                     "action walk() { duration :in [1, 9]; [start] pace >= 1; [end] pace := pace + 1; };\n"
+                     "[end] seen; [end] pace == 4;");
+  for (const char* heuristic : {"blind", "hadd", "hmax", "hlandmarks"}) {
+    SCOPED_TRACE(heuristic);
+    env.configuration().set_value("tsimple-heuristic", std::string(heuristic));
+    const auto plan = TSimplePlanner(env, problem).solve();
+    ASSERT_NE(plan, nullptr);
+    EXPECT_EQ(plan->size(), 3U);
+    const auto schedule = std::make_shared<TimeTriggeredPlan>(plan);
+    TTValidator validator(env, problem);
+    EXPECT_TRUE(validator.check_validity(schedule)) << validator.reason();
+    EXPECT_GE(schedule->steps().rbegin()->first, rational(5));
+  }
+}
+
 TEST(TSimplePlanner, ANumberThatCanTakeTooManyValuesCountsAsAnyNumber) {
   // Each layer doubles the values of n, which soon are too many to list.
   Environment env;

@@ -39,7 +39,7 @@ void TSimplePlanner::apply_transformers(bool is_guided_by_user) {
   // A user's own heuristic reads the fluents of the problem as it was written.
   if (!is_guided_by_user) apply_constant_promoter();
   apply(std::make_shared<model::FreeVarParamsCompiler>(problem_));
-  apply_temporal_uncertainty_compiler();
+  apply_temporal_uncertainty_compiler(true);
   apply_grounder(true);
   apply_set_compiler(is_guided_by_user);
   require_discrete_change();
