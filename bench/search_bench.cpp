@@ -15,7 +15,7 @@
 
 #include "core/environment.h"
 #include "parsers/anml_parser.h"
-#include "search/ftp_planner.h"
+#include "search/forward/ftp_planner.h"
 
 namespace {
 

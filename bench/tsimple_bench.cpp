@@ -15,8 +15,8 @@
 
 #include "core/environment.h"
 #include "parsers/anml_parser.h"
-#include "search/iw_planner.h"
-#include "search/tsimple/tsimple_planner.h"
+#include "search/classical/iw_planner.h"
+#include "search/classical/tsimple/tsimple_planner.h"
 
 namespace {
 

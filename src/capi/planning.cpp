@@ -1,9 +1,9 @@
 #include <cmath>
 
 #include "capi/frame.h"
-#include "search/ftp_planner.h"
-#include "search/iw_planner.h"
-#include "search/tsimple/tsimple_planner.h"
+#include "search/classical/iw_planner.h"
+#include "search/classical/tsimple/tsimple_planner.h"
+#include "search/forward/ftp_planner.h"
 #include "validation/tt_validator.h"
 
 using namespace zorvel;  // NOLINT: the bodies below are C functions

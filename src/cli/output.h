@@ -5,7 +5,7 @@
 #include <string>
 
 #include "core/environment.h"
-#include "search/planner.h"
+#include "search/frame/planner.h"
 
 namespace zorvel::cli {
 

@@ -4,8 +4,8 @@
 
 #include "model/expression_factory.h"
 #include "model/walkers/normal_forms.h"
-#include "search/hadd.h"
-#include "search/hmax.h"
+#include "search/heuristics/hadd.h"
+#include "search/heuristics/hmax.h"
 #include "search/support.h"
 #include "state/operations.h"
 #include "transformers/temporally_aware_relaxer.h"

@@ -1,4 +1,4 @@
-#include "search/iw_planner.h"
+#include "search/classical/iw_planner.h"
 #include "search/tsimple_oracle.h"
 
 namespace zorvel::iw {

@@ -4,9 +4,9 @@
 #include <set>
 
 #include "model/expression_factory.h"
-#include "search/first_achievers.h"
-#include "search/hlandmarks.h"
-#include "search/hmax.h"
+#include "search/heuristics/hlandmarks.h"
+#include "search/heuristics/hmax.h"
+#include "search/heuristics/relaxation/first_achievers.h"
 #include "search/support.h"
 #include "state/evaluator_from_map.h"
 #include "state/operations.h"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "parsers/anml_parser.h"
-#include "search/ftp_planner.h"
+#include "search/forward/ftp_planner.h"
 #include "test_helpers.h"
 #include "validation/tt_validator.h"
 

@@ -14,9 +14,9 @@
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "model/walkers/expression_simplifier.h"
+#include "search/classical/tsimple/plan_builder.h"
+#include "search/classical/tsimple/tsimple_planner.h"
 #include "search/support.h"
-#include "search/tsimple/plan_builder.h"
-#include "search/tsimple/tsimple_planner.h"
 #include "state/evaluator.h"
 #include "state/operations.h"
 

@@ -1,9 +1,9 @@
 #include <numeric>
 
 #include "model/model_factory.h"
-#include "search/hmax.h"
+#include "search/heuristics/hmax.h"
+#include "search/heuristics/relaxation/value_reachability.h"
 #include "search/tsimple_oracle.h"
-#include "search/value_reachability.h"
 
 namespace zorvel::tsimple {
 namespace {

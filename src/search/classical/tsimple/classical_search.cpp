@@ -1,0 +1,316 @@
+#include "search/classical/tsimple/classical_search.h"
+
+#include <algorithm>
+#include <bit>
+#include <cassert>
+#include <ctime>
+
+#include "core/errors.h"
+#include "core/log.h"
+#include "model/walkers/expression_simplifier.h"
+
+namespace zorvel::tsimple {
+
+namespace {
+
+constexpr std::uint64_t work_between_checks = 64;  // expansions and evaluations
+constexpr double seconds_between_reports = 0.2;
+
+double seconds_since(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::vector<CompiledCondition> compile(EvaluationTables& tables, const std::vector<Node*>& conditions) {
+  const model::ExpressionSimplifier simplify(tables.layout.env());
+  std::vector<CompiledCondition> compiled;
+  for (Node* condition : conditions)
+    compiled.push_back(tables.compiler.compile_condition(simplify(condition)));
+  return compiled;
+}
+
+/// By slot: the numbers of the conditions that read it.
+std::vector<std::vector<std::uint32_t>> readers(std::size_t slots,
+                                                const std::vector<CompiledCondition>& conditions) {
+  std::vector<std::vector<std::uint32_t>> by_slot(slots);
+  for (std::uint32_t number = 0; number < conditions.size(); ++number)
+    for (const std::uint32_t slot : conditions[number].slots_read()) by_slot[slot].push_back(number);
+  return by_slot;
+}
+
+bool has_bit(std::span<const std::uint32_t> bits, std::uint32_t number) {
+  return (bits[number / 32] >> (number % 32) & 1) != 0;
+}
+void set_bit(std::span<std::uint32_t> bits, std::uint32_t number) {
+  bits[number / 32] |= std::uint32_t{1} << (number % 32);
+}
+std::uint32_t count_bits(std::span<const std::uint32_t> bits) {
+  std::uint32_t count = 0;
+  for (const std::uint32_t word : bits) count += static_cast<std::uint32_t>(std::popcount(word));
+  return count;
+}
+
+std::size_t words_of(std::size_t bits) { return (bits + 31) / 32; }
+
+}  // namespace
+
+ClassicalSearch::ClassicalSearch(const TSimpleModel& model, EvaluationTables& tables,
+                                 std::vector<std::uint32_t> actions, SearchOptions options,
+                                 const SearchLimits& limits)
+    : model_(model),
+      tables_(tables),
+      options_(std::move(options)),
+      limits_(limits),
+      slots_(tables.layout.slots()),
+      initial_(slots_),
+      action_numbers_(std::move(actions)),
+      goals_(compile(tables, model.goals())),
+      landmarks_(compile(tables, model.landmarks())),
+      goals_of_slot_(readers(slots_, goals_)),
+      landmarks_of_slot_(readers(slots_, landmarks_)),
+      states_(slots_, 32 * (words_of(landmarks_.size()) + words_of(options_.heuristic_bits))),
+      child_(slots_),
+      landmark_words_(words_of(landmarks_.size())) {
+  started_ = last_progress_ = std::chrono::steady_clock::now();
+  parent_goals_.resize(goals_.size());
+  goal_stamps_.resize(goals_.size());
+  landmark_stamps_.resize(landmarks_.size());
+  if (options_.width > 0)
+    seen_ = std::make_unique<Trie>(slots_, options_.width, [this] {
+      stopped_ = limit_reached();
+      return stopped_ != SearchOutcome::not_run;
+    });
+}
+
+SearchOutcome ClassicalSearch::run() {
+  started_ = last_progress_ = std::chrono::steady_clock::now();
+  const std::clock_t processor_start = std::clock();
+  push_initial();
+  const SearchOutcome outcome = search();
+  statistics_.seconds = seconds_since(started_);
+  statistics_.processor_seconds = static_cast<double>(std::clock() - processor_start) / CLOCKS_PER_SEC;
+  statistics_.bytes = memory();
+  ZORVEL_LOG(DEBUG) << (outcome == SearchOutcome::plan_found ? "Plan Found!" : "No Plan Exists!");
+  ZORVEL_LOG(DEBUG) << "Explored " << statistics_.expanded << " states";
+  return outcome;
+}
+
+void ClassicalSearch::push_initial() {
+  const SearchState initial = model_.initial_state();
+  tables_.layout.pack(initial, initial_.data());
+  std::vector<std::vector<SuccessorGenerator::Demand>> demands;
+  for (const std::uint32_t number : action_numbers_) {
+    actions_.emplace_back(model_.actions()[number], tables_, initial_.data());
+    demands.push_back(actions_.back().demands());
+  }
+  generator_ = std::make_unique<SuccessorGenerator>(std::move(demands));
+
+  child_ = initial_;
+  child_hash_ = states_.hash_of(child_.data());
+  child_bits_.assign(states_.bit_words(), 0);
+  for (const unsigned long landmark : initial.achieved_landmarks)
+    set_bit(child_bits_, static_cast<std::uint32_t>(landmark));
+  if (seen_ && !options_.skips_initial_tuples) seen_->add_all(child_.data());
+  const StateInfo info{no_state, 0, 0, static_cast<std::uint32_t>(initial.achieved_goals)};
+  // The initial state is searched even if the heuristic takes it for a dead end.
+  const double h = estimate(info, {}).value_or(dead_end);
+  ZORVEL_LOG(INFO) << "Initial H=" << h;
+  ++statistics_.stored;
+  open_.push_back({h * options_.weight, states_.insert(info, child_bits_, child_.data(), child_hash_)});
+}
+
+SearchOutcome ClassicalSearch::search() {
+  while (!open_.empty() && stopped_ == SearchOutcome::not_run) {
+    std::pop_heap(open_.begin(), open_.end(), is_worse);
+    const Entry entry = open_.back();
+    open_.pop_back();
+    ++statistics_.expanded;
+    if (statistics_.expanded % 1000 == 0) log_state("Current depth: ", entry);
+    if (limits_.expansions != 0 && statistics_.expanded > limits_.expansions)
+      return SearchOutcome::expansion_limit;
+    ZORVEL_LOG(TRACE) << "Current state:\n"
+                      << model::print_expression{
+                             tables_.layout.unpack(states_.values(entry.state))
+                                 .as_expression(model_.index(), model_.env().expression_factory(), 0)};
+    const StateInfo info = states_.info(entry.state);
+    if (is_goal(info)) {
+      log_state("Final depth: ", entry);
+      goal_ = entry;
+      return SearchOutcome::plan_found;
+    }
+    if (options_.serializes_goals && info.parent != no_state &&
+        info.achieved_goals > states_.info(info.parent).achieved_goals)
+      commit_to(entry.state);
+    must_stop();
+    if (stopped_ == SearchOutcome::not_run) expand(entry.state);
+  }
+  if (stopped_ != SearchOutcome::not_run) return stopped_;
+  return has_left_out_states_ ? SearchOutcome::incomplete : SearchOutcome::no_plan;
+}
+
+void ClassicalSearch::commit_to(StateId id) {
+  has_left_out_states_ = has_left_out_states_ || !open_.empty();
+  for (const Entry& entry : open_) states_.erase(entry.state);
+  open_.clear();
+  if (!seen_) return;
+  seen_->clear();
+  if (!options_.skips_initial_tuples) seen_->add_all(states_.values(id));
+}
+
+void ClassicalSearch::expand(StateId id) {
+  const ValueId* const values = states_.values(id);
+  std::copy_n(values, slots_, child_.begin());
+  parent_goal_count_ = 0;
+  for (std::size_t goal = 0; goal < goals_.size(); ++goal) {
+    parent_goals_[goal] = goals_[goal].holds(values) ? 1 : 0;
+    parent_goal_count_ += static_cast<std::uint32_t>(parent_goals_[goal]);
+  }
+  for (const std::uint32_t action : generator_->applicable(values)) {
+    if (!actions_[action].meets_rest(values)) continue;
+    if (!actions_[action].compute(values, writes_, plain_writes_)) continue;
+    make_child(id, action);
+    if (stopped_ != SearchOutcome::not_run) return;
+  }
+}
+
+/// Makes the child that `writes_` says, pushes it if it is to be searched, and takes the writes back.
+void ClassicalSearch::make_child(StateId parent, std::uint32_t action) {
+  child_hash_ = states_.hash(parent);
+  write_child();
+  const auto bits = states_.bits(parent);
+  child_bits_.assign(bits.begin(), bits.end());
+  std::fill(child_bits_.begin() + static_cast<std::ptrdiff_t>(landmark_words_), child_bits_.end(), 0);
+  // The novelty test marks what it sees, so it comes before the look at the states that are there, but where
+  // there is none that look is the cheapest.
+  bool is_wanted = seen_ || !states_.contains(child_.data(), child_hash_);
+  is_wanted = is_wanted && note_achievements();
+  if (is_wanted && seen_) {
+    const bool is_new = is_novel();
+    is_wanted = !states_.contains(child_.data(), child_hash_);
+    // A tuple of all slots is a state: then this one was dropped before, as a dead end.
+    const bool was_dead_end = options_.width == slots_;
+    has_left_out_states_ = has_left_out_states_ || (is_wanted && !is_new && !was_dead_end);
+    is_wanted = is_wanted && is_new && stopped_ == SearchOutcome::not_run;
+  }
+  if (is_wanted)
+    evaluate_and_push({parent, action, states_.info(parent).depth + 1, child_goals_},
+                      bits.subspan(landmark_words_));
+  undo_child();
+}
+
+void ClassicalSearch::write_child() {
+  old_values_.clear();
+  for (const SlotWrite& write : writes_) {
+    ValueId& value = child_[write.slot];
+    old_values_.push_back({write.slot, value});
+    child_hash_ ^= StateTable::hash_of(write.slot, value) ^ StateTable::hash_of(write.slot, write.value);
+    value = write.value;
+  }
+}
+
+void ClassicalSearch::undo_child() {
+  for (auto write = old_values_.rbegin(); write != old_values_.rend(); ++write)
+    child_[write->slot] = write->value;
+}
+
+/// Counts the goals of the child and adds its landmarks, of which only those that read a changed slot can
+/// differ from the parent's. False if one reads outside the type of a parameter.
+bool ClassicalSearch::note_achievements() {
+  child_goals_ = parent_goal_count_;
+  ++stamp_;
+  const std::span<std::uint32_t> landmark_bits = std::span(child_bits_).first(landmark_words_);
+  try {
+    for (const SlotWrite& old : old_values_) {
+      if (child_[old.slot] == old.value) continue;
+      for (const std::uint32_t goal : goals_of_slot_[old.slot]) {
+        if (goal_stamps_[goal] == stamp_) continue;
+        goal_stamps_[goal] = stamp_;
+        child_goals_ += goals_[goal].holds(child_.data()) ? 1 : 0;
+        child_goals_ -= static_cast<std::uint32_t>(parent_goals_[goal]);
+      }
+      for (const std::uint32_t landmark : landmarks_of_slot_[old.slot]) {
+        if (landmark_stamps_[landmark] == stamp_ || has_bit(landmark_bits, landmark)) continue;
+        landmark_stamps_[landmark] = stamp_;
+        if (landmarks_[landmark].holds(child_.data())) set_bit(landmark_bits, landmark);
+      }
+    }
+  } catch (const OutOfBoundsValue&) {
+    return false;
+  }
+  return true;
+}
+
+bool ClassicalSearch::is_novel() {
+  bool is_new = false;
+  for (std::size_t i = 0; i < plain_writes_; ++i)
+    is_new = seen_->add_with(child_.data(), writes_[i].slot) || is_new;
+  return is_new;
+}
+
+/// The estimate for the child; none if it is a dead end.
+std::optional<double> ClassicalSearch::estimate(const StateInfo& info,
+                                                std::span<const std::uint32_t> parent_bits) {
+  if (!options_.evaluate) return 0.0;
+  ++statistics_.evaluated;
+  const std::span<std::uint32_t> bits(child_bits_);
+  const double h = options_.evaluate({child_.data(), info.depth, info.achieved_goals,
+                                      count_bits(bits.first(landmark_words_)), parent_bits,
+                                      bits.subspan(landmark_words_)});
+  must_stop();
+  if (h < 0) return std::nullopt;
+  if (best_estimate_ < 0 || h < best_estimate_) best_estimate_ = h;
+  return h;
+}
+
+void ClassicalSearch::evaluate_and_push(const StateInfo& info, std::span<const std::uint32_t> parent_bits) {
+  const auto h = estimate(info, parent_bits);
+  if (!h) return;
+  ++statistics_.stored;
+  const double w = options_.weight;
+  open_.push_back(
+      {*h * w + (1 - w) * info.depth, states_.insert(info, child_bits_, child_.data(), child_hash_)});
+  std::push_heap(open_.begin(), open_.end(), is_worse);
+}
+
+std::vector<StateId> ClassicalSearch::path() const {
+  std::vector<StateId> path;
+  for (StateId id = goal_.state; id != no_state; id = states_.info(id).parent) path.push_back(id);
+  std::reverse(path.begin(), path.end());
+  return path;
+}
+
+std::uint64_t ClassicalSearch::memory() const {
+  return states_.bytes() + open_.capacity() * sizeof(Entry) + (seen_ ? seen_->bytes() : 0);
+}
+
+/// Looks at the limits now and then; whether one was reached, which ends the search.
+bool ClassicalSearch::must_stop() {
+  const std::uint64_t work = statistics_.expanded + statistics_.evaluated;
+  if (stopped_ != SearchOutcome::not_run || work < next_check_) return stopped_ != SearchOutcome::not_run;
+  next_check_ = work + work_between_checks;
+  stopped_ = limit_reached();
+  return stopped_ != SearchOutcome::not_run;
+}
+
+SearchOutcome ClassicalSearch::limit_reached() {
+  if (limits_.interrupted != nullptr && limits_.interrupted->load(std::memory_order_relaxed))
+    return SearchOutcome::interrupted;
+  if (limits_.memory_bytes != 0 && memory() > limits_.memory_bytes) return SearchOutcome::memory_limit;
+  if (limits_.seconds > 0 && seconds_since(started_) > limits_.seconds) return SearchOutcome::time_limit;
+  if (limits_.on_progress && seconds_since(last_progress_) > seconds_between_reports) {
+    last_progress_ = std::chrono::steady_clock::now();
+    limits_.on_progress(
+        {statistics_.expanded, open_.size(), memory(), best_estimate_, seconds_since(started_)});
+  }
+  return SearchOutcome::not_run;
+}
+
+void ClassicalSearch::log_state(const char* title, const Entry& entry) const {
+  const double g = states_.info(entry.state).depth, w = options_.weight;
+  const auto open = static_cast<double>(open_.size());
+  const auto closed = static_cast<double>(states_.size() - open_.size());
+  ZORVEL_LOG(INFO) << title << g << ", Open size: " << open_.size()
+                   << ", Closed size: " << states_.size() - open_.size() << ", Ratio: " << open / closed
+                   << ", H: " << (entry.f - (1 - w) * g) / w;
+}
+
+}  // namespace zorvel::tsimple

@@ -1,0 +1,145 @@
+#include "search/forward/dense/dense_problem.h"
+
+#include "model/expression_factory.h"
+#include "model/walkers/expression_simplifier.h"
+#include "transformers/duration_bounds.h"
+
+namespace zorvel::tp::ftp {
+
+namespace {
+
+using F = model::ExpressionFactory;
+
+/// The statements of a conjunction, one by one.
+void split(Node* statement, std::vector<Node*>& out) {
+  if (!F::is_and(statement)) {
+    if (!F::is_kind(statement, NodeKind::TRUE)) out.push_back(statement);
+    return;
+  }
+  for (Node* operand : statement->operands()) split(operand, out);
+}
+
+std::pair<double, std::optional<double>> inner_bounds(const DurationBounds& bounds, const rational& epsilon) {
+  std::pair<double, std::optional<double>> result;
+  result.first = static_cast<double>(bounds.lower.strict ? bounds.lower.value + epsilon : bounds.lower.value);
+  if (bounds.has_upper)
+    result.second =
+        static_cast<double>(bounds.upper.strict ? bounds.upper.value - epsilon : bounds.upper.value);
+  return result;
+}
+
+}  // namespace
+
+DenseProblem::DenseProblem(const FtpModel& model, std::shared_ptr<EvaluationTables> tables)
+    : model_(model),
+      tables_(std::move(tables)),
+      epsilon_(static_cast<double>(model.epsilon())),
+      precision_(static_cast<double>(model.epsilon() / rational(100))),
+      end_distance_(static_cast<double>(rational(1) + model.epsilon())) {
+  events_.resize(model.events().size());
+  for (const Event& event : model.events()) compile_event(event);
+  add_chain(model.global_start_events(), nullptr);
+  add_chain(model.global_end_events(), nullptr);
+  model::ExpressionSimplifier simplifier(model.env());
+  for (const ActionModel& source : model.actions()) {
+    DenseAction& action = actions_.emplace_back();
+    action.opening = tables_->compiler.compile_condition(
+        source.start->expression == nullptr ? model.env().expression_factory().make_boolean_constant(true)
+                                            : simplifier(source.start->body()));
+    compile_durations(source, action);
+    add_chain(source.events, &action);
+  }
+}
+
+void DenseProblem::compile_event(const Event& source) {
+  DenseEvent& event = events_[source.index];
+  event.event = &source;
+  event.is_effect_like = source.is_effect_like();
+  event.touch_mask = model_.touch_mask(source);
+  event.is_opener = source.is_opener();
+  event.is_left_open = source.is_left_open;
+  if (source.is_closer()) event.opener = source.start_time_point->index;
+  event.from_start = source.anchor.from_start;
+  event.shift = static_cast<double>(source.anchor.from_start ? source.anchor.offset : -source.anchor.offset);
+  if (source.kind == EventKind::CONDITION)
+    event.condition =
+        tables_->compiler.compile_condition(model::ExpressionSimplifier(model_.env())(source.body()));
+  if (event.is_effect_like)
+    event.effect = source.simulated_effect
+                       ? tables_->compiler.compile_effect(source.body(), source.simulated_effect, {})
+                       : tables_->compiler.compile_effect(source.body());
+}
+
+void DenseProblem::add_chain(const std::vector<Event*>& events, DenseAction* action) {
+  const auto index = static_cast<std::uint32_t>(chains_.size());
+  DenseChain& chain = chains_.emplace_back();
+  for (const Event* event : events) {
+    const bool is_at_start = event->anchor.from_start && event->anchor.offset == rational(0);
+    if (action != nullptr && is_at_start && event->is_opener() && !event->is_left_open) {
+      action->direct_openers.push_back(event->index);  // the opening itself tests it
+      continue;
+    }
+    // The initial state has tested the problem's own conditions at its start, and put them in force.
+    if (action == nullptr && is_at_start && event->kind == EventKind::CONDITION && !event->is_closer() &&
+        !event->is_left_open)
+      continue;
+    events_[event->index].chain = index;
+    chain.events.push_back(event->index);
+  }
+  const std::size_t length = chain.events.size();
+  longest_chain_ = std::max(longest_chain_, static_cast<std::uint32_t>(length));
+  chain.tightest_from_start.assign(length + 1, DenseChain::none);
+  chain.tightest_from_end.assign(length + 1, DenseChain::none);
+  for (std::size_t at = length; at-- > 0;) {
+    std::uint32_t& from_start = chain.tightest_from_start[at] = chain.tightest_from_start[at + 1];
+    std::uint32_t& from_end = chain.tightest_from_end[at] = chain.tightest_from_end[at + 1];
+    const DenseEvent& event = events_[chain.events[at]];
+    std::uint32_t& tightest = event.from_start ? from_start : from_end;
+    // The first to be violated is the one that lies farthest before the others.
+    if (tightest == DenseChain::none || event.shift <= events_[chain.events[tightest]].shift)
+      tightest = static_cast<std::uint32_t>(at);
+  }
+}
+
+void DenseProblem::compile_durations(const ActionModel& source, DenseAction& action) {
+  F& factory = model_.env().expression_factory();
+  DurationBounds bounds = source.duration_bounds.value_or(DurationBounds());
+  model::ExpressionSimplifier simplifier(model_.env());
+  std::vector<Node*> statements;
+  for (Node* statement : source.duration_constraints) split(simplifier(statement), statements);
+  for (Node* statement : statements) {
+    if (statement->arity == 2 && F::is_numeric_constant(statement->children[1]))
+      model::update_duration_bound(factory, statement, bounds);
+    else if (statement->arity == 2 && F::is_duration_anchor(statement->children[0]))
+      action.open_limits.push_back({statement->kind(), tables_->compiler.compile(statement->children[1])});
+    else
+      throw InternalError(model::to_anml(statement));
+  }
+  action.bounds = bounds;
+  std::tie(action.lower, action.upper) = inner_bounds(bounds, model_.epsilon());
+}
+
+std::optional<std::pair<double, std::optional<double>>> DenseProblem::duration_bounds(
+    ActionId id, const std::uint32_t* values) const {
+  F& factory = model_.env().expression_factory();
+  const DenseAction& action = actions_[id];
+  DurationBounds bounds = action.bounds;
+  for (const auto& [kind, limit] : action.open_limits) {
+    const ValueId value = limit.evaluate(values);
+    if (value == no_value) return std::nullopt;
+    Node* const number = tables_->values.node_of(value);
+    Node* const duration = factory.make_duration_anchor();
+    Node* statement = nullptr;
+    switch (kind) {
+      case NodeKind::LE: statement = factory.make_le(duration, number); break;
+      case NodeKind::LT: statement = factory.make_lt(duration, number); break;
+      case NodeKind::GE: statement = factory.make_ge(duration, number); break;
+      case NodeKind::GT: statement = factory.make_gt(duration, number); break;
+      default: statement = factory.make_equals(duration, number); break;
+    }
+    model::update_duration_bound(factory, statement, bounds);
+  }
+  return inner_bounds(bounds, model_.epsilon());
+}
+
+}  // namespace zorvel::tp::ftp

@@ -1,0 +1,307 @@
+#include "search/forward/dense/dense_search.h"
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+
+#include "core/configuration.h"
+#include "core/log.h"
+
+namespace zorvel::tp::ftp {
+
+namespace {
+
+// Values of f closer than this count as equal. In single precision, as it always was.
+constexpr double tolerance = static_cast<double>(1e-7F);
+constexpr std::uint64_t work_between_checks = 16;  // expansions and evaluations
+constexpr std::uint64_t most_states_step = 256;
+constexpr std::size_t slot_block = 1 << 14;  // slot values in one block of the store
+
+std::uint64_t hash_of(const std::uint32_t* slots, std::size_t count, std::uint64_t tag) {
+  std::uint64_t hash = tag * 0x9e3779b97f4a7c15U + count;
+  for (std::size_t i = 0; i < count; ++i) {
+    hash ^= slots[i];
+    hash *= 0xff51afd7ed558ccdU;
+    hash ^= hash >> 32;
+  }
+  return hash;
+}
+
+double seconds_since(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+}  // namespace
+
+bool DenseSearch::SlotKeyEqual::operator()(const SlotKey& a, const SlotKey& b) const {
+  return a.hash == b.hash && a.tag == b.tag && std::equal(a.slots, a.slots + slots, b.slots);
+}
+
+DenseSearch::DenseSearch(const DenseProblem& problem, const Heuristics& heuristics,
+                         std::vector<ActionId> openable, const SearchLimits& limits)
+    : problem_(problem),
+      heuristics_(heuristics),
+      openable_(std::move(openable)),
+      limits_(limits),
+      successors_(problem),
+      end_values_(16, SlotKeyHash(), SlotKeyEqual{problem.slots()}),
+      closed_(16, SlotKeyHash(), SlotKeyEqual{problem.slots()}),
+      is_open_(problem.action_count(), false) {
+  const std::size_t lists = std::max<std::size_t>(1, heuristics.size());
+  open_.resize(lists);
+  for (std::size_t i = 0; i < lists; ++i) open_numbers_.push_back(i);
+  f_.resize(lists);
+  weights_.resize(lists);
+  if (std::ranges::any_of(heuristics, [](const auto& h) { return h && h->is_worth_caching(); }))
+    estimates_ = std::make_unique<EstimateCache>(problem, heuristics.size());
+}
+
+bool DenseSearch::evaluate() {
+  const double g = successors_.built_depth();
+  if (heuristics_.empty()) {
+    f_[0] = g;
+    return true;
+  }
+  Configuration& configuration = problem_.model().env().configuration();
+  if (configuration.changes() != configuration_seen_) {
+    configuration_seen_ = configuration.changes();
+    for (std::size_t i = 0; i < heuristics_.size(); ++i)
+      if (heuristics_[i]) weights_[i] = heuristics_[i]->weight();
+  }
+  double* const known = estimates_ ? estimates_->find(successors_.built()) : nullptr;
+  for (std::size_t i = 0; i < heuristics_.size(); ++i) {
+    if (!heuristics_[i]) {
+      f_[i] = g;
+      continue;
+    }
+    const double h = estimate(i, known);
+    if (h == dead_end) return false;
+    if (best_estimate_ < 0 || h < best_estimate_) best_estimate_ = h;
+    f_[i] = (1 - weights_[i]) * g + weights_[i] * h;
+  }
+  return true;
+}
+
+double DenseSearch::estimate(std::size_t heuristic, double* known) {
+  const bool is_cached = known != nullptr && heuristics_[heuristic]->is_worth_caching();
+  if (is_cached && !std::isnan(known[heuristic])) return known[heuristic];
+  ++statistics_.evaluated;
+  const double h = heuristics_[heuristic]->evaluate(successors_.built());
+  if (is_cached) known[heuristic] = h;
+  return h;
+}
+
+void DenseSearch::push_built() {
+  if (!evaluate()) return;
+  const Ref state = successors_.keep();
+  const auto todo_lists = static_cast<std::uint32_t>(successors_.state(state)->todo_count);
+  ++statistics_.stored;
+  ++live_;
+  std::uint32_t container = state;
+  if (f_.size() > 1) {
+    if (free_containers_.empty()) {
+      container = static_cast<std::uint32_t>(containers_.size());
+      containers_.emplace_back();
+    } else {
+      container = free_containers_.back();
+      free_containers_.pop_back();
+    }
+    containers_[container] = {state, static_cast<std::uint32_t>(open_.size())};
+  }
+  for (std::size_t i = 0; i < open_.size(); ++i) {
+    open_[i].push_back({f_[open_numbers_[i]], todo_lists, container});
+    std::push_heap(open_[i].begin(), open_[i].end(), is_worse);
+  }
+}
+
+bool DenseSearch::is_worse(const Entry& a, const Entry& b) {
+  const double difference = a.f - b.f;
+  if (difference >= tolerance) return true;
+  if (difference <= -tolerance) return false;
+  return a.todo_lists > b.todo_lists;
+}
+
+DenseSearch::Ref DenseSearch::pop(std::size_t list) {
+  OpenList& open = open_[list];
+  std::pop_heap(open.begin(), open.end(), is_worse);
+  const std::uint32_t taken = open.back().container;
+  open.pop_back();
+  if (f_.size() == 1) return taken;
+  Container& container = containers_[taken];
+  const Ref state = container.state;
+  container.state = 0;
+  if (--container.lists == 0) free_containers_.push_back(taken);
+  return state;
+}
+
+void DenseSearch::drop(Ref state) {
+  successors_.release(state);
+  --live_;
+}
+
+void DenseSearch::remove_empty_lists() {
+  for (std::size_t i = open_.size(); i-- > 0;) {
+    if (!open_[i].empty()) continue;
+    open_.erase(open_.begin() + static_cast<std::ptrdiff_t>(i));
+    open_numbers_.erase(open_numbers_.begin() + static_cast<std::ptrdiff_t>(i));
+  }
+}
+
+DenseSearch::SlotKey DenseSearch::key_of(const DenseState* state, std::uint64_t tag) const {
+  const std::uint32_t* const slots = successors_.layout().values(state);
+  return {slots, hash_of(slots, problem_.slots(), tag), tag};
+}
+
+bool DenseSearch::insert(SlotSet& set, const DenseState* state, std::uint64_t tag) {
+  const std::size_t count = problem_.slots();
+  SlotKey key = key_of(state, tag);
+  if (set.contains(key)) return false;
+  if (slot_store_.empty() || slot_store_used_ + count > std::max(slot_block, count)) {
+    slot_store_.push_back(std::make_unique_for_overwrite<std::uint32_t[]>(std::max(slot_block, count)));
+    slot_store_used_ = 0;
+  }
+  std::uint32_t* const kept = slot_store_.back().get() + slot_store_used_;
+  slot_store_used_ += count;
+  std::copy_n(key.slots, count, kept);
+  key.slots = kept;
+  set.insert(key);
+  return true;
+}
+
+bool DenseSearch::is_seen_at_end(const DenseState* state) {
+  const auto todo = successors_.layout().todo(state);
+  if (todo.size() != 1 || todo[0].chain >= DenseProblem::first_action_chain) return false;
+  const auto& chain = problem_.chain(todo[0].chain).events;
+  const DenseEvent& next = problem_.event(chain[todo[0].cursor]);
+  // Only a point at the very end: from there on nothing can happen but the rest of the list.
+  const bool is_at_end = !next.from_start && next.shift == 0.0 && !next.is_opener && !next.opener;
+  if (!is_at_end) return false;
+  return !insert(end_values_, state, chain.size() - todo[0].cursor);
+}
+
+std::uint64_t DenseSearch::weak_tag(const DenseState* state) const {
+  const auto todo = successors_.layout().todo(state);
+  if (todo.empty()) return 0;
+  const std::size_t first = problem_.chain(todo[0].chain).events.size() - todo[0].cursor;
+  return (static_cast<std::uint64_t>(todo.size()) << 32) | first;
+}
+
+void DenseSearch::expand(const DenseState* state) {
+  const auto todo = successors_.layout().todo(state);
+  const bool start_is_pending = !todo.empty() && todo[0].chain == DenseProblem::start_chain;
+  for (std::size_t list = 0; list < todo.size(); ++list) {
+    // The plan ends behind all timed events, so its final checks come after them.
+    if (start_is_pending && todo[list].chain == DenseProblem::end_chain) continue;
+    if (successors_.apply(state, list)) push_built();
+    if (must_stop()) return;
+  }
+  for (const Todo& entry : todo)
+    if (entry.chain >= DenseProblem::first_action_chain)
+      is_open_[entry.chain - DenseProblem::first_action_chain] = true;
+  for (const ActionId action : openable_) {
+    if (!is_open_[action] && successors_.open(state, action)) push_built();
+    if (must_stop()) break;
+  }
+  for (const Todo& entry : todo)
+    if (entry.chain >= DenseProblem::first_action_chain)
+      is_open_[entry.chain - DenseProblem::first_action_chain] = false;
+}
+
+std::uint64_t DenseSearch::memory() const {
+  std::uint64_t bytes = successors_.pool().used_bytes() + containers_.capacity() * sizeof(Container);
+  for (const OpenList& list : open_) bytes += list.capacity() * sizeof(Entry);
+  for (const auto& heuristic : heuristics_)
+    if (heuristic) bytes += heuristic->bytes();
+  bytes += slot_store_.size() * std::max(slot_block, problem_.slots()) * sizeof(std::uint32_t);
+  if (estimates_) bytes += estimates_->bytes();
+  return bytes + (end_values_.size() + closed_.size()) * (sizeof(SlotKey) + 3 * sizeof(void*));
+}
+
+/// Looks at the limits now and then, between children too: a state may have thousands of them.
+bool DenseSearch::must_stop() {
+  const std::uint64_t work = statistics_.expanded + statistics_.evaluated;
+  if (stopped_ != SearchOutcome::not_run || work < next_check_) return stopped_ != SearchOutcome::not_run;
+  next_check_ = work + work_between_checks;
+  stopped_ = limit_reached();
+  return stopped_ != SearchOutcome::not_run;
+}
+
+SearchOutcome DenseSearch::limit_reached() {
+  if (limits_.interrupted != nullptr && limits_.interrupted->load(std::memory_order_relaxed))
+    return SearchOutcome::interrupted;
+  if (limits_.memory_bytes != 0 && memory() > limits_.memory_bytes) return SearchOutcome::memory_limit;
+  if (limits_.seconds > 0 && seconds_since(started_) > limits_.seconds) return SearchOutcome::time_limit;
+  if (limits_.on_progress && seconds_since(last_progress_) > 0.2) {
+    last_progress_ = std::chrono::steady_clock::now();
+    limits_.on_progress(
+        {statistics_.expanded, open_.front().size(), memory(), best_estimate_, seconds_since(started_)});
+  }
+  return SearchOutcome::not_run;
+}
+
+void DenseSearch::log_progress(const OpenList& list) {
+  if (Log::enabled(LogLevel::INFO)) {
+    const auto elapsed =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - last_log_);
+    ZORVEL_LOG(INFO) << "Avg depth: " << static_cast<double>(depth_sum_) / 1000.0
+                     << ", Open size: " << list.size() << ", States expanded: " << statistics_.expanded
+                     << ", Speed: " << 1000.0 / (static_cast<double>(elapsed.count()) / 1000.0)
+                     << " states/s";
+  }
+  depth_sum_ = 0;
+  last_log_ = std::chrono::steady_clock::now();
+}
+
+SearchOutcome DenseSearch::run(const SearchState<double>* initial, bool weak) {
+  ZORVEL_LOG(INFO) << "Start FTP";
+  started_ = last_log_ = last_progress_ = std::chrono::steady_clock::now();
+  const std::clock_t processor_start = std::clock();
+  const auto finish = [&](SearchOutcome outcome) {
+    statistics_.seconds = seconds_since(started_);
+    statistics_.processor_seconds = static_cast<double>(std::clock() - processor_start) / CLOCKS_PER_SEC;
+    return outcome;
+  };
+  if (initial == nullptr) return finish(SearchOutcome::no_plan);
+  if (!successors_.build_initial(*initial)) return finish(SearchOutcome::no_plan);
+  push_built();
+  remove_empty_lists();
+
+  while (!open_.empty()) {
+    const std::size_t turn = statistics_.expanded % open_.size();
+    const Ref ref = pop(turn);
+    if (ref == 0) {  // another list was faster
+      remove_empty_lists();
+      continue;
+    }
+    const DenseState* const state = successors_.state(ref);
+    if (is_seen_at_end(state) || (weak && closed_.contains(key_of(state, weak_tag(state))))) {
+      drop(ref);
+      remove_empty_lists();
+      continue;
+    }
+    ++statistics_.expanded;
+    depth_sum_ += state->depth;
+    if (statistics_.expanded % 1000 == 0) log_progress(open_[turn]);
+    if (limits_.expansions != 0 && statistics_.expanded > limits_.expansions)
+      return finish(SearchOutcome::expansion_limit);
+    if (must_stop()) return finish(stopped_);
+    if (state->todo_count == 0 && state->active_count == 0) {
+      ZORVEL_LOG(INFO) << "Final depth: " << state->depth << ", Open size: " << open_[turn].size()
+                       << ", States expanded: " << statistics_.expanded;
+      events_ = successors_.events_to(state);
+      return finish(SearchOutcome::plan_found);
+    }
+    expand(state);
+    if (stopped_ != SearchOutcome::not_run) return finish(stopped_);
+    if (live_ >= statistics_.most_states + most_states_step) {
+      statistics_.most_states = live_;
+      statistics_.bytes_at_most = memory();
+    }
+    if (weak) insert(closed_, state, weak_tag(state));
+    drop(ref);
+    remove_empty_lists();
+  }
+  return finish(SearchOutcome::no_plan);
+}
+
+}  // namespace zorvel::tp::ftp

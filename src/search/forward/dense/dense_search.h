@@ -1,0 +1,123 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <unordered_set>
+#include <vector>
+
+#include "search/forward/dense/dense_successors.h"
+#include "search/frame/planner.h"
+#include "search/heuristics/estimate_cache.h"
+
+namespace zorvel::tp::ftp {
+
+/// What a search did, beside its answer.
+struct SearchStatistics {
+  std::uint64_t expanded = 0;
+  std::uint64_t stored = 0;         ///< States put into the open lists.
+  std::uint64_t evaluated = 0;      ///< Calls of heuristics.
+  std::uint64_t most_states = 0;    ///< The most that were held at one time (in steps of some hundreds).
+  std::uint64_t bytes_at_most = 0;  ///< Memory of states, constraints, open lists and tables at that moment.
+  double seconds = 0;               ///< By the clock on the wall.
+  double processor_seconds = 0;     ///< Of the loop alone.
+};
+
+/// Best-first search over dense states, one open list a heuristic, served in turn.
+///
+/// The f values, the order of the open lists with its tolerance, and the duplicate tests are those told at
+/// FtpPlanner; this class is the loop, and owns all states.
+class DenseSearch {
+ public:
+  using Heuristics = std::vector<std::shared_ptr<Heuristic>>;
+
+  /// `openable` lists the actions that may be opened, in order. Null heuristics are blind.
+  DenseSearch(const DenseProblem& problem, const Heuristics& heuristics, std::vector<ActionId> openable,
+              const SearchLimits& limits);
+
+  /// Searches from `initial` (null: nothing to search). With `weak`, a state that is weakly equal to an
+  /// expanded one is dropped. The outcome; if a plan was found, its events are in `events()`.
+  SearchOutcome run(const SearchState<double>* initial, bool weak);
+  const std::vector<const Event*>& events() const { return events_; }
+  const SearchStatistics& statistics() const { return statistics_; }
+
+ private:
+  using Ref = BlockPool::Ref;
+  /// What stands in an open list: the ordering keys, so that ordering never reads the state.
+  struct Entry {
+    double f;
+    std::uint32_t todo_lists;
+    std::uint32_t container;  // with one heuristic the state itself, otherwise an index into containers_
+  };
+  /// A state that stands in several open lists; null once the first of them has taken it.
+  struct Container {
+    Ref state;
+    std::uint32_t lists;
+  };
+  using OpenList = std::vector<Entry>;
+
+  /// Slots of states that were met with nothing but final checks left, or that were expanded.
+  struct SlotKey {
+    const std::uint32_t* slots;
+    std::uint64_t hash;
+    std::uint64_t tag;
+  };
+  struct SlotKeyHash {
+    std::size_t operator()(const SlotKey& key) const { return static_cast<std::size_t>(key.hash); }
+  };
+  struct SlotKeyEqual {
+    std::size_t slots;
+    bool operator()(const SlotKey& a, const SlotKey& b) const;
+  };
+  using SlotSet = std::unordered_set<SlotKey, SlotKeyHash, SlotKeyEqual>;
+
+  bool evaluate();
+  /// The estimate of the built state; `known`, if not null, is its entry in the cache.
+  double estimate(std::size_t heuristic, double* known);
+  void push_built();
+  Ref pop(std::size_t list);
+  void expand(const DenseState* state);
+  bool is_seen_at_end(const DenseState* state);
+  void drop(Ref state);
+  void remove_empty_lists();
+  static bool is_worse(const Entry& a, const Entry& b);
+  SlotKey key_of(const DenseState* state, std::uint64_t tag) const;
+  /// Stores the slots of a state; false if they are there already with the same tag.
+  bool insert(SlotSet& set, const DenseState* state, std::uint64_t tag);
+  std::uint64_t weak_tag(const DenseState* state) const;
+  bool must_stop();
+  SearchOutcome limit_reached();
+  void log_progress(const OpenList& list);
+  std::uint64_t memory() const;
+
+  const DenseProblem& problem_;
+  const Heuristics& heuristics_;
+  std::vector<ActionId> openable_;
+  const SearchLimits& limits_;
+  DenseSuccessors successors_;
+
+  std::vector<OpenList> open_;             // by remaining list
+  std::vector<std::size_t> open_numbers_;  // the heuristic of each remaining list
+  std::vector<Container> containers_;
+  std::vector<std::uint32_t> free_containers_;
+  std::vector<double> f_, weights_;
+  std::vector<std::unique_ptr<std::uint32_t[]>> slot_store_;  // blocks of slot arrays of the sets
+  std::size_t slot_store_used_ = 0;
+  SlotSet end_values_, closed_;
+  std::unique_ptr<EstimateCache> estimates_;  // null: no heuristic asks for it
+  std::vector<bool> is_open_;                 // by action: pending in the state being expanded
+  std::uint64_t configuration_seen_ = ~std::uint64_t{0};
+
+  std::vector<const Event*> events_;
+  SearchStatistics statistics_;
+  std::uint64_t live_ = 0;  // states held
+  double best_estimate_ = -1;
+  std::uint64_t depth_sum_ = 0;
+  SearchOutcome stopped_ = SearchOutcome::not_run;
+  std::uint64_t next_check_ = 0;
+  std::chrono::steady_clock::time_point started_, last_log_, last_progress_;
+};
+
+}  // namespace zorvel::tp::ftp

@@ -1,0 +1,370 @@
+#include "search/forward/ftp_model.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <stdexcept>
+
+#include "core/errors.h"
+#include "model/expression_factory.h"
+#include "model/model_factory.h"
+#include "model/walkers/check_contains_walker.h"
+#include "model/walkers/expression_free_vars.h"
+#include "model/walkers/expression_simplifier.h"
+#include "search/frame/missing_values.h"
+#include "state/effect.h"
+#include "transformers/duration_bounds.h"
+#include "transformers/static_fluents.h"
+#include "transformers/timing.h"
+
+namespace zorvel::tp::ftp {
+
+using model::ActionImpl;
+using model::ExpressionFactory;
+
+namespace {
+
+/// Statements by interval. Filled by node, read in the order of the intervals' texts.
+using ByInterval = std::map<Node*, std::vector<Node*>, NodeIdLess>;
+
+/// The groups as temporal expressions, by the text of their interval.
+std::vector<Node*> in_text_order(ExpressionFactory& factory, const ByInterval& groups) {
+  std::multimap<std::string, Node*> ordered;
+  for (const auto& [interval, bodies] : groups)
+    ordered.emplace(model::to_anml(interval),
+                    factory.make_temporal_expression(interval, factory.make_and(bodies)));
+  std::vector<Node*> result;
+  for (const auto& [text, expression] : ordered) result.push_back(expression);
+  return result;
+}
+
+Node* lower_anchor(const Node* interval) { return interval->children[0]; }
+Node* upper_anchor(const Node* interval) { return interval->children[interval->arity - 1]; }
+
+/// Whether an expression that holds the duration only limits it: `duration <= x` and the like, or their
+/// `and`.
+bool limits_duration(Node* body, const model::CheckContainsWalker& contains_duration) {
+  if (ExpressionFactory::is_and(body)) {
+    const auto operands = body->operands();
+    return std::all_of(operands.begin(), operands.end(),
+                       [&](Node* operand) { return limits_duration(operand, contains_duration); });
+  }
+  return body->arity == 2 && ExpressionFactory::is_duration_anchor(body->children[0]) &&
+         !contains_duration(body->children[1]);
+}
+
+/// Several simulated effects at one time are one happening.
+std::shared_ptr<model::SimulatedEffectImpl> merged(
+    const std::shared_ptr<model::SimulatedEffectImpl>& first,
+    const std::shared_ptr<model::SimulatedEffectImpl>& second) {
+  auto result = std::make_shared<model::SimulatedEffectImpl>(*first);
+  result->fluents.insert(result->fluents.end(), second->fluents.begin(), second->fluents.end());
+  result->function = [first, second](const zorvel::SearchState& state, const StateIndex& index,
+                                     const std::vector<Node*>& parameters) {
+    std::vector<Node*> values = first->function(state, index, parameters);
+    const std::vector<Node*> more = second->function(state, index, parameters);
+    values.insert(values.end(), more.begin(), more.end());
+    return values;
+  };
+  return result;
+}
+
+}  // namespace
+
+/// Conditions and effects that happen at one time, conditions first.
+struct FtpModel::Moment {
+  std::vector<Event*> conditions;
+  std::vector<Event*> effects;
+};
+
+void FtpModel::append_events(const Timeline& timeline, std::vector<Event*>& out) {
+  for (const auto& [time, moment] : timeline) {
+    out.insert(out.end(), moment.conditions.begin(), moment.conditions.end());
+    out.insert(out.end(), moment.effects.begin(), moment.effects.end());
+  }
+}
+
+/// The statements of one action or problem, sorted by what they are.
+struct FtpModel::Groups {
+  ByInterval effects;
+  ByInterval conditions;
+  std::map<Node*, std::shared_ptr<model::SimulatedEffectImpl>, NodeIdLess> simulated;
+  std::vector<Node*> duration_statements;
+};
+
+FtpModel::FtpModel(Environment& env, const model::ProblemPtr& problem, const rational& epsilon)
+    : env_(env), problem_(problem), epsilon_(epsilon) {
+  build_global_events();
+  const model::StaticFluents static_fluents(problem);
+  for (const auto& [name, action] : problem->actions()) build_action_events(action, static_fluents);
+  compute_fluents();
+  warn_about_missing_values();
+}
+
+ActionId FtpModel::action_id(const std::string& name) const {
+  const auto found =
+      std::lower_bound(actions_.begin(), actions_.end(), name,
+                       [](const ActionModel& a, const std::string& b) { return a.action->name() < b; });
+  if (found == actions_.end() || found->action->name() != name)
+    throw std::out_of_range("no action is called " + name);
+  return static_cast<ActionId>(found - actions_.begin());
+}
+
+Event* FtpModel::new_event(EventKind kind, Node* expression, const std::shared_ptr<ActionImpl>& action,
+                           unsigned long pos) {
+  Event& event = events_.emplace_back();
+  event.kind = kind;
+  event.expression = expression;
+  event.action = action;
+  event.pos = pos;
+  event.index = static_cast<std::uint32_t>(events_.size() - 1);
+  return &event;
+}
+
+void FtpModel::set_anchor(Event& event, Node* anchor_node) {
+  const auto [is_from_start, offset] = model::timing(env_.expression_factory(), anchor_node);
+  event.anchor_node = anchor_node;
+  event.anchor = Anchor{is_from_start, offset};
+}
+
+void FtpModel::add_condition(Node* expression, const std::shared_ptr<ActionImpl>& action, unsigned long& pos,
+                             const MomentOf& moment) {
+  const ExpressionFactory& factory = env_.expression_factory();
+  Node* const interval = expression->children[0];
+  Event* const event = new_event(EventKind::CONDITION, expression, action, pos++);
+  set_anchor(*event, lower_anchor(interval));
+  if (factory.is_point_interval(interval)) {
+    moment(event->anchor, 0).conditions.push_back(event);
+    return;
+  }
+  event->is_start_durative = true;
+  event->is_left_open = !factory.is_left_closed(interval);
+  // why the shift: what happens exactly at an excluded bound comes before the interval.
+  moment(event->anchor, event->is_left_open ? epsilon_ : rational(0)).conditions.push_back(event);
+  Event* const closer = new_event(EventKind::CONDITION, expression, action, pos++);
+  closer->start_time_point = event;
+  closer->is_left_open = event->is_left_open;
+  set_anchor(*closer, upper_anchor(interval));
+  moment(closer->anchor, 0).conditions.push_back(closer);
+}
+
+void FtpModel::build_global_events() {
+  ExpressionFactory& factory = env_.expression_factory();
+  model::ExpressionSimplifier simplifier(env_);
+  start_event_ = new_event(EventKind::START_PLAN, nullptr, nullptr, 0);
+  end_event_ = new_event(EventKind::END_PLAN, nullptr, nullptr, 0);
+
+  ByInterval effects, conditions;
+  std::map<std::string, Node*> references;  // by text, which fixes the order of the slots
+  std::vector<std::pair<Node*, Node*>> initial_values;
+  for (Node* expression : problem_->expressions()) {
+    const auto effect = get_effect(factory, expression, nullptr);
+    if (!effect) {
+      // A bare condition holds at the start.
+      const bool timed = ExpressionFactory::is_temporal_expression(expression);
+      Node* const interval =
+          timed ? expression->children[0] : factory.make_point_interval(factory.make_start_anchor());
+      conditions[interval].push_back(timed ? expression->children[1] : expression);
+    } else if (!ExpressionFactory::is_start_anchor(effect->anchor) &&
+               !ExpressionFactory::is_zero(simplifier(effect->anchor))) {
+      effects[expression->children[0]].push_back(expression->children[1]);
+    } else {
+      std::vector<Node*> arguments;
+      for (Node* argument : effect->parameters) arguments.push_back(simplifier(argument));
+      Node* const reference = factory.make_fluent_reference(effect->fluent, arguments);
+      references.emplace(model::to_anml(reference), reference);
+      initial_values.emplace_back(reference, effect->value);
+    }
+  }
+  for (const auto& [text, reference] : references) {
+    index_.emplace(reference, references_.size());
+    references_.push_back(reference);
+  }
+  for (const auto& [reference, value] : initial_values)
+    initial_values_.emplace_back(static_cast<std::uint32_t>(index_.at(reference)), value);
+
+  Timeline from_start, from_end;
+  const auto moment = [&](const Anchor& anchor, const rational& shift) -> Moment& {
+    return anchor.from_start ? from_start[anchor.offset + shift] : from_end[-anchor.offset + shift];
+  };
+  unsigned long pos = 1;
+  for (Node* expression : in_text_order(factory, effects)) {
+    Event* const event = new_event(EventKind::EFFECT, expression, nullptr, pos++);
+    set_anchor(*event, lower_anchor(expression->children[0]));
+    moment(event->anchor, 0).effects.push_back(event);
+  }
+  for (Node* expression : in_text_order(factory, conditions)) add_condition(expression, nullptr, pos, moment);
+  append_events(from_start, global_start_events_);
+  append_events(from_end, global_end_events_);
+}
+
+void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action,
+                                   const model::StaticFluents& static_fluents) {
+  ExpressionFactory& factory = env_.expression_factory();
+  model::CheckContainsWalker contains_duration(env_, NodeKind::DURATION);
+  Groups groups;
+  Node* const at_start = factory.make_point_interval(factory.make_start_anchor());
+  for (Node* given : action->expressions()) {
+    Node* const expression = model::without_timing_of_duration(factory, given);
+    const bool timed = ExpressionFactory::is_temporal_expression(expression);
+    Node* const interval = timed ? expression->children[0] : at_start;
+    Node* const body = timed ? expression->children[1] : expression;
+    if (contains_duration(body)) {
+      if (timed || !limits_duration(body, contains_duration))
+        throw InternalError("The duration of an action cannot be read by its effects or conditions: ")
+            << model::print_expression{expression} << " in action " << action->name();
+      groups.duration_statements.push_back(static_fluents(body));
+    } else if (ExpressionFactory::is_assign(body)) {
+      if (!factory.is_point_interval(interval))
+        throw InternalError("Found an effect over a non-punctual interval");
+      groups.effects[interval].push_back(body);
+    } else {
+      groups.conditions[interval].push_back(body);
+    }
+  }
+  for (const auto& effect : action->simulated_effects()) {
+    auto& slot = groups.simulated[model::point_interval_of(factory, effect->timing)];
+    slot = slot ? merged(slot, effect) : effect;
+  }
+
+  rational max_from_start(0), max_from_end(0);
+  const auto note = [&](Node* anchor) {
+    const auto [is_from_start, offset] = model::timing(factory, anchor);
+    rational& largest = is_from_start ? max_from_start : max_from_end;
+    if (offset > largest) largest = offset;
+  };
+  const auto note_interval = [&](const Node* interval) {
+    for (Node* anchor : interval->operands()) note(anchor);
+  };
+  for (const auto& [interval, bodies] : groups.effects) note_interval(interval);
+  for (const auto& [interval, bodies] : groups.conditions) note_interval(interval);
+  for (const auto& [interval, effect] : groups.simulated) note_interval(interval);
+
+  ActionModel entry;
+  entry.action = action;
+  DurationBounds bounds;
+  if (max_from_start > rational(0) && max_from_end > rational(0)) {
+    for (Node* statement : groups.duration_statements)
+      model::update_duration_bound(factory, statement, bounds);
+    entry.duration_bounds = bounds;
+  } else {
+    entry.duration_constraints = groups.duration_statements;
+  }
+  // A representative duration, which only orders the events.
+  const rational duration = model::ordering_duration(bounds, max_from_start, max_from_end);
+
+  std::vector<Node*> at_opening;
+  for (Node* expression : in_text_order(factory, groups.conditions)) {
+    const Node* const interval = expression->children[0];
+    const auto [is_from_start, offset] = model::timing(factory, lower_anchor(interval));
+    if (factory.is_left_closed(interval) && is_from_start && offset == rational(0))
+      at_opening.push_back(expression->children[1]);
+  }
+  entry.start = new_event(
+      EventKind::START_ACTION,
+      at_opening.empty() ? nullptr : factory.make_temporal_expression(at_start, factory.make_and(at_opening)),
+      action, 0);
+  entry.end = new_event(EventKind::END_ACTION, nullptr, action, 0);
+
+  Timeline timeline;
+  const auto moment = [&](const Anchor& anchor, const rational& shift) -> Moment& {
+    // A shift makes the offset larger from the start and smaller from the end: later in either case.
+    return timeline[anchor.from_start ? anchor.offset + shift : duration - (anchor.offset - shift)];
+  };
+  unsigned long pos = 1;
+  for (Node* expression : in_text_order(factory, groups.effects)) {
+    Event* const event = new_event(EventKind::EFFECT, expression, action, pos++);
+    set_anchor(*event, lower_anchor(expression->children[0]));
+    const auto simulated = groups.simulated.find(expression->children[0]);
+    if (simulated != groups.simulated.end()) {
+      event->simulated_effect = simulated->second;
+      groups.simulated.erase(simulated);
+    }
+    moment(event->anchor, 0).effects.push_back(event);
+  }
+  for (Node* expression : in_text_order(factory, groups.conditions)) {
+    Node* const interval = expression->children[0];
+    const auto [is_from_start, offset] = model::timing(factory, lower_anchor(interval));
+    const bool is_tested_at_opening =
+        factory.is_point_interval(interval) && is_from_start && offset == rational(0);
+    if (!is_tested_at_opening) add_condition(expression, action, pos, moment);
+  }
+  std::multimap<std::string, std::pair<Node*, std::shared_ptr<model::SimulatedEffectImpl>>> simulated;
+  for (const auto& [interval, effect] : groups.simulated)
+    simulated.emplace(model::to_anml(interval), std::pair(interval, effect));
+  for (const auto& [text, entry_of_interval] : simulated) {
+    Event* const event = new_event(EventKind::SIMULATED_EFFECT, nullptr, action, pos++);
+    set_anchor(*event, lower_anchor(entry_of_interval.first));
+    event->simulated_effect = entry_of_interval.second;
+    moment(event->anchor, 0).effects.push_back(event);
+  }
+  append_events(timeline, entry.events);
+  actions_.push_back(std::move(entry));
+}
+
+void FtpModel::compute_fluents() {
+  model::ExpressionFreeVars free_vars(env_);
+  const ExpressionFactory& factory = env_.expression_factory();
+  std::map<std::string, std::uint64_t> fluent_numbers;
+  for (const auto& [name, fluent] : problem_->fluents()) fluent_numbers.emplace(name, fluent_numbers.size());
+  fluents_.resize(events_.size());
+  touch_keys_.resize(events_.size());
+  for (const Event& event : events_) {
+    std::set<Node*, NodeIdLess> nodes;
+    if (event.expression != nullptr)
+      for (Node* node : free_vars(event.expression))
+        if (ExpressionFactory::is_fluent_reference(node)) nodes.insert(node);
+    if (event.simulated_effect)
+      nodes.insert(event.simulated_effect->fluents.begin(), event.simulated_effect->fluents.end());
+    fluents_[event.index].assign(nodes.begin(), nodes.end());
+
+    // A key is a slot, or, for a reference whose slot is not known before the search, its fluent and all its
+    // fluent's slots. Such references are rare: the actions have none after their free variables became
+    // parameters.
+    std::vector<std::uint64_t>& keys = touch_keys_[event.index];
+    for (Node* node : nodes) {
+      const auto slot = index_.find(node);
+      if (slot != index_.end()) {
+        keys.push_back(slot->second);
+        continue;
+      }
+      const auto fluent = factory.get_fluent_from_reference(node);
+      keys.push_back(references_.size() + fluent_numbers.at(fluent->name()));
+      for (std::size_t other = 0; other < references_.size(); ++other)
+        if (factory.get_fluent_from_reference(references_[other]) == fluent) keys.push_back(other);
+    }
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+  }
+}
+
+bool FtpModel::touch(const Event& a, const Event& b) const {
+  const auto& left = touch_keys_[a.index];
+  const auto& right = touch_keys_[b.index];
+  for (auto i = left.begin(), j = right.begin(); i != left.end() && j != right.end();) {
+    if (*i == *j) return true;
+    *i < *j ? ++i : ++j;
+  }
+  return false;
+}
+
+std::uint64_t FtpModel::touch_mask(const Event& event) const {
+  std::uint64_t mask = 0;
+  for (const std::uint64_t key : touch_keys_[event.index]) mask |= std::uint64_t{1} << (key % 64);
+  return mask;
+}
+
+bool FtpModel::must_be_apart(const Event& applied, const Event& pending) const {
+  if (!applied.is_effect_like()) return false;
+  if (pending.kind == EventKind::CONDITION) return !(pending.is_opener() && pending.is_left_open);
+  return touch(applied, pending);
+}
+
+void FtpModel::warn_about_missing_values() const {
+  MissingValues missing(index_);
+  for (const auto& nodes : fluents_)
+    for (Node* node : nodes) missing.note(node);
+  missing.warn(env_);
+}
+
+}  // namespace zorvel::tp::ftp

@@ -1,0 +1,115 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/environment.h"
+#include "model/problem_instance.h"
+#include "plans/bound.h"
+#include "search/forward/event.h"
+#include "state/search_state.h"
+
+namespace zorvel::model {
+class StaticFluents;
+}
+
+namespace zorvel::tp::ftp {
+
+/// Dense number of an action of the ground problem, in the order of the names.
+using ActionId = std::uint32_t;
+
+/// One ground action as the search sees it: its two ends and the chain of happenings between them.
+struct ActionModel {
+  std::shared_ptr<model::ActionImpl> action;
+  Event* start = nullptr;      ///< START_ACTION, with all conditions that must hold at the opening.
+  Event* end = nullptr;        ///< END_ACTION; never applied, a time point only.
+  std::vector<Event*> events;  ///< What happens between them, in order.
+  /// Bounds of the duration of an action whose order of events rests on them.
+  std::optional<DurationBounds> duration_bounds;
+  /// Otherwise: the statements on the duration, read when the action is opened.
+  std::vector<Node*> duration_constraints;
+};
+
+/// A ground problem compiled to chains of events: what a forward temporal search works on.
+///
+/// Each action, and the problem's own timed statements, become events in a fixed order; only the times within
+/// that order are left to a temporal network. All tables are fixed once built.
+class FtpModel {
+ public:
+  /// `problem` must be ground and without transformable features. InternalError on a statement that cannot be
+  /// laid out: an effect over an interval, an unknown form of time anchor, an effect or condition that reads
+  /// the duration.
+  FtpModel(Environment& env, const model::ProblemPtr& problem, const rational& epsilon);
+
+  Environment& env() const { return env_; }
+  const model::ProblemPtr& problem() const { return problem_; }
+  const rational& epsilon() const { return epsilon_; }
+  const StateIndex& index() const { return index_; }
+  /// The ground fluent reference of each slot.
+  const std::vector<Node*>& references() const { return references_; }
+  /// Initial values as (slot, value expression), in the order of the problem's expressions.
+  const std::vector<std::pair<std::uint32_t, Node*>>& initial_values() const { return initial_values_; }
+  const std::vector<ActionModel>& actions() const { return actions_; }
+  /// The number of the action of this name; raises std::out_of_range if there is none.
+  ActionId action_id(const std::string& name) const;
+  const Event* start_event() const { return start_event_; }
+  const Event* end_event() const { return end_event_; }
+  const std::vector<Event*>& global_start_events() const { return global_start_events_; }
+  const std::vector<Event*>& global_end_events() const { return global_end_events_; }
+  const std::deque<Event>& events() const { return events_; }
+
+  /// The fluent references that an event reads or writes, by id.
+  const std::vector<Node*>& fluents(const Event& event) const { return fluents_[event.index]; }
+  /// Whether two events have a fluent in common. A reference with a nested reference among its arguments
+  /// counts for every reference of its fluent.
+  bool touch(const Event& a, const Event& b) const;
+  /// Events whose masks have no bit in common do not touch.
+  std::uint64_t touch_mask(const Event& event) const;
+  /// Whether `pending` must lie at least epsilon behind `applied`: a closed condition behind any effect, and
+  /// an effect behind an effect on a common fluent.
+  bool must_be_apart(const Event& applied, const Event& pending) const;
+
+ private:
+  struct Groups;
+  struct Moment;
+  using Timeline = std::map<rational, Moment>;
+  /// The moment of an anchor, with a shift that is later for either end.
+  using MomentOf = std::function<Moment&(const Anchor&, const rational& shift)>;
+
+  static void append_events(const Timeline& timeline, std::vector<Event*>& out);
+  void set_anchor(Event& event, Node* anchor_node);
+  /// Makes the event of a condition at a point, or the opener and the closer of one over an interval.
+  void add_condition(Node* expression, const std::shared_ptr<model::ActionImpl>& action, unsigned long& pos,
+                     const MomentOf& moment);
+  Event* new_event(EventKind kind, Node* expression, const std::shared_ptr<model::ActionImpl>& action,
+                   unsigned long pos);
+  void build_global_events();
+  void build_action_events(const std::shared_ptr<model::ActionImpl>& action,
+                           const model::StaticFluents& static_fluents);
+  void compute_fluents();
+  void warn_about_missing_values() const;
+
+  Environment& env_;
+  model::ProblemPtr problem_;
+  rational epsilon_;
+  StateIndex index_;
+  std::vector<Node*> references_;
+  std::vector<std::pair<std::uint32_t, Node*>> initial_values_;
+  std::deque<Event> events_;  // a deque, since events are compared by address
+  const Event* start_event_ = nullptr;
+  const Event* end_event_ = nullptr;
+  std::vector<Event*> global_start_events_;
+  std::vector<Event*> global_end_events_;
+  std::vector<ActionModel> actions_;
+  std::vector<std::vector<Node*>> fluents_;             // by event
+  std::vector<std::vector<std::uint64_t>> touch_keys_;  // by event, sorted: see compute_fluents
+};
+
+}  // namespace zorvel::tp::ftp

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "plans/time_triggered_plan.h"
+#include "search/forward/dense/dense_problem.h"
+#include "search/forward/dense/dense_search.h"
+#include "search/forward/ftp_model.h"
+#include "search/forward/plain/ftp_successors.h"
+#include "search/frame/planner.h"
+
+namespace zorvel::tp::ftp {
+
+/// The forward temporal planner: best-first search over states that hold a world, the events still owed by
+/// open actions, and a temporal network.
+///
+/// A move opens an action or applies the first event of one chain. The search runs in doubles; the plan of
+/// the goal state is rebuilt by replaying its events in exact numbers, so its times are exact. Open lists are
+/// ordered by f with a tolerance of 1e-7, then by the number of todo lists. States with nothing left but the
+/// final checks are searched once for each world. With the option `weak-equality`, states with equal worlds,
+/// as many todo lists and a first list of equal length are searched once.
+class FtpPlanner : public TpPlanner {
+ public:
+  /// InternalError for a problem with a feature that the planner cannot handle.
+  FtpPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic = {});
+  ~FtpPlanner() override;
+
+  const FtpModel& model() const { return *model_; }
+  const SearchStatistics& statistics() const { return statistics_; }
+
+  /// The plan, for the planner's own problem, of events in the order of their application.
+  /// TemporalNetworkIsUnsat if they do not fit together in exact numbers.
+  std::shared_ptr<TimeTriggeredPlan> get_plan_from_event_list(const std::vector<const Event*>& events,
+                                                              bool deordering);
+
+ protected:
+  std::shared_ptr<Plan> _solve(bool weak_equality) override;
+  std::unique_ptr<tp::SearchState> _initial_state() override;
+  const StateIndex& index() const override { return model_->index(); }
+  std::shared_ptr<EvaluationTables> tables() const override { return tables_; }
+  // Each of them searches once and leaves the events of the plan.
+  SearchOutcome search_densely(bool weak, std::vector<const Event*>& events);
+  SearchOutcome search_plainly(bool weak, std::vector<const Event*>& events);
+
+ private:
+  std::vector<ActionId> relevant_ids() const;
+  std::shared_ptr<Plan> build_plan(const std::vector<const Event*>& events);
+
+  std::unique_ptr<FtpModel> model_;
+  std::shared_ptr<EvaluationTables> tables_;
+  std::unique_ptr<DenseProblem> dense_;  // built by the first search
+  SearchStatistics statistics_;
+};
+
+}  // namespace zorvel::tp::ftp

@@ -1,0 +1,198 @@
+#include "search/forward/plain/plain_search.h"
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+
+#include "core/configuration.h"
+#include "core/log.h"
+#include "model/expression_factory.h"
+
+namespace zorvel::tp::ftp {
+
+namespace {
+
+constexpr double tolerance = static_cast<double>(1e-7F);
+
+SuccessorOptions options_of(const Configuration& configuration) {
+  return {.deordering = configuration.get_boolean_value("ftp-deordering"),
+          .simultaneity = configuration.get_boolean_value("simultaneity")};
+}
+
+/// The order of an open list: the best is the greatest.
+auto is_worse(std::size_t heuristic) {
+  return [heuristic](const auto& a, const auto& b) {
+    const double difference = a->f[heuristic] - b->f[heuristic];
+    if (difference >= tolerance) return true;
+    if (difference <= -tolerance) return false;
+    return a->todo_lists > b->todo_lists;
+  };
+}
+
+}  // namespace
+
+PlainSearch::PlainSearch(const FtpModel& model, std::size_t heuristics, Evaluate evaluate,
+                         std::vector<ActionId> openable, const SearchLimits& limits)
+    : model_(model),
+      lists_(std::max<std::size_t>(1, heuristics)),
+      openable_(std::move(openable)),
+      limits_(limits),
+      successors_(model, options_of(model.env().configuration()), lists_,
+                  [this](State& state) { return evaluate_(state); }),
+      evaluate_(std::move(evaluate)) {
+  const std::int64_t diamond = model.env().configuration().get_integer_value("ftp-diamond");
+  if (diamond >= 0) build_openable_sets(diamond);
+  open_.resize(lists_);
+  for (std::size_t i = 0; i < lists_; ++i) open_numbers_.push_back(i);
+}
+
+bool PlainSearch::WeakEquality::operator()(const State* a, const State* b) const {
+  return a->assignments() == b->assignments() && a->todo.size() == b->todo.size() &&
+         (a->todo.empty() || a->todo[0].size() == b->todo[0].size());
+}
+
+bool PlainSearch::are_mutex(ActionId a, ActionId b) const {
+  const auto& left = model_.actions()[a].events;
+  const auto& right = model_.actions()[b].events;
+  for (std::size_t i = 0, j = 0; i < left.size() && j < right.size();) {
+    if (!left[i]->anchor.from_start || !right[j]->anchor.from_start) {
+      if (!left[i]->anchor.from_start) ++i;
+      if (j < right.size() && !right[j]->anchor.from_start) ++j;
+    } else if (left[i]->anchor.offset == right[j]->anchor.offset) {
+      if (left[i]->is_effect_like() && right[j]->is_effect_like() && model_.touch(*left[i], *right[j]))
+        return true;
+      ++i;
+      ++j;
+    } else {
+      left[i]->anchor.offset < right[j]->anchor.offset ? ++i : ++j;
+    }
+  }
+  return false;
+}
+
+void PlainSearch::build_openable_sets(std::int64_t largest) {
+  has_sets_ = true;
+  ZORVEL_LOG(INFO) << " -> FTP Diamond is enabled!";
+  std::map<std::pair<ActionId, ActionId>, bool> mutex;
+  const auto compatible = [&](const std::vector<ActionId>& set, ActionId action) {
+    return std::none_of(set.begin(), set.end(), [&](ActionId member) {
+      const auto [known, is_new] = mutex.try_emplace({action, member}, false);
+      if (is_new) known->second = are_mutex(action, member);
+      return known->second;
+    });
+  };
+  std::vector<std::pair<std::vector<ActionId>, std::size_t>> work;
+  for (std::size_t i = 0; i < openable_.size(); ++i) work.push_back({{openable_[i]}, i + 1});
+  while (!work.empty()) {
+    const auto [set, next] = std::move(work.back());
+    work.pop_back();
+    openable_sets_.push_back(set);
+    std::sort(openable_sets_.back().begin(), openable_sets_.back().end());
+    if (largest != 0 && static_cast<std::int64_t>(set.size()) >= largest) continue;
+    for (std::size_t j = next; j < openable_.size(); ++j) {
+      if (!compatible(set, openable_[j])) continue;
+      std::vector<ActionId> larger = set;
+      larger.push_back(openable_[j]);
+      work.push_back({std::move(larger), j + 1});
+    }
+  }
+  ZORVEL_LOG(INFO) << " -> The compressed branching factor for action opening will be "
+                   << openable_sets_.size() << ".";
+}
+
+void PlainSearch::push(std::unique_ptr<State> state) {
+  if (!state) return;
+  ++statistics_.stored;
+  auto container = std::make_shared<Container>();
+  container->todo_lists = state->todo.size();
+  for (std::size_t i = 0; i < lists_; ++i) container->f.push_back(state->f(i));
+  container->state = std::move(state);
+  for (std::size_t i = 0; i < open_.size(); ++i) {
+    open_[i].push_back(container);
+    std::push_heap(open_[i].begin(), open_[i].end(), is_worse(open_numbers_[i]));
+  }
+}
+
+bool PlainSearch::is_seen_at_end(const State& state) {
+  if (state.todo.size() != 1) return false;
+  const Event& next = *state.todo[0].front().first;
+  if (next.action || next.anchor.from_start || next.anchor.offset != rational(0) || next.is_opener() ||
+      next.is_closer())
+    return false;
+  std::string key = std::to_string(state.todo[0].size());
+  for (const Node* value : state.assignments())
+    key += value == nullptr ? ",-" : "," + std::to_string(value->id);
+  return !end_values_.insert(std::move(key)).second;
+}
+
+void PlainSearch::expand(const State& state) {
+  const auto& starts = model_.global_start_events();
+  const bool start_is_pending = std::any_of(state.todo.begin(), state.todo.end(), [&](const TodoList& list) {
+    return std::find(starts.begin(), starts.end(), list.front().first) != starts.end();
+  });
+  for (const TodoList& list : state.todo) {
+    const Event* const first = list.front().first;
+    const bool is_final = !first->action && std::find(starts.begin(), starts.end(), first) == starts.end();
+    if (is_final && start_is_pending) continue;
+    push(successors_.apply(state, list.front(), true));
+  }
+  if (has_sets_) {
+    for (const auto& set : openable_sets_) push(successors_.open_all(state, set, true));
+  } else {
+    for (const ActionId action : openable_) push(successors_.open(state, action, true));
+  }
+}
+
+SearchOutcome PlainSearch::run(bool weak) {
+  const auto started = std::chrono::steady_clock::now();
+  const auto elapsed = [&] {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  };
+  ZORVEL_LOG(INFO) << "Start FTP";
+  const auto remove_empty_lists = [&] {
+    for (std::size_t i = open_.size(); i-- > 0;) {
+      if (!open_[i].empty()) continue;
+      open_.erase(open_.begin() + static_cast<std::ptrdiff_t>(i));
+      open_numbers_.erase(open_numbers_.begin() + static_cast<std::ptrdiff_t>(i));
+    }
+  };
+  std::vector<std::unique_ptr<State>> closed_states;
+  std::unordered_set<const State*, WorldHash, WeakEquality> closed;
+  auto initial = successors_.initial_state();
+  if (!initial || !initial->tn.consistent() || !evaluate_(*initial)) return SearchOutcome::no_plan;
+  push(std::move(initial));
+  while (!open_.empty()) {
+    OpenList& list = open_[statistics_.expanded % open_.size()];
+    std::pop_heap(list.begin(), list.end(), is_worse(open_numbers_[statistics_.expanded % open_.size()]));
+    std::unique_ptr<State> taken = std::move(list.back()->state);
+    list.pop_back();
+    if (!taken || is_seen_at_end(*taken) || (weak && closed.contains(taken.get()))) {
+      remove_empty_lists();
+      continue;
+    }
+    ++statistics_.expanded;
+    if (limits_.expansions != 0 && statistics_.expanded > limits_.expansions)
+      return SearchOutcome::expansion_limit;
+    if (limits_.interrupted != nullptr && limits_.interrupted->load()) return SearchOutcome::interrupted;
+    if (limits_.seconds > 0 && elapsed() > limits_.seconds) return SearchOutcome::time_limit;
+    if (taken->todo.empty() && taken->active_conditions.empty()) {
+      ZORVEL_LOG(INFO) << "Final depth: " << taken->g() << ", Open size: " << list.size()
+                       << ", States expanded: " << statistics_.expanded;
+      for (const StatePath* cell = taken->path.get(); cell != nullptr; cell = cell->parent().get())
+        events_.push_back(cell->event_instance().first);
+      std::reverse(events_.begin(), events_.end());
+      statistics_.seconds = elapsed();
+      return SearchOutcome::plan_found;
+    }
+    expand(*taken);
+    if (weak) {
+      closed_states.push_back(std::move(taken));
+      closed.insert(closed_states.back().get());
+    }
+    remove_empty_lists();
+  }
+  statistics_.seconds = elapsed();
+  return SearchOutcome::no_plan;
+}
+
+}  // namespace zorvel::tp::ftp

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <unordered_set>
+#include <vector>
+
+#include "search/forward/dense/dense_search.h"
+#include "search/forward/plain/ftp_successors.h"
+#include "search/frame/planner.h"
+
+namespace zorvel::tp::ftp {
+
+/// The same best-first search as DenseSearch over plain states, for the options that the dense successors do
+/// not know: `simultaneity`, `ftp-deordering` and `ftp-diamond`. It says what the dense search must find, and
+/// is what that is tested against.
+class PlainSearch {
+ public:
+  using Evaluate = std::function<bool(tp::SearchState&)>;
+
+  /// `evaluate` sets the f values of a state from its g; false for a dead end.
+  PlainSearch(const FtpModel& model, std::size_t heuristics, Evaluate evaluate,
+              std::vector<ActionId> openable, const SearchLimits& limits);
+
+  SearchOutcome run(bool weak);
+  const std::vector<const Event*>& events() const { return events_; }
+  const SearchStatistics& statistics() const { return statistics_; }
+
+ private:
+  using State = SearchState<double>;
+  struct Container {
+    std::unique_ptr<State> state;  // null once an open list has taken it
+    std::vector<double> f;
+    std::size_t todo_lists;
+  };
+  using OpenList = std::vector<std::shared_ptr<Container>>;
+  struct WorldHash {
+    std::size_t operator()(const State* state) const { return static_cast<std::size_t>(state->hash()); }
+  };
+  struct WeakEquality {
+    bool operator()(const State* a, const State* b) const;
+  };
+
+  void push(std::unique_ptr<State> state);
+  void expand(const State& state);
+  bool is_seen_at_end(const State& state);
+  void build_openable_sets(std::int64_t largest);
+  bool are_mutex(ActionId a, ActionId b) const;
+
+  const FtpModel& model_;
+  std::size_t lists_;
+  std::vector<ActionId> openable_;
+  const SearchLimits& limits_;
+  Successors<double> successors_;
+  Evaluate evaluate_;
+  std::vector<std::vector<ActionId>> openable_sets_;
+  bool has_sets_ = false;
+  std::vector<OpenList> open_;
+  std::vector<std::size_t> open_numbers_;
+  std::unordered_set<std::string> end_values_;
+  std::vector<const Event*> events_;
+  SearchStatistics statistics_;
+};
+
+}  // namespace zorvel::tp::ftp
