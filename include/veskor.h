@@ -112,7 +112,8 @@ vesk_env vesk_create_shared_env(vesk_config cfg, vesk_env sibling);
 /** Frees the environment and, unless they are a sibling's, its terms. A null handle is left alone. */
 void vesk_destroy_env(vesk_env env);
 
-/** Drops assertions, backtrack points, preferred variables and the model; terms and symbols stay. */
+/** Drops assertions, also those that failed, backtrack points, preferred variables and the model; terms and
+ *  symbols stay. */
 int vesk_reset_env(vesk_env env);
 
 /** Sets the test that may stop a search; it stays until replaced, null removes it. */
@@ -276,14 +277,18 @@ vesk_type vesk_decl_get_arg_type(vesk_decl decl, size_t n);
 
 /* ---- solving ---- */
 
-/** Opens a backtrack point: the next pop takes back what was asserted since. */
+/** Opens a backtrack point: the next pop takes back what was asserted since. After a failure, for want of
+ *  memory, solve calls answer -1 instead of 1 until vesk_reset_env(). */
 int vesk_push_backtrack_point(vesk_env env);
 
 /** -1 when no backtrack point is open. */
 int vesk_pop_backtrack_point(vesk_env env);
 int vesk_num_backtrack_points(vesk_env env);
 
-/** Adds a formula; -1 for a term that is not Boolean. Costs nothing until the next solve call. */
+/** Adds a formula; -1 for a term that is not Boolean, or the null handle. Costs nothing until the next solve
+ *  call. After a failure solve calls answer -1 instead of 1, with the text of the failure, until the
+ * backtrack point that is open now is popped, or vesk_reset_env(): nobody is told that less than what was to
+ * be asserted can be satisfied. The answer 0 stands. */
 int vesk_assert_formula(vesk_env env, vesk_term formula);
 
 /** 1: the asserted formulas can be satisfied together; 0: they cannot; -1: unknown, because the

@@ -10,6 +10,12 @@
 #include "smtlib/model_printer.h"
 
 namespace smtlib {
+namespace {
+
+// The solver's own text, too.
+constexpr char out_of_memory[] = "out of memory";
+
+}  // namespace
 
 const Interpreter::Handler* Interpreter::find_handler(std::string_view name) {
   using I = Interpreter;
@@ -69,6 +75,7 @@ void Interpreter::close_environment() {
   shrink_to({0, 0, 0});
   assumptions_.clear();
   last_answer_ = Answer::none;
+  lost_level_ = no_level;
   vesk_destroy_env(env_);
   env_.repr = nullptr;
 }
@@ -97,14 +104,31 @@ void Interpreter::run(std::istream& script, const std::string& name) {
     } catch (const TermFault& error) {
       fault = error.what();
     } catch (const std::bad_alloc&) {
-      fault = "out of memory";
+      command.text = std::string();  // room for the message
+      fault = out_of_memory;
     }
     shrink_to(before);
     if (builder_ != nullptr) builder_->unbind_all();
     has_failed_ = true;
-    const std::string place = std::to_string(where.line) + ':' + std::to_string(where.column);
-    out_ << "(error " << spell_string(name + ':' + place + ": " + fault) << ")" << std::endl;
+    fault = name + ':' + std::to_string(where.line) + ':' + std::to_string(where.column) + ": " + fault;
+    out_ << "(error " << spell_string(fault) << ")" << std::endl;
+    if (fault.ends_with(out_of_memory)) has_exited_ = has_ended_early_ = true;
+    note_if_lost(command, fault);
   }
+}
+
+// A check must not answer `sat` where less is in force than the script asserts.
+void Interpreter::note_if_lost(const Command& command, const std::string& fault) {
+  if (command.tokens.size() < 2 || command.tokens[1].kind != Token::Kind::symbol) return;
+  const std::string_view name = command.text_of(command.tokens[1]);
+  const bool is_push = name == "push";
+  if (!is_push && !name.starts_with("assert") && name != "minimize" && name != "maximize") return;
+  // After a push that failed nobody can tell which level a later pop means.
+  const std::size_t level = is_push ? 0 : levels_.size();
+  if (lost_level_ <= level) return;
+  lost_level_ = level;
+  lost_reason_ = "an assertion was lost: " + fault;
+  last_answer_ = Answer::none;
 }
 
 void Interpreter::run_command(const Command& command) {
@@ -239,8 +263,12 @@ void Interpreter::check(const std::vector<Assumption>& assumptions) {
       std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
                                              std::chrono::duration<double>(time_limit_seconds_));
   const int result = vesk_solve_with_assumptions(env_, literals.data(), literals.size());
-  last_answer_ = result == 1 ? Answer::sat : result == 0 ? Answer::unsat : Answer::unknown;
-  answer() << (result == 1 ? "sat\n" : result == 0 ? "unsat\n" : "unknown\n");
+  const bool is_sat = result == 1 && lost_level_ == no_level;
+  last_answer_ = is_sat ? Answer::sat : result == 0 ? Answer::unsat : Answer::unknown;
+  answer() << (is_sat ? "sat\n" : result == 0 ? "unsat\n" : "unknown\n");
+  if (last_answer_ != Answer::unknown) return;
+  unknown_reason_ = result == 1 ? lost_reason_ : vesk_last_error_message(env_);
+  if (unknown_reason_ == out_of_memory) throw TermFault(out_of_memory);
 }
 
 void Interpreter::check_sat(TokenCursor& cursor) {
@@ -330,6 +358,7 @@ void Interpreter::pop(TokenCursor& cursor) {
       shrink_to(level);
   }
   if (count > 0) last_answer_ = Answer::none;
+  if (lost_level_ > levels_.size()) lost_level_ = no_level;
 }
 
 void Interpreter::reset_assertions(TokenCursor& cursor) {
@@ -341,6 +370,7 @@ void Interpreter::reset_assertions(TokenCursor& cursor) {
   else
     shrink_to({0, num_own_sorts, 0});
   levels_.clear();
+  lost_level_ = no_level;
   last_answer_ = Answer::none;
 }
 

@@ -18,7 +18,8 @@
 namespace smtlib {
 
 /// Runs SMT-LIB 2 scripts on a solver behind include/veskor.h. Each command does all it says or, after an
-/// error, nothing, and the next one is run.
+/// error, nothing, and the next one is run. Where the error was in something to be asserted, checks answer
+/// `unknown` instead of `sat` until its level is popped. Out of memory ends the run.
 class Interpreter {
  public:
   /// Answers go to `out`.
@@ -38,6 +39,8 @@ class Interpreter {
 
   bool has_failed() const { return has_failed_; }
   bool has_exited() const { return has_exited_; }
+  /// Whether the run ended before its script did, for want of memory.
+  bool has_ended_early() const { return has_ended_early_; }
   /// Counters of the search, one `name value` a line; "" if nothing was solved.
   std::string statistics() const;
 
@@ -80,8 +83,10 @@ class Interpreter {
     std::string text;
   };
   enum class Answer { none, sat, unsat, unknown };
+  static constexpr std::size_t no_level = static_cast<std::size_t>(-1);
 
   void run_command(const Command& command);
+  void note_if_lost(const Command& command, const std::string& fault);
   void start_environment();
   void close_environment();
   bool numerals_are_real() const;
@@ -115,11 +120,16 @@ class Interpreter {
   std::vector<Assumption> assumptions_;  // of the last check
 
   Answer last_answer_ = Answer::none;
+  std::string unknown_reason_;
+  // The lowest level on which an assertion was lost, and why; what deeper ones lost is popped before.
+  std::size_t lost_level_ = no_level;
+  std::string lost_reason_;
   bool declarations_are_global_ = false;
   bool print_success_ = false;
   bool has_answered_ = false;
   bool has_exited_ = false;
   bool has_failed_ = false;
+  bool has_ended_early_ = false;
   double time_limit_seconds_ = 0;
   std::chrono::steady_clock::time_point deadline_;
   bool has_timed_out_ = false;

@@ -129,7 +129,7 @@ void Interpreter::get_info(TokenCursor& cursor) {
   else if (name == "assertion-stack-levels")
     value = std::to_string(levels_.size());
   else if (name == "reason-unknown" && last_answer_ == Answer::unknown)
-    value = has_timed_out_ ? "timeout" : spell_string(vesk_last_error_message(env_));
+    value = has_timed_out_ ? "timeout" : spell_string(unknown_reason_);
   if (name == "all-statistics") {
     std::istringstream counters(statistics());
     const char* before = "(:";

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <fstream>
 #include <iostream>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -46,7 +47,7 @@ int run(const Arguments& arguments) {
     interpreter.run(script, arguments.file);
   }
   if (arguments.stats) std::cerr << interpreter.statistics();
-  return interpreter.has_failed() ? script_errors : success;
+  return interpreter.has_ended_early() ? ended_early : interpreter.has_failed() ? script_errors : success;
 }
 
 }  // namespace
@@ -70,7 +71,13 @@ int run_program(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error, std::cout, std::cerr) == 0 ? success : bad_usage;
   }
-  return run(arguments);
+  try {
+    return run(arguments);
+  } catch (const std::bad_alloc&) {
+    // Not even the message about it found room.
+    std::cout << "(error \"out of memory\")" << std::endl;
+    return ended_early;
+  }
 }
 
 }  // namespace smtlib

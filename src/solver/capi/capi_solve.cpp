@@ -26,6 +26,14 @@ int act(vesk_env env, F&& action) {
   });
 }
 
+// What follows a failure to assert: the environment must not call satisfiable what it has not got.
+int note_if_lost(vesk_env env, int status, bool whole_stack) noexcept {
+  if (status == 0 || env.repr == nullptr) return status;
+  EnvRecord& r = *record(env);
+  r.env->note_lost_assertion(whole_stack ? 0 : r.env->num_backtrack_points(), r.last_error.c_str());
+  return status;
+}
+
 int solve(vesk_env env, const vesk_term* assumptions, size_t n) {
   return guard(env, -1, [&](EnvRecord& r) {
     require(assumptions != nullptr || n == 0, "null array of assumptions");
@@ -73,7 +81,8 @@ vesk_model_iterator make_iterator(ModelStore& model) {
 extern "C" {
 
 int vesk_push_backtrack_point(vesk_env env) {
-  return act(env, [](Environment& e) { e.push_backtrack_point(); });
+  // After a push that failed nobody can tell which level a later pop means.
+  return note_if_lost(env, act(env, [](Environment& e) { e.push_backtrack_point(); }), true);
 }
 
 int vesk_pop_backtrack_point(vesk_env env) {
@@ -85,7 +94,7 @@ int vesk_num_backtrack_points(vesk_env env) {
 }
 
 int vesk_assert_formula(vesk_env env, vesk_term formula) {
-  return act(env, [&](Environment& e) { e.assert_formula(arg(formula)); });
+  return note_if_lost(env, act(env, [&](Environment& e) { e.assert_formula(arg(formula)); }), false);
 }
 
 int vesk_solve(vesk_env env) { return solve(env, nullptr, 0); }

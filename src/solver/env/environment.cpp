@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <new>
 
 #include "solver/env/pipeline.h"
 #include "solver/theory/theory_solver.h"
@@ -39,6 +40,18 @@ void Environment::assert_formula(Term formula) {
   drop_model();
 }
 
+void Environment::note_lost_assertion(int level, const char* reason) noexcept {
+  assert(level >= 0 && level <= num_points_);
+  if (lost_level_ >= 0 && lost_level_ <= level) return;
+  lost_level_ = level;
+  drop_model();
+  try {
+    lost_reason_ = reason;
+  } catch (const std::bad_alloc&) {
+    lost_reason_.clear();
+  }
+}
+
 void Environment::push_backtrack_point() {
   stack_.push_back(nullptr);
   ++num_points_;
@@ -51,6 +64,7 @@ void Environment::pop_backtrack_point() {
   stack_.pop_back();
   --num_points_;
   if (unsat_level_ > num_points_) unsat_level_ = -1;
+  if (lost_level_ > num_points_) lost_level_ = -1;
   while (!preferred_.empty() && preferred_.back().depth > num_points_) preferred_.pop_back();
   preferred_changed_ = true;
   if (processed_ <= stack_.size()) return;
@@ -108,6 +122,15 @@ void Environment::require_supported_options() const {
 }
 
 Environment::Answer Environment::check(const std::vector<Term>& assumptions) {
+  const Answer answer = check_what_was_asserted(assumptions);
+  // What contradicts itself still does with more; what does not might.
+  if (answer != Answer::satisfiable || lost_level_ < 0) return answer;
+  drop_model();
+  unknown_reason_ = lost_reason_.empty() ? "out of memory" : lost_reason_;
+  return Answer::unknown;
+}
+
+Environment::Answer Environment::check_what_was_asserted(const std::vector<Term>& assumptions) {
   drop_model();
   unsat_assumptions_.clear();
   unknown_reason_.clear();
@@ -332,6 +355,7 @@ std::string Environment::statistics() const {
 void Environment::reset() {
   stack_.clear();
   num_points_ = 0;
+  lost_level_ = -1;
   preferred_.clear();
   drop_model();
   unsat_assumptions_.clear();

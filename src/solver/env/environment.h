@@ -42,6 +42,10 @@ class Environment {
 
   /// EnvironmentError if the term is not Boolean.
   void assert_formula(Term formula);
+  /// Says that something which was to be asserted on the open level (or, for `level` 0, on any) was not:
+  /// until that level is popped no check answers `satisfiable`, but `unknown` with `reason`. Never throws,
+  /// since this may be for want of memory.
+  void note_lost_assertion(int level, const char* reason) noexcept;
   void push_backtrack_point();
   /// EnvironmentError if no point is open.
   void pop_backtrack_point();
@@ -102,6 +106,7 @@ class Environment {
   Pipeline& pipeline();
   void abandon_pipeline();
   bool prepare_assumptions(const std::vector<Term>& assumptions);
+  Answer check_what_was_asserted(const std::vector<Term>& assumptions);
   Answer search(const std::vector<Term>& assumptions);
   int visit_models(const std::vector<Term>& terms, const ModelVisitor& visit);
   void validate_model(const std::vector<Term>& assumptions);
@@ -117,6 +122,9 @@ class Environment {
   int num_points_ = 0;
   int points_processed_ = 0;
   int unsat_level_ = -1;  // number of points that unsatisfiability rests on
+  // why one number is enough: What was lost on a deeper level is popped before this one.
+  int lost_level_ = -1;  // the lowest one on which an assertion was lost
+  std::string lost_reason_;
   std::vector<Preferred> preferred_;
   bool preferred_changed_ = false;
   bool enumerates_ = false;  // models are needed whatever the options say

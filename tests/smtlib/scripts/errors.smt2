@@ -55,7 +55,7 @@ check-sat
 "a string"
 )
 (get-value (x))
-(check-sat)
+(check-sat) (reset-assertions) (declare-const x Real) (check-sat)
 (assert (> x 0.5)) (get-value (x))
 (check-sat) (get-value ()) (get-value (x y))
 (assert (> x 0
@@ -111,6 +111,7 @@ check-sat
 ;> (error "errors.smt2:55:1: a command begins with '('")
 ;> (error "errors.smt2:56:1: a ')' that closes nothing")
 ;> (error "errors.smt2:57:12: there is no model: the last check was not answered sat, or more was asserted")
+;> unknown
 ;> sat
 ;> (error "errors.smt2:59:31: there is no model: the last check was not answered sat, or more was asserted")
 ;> sat

@@ -106,6 +106,7 @@ TEST(CInterface, FailuresGiveTheirValueAndAText) {
   for (const auto& c : cases) EXPECT_TRUE(c.failed) << c.what;
   EXPECT_EQ(vesk_find_decl(s.env, "nobody").repr, nullptr);
   EXPECT_EQ(s.error(), "No symbol with name `nobody'");
+  EXPECT_EQ(vesk_reset_env(s.env), 0);
   EXPECT_EQ(s.solve(), 1);
   EXPECT_EQ(s.error(), "No symbol with name `nobody'") << "a success must leave the text alone";
   EXPECT_EQ(vesk_term_id(none), 0u);

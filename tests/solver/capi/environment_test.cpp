@@ -501,6 +501,41 @@ TEST(Environment, AStoppedCheckIsUnknownAndTheNextOneIsRight) {
   EXPECT_EQ(s.solve(), 1);
 }
 
+TEST(Environment, ALostAssertionKeepsTheAnswerFromBeingSatisfiable) {
+  SolverScript s;
+  const vesk_term x = s.real("x"), none{nullptr};
+  const auto lose = [&] { EXPECT_EQ(vesk_assert_formula(s.env, x), -1); };
+  s.add(s.leq(x, s.num("1")));
+  s.push();
+  s.push();
+  lose();
+  EXPECT_EQ(s.solve(), -1);
+  EXPECT_NE(s.error().find("Bool was expected"), std::string::npos) << s.error();
+  EXPECT_EQ(vesk_get_model_value(s.env, x).repr, nullptr);
+  EXPECT_EQ(vesk_all_sat(
+                s.env, nullptr, 0, [](const vesk_term*, size_t, void*) { return 0; }, nullptr),
+            -1);
+  s.push();
+  EXPECT_EQ(vesk_assert_formula(s.env, none), -1);
+  s.pop();
+  EXPECT_EQ(s.solve(), -1) << "the level of the first loss is open still";
+  s.add(s.leq(s.num("2"), x));
+  EXPECT_EQ(s.solve(), 0) << "what contradicts itself does so with more";
+  s.pop();
+  EXPECT_EQ(s.solve(), 1);
+  lose();
+  s.push();
+  lose();
+  s.pop();
+  EXPECT_EQ(s.solve(), -1);
+  s.pop();
+  EXPECT_EQ(s.solve(), 1);
+  lose();
+  EXPECT_EQ(s.solve(), -1);
+  vesk_reset_env(s.env);
+  EXPECT_EQ(s.solve(), 1);
+}
+
 TEST(Environment, PreferredConstantsAreDecidedFirstAndAsTold) {
   SolverScript s;
   std::vector<vesk_term> v;
