@@ -51,6 +51,7 @@ bool Pipeline::add_formulas(std::vector<Term> formulas) {
     return false;
   if ((config_.preprocessor.simplification & Configuration::Preprocessor::global) != 0)
     apply_global_rules(terms_, formulas);
+  encoder_.note_facts(formulas);
   normalize(formulas);
   for (Term term : formulas)
     if (term->is_false()) return false;

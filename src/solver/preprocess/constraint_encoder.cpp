@@ -5,6 +5,9 @@
 namespace vesk {
 namespace {
 
+// Where every choice leads to an atom of its own, nested ites have exponentially many of them.
+constexpr std::size_t max_split_atoms = 500;
+
 constexpr std::uint32_t encoded_flags = has_ite | has_divide | has_floor | has_product | has_bool_argument;
 
 bool is_ite_over_numbers(Term root) {
@@ -133,27 +136,35 @@ Term ConstraintEncoder::with_branch(Term atom, Term ite, Term branch) {
 
 Term ConstraintEncoder::encode_relation(Term atom) {
   if (!atom->has(has_ite)) return atom;
-  if (sole_ite(atom) != nullptr) return split_cases(atom);
+  if (sole_ite(atom) != nullptr)
+    if (const Term cases = split_cases(atom)) return cases;
+  return with_constants(atom);
+}
+
+Term ConstraintEncoder::with_constants(Term atom) {
   const Term left = without_ites(atom->child(0), false);
   const Term right = without_ites(atom->child(1), false);
   return atom->tag() == Tag::equal ? terms_.make_equal(left, right) : terms_.make_leq(left, right);
 }
 
-// `P(ite(c, a, b))` as `P(a)` where c holds, else `P(b)`; and so on inside the branches, each atom once.
+// `P(ite(c, a, b))` as `P(a)` where c holds, else `P(b)`; and so on inside the branches, each atom once. Null
+// if there are too many of them.
 Term ConstraintEncoder::split_cases(Term root) {
   struct Frame {
     Term atom, condition, yes, no;
   };
   std::vector<Frame> stack;
+  std::size_t num_atoms = 0;
   // Pushes what is not known yet; true if `atom` is finished.
   const auto visit = [&](Term atom) {
     if (split_memo_.contains(atom->id())) return true;
     const bool relation = atom->tag() == Tag::leq || atom->tag() == Tag::equal;
     const Term ite = relation && atom->has(has_ite) ? sole_ite(atom) : nullptr;
     if (ite == nullptr) {
-      split_memo_.set(atom->id(), relation ? encode_relation(atom) : atom);
+      split_memo_.set(atom->id(), relation && atom->has(has_ite) ? with_constants(atom) : atom);
       return true;
     }
+    ++num_atoms;
     const Term yes = with_branch(atom, ite, ite->child(1));
     const Term no = with_branch(atom, ite, ite->child(2));
     stack.push_back({atom, ite->child(0), yes, no});
@@ -161,6 +172,7 @@ Term ConstraintEncoder::split_cases(Term root) {
   };
   visit(root);
   while (!stack.empty()) {
+    if (num_atoms > max_split_atoms) return nullptr;
     const Frame frame = stack.back();
     if (!visit(frame.yes) || !visit(frame.no)) continue;
     stack.pop_back();
@@ -251,6 +263,24 @@ void ConstraintEncoder::add_ite(Term ite, Term constant) {
   const Term not_condition = terms_.make_not(ite->child(0));
   add_side(terms_.make_or(not_condition, is_yes));
   add_side(terms_.make_or(ite->child(0), is_no));
+  if (constant->type()->is_number()) add_bounds(ite, constant);
+}
+
+// Without these a sum of ites has no bounds before all their conditions are decided, and a bound that it
+// cannot meet is refuted once for each choice of them.
+void ConstraintEncoder::add_bounds(Term ite, Term constant) {
+  const TermBounds::Bounds bounds = bounds_.of(ite);
+  bounds_.note(constant, bounds);
+  if (bounds.lower) {
+    const Term least = terms_.make_number(bounds.lower->value);
+    const Term not_above = terms_.make_leq(constant, least);
+    add_side(bounds.lower->strict ? terms_.make_not(not_above) : terms_.make_leq(least, constant));
+  }
+  if (bounds.upper) {
+    const Term most = terms_.make_number(bounds.upper->value);
+    const Term not_below = terms_.make_leq(most, constant);
+    add_side(bounds.upper->strict ? terms_.make_not(not_below) : terms_.make_leq(constant, most));
+  }
 }
 
 void ConstraintEncoder::add_floor(Term floor, Term constant) {
@@ -334,6 +364,7 @@ void ConstraintEncoder::add_sign_facts(Term product) {
 
 void ConstraintEncoder::pop_backtrack_point() {
   trail_.undo_to_mark(trail_.num_marks() - 1, [this](Term term) { constants_.erase(term); });
+  bounds_.pop_backtrack_point();
 }
 
 }  // namespace vesk

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
+#include "solver/preprocess/term_bounds.h"
 #include "solver/term/poly.h"
 #include "solver/term/term.h"
 #include "solver/term/term_manager.h"
@@ -28,13 +30,20 @@ class ConstraintEncoder {
   /// The uninterpreted function that stands for the quotient by zero.
   const Symbol* quotient_by_zero();
 
-  void push_backtrack_point() { trail_.push_mark(); }
+  /// Formulas that hold at the level that is open, for bounds of what is encoded later.
+  void note_facts(std::span<const Term> conjuncts) { bounds_.note_facts(conjuncts); }
+
+  void push_backtrack_point() {
+    trail_.push_mark();
+    bounds_.push_backtrack_point();
+  }
   void pop_backtrack_point();
 
  private:
   Term encode(Term formula);
   Term encode_node(Term term);
   Term encode_relation(Term atom);
+  Term with_constants(Term atom);
   Term split_cases(Term atom);
   Term split_bool_arguments(const Symbol* function, std::vector<Term>& args, std::size_t first);
   Term sole_ite(Term atom) const;
@@ -45,6 +54,7 @@ class ConstraintEncoder {
   Term constant_for(Term term, const Type* type);
 
   void add_ite(Term ite, Term constant);
+  void add_bounds(Term ite, Term constant);
   void add_floor(Term floor, Term constant);
   void add_mod_congr(Term congruence, Term quotient);
   void add_divide(Term divide, Term constant);
@@ -60,6 +70,7 @@ class ConstraintEncoder {
   StampMap<Term> memo_;             // of one call
   StampMap<Term> split_memo_;
   std::vector<Term> sides_;  // to be encoded still
+  TermBounds bounds_;
 };
 
 }  // namespace vesk
