@@ -1,10 +1,10 @@
 #include "parsers/anml_parser.h"
 
 #include "core/errors.h"
+#include "core/input_file.h"
 #include "model/model_factory.h"
 #include "parsers/anml_builder.h"
 #include "parsers/anml_grammar.h"
-#include "parsers/input_file.h"
 #include "parsers/name_resolver.h"
 
 // The generated scanner's header is not included: it redefines half of its macros for other scanners.

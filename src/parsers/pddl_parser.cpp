@@ -4,8 +4,8 @@
 #include <unordered_set>
 
 #include "core/errors.h"
+#include "core/input_file.h"
 #include "model/model_factory.h"
-#include "parsers/input_file.h"
 #include "parsers/name_resolver.h"
 #include "parsers/pddl_grammar.h"
 

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "core/errors.h"
+#include "core/input_file.h"
 #include "model/expression_factory.h"
 #include "model/walkers/check_contains_walker.h"
-#include "parsers/input_file.h"
 #include "parsers/plan_text.h"
 
 namespace zorvel {

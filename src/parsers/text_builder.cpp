@@ -1,7 +1,5 @@
 #include "parsers/text_builder.h"
 
-#include <array>
-
 #include "core/errors.h"
 
 namespace zorvel {
@@ -38,15 +36,6 @@ void TextBuilder::unknown_character(unsigned char character) noexcept {
 
 void TextBuilder::rethrow() const {
   if (failure_) std::rethrow_exception(failure_);
-}
-
-std::string read_all(std::istream& stream) {
-  std::string text;
-  std::array<char, 1 << 16> piece;
-  while (stream.read(piece.data(), piece.size()), stream.gcount() > 0)
-    text.append(piece.data(), static_cast<std::size_t>(stream.gcount()));
-  if (stream.bad() || !stream.eof()) throw InvalidParameterError("The input cannot be read");
-  return text;
 }
 
 }  // namespace zorvel

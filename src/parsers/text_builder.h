@@ -1,7 +1,6 @@
 #pragma once
 
 #include <exception>
-#include <istream>
 #include <string>
 
 namespace zorvel {
@@ -50,8 +49,5 @@ class TextBuilder {
   std::exception_ptr failure_;
   int failing_line_ = 0;
 };
-
-/// The rest of the stream. InvalidParameterError "The input cannot be read" if it fails.
-std::string read_all(std::istream& stream);
 
 }  // namespace zorvel

@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "core/errors.h"
+#include "core/input_file.h"
 #include "model/expression_factory.h"
-#include "parsers/input_file.h"
 #include "parsers/plan_text.h"
 
 namespace zorvel {
