@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 #include <random>
 
 #include "core/errors.h"
+#include "plans/earliest_times.h"
 
 namespace zorvel {
 namespace {
@@ -183,6 +185,40 @@ TEST(TemporalNetwork, DropsALongChainOfEdgesWithoutADeepStack) {
   network.reset();
   copy->add_le(interpreter, 0, 1, 0.5);
   copy.reset();
+}
+
+TEST(EarliestTimes, AgreeWithBellmanFord) {
+  int solved = 0, contradictions = 0;
+  for (unsigned seed = 0; seed < 3000; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const auto pick = [&](int bound) { return static_cast<int>(random() % static_cast<unsigned>(bound)); };
+    const int points = 1 + pick(12);
+    EarliestTimes times;
+    std::vector<Constraint> constraints;
+    for (int i = 0; i < points; ++i) times.add_point();
+    for (int i = pick(3 * points); i > 0; --i) {
+      const int from = pick(points), to = pick(points), distance = pick(14) - 9;
+      const auto [earlier, later] =
+          std::pair(static_cast<EarliestTimes::Point>(from), static_cast<EarliestTimes::Point>(to));
+      constraints.push_back({from, to, -distance});
+      if (pick(5) == 0) {
+        times.fix(earlier, later, distance);
+        constraints.push_back({to, from, distance});
+      } else {
+        times.require(earlier, later, distance);
+      }
+    }
+    const auto expected = bellman_ford(points, constraints);
+    const auto found = times.solve();
+    ASSERT_EQ(found.has_value(), expected.has_value());
+    ++(found ? solved : contradictions);
+    if (found) {
+      ASSERT_TRUE(std::equal(found->begin(), found->end(), expected->begin()));
+    }
+  }
+  EXPECT_GT(solved, 500);
+  EXPECT_GT(contradictions, 500);
 }
 
 }  // namespace

@@ -307,12 +307,19 @@ void FtpModel::compute_fluents() {
   const ExpressionFactory& factory = env_.expression_factory();
   std::map<std::string, std::uint64_t> fluent_numbers;
   for (const auto& [name, fluent] : problem_->fluents()) fluent_numbers.emplace(name, fluent_numbers.size());
+  std::vector<std::vector<Node*>> read(events_.size());
+  for (const Event& event : events_)
+    if (event.expression != nullptr) read[event.index].push_back(event.expression);
+  for (const ActionModel& action : actions_) {
+    auto& nodes = read[action.start->index];
+    nodes.insert(nodes.end(), action.duration_constraints.begin(), action.duration_constraints.end());
+  }
   fluents_.resize(events_.size());
   touch_keys_.resize(events_.size());
   for (const Event& event : events_) {
     std::set<Node*, NodeIdLess> nodes;
-    if (event.expression != nullptr)
-      for (Node* node : free_vars(event.expression))
+    for (Node* expression : read[event.index])
+      for (Node* node : free_vars(expression))
         if (ExpressionFactory::is_fluent_reference(node)) nodes.insert(node);
     if (event.simulated_effect)
       nodes.insert(event.simulated_effect->fluents.begin(), event.simulated_effect->fluents.end());
@@ -339,6 +346,7 @@ void FtpModel::compute_fluents() {
 }
 
 bool FtpModel::touch(const Event& a, const Event& b) const {
+  if (a.simulated_effect || b.simulated_effect) return true;
   const auto& left = touch_keys_[a.index];
   const auto& right = touch_keys_[b.index];
   for (auto i = left.begin(), j = right.begin(); i != left.end() && j != right.end();) {
@@ -349,6 +357,7 @@ bool FtpModel::touch(const Event& a, const Event& b) const {
 }
 
 std::uint64_t FtpModel::touch_mask(const Event& event) const {
+  if (event.simulated_effect) return ~std::uint64_t{0};
   std::uint64_t mask = 0;
   for (const std::uint64_t key : touch_keys_[event.index]) mask |= std::uint64_t{1} << (key % 64);
   return mask;
@@ -356,8 +365,8 @@ std::uint64_t FtpModel::touch_mask(const Event& event) const {
 
 bool FtpModel::must_be_apart(const Event& applied, const Event& pending) const {
   if (!applied.is_effect_like()) return false;
-  if (pending.kind == EventKind::CONDITION) return !(pending.is_opener() && pending.is_left_open);
-  return touch(applied, pending);
+  if (pending.is_effect_like()) return touch(applied, pending);
+  return !(pending.is_opener() && pending.is_left_open);
 }
 
 void FtpModel::warn_about_missing_values() const {

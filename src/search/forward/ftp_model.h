@@ -67,13 +67,21 @@ class FtpModel {
 
   /// The fluent references that an event reads or writes, by id.
   const std::vector<Node*>& fluents(const Event& event) const { return fluents_[event.index]; }
-  /// Whether two events have a fluent in common. A reference with a nested reference among its arguments
-  /// counts for every reference of its fluent.
+  /// The same as numbers: two events without simulated effects have a fluent in common exactly if they have a
+  /// number in common. A reference with a nested reference among its arguments counts for every reference of
+  /// its fluent.
+  const std::vector<std::uint64_t>& touch_keys(const Event& event) const { return touch_keys_[event.index]; }
+  /// Whether two events have a fluent in common. A simulated effect may read every fluent, and an opening
+  /// reads those that its duration rests on.
   bool touch(const Event& a, const Event& b) const;
+  /// Whether the order of two events counts: they touch, and one of them is an effect.
+  bool interfere(const Event& a, const Event& b) const {
+    return (a.is_effect_like() || b.is_effect_like()) && touch(a, b);
+  }
   /// Events whose masks have no bit in common do not touch.
   std::uint64_t touch_mask(const Event& event) const;
-  /// Whether `pending` must lie at least epsilon behind `applied`: a closed condition behind any effect, and
-  /// an effect behind an effect on a common fluent.
+  /// Whether `pending` must lie at least epsilon behind `applied`: an opening and a closed condition behind
+  /// any effect, and an effect behind an effect on a common fluent.
   bool must_be_apart(const Event& applied, const Event& pending) const;
 
  private:

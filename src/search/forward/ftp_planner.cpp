@@ -1,9 +1,7 @@
 #include "search/forward/ftp_planner.h"
 
-#include <algorithm>
-
-#include "core/errors.h"
 #include "search/forward/plain/plain_search.h"
+#include "search/forward/plan_replay.h"
 
 namespace zorvel::tp::ftp {
 
@@ -65,37 +63,7 @@ std::shared_ptr<Plan> FtpPlanner::build_plan(const std::vector<const Event*>& ev
 
 std::shared_ptr<TimeTriggeredPlan> FtpPlanner::get_plan_from_event_list(
     const std::vector<const Event*>& events, bool deordering) {
-  // The path holds every event that was applied, so chains are not run through by themselves here.
-  Successors<rational> successors(*model_, {.deordering = deordering, .simultaneity = false}, 1);
-  const auto state = successors.initial_state();
-  if (!state) throw TemporalNetworkIsUnsat();
-  for (const Event* event : events) {
-    if (event->kind == EventKind::START_ACTION) {
-      if (!successors.open_in_place(*state, model_->action_id(event->action->name())))
-        throw TemporalNetworkIsUnsat();
-      continue;
-    }
-    const auto list = std::find_if(state->todo.begin(), state->todo.end(),
-                                   [&](const TodoList& todo) { return todo.front().first == event; });
-    if (list == state->todo.end() || !successors.apply_in_place(*state, list->front()))
-      throw TemporalNetworkIsUnsat();
-  }
-  while (!state->todo.empty())
-    if (!successors.apply_in_place(*state, state->todo.front().front())) throw TemporalNetworkIsUnsat();
-
-  const auto schedule = state->tn.get_min_makespan_solution(successors.interpreter());
-  rational plan_start(0);
-  if (const auto start = schedule.find(successors.plan_start()); start != schedule.end())
-    plan_start = start->second;
-  auto plan = std::make_shared<TimeTriggeredPlan>(env());
-  for (const auto& [instance, time] : state->tn.schedule(successors.interpreter())) {
-    if (instance.first->kind != EventKind::START_ACTION) continue;
-    const ActionModel& action = model_->actions()[model_->action_id(instance.first->action->name())];
-    const rational end = schedule.at({action.end, instance.second + 1});
-    plan->add_step(std::make_shared<TimeTriggeredStep>(time - plan_start, action.action, std::vector<Node*>(),
-                                                       end - time));
-  }
-  return plan;
+  return replay_events(*model_, events, deordering);
 }
 
 }  // namespace zorvel::tp::ftp

@@ -29,8 +29,7 @@ class FtpPlanner : public TpPlanner {
   const FtpModel& model() const { return *model_; }
   const SearchStatistics& statistics() const { return statistics_; }
 
-  /// The plan, for the planner's own problem, of events in the order of their application.
-  /// TemporalNetworkIsUnsat if they do not fit together in exact numbers.
+  /// As `replay_events`, on the planner's own model.
   std::shared_ptr<TimeTriggeredPlan> get_plan_from_event_list(const std::vector<const Event*>& events,
                                                               bool deordering);
 

@@ -5,27 +5,12 @@
 
 #include "core/errors.h"
 #include "model/expression_factory.h"
-#include "state/evaluator.h"
+#include "search/forward/event_semantics.h"
 #include "state/operations.h"
-#include "transformers/duration_bounds.h"
 
 namespace zorvel::tp::ftp {
 
 using model::ExpressionFactory;
-
-namespace {
-
-/// A value as a slot of the reference's fluent holds it: whole numbers in integer fluents are integers.
-Node* stored_value(Environment& env, Node* reference, Node* value) {
-  ExpressionFactory& factory = env.expression_factory();
-  if (!ExpressionFactory::is_rational_constant(value)) return value;
-  const rational& number = factory.get_rational_constant(value);
-  if (!number.is_integer() || !factory.get_fluent_from_reference(reference)->type()->is_integer())
-    return value;
-  return factory.make_integer_constant(number.numerator());
-}
-
-}  // namespace
 
 StatePath::~StatePath() {
   std::shared_ptr<const StatePath> cell = std::move(parent_);
@@ -40,6 +25,12 @@ Successors<T>::Successors(const FtpModel& model, SuccessorOptions options, std::
       heuristics_(std::max<std::size_t>(1, heuristics)),
       evaluate_(std::move(evaluate)),
       epsilon_(static_cast<T>(model.epsilon())) {}
+
+/// a <= b, or a + epsilon <= b where the two must be apart.
+template <class T>
+void Successors<T>::put_behind(State& state, const EventInstance& a, const EventInstance& b) {
+  before(state, a, b, model_.must_be_apart(*a.first, *b.first) ? epsilon_ : T(0));
+}
 
 /// a + distance <= b.
 template <class T>
@@ -72,22 +63,19 @@ bool Successors<T>::conditions_hold(const State& state) {
 template <class T>
 typename Successors<T>::StatePtr Successors<T>::initial_state() {
   auto state = std::make_unique<State>(model_.index().size(), heuristics_, model_.epsilon());
-  for (const auto& [slot, value] : model_.initial_values()) {
-    // why a new evaluator each time: a value may read those set before it.
-    ExpressionEvaluator evaluator(model_.env(), model_.index(), *state);
-    Node* const reference = model_.references()[slot];
-    state->set_value(model_.index(), reference, stored_value(model_.env(), reference, evaluator(value)));
-  }
+  set_initial_values(model_, *state);
   TodoList starting;
   for (const Event* event : model_.global_start_events()) {
-    const bool at_start = event->anchor.offset == rational(0);
-    if (at_start && event->kind == EventKind::CONDITION && !event->is_closer() && !event->is_left_open) {
+    if (is_tested_at_opening(*event)) {
       if (!holds(*state, event->body())) return nullptr;
       if (event->is_opener()) state->active_conditions.insert(event);
       continue;
     }
     starting.emplace_back(event, state->next_instance++);
     anchor_rigidly(*state, starting.back(), plan_start(), plan_end());
+    // Times measured from the plan's end are measured from behind all that is measured from its start.
+    if (options_.deordering)
+      before(*state, starting.back(), plan_end(), event->is_effect_like() ? epsilon_ : T(0));
   }
   if (!starting.empty()) state->todo.push_back(std::move(starting));
   TodoList ending;
@@ -106,12 +94,7 @@ EventInstance Successors<T>::add_action(State& state, ActionId id) {
   state.next_instance += 2;
   before(state, end, plan_end(), number(rational(1) + model_.epsilon()));
 
-  DurationBounds bounds = action.duration_bounds.value_or(DurationBounds());
-  if (!action.duration_constraints.empty()) {
-    ExpressionEvaluator evaluator(model_.env(), model_.index(), state);
-    for (Node* statement : action.duration_constraints)
-      model::update_duration_bound(model_.env().expression_factory(), evaluator(statement), bounds);
-  }
+  const DurationBounds bounds = duration_bounds_in(model_, action, state);
   before(state, start, end,
          number(bounds.lower.strict ? bounds.lower.value + model_.epsilon() : bounds.lower.value));
   if (bounds.has_upper)
@@ -120,13 +103,14 @@ EventInstance Successors<T>::add_action(State& state, ActionId id) {
 
   TodoList list;
   for (const Event* event : action.events) {
-    if (event->is_opener() && !event->is_left_open && event->anchor.from_start &&
-        event->anchor.offset == rational(0)) {
-      state.active_conditions.insert(event);  // tested by the opening itself
+    if (is_tested_at_opening(*event)) {
+      state.active_conditions.insert(event);
       continue;
     }
     list.emplace_back(event, state.next_instance++);
     anchor_rigidly(state, list.back(), start, end);
+    // The order within a chain stands whether its events touch or not.
+    if (options_.deordering) before(state, list.size() > 1 ? list.end()[-2] : start, list.back(), T(0));
   }
   if (!list.empty()) state.todo.push_back(std::move(list));
   return start;
@@ -136,84 +120,58 @@ template <class T>
 void Successors<T>::order_opening(State& state, const EventInstance& opening) {
   before(state, plan_start(), opening, T(0));
   if (options_.deordering) {
-    order_opening_causally(state, opening);
+    order_causally(state, opening);
+    if (!state.todo.empty() && state.todo.back().front().first->action == opening.first->action)
+      for (const EventInstance& own : state.todo.back()) put_behind_touching(state, own);
     return;
   }
   for (const StatePath* cell = state.path.get(); cell != nullptr; cell = cell->parent().get())
-    before(state, cell->event_instance(), opening,
-           cell->event_instance().first->is_effect_like() ? epsilon_ : T(0));
+    put_behind(state, cell->event_instance(), opening);
   for (const TodoList& list : state.todo)
     for (const EventInstance& pending : list) before(state, opening, pending, T(0));
 }
 
 template <class T>
-void Successors<T>::order_opening_causally(State& state, const EventInstance& opening) {
-  const auto touches = [](const std::vector<Node*>& nodes, Node* fluent) {
-    return std::find(nodes.begin(), nodes.end(), fluent) != nodes.end();
-  };
-  for (Node* fluent : model_.fluents(*opening.first)) {
-    for (const StatePath* cell = state.path.get(); cell != nullptr; cell = cell->parent().get()) {
-      const EventInstance& applied = cell->event_instance();
-      if (!applied.first->is_effect_like() || !touches(model_.fluents(*applied.first), fluent)) continue;
-      before(state, applied, opening, epsilon_);
-      break;
-    }
-  }
-  if (!state.todo.empty() && state.todo.back().front().first->action == opening.first->action) {
-    for (const EventInstance& own : state.todo.back()) {
-      for (Node* fluent : model_.fluents(*own.first)) {
-        bool found = false;
-        for (const StatePath* cell = state.path.get(); cell != nullptr; cell = cell->parent().get()) {
-          const EventInstance& applied = cell->event_instance();
-          const bool touching = touches(model_.fluents(*applied.first), fluent);
-          if (!found && applied.first->is_effect_like()) {
-            if (touching) {
-              before(state, applied, own, epsilon_);
-              found = true;
-            }
-          } else if (!own.first->is_effect_like()) {
-            break;
-          } else if (!applied.first->is_effect_like() && touching) {
-            before(state, applied, own, T(0));
-          }
-        }
-      }
-    }
-  }
-  for (const TodoList& list : state.todo) {
-    for (const EventInstance& pending : list) {
-      if (!pending.first->is_effect_like() || !model_.touch(*opening.first, *pending.first)) continue;
-      before(state, opening, pending, T(0));
-      break;
-    }
-  }
-}
-
-template <class T>
 void Successors<T>::order_event(State& state, const EventInstance& instance) {
   if (options_.deordering) {
-    order_event_causally(state, instance);
+    order_causally(state, instance);
     return;
   }
   if (state.path) before(state, state.path->event_instance(), instance, T(0));
   for (const TodoList& list : state.todo)
-    for (const EventInstance& pending : list)
-      before(state, instance, pending,
-             model_.must_be_apart(*instance.first, *pending.first) ? epsilon_ : T(0));
+    for (const EventInstance& pending : list) put_behind(state, instance, pending);
+}
+
+/// As `PathOrder::put_behind_touching` of the replay, which the plan goes through in the end.
+template <class T>
+void Successors<T>::order_causally(State& state, const EventInstance& instance) {
+  put_behind_touching(state, instance);
+  // Not needed for what is demanded in the end, but a contradiction shows earlier. One of each chain will do,
+  // for the others come behind it.
+  for (const TodoList& list : state.todo) {
+    const auto first = std::find_if(list.begin(), list.end(), [&](const EventInstance& pending) {
+      return model_.interfere(*instance.first, *pending.first);
+    });
+    if (first != list.end()) put_behind(state, instance, *first);
+  }
 }
 
 template <class T>
-void Successors<T>::order_event_causally(State& state, const EventInstance& instance) {
-  const Event& event = *instance.first;
-  for (const TodoList& list : state.todo) {
-    for (const EventInstance& pending : list) {
-      if (!model_.touch(event, *pending.first)) continue;
-      if (!event.is_effect_like() && !pending.first->is_effect_like()) continue;
-      const bool may_coincide =
-          !event.is_effect_like() || (pending.first->is_opener() && pending.first->is_left_open);
-      before(state, instance, pending, may_coincide ? T(0) : epsilon_);
-      break;
-    }
+void Successors<T>::put_behind_touching(State& state, const EventInstance& later) {
+  const auto& keys = model_.touch_keys(*later.first);
+  // Those of which no effect has been met yet; what lies before that effect lies before `later` too.
+  std::vector<std::uint64_t> unmet(keys);
+  const bool may_read_all = later.first->simulated_effect != nullptr;
+  const auto is_in = [](const std::vector<std::uint64_t>& sorted, std::uint64_t key) {
+    return std::binary_search(sorted.begin(), sorted.end(), key);
+  };
+  for (const StatePath* cell = state.path.get(); cell != nullptr; cell = cell->parent().get()) {
+    const Event& earlier = *cell->event_instance().first;
+    if (!model_.interfere(earlier, *later.first)) continue;
+    put_behind(state, cell->event_instance(), later);
+    if (!earlier.is_effect_like()) continue;
+    std::erase_if(unmet, [&](std::uint64_t key) { return is_in(model_.touch_keys(earlier), key); });
+    if (earlier.simulated_effect || (unmet.empty() && !may_read_all)) return;
   }
 }
 
@@ -308,24 +266,7 @@ bool Successors<T>::check_and_apply(State& state, const Event& event) {
     if (event.is_opener()) state.active_conditions.insert(&event);
     return true;
   }
-  if (!conditions_hold(state)) return false;
-  std::vector<Node*> values;
-  if (event.simulated_effect) {
-    values = event.simulated_effect->function(state, model_.index(), {});
-    if (values.size() != event.simulated_effect->fluents.size())
-      throw InternalError("A simulated effect must give one value for each of its fluents");
-  }
-  if (event.kind == EventKind::EFFECT && !tp::apply(model_.env(), state, event.body(), model_.index()))
-    return false;
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    Node* const reference = event.simulated_effect->fluents[i];
-    Node* const value = stored_value(model_.env(), reference, values[i]);
-    if (!check_bounds(model_.env(), model_.env().expression_factory().get_fluent_from_reference(reference),
-                      value))
-      return false;
-    state.override_value(model_.index(), reference, value);
-  }
-  return conditions_hold(state);
+  return conditions_hold(state) && apply_writes(model_, state, event) && conditions_hold(state);
 }
 
 template <class T>

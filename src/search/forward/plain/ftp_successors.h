@@ -54,9 +54,10 @@ class Successors {
  private:
   EventInstance add_action(State& state, ActionId action);
   void order_opening(State& state, const EventInstance& opening);
-  void order_opening_causally(State& state, const EventInstance& opening);
   void order_event(State& state, const EventInstance& instance);
-  void order_event_causally(State& state, const EventInstance& instance);
+  void order_causally(State& state, const EventInstance& instance);
+  void put_behind_touching(State& state, const EventInstance& later);
+  void put_behind(State& state, const EventInstance& a, const EventInstance& b);
   bool must_prune(const State& state);
   bool conditions_hold(const State& state);
   bool holds(const State& state, Node* condition);
