@@ -31,6 +31,8 @@ class CompiledCondition {
   /// The whole condition if `is_conjunction_of_literals()`.
   std::span<const Literal> literals() const { return literals_; }
   bool is_conjunction_of_literals() const { return rest_.empty(); }
+  /// The conjuncts that are no literals.
+  std::span<const CompiledExpression> rest() const { return rest_; }
 
  private:
   friend class ExpressionCompiler;

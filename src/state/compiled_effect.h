@@ -34,9 +34,6 @@ class CompiledEffect {
   std::span<const std::uint32_t> slots_read() const { return slots_read_; }
   std::span<const std::uint32_t> slots_written() const { return slots_written_; }
 
- private:
-  friend class ExpressionCompiler;
-
   /// The bounds and the kind of number that a fluent holds.
   struct Domain {
     ValueId lower = unset_value;  // unset: no bound
@@ -51,6 +48,13 @@ class CompiledEffect {
     const ArgumentTable* table = nullptr;  // the slots of the target by its arguments
     std::vector<CompiledExpression> arguments;
   };
+  /// Whether the assignments are all that it does: otherwise any slot written can take any value.
+  bool is_all_assignments() const { return !is_plain_ && simulated_ == nullptr; }
+  std::span<const Assignment> assignments() const { return assignments_; }
+
+ private:
+  friend class ExpressionCompiler;
+
   enum class Outcome { possible, impossible, unknown };  // unknown: only the plain operation can say
 
   Outcome compute_assignments(const ValueId* slots, std::vector<SlotWrite>& writes) const;

@@ -27,6 +27,10 @@ class CompiledExpression {
   }
 
   Node* expression() const { return expression_; }
+  /// The value, if the program is no more than that; `no_value` otherwise.
+  ValueId constant() const {
+    return program_.size() == 1 && program_[0].op == Op::constant ? program_[0].operand : no_value;
+  }
   /// Every slot that can have a part in the value, ascending.
   std::span<const std::uint32_t> slots_read() const { return slots_read_; }
   /// False if `evaluate` raises on no state whose slots are all set, to values of the types of their fluents.
