@@ -63,13 +63,33 @@ LandmarkGraph::LandmarkGraph(const StateLayout& layout, const ExpressionCompiler
   for (Node* landmark : extraction.landmarks()) {
     numbers.emplace(landmark, static_cast<LandmarkId>(landmarks_.size()));
     landmarks_.push_back(landmark);
+    compile(landmark, compiler);
     goals_.resize(words());
     if (extraction.goal_landmarks().contains(landmark))
       goals_.back() |= Word{1} << (numbers.at(landmark) % bits);
-    compile(landmark, compiler);
   }
   for (const auto& [before, after] : extraction.orderings())
     orderings_.emplace_back(numbers.at(before), numbers.at(after));
+  index_orderings();
+}
+
+LandmarkGraph::LandmarkGraph(Environment& env, const std::vector<Description>& landmarks,
+                             std::vector<Ordering> orderings)
+    : EnvObject(env), orderings_(std::move(orderings)) {
+  for (const Description& landmark : landmarks) {
+    Condition& condition = conditions_.emplace_back();
+    condition.first_test = static_cast<std::uint32_t>(tests_.size());
+    tests_.insert(tests_.end(), landmark.tests.begin(), landmark.tests.end());
+    condition.last_test = static_cast<std::uint32_t>(tests_.size());
+    condition.program = -1;
+    if (landmark.tests.empty()) {
+      condition.program = static_cast<std::int32_t>(programs_.size());
+      programs_.push_back(landmark.program);
+    }
+    goals_.resize(words());
+    if (landmark.is_goal) goals_.back() |= Word{1} << ((size() - 1) % bits);
+  }
+  std::sort(orderings_.begin(), orderings_.end());
   index_orderings();
 }
 
@@ -135,19 +155,40 @@ void LandmarkGraph::reach(const Word* parent, const Word* holding, Word* reached
   }
 }
 
-bool LandmarkGraph::is_needed_again(LandmarkId landmark, const Word* reached) const {
-  const auto after = successors(landmark);
-  return std::any_of(after.begin(), after.end(), [&](LandmarkId b) { return !contains(reached, b); });
+void LandmarkGraph::reach_with_predecessors(const Word* parent, const Word* holding, Word* reached) const {
+  std::vector<LandmarkId> pending;
+  for (std::size_t word = 0; word < words(); ++word) {
+    reached[word] = parent == nullptr ? 0 : parent[word];
+    for_each(word, holding[word] & ~reached[word],
+             [&](LandmarkId landmark, Word) { pending.push_back(landmark); });
+  }
+  while (!pending.empty()) {
+    const LandmarkId landmark = pending.back();
+    pending.pop_back();
+    if (contains(reached, landmark)) continue;
+    reached[landmark / bits] |= Word{1} << (landmark % bits);
+    const auto before = predecessors(landmark);
+    pending.insert(pending.end(), before.begin(), before.end());
+  }
 }
 
-std::size_t LandmarkGraph::count_needed(const Word* reached, const Word* holding) const {
+bool LandmarkGraph::is_needed_again(LandmarkId landmark, const Word* reached, const Word* on_its_way) const {
+  const auto after = successors(landmark);
+  return std::any_of(after.begin(), after.end(), [&](LandmarkId b) {
+    return !contains(reached, b) && (on_its_way == nullptr || !contains(on_its_way, b));
+  });
+}
+
+std::size_t LandmarkGraph::count_needed(const Word* reached, const Word* holding,
+                                        const Word* on_its_way) const {
   std::size_t needed = size();
   for (std::size_t word = 0; word < words(); ++word) {
     const Word lost = reached[word] & ~holding[word];
     needed -= static_cast<std::size_t>(std::popcount(reached[word]));
     needed += static_cast<std::size_t>(std::popcount(lost & goals_[word]));
-    for_each(word, lost & ~goals_[word],
-             [&](LandmarkId landmark, Word) { needed += is_needed_again(landmark, reached) ? 1 : 0; });
+    for_each(word, lost & ~goals_[word], [&](LandmarkId landmark, Word) {
+      needed += is_needed_again(landmark, reached, on_its_way) ? 1 : 0;
+    });
   }
   return needed;
 }

@@ -43,6 +43,15 @@ class LandmarkGraph : public EnvObject {
     }
   };
 
+  /// A landmark by number: one of the tests must hold, or the program if there is no test.
+  struct Description {
+    std::vector<Test> tests;
+    CompiledExpression program;
+    bool is_goal = false;
+  };
+
+  /// A graph of landmarks that were found elsewhere; it has no `landmarks()`.
+  LandmarkGraph(Environment& env, const std::vector<Description>& landmarks, std::vector<Ordering> orderings);
   /// `slots` are the initial values in the layout; `goals` is the goal in disjunctive normal form. References
   /// from slot `first_progress` on are progress fluents of a relaxed temporal problem: where literals of
   /// several clauses form a disjunction, these come together. The layout is referred to. Errors of
@@ -51,8 +60,8 @@ class LandmarkGraph : public EnvObject {
                 const std::vector<model::NodeSet>& goals, const std::vector<ClassicalAction>& actions,
                 std::size_t first_progress = ~std::size_t{0});
 
-  std::size_t size() const { return landmarks_.size(); }
-  std::size_t words() const { return (landmarks_.size() + bits - 1) / bits; }
+  std::size_t size() const { return conditions_.size(); }
+  std::size_t words() const { return (size() + bits - 1) / bits; }
   const std::vector<Node*>& landmarks() const { return landmarks_; }  ///< By number.
   /// (a, b): a is true just before b is first achieved. Ascending.
   const std::vector<Ordering>& orderings() const { return orderings_; }
@@ -72,9 +81,14 @@ class LandmarkGraph : public EnvObject {
   /// What is reached in a state: what was reached in its parent, and what holds and has all that is ordered
   /// before it reached in the parent. `parent` and `reached` are different arrays.
   void reach(const Word* parent, const Word* holding, Word* reached) const;
+  /// The same where a move may pass through states that are not seen: what holds was not false before
+  /// without all that is ordered before it having held, so that counts as reached too. `parent` is null for
+  /// the initial state.
+  void reach_with_predecessors(const Word* parent, const Word* holding, Word* reached) const;
   /// The number of landmarks to be achieved from here: those not reached, and those reached and lost again
-  /// that the goal asks for or that a landmark not reached needs right before it.
-  std::size_t count_needed(const Word* reached, const Word* holding) const;
+  /// that the goal asks for or that a landmark not reached needs right before it. Nothing is needed for what
+  /// is `on_its_way` (null: nothing is).
+  std::size_t count_needed(const Word* reached, const Word* holding, const Word* on_its_way = nullptr) const;
 
   static bool contains(const Word* set, LandmarkId landmark) {
     return (set[landmark / bits] >> (landmark % bits) & 1) != 0;
@@ -99,7 +113,7 @@ class LandmarkGraph : public EnvObject {
             successors_.data() + successor_offsets_[landmark + 1]};
   }
   /// Whether it comes right before a landmark that is not reached.
-  bool is_needed_again(LandmarkId landmark, const Word* reached) const;
+  bool is_needed_again(LandmarkId landmark, const Word* reached, const Word* on_its_way) const;
 
   std::vector<Node*> landmarks_;
   std::vector<Ordering> orderings_;
