@@ -62,6 +62,7 @@ class DenseProblem {
   DenseProblem& operator=(const DenseProblem&) = delete;
 
   const FtpModel& model() const { return model_; }
+  EvaluationTables& tables() const { return *tables_; }
   ValueTable& values() const { return tables_->values; }
   std::size_t slots() const { return model_.references().size(); }
   const DenseEvent& event(std::uint32_t index) const { return events_[index]; }
