@@ -16,7 +16,9 @@ class BothSearches : public FtpPlanner {
   Result run(bool dense, bool weak) {
     initialize_heuristic();
     Result result;
-    result.outcome = dense ? search_densely(weak, result.events) : search_plainly(weak, result.events);
+    SearchGuard guard(limits_);
+    result.outcome =
+        dense ? search_densely(weak, guard, result.events) : search_plainly(weak, guard, result.events);
     result.expanded = statistics().expanded;
     result.stored = statistics().stored;
     return result;
@@ -181,9 +183,10 @@ TEST(FtpSearch, LimitsEndASearchThatHasNoEnd) {
       "action a() { duration := 1; [end] n := n + 1; }; action b() { duration := 1; [start] n < 0; [end] p "
       ":= "
       "true; }; [end] p;";
-  const auto outcome = [&](SearchLimits limits) {
+  const auto outcome = [&](const char* option, SearchLimits limits) {
     Environment env;
     env.configuration().set_value("ftp-heuristic", std::vector<std::string>{"blind"});
+    if (option != nullptr) env.configuration().set_value(option, true);
     FtpPlanner planner(env, parse(env, endless));
     planner.set_limits(std::move(limits));
     EXPECT_EQ(planner.solve(), nullptr);
@@ -194,10 +197,13 @@ TEST(FtpSearch, LimitsEndASearchThatHasNoEnd) {
   little_memory.memory_bytes = 1 << 16;
   const std::atomic<bool> interrupted{true};
   interrupt.interrupted = &interrupted;
-  EXPECT_EQ(outcome(short_time), SearchOutcome::time_limit);
-  EXPECT_EQ(outcome(little_memory), SearchOutcome::memory_limit);
-  EXPECT_EQ(outcome(at_most(10)), SearchOutcome::expansion_limit);
-  EXPECT_EQ(outcome(interrupt), SearchOutcome::interrupted);
+  for (const char* option : {static_cast<const char*>(nullptr), "simultaneity", "ftp-deordering"}) {
+    SCOPED_TRACE(option == nullptr ? "dense" : option);
+    EXPECT_EQ(outcome(option, short_time), SearchOutcome::time_limit);
+    EXPECT_EQ(outcome(option, little_memory), SearchOutcome::memory_limit);
+    EXPECT_EQ(outcome(option, at_most(10)), SearchOutcome::expansion_limit);
+    EXPECT_EQ(outcome(option, interrupt), SearchOutcome::interrupted);
+  }
 }
 
 TEST(FtpSearch, LimitsEndASearchBetweenTwoChildrenOfAState) {

@@ -89,8 +89,8 @@ TEST(TSimpleSearch, KeepsBitsOfTheHeuristicWithEachState) {
     EXPECT_EQ(view.achieved_landmarks, view.depth >= 3 ? 1U : 0U);
     return 0.0;
   };
-  const SearchLimits limits;
-  ClassicalSearch search(planner.model(), tables, {0}, options, limits);
+  SearchGuard guard(SearchLimits{});
+  ClassicalSearch search(planner.model(), tables, {0}, options, guard);
   EXPECT_EQ(search.run(), SearchOutcome::plan_found);
   EXPECT_EQ(search.path().size(), 46U);
 }

@@ -1,7 +1,5 @@
 #include "search/classical/iw_planner.h"
 
-#include <chrono>
-
 #include "core/log.h"
 #include "search/classical/tsimple/tsimple_planner.h"
 
@@ -23,37 +21,26 @@ const std::string& IWPlanner::name() const {
   return name;
 }
 
-std::shared_ptr<Plan> IWPlanner::solve() {
+std::shared_ptr<Plan> IWPlanner::solve_under(SearchGuard& guard) {
   width_ = 0;
   expanded_ = 0;
-  const std::shared_ptr<Plan> plan = search();
+  const std::shared_ptr<Plan> plan = search(guard);
   return plan ? map_back(plan) : nullptr;
 }
 
-std::shared_ptr<Plan> IWPlanner::search() {
-  const auto started = std::chrono::steady_clock::now();
+std::shared_ptr<Plan> IWPlanner::search(SearchGuard& guard) {
   outcome_ = SearchOutcome::incomplete;
   const std::size_t widest = unpromoted_->all_ground_fluents(false).size();
   while (outcome_ == SearchOutcome::incomplete && width_ < widest) {
+    // Narrow searches of a large problem are mostly set-up.
+    if (guard.must_stop_now()) {
+      outcome_ = guard.outcome();
+      break;
+    }
     ++width_;
     ZORVEL_LOG(INFO) << "Start IW(" << width_ << ")";
     tsimple::TSimplePlanner planner(env(), problem_, width_);
-    const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    SearchLimits left = limits_;
-    if (limits_.expansions != 0) left.expansions = limits_.expansions - expanded_;
-    if (limits_.seconds > 0) left.seconds = limits_.seconds - elapsed;
-    if (limits_.on_progress)
-      left.on_progress = [this, elapsed](SearchProgress progress) {
-        progress.expanded += expanded_;
-        progress.seconds += elapsed;
-        limits_.on_progress(progress);
-      };
-    // No rest of a limit is a limit of 0, which would be none.
-    if (limits_.expansions != 0 && left.expansions == 0) outcome_ = SearchOutcome::expansion_limit;
-    if (limits_.seconds > 0 && left.seconds <= 0) outcome_ = SearchOutcome::time_limit;
-    if (outcome_ != SearchOutcome::incomplete) break;
-    planner.set_limits(std::move(left));
-    const std::shared_ptr<Plan> plan = planner.solve();
+    const std::shared_ptr<Plan> plan = planner.solve_under(guard);
     outcome_ = planner.outcome();
     expanded_ += planner.statistics().expanded;
     if (plan) return plan;

@@ -19,14 +19,14 @@ class IWPlanner : public Planner {
   const std::string& name() const override;
   /// A POTPlan. The limits hold for all widths together, that of memory for each. The outcome is `incomplete`
   /// if every width left states out; so it is for a problem without ground fluents, where no width is tried.
-  std::shared_ptr<Plan> solve() override;
+  std::shared_ptr<Plan> solve_under(SearchGuard& guard) override;
 
   /// The width searched last; 0 before `solve`.
   std::size_t width() const { return width_; }
   std::uint64_t expanded() const { return expanded_; }  ///< By all widths of the last `solve`.
 
  private:
-  std::shared_ptr<Plan> search();
+  std::shared_ptr<Plan> search(SearchGuard& guard);
 
   model::ProblemPtr unpromoted_;  // with all fluents of the caller's problem: their number bounds the width
   std::size_t width_ = 0;

@@ -23,31 +23,31 @@ std::vector<ActionId> FtpPlanner::relevant_ids() const {
   return ids;
 }
 
-std::shared_ptr<Plan> FtpPlanner::_solve(bool weak_equality) {
+std::shared_ptr<Plan> FtpPlanner::_solve(bool weak_equality, SearchGuard& guard) {
   const Configuration& options = env().configuration();
   std::vector<const Event*> events;
   const bool needs_plain_search = options.get_boolean_value("simultaneity") ||
                                   options.get_boolean_value("ftp-deordering") ||
                                   options.get_integer_value("ftp-diamond") >= 0;
-  outcome_ =
-      needs_plain_search ? search_plainly(weak_equality, events) : search_densely(weak_equality, events);
+  outcome_ = needs_plain_search ? search_plainly(weak_equality, guard, events)
+                                : search_densely(weak_equality, guard, events);
   return outcome_ == SearchOutcome::plan_found ? build_plan(events) : nullptr;
 }
 
-SearchOutcome FtpPlanner::search_plainly(bool weak, std::vector<const Event*>& events) {
+SearchOutcome FtpPlanner::search_plainly(bool weak, SearchGuard& guard, std::vector<const Event*>& events) {
   PlainSearch search(
       *model_, heuristics_.size(), [this](tp::SearchState& state) { return set_heuristics(state); },
-      relevant_ids(), limits_);
+      relevant_ids(), guard);
   const SearchOutcome outcome = search.run(weak);
   events = search.events();
   statistics_ = search.statistics();
   return outcome;
 }
 
-SearchOutcome FtpPlanner::search_densely(bool weak, std::vector<const Event*>& events) {
+SearchOutcome FtpPlanner::search_densely(bool weak, SearchGuard& guard, std::vector<const Event*>& events) {
   if (!dense_) dense_ = std::make_unique<DenseProblem>(*model_, tables_);
   const auto initial = Successors<double>(*model_, {}, heuristics_.size()).initial_state();
-  DenseSearch search(*dense_, heuristics_, relevant_ids(), limits_);
+  DenseSearch search(*dense_, heuristics_, relevant_ids(), guard);
   const SearchOutcome outcome = search.run(initial.get(), weak);
   events = search.events();
   statistics_ = search.statistics();

@@ -34,13 +34,13 @@ class FtpPlanner : public TpPlanner {
                                                               bool deordering);
 
  protected:
-  std::shared_ptr<Plan> _solve(bool weak_equality) override;
+  std::shared_ptr<Plan> _solve(bool weak_equality, SearchGuard& guard) override;
   std::unique_ptr<tp::SearchState> _initial_state() override;
   const StateIndex& index() const override { return model_->index(); }
   std::shared_ptr<EvaluationTables> tables() const override { return tables_; }
   // Each of them searches once and leaves the events of the plan.
-  SearchOutcome search_densely(bool weak, std::vector<const Event*>& events);
-  SearchOutcome search_plainly(bool weak, std::vector<const Event*>& events);
+  SearchOutcome search_densely(bool weak, SearchGuard& guard, std::vector<const Event*>& events);
+  SearchOutcome search_plainly(bool weak, SearchGuard& guard, std::vector<const Event*>& events);
 
  private:
   std::vector<ActionId> relevant_ids() const;

@@ -1,7 +1,6 @@
 #include "search/frame/planner.h"
 
 #include <algorithm>
-#include <chrono>
 
 #include "core/errors.h"
 #include "core/log.h"
@@ -34,14 +33,16 @@ using F = model::ExpressionFactory;
 
 namespace {
 
-// What a search is left with when the time is over before it begins; 0 would be no limit.
-constexpr double least_seconds = 1e-6;
-
 [[noreturn]] void refuse(const char* feature) {
   throw InternalError("This version of the planner cannot handle problems with ") << feature;
 }
 
 }  // namespace
+
+std::shared_ptr<Plan> Planner::solve() {
+  SearchGuard guard(limits_);
+  return solve_under(guard);
+}
 
 void Planner::apply(std::shared_ptr<model::BasicTransformer> transformer) {
   transformer->do_computation();
@@ -129,18 +130,13 @@ void TpPlanner::apply_transformers() {
   require_discrete_change();
 }
 
-std::shared_ptr<Plan> TpPlanner::solve() {
-  const auto started = std::chrono::steady_clock::now();
+std::shared_ptr<Plan> TpPlanner::solve_under(SearchGuard& guard) {
   initialize_heuristic();
-  if (limits_.seconds > 0) {
-    const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - started;
-    limits_.seconds = std::max(limits_.seconds - spent.count(), least_seconds);
-  }
   const bool weak_equality = env().configuration().get_boolean_value("weak-equality");
-  std::shared_ptr<Plan> plan = _solve(weak_equality);
+  std::shared_ptr<Plan> plan = _solve(weak_equality, guard);
   if (weak_equality && outcome_ == SearchOutcome::no_plan) {
     ZORVEL_LOG(INFO) << "Weak Equality detected unsolvability. Resorting to tree-search!";
-    plan = _solve(false);
+    plan = _solve(false, guard);
   }
   return plan;
 }

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <atomic>
-#include <cstdint>
-#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -11,42 +8,14 @@
 #include "core/environment.h"
 #include "model/problem_instance.h"
 #include "plans/plan.h"
+#include "search/frame/search_guard.h"
+#include "search/frame/search_limits.h"
 #include "search/heuristics/hadd.h"
 #include "search/heuristics/heuristic.h"
 #include "state/search_state.h"
 #include "transformers/basic_transformer.h"
 
 namespace zorvel {
-
-/// How far a search has come.
-struct SearchProgress {
-  std::uint64_t expanded = 0;
-  std::uint64_t open = 0;          ///< States in the open list in turn.
-  std::uint64_t stored_bytes = 0;  ///< Memory held by states.
-  double best_estimate = -1;       ///< Least heuristic value met so far; -1 without a heuristic.
-  double seconds = 0;
-};
-
-/// What ends a search early. All limits are off by default.
-struct SearchLimits {
-  double seconds = 0;                              ///< 0: no limit.
-  std::uint64_t memory_bytes = 0;                  ///< Of stored states; 0: no limit.
-  std::uint64_t expansions = 0;                    ///< 0: no limit.
-  const std::atomic<bool>* interrupted = nullptr;  ///< Looked at every few expansions; null: never.
-  /// Called some times a second at most.
-  std::function<void(const SearchProgress&)> on_progress;
-};
-
-enum class SearchOutcome {
-  not_run,
-  plan_found,
-  no_plan,
-  incomplete,  ///< Nothing is left to search, but states that may lead to a plan were left out on the way.
-  time_limit,
-  memory_limit,
-  expansion_limit,
-  interrupted
-};
 
 /// Root of the planners: a problem, and the chain of transformers that brought it into the form the engine
 /// handles.
@@ -56,7 +25,9 @@ class Planner : public EnvObject {
   virtual const std::string& name() const = 0;
   /// A plan of the caller's problem, or null if there is none. InternalError for a problem that the planner
   /// cannot handle comes from its constructor.
-  virtual std::shared_ptr<Plan> solve() = 0;
+  std::shared_ptr<Plan> solve();
+  /// The same under a guard of the caller's, who runs several planners under one.
+  virtual std::shared_ptr<Plan> solve_under(SearchGuard& guard) = 0;
 
   /// The problem as the engine sees it, after all transformers.
   const model::ProblemPtr& problem() const { return problem_; }
@@ -101,12 +72,12 @@ class TpPlanner : public Planner {
   /// Searches with the heuristics of the option `ftp-heuristic`. With `weak-equality` states that differ in
   /// their open actions alone can be taken for one, which can lose all plans; so a search that finds none is
   /// repeated without.
-  std::shared_ptr<Plan> solve() override;
+  std::shared_ptr<Plan> solve_under(SearchGuard& guard) override;
 
  protected:
   using ActionSet = std::set<std::shared_ptr<model::ActionImpl>, model::ActionLt>;
 
-  virtual std::shared_ptr<Plan> _solve(bool weak_equality) = 0;
+  virtual std::shared_ptr<Plan> _solve(bool weak_equality, SearchGuard& guard) = 0;
   virtual std::unique_ptr<tp::SearchState> _initial_state() = 0;
   virtual const StateIndex& index() const = 0;
   virtual std::shared_ptr<EvaluationTables> tables() const = 0;

@@ -8,17 +8,13 @@
 #include "core/errors.h"
 #include "core/log.h"
 #include "model/walkers/expression_simplifier.h"
+#include "search/heuristics/heuristic.h"
 
 namespace zorvel::tsimple {
 
 namespace {
 
-constexpr std::uint64_t work_between_checks = 64;  // expansions and evaluations
-constexpr double seconds_between_reports = 0.2;
-
-double seconds_since(std::chrono::steady_clock::time_point start) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
+constexpr std::uint64_t work_of_estimate = 4;  // in the guard's units
 
 std::vector<CompiledCondition> compile(EvaluationTables& tables, const std::vector<Node*>& conditions) {
   const model::ExpressionSimplifier simplify(tables.layout.env());
@@ -55,11 +51,11 @@ std::size_t words_of(std::size_t bits) { return (bits + 31) / 32; }
 
 ClassicalSearch::ClassicalSearch(const TSimpleModel& model, EvaluationTables& tables,
                                  std::vector<std::uint32_t> actions, SearchOptions options,
-                                 const SearchLimits& limits)
+                                 SearchGuard& guard)
     : model_(model),
       tables_(tables),
       options_(std::move(options)),
-      limits_(limits),
+      guard_(guard),
       slots_(tables.layout.slots()),
       initial_(slots_),
       action_numbers_(std::move(actions)),
@@ -70,23 +66,24 @@ ClassicalSearch::ClassicalSearch(const TSimpleModel& model, EvaluationTables& ta
       states_(slots_, 32 * (words_of(landmarks_.size()) + words_of(options_.heuristic_bits))),
       child_(slots_),
       landmark_words_(words_of(landmarks_.size())) {
-  started_ = last_progress_ = std::chrono::steady_clock::now();
   parent_goals_.resize(goals_.size());
   goal_stamps_.resize(goals_.size());
   landmark_stamps_.resize(landmarks_.size());
   if (options_.width > 0)
-    seen_ = std::make_unique<Trie>(slots_, options_.width, [this] {
-      stopped_ = limit_reached();
-      return stopped_ != SearchOutcome::not_run;
-    });
+    seen_ = std::make_unique<Trie>(slots_, options_.width, [this] { return guard_.must_stop_now(); });
 }
 
 SearchOutcome ClassicalSearch::run() {
-  started_ = last_progress_ = std::chrono::steady_clock::now();
+  const double started = guard_.seconds();
   const std::clock_t processor_start = std::clock();
+  const SearchGuard::Watch watch(guard_, [this](SearchProgress& progress) {
+    progress.open = open_.size();
+    progress.stored_bytes = memory();
+    progress.best_estimate = best_estimate_;
+  });
   push_initial();
   const SearchOutcome outcome = search();
-  statistics_.seconds = seconds_since(started_);
+  statistics_.seconds = guard_.seconds() - started;
   statistics_.processor_seconds = static_cast<double>(std::clock() - processor_start) / CLOCKS_PER_SEC;
   statistics_.bytes = memory();
   ZORVEL_LOG(DEBUG) << (outcome == SearchOutcome::plan_found ? "Plan Found!" : "No Plan Exists!");
@@ -119,14 +116,13 @@ void ClassicalSearch::push_initial() {
 }
 
 SearchOutcome ClassicalSearch::search() {
-  while (!open_.empty() && stopped_ == SearchOutcome::not_run) {
+  while (!open_.empty()) {
     std::pop_heap(open_.begin(), open_.end(), is_worse);
     const Entry entry = open_.back();
     open_.pop_back();
     ++statistics_.expanded;
     if (statistics_.expanded % 1000 == 0) log_state("Current depth: ", entry);
-    if (limits_.expansions != 0 && statistics_.expanded > limits_.expansions)
-      return SearchOutcome::expansion_limit;
+    if (guard_.must_stop_expanding()) return guard_.outcome();
     ZORVEL_LOG(TRACE) << "Current state:\n"
                       << model::print_expression{
                              tables_.layout.unpack(states_.values(entry.state))
@@ -140,10 +136,9 @@ SearchOutcome ClassicalSearch::search() {
     if (options_.serializes_goals && info.parent != no_state &&
         info.achieved_goals > states_.info(info.parent).achieved_goals)
       commit_to(entry.state);
-    must_stop();
-    if (stopped_ == SearchOutcome::not_run) expand(entry.state);
+    expand(entry.state);
+    if (guard_.outcome() != SearchOutcome::not_run) return guard_.outcome();
   }
-  if (stopped_ != SearchOutcome::not_run) return stopped_;
   return has_left_out_states_ ? SearchOutcome::incomplete : SearchOutcome::no_plan;
 }
 
@@ -168,7 +163,7 @@ void ClassicalSearch::expand(StateId id) {
     if (!actions_[action].meets_rest(values)) continue;
     if (!actions_[action].compute(values, writes_, plain_writes_)) continue;
     make_child(id, action);
-    if (stopped_ != SearchOutcome::not_run) return;
+    if (guard_.outcome() != SearchOutcome::not_run) return;
   }
 }
 
@@ -189,7 +184,7 @@ void ClassicalSearch::make_child(StateId parent, std::uint32_t action) {
     // A tuple of all slots is a state: then this one was dropped before, as a dead end.
     const bool was_dead_end = options_.width == slots_;
     has_left_out_states_ = has_left_out_states_ || (is_wanted && !is_new && !was_dead_end);
-    is_wanted = is_wanted && is_new && stopped_ == SearchOutcome::not_run;
+    is_wanted = is_wanted && is_new && guard_.outcome() == SearchOutcome::not_run;
   }
   if (is_wanted)
     evaluate_and_push({parent, action, states_.info(parent).depth + 1, child_goals_},
@@ -255,7 +250,7 @@ std::optional<double> ClassicalSearch::estimate(const StateInfo& info,
   const double h = options_.evaluate({child_.data(), info.depth, info.achieved_goals,
                                       count_bits(bits.first(landmark_words_)), parent_bits,
                                       bits.subspan(landmark_words_)});
-  must_stop();
+  guard_.must_stop(work_of_estimate);
   if (h < 0) return std::nullopt;
   if (best_estimate_ < 0 || h < best_estimate_) best_estimate_ = h;
   return h;
@@ -280,28 +275,6 @@ std::vector<StateId> ClassicalSearch::path() const {
 
 std::uint64_t ClassicalSearch::memory() const {
   return states_.bytes() + open_.capacity() * sizeof(Entry) + (seen_ ? seen_->bytes() : 0);
-}
-
-/// Looks at the limits now and then; whether one was reached, which ends the search.
-bool ClassicalSearch::must_stop() {
-  const std::uint64_t work = statistics_.expanded + statistics_.evaluated;
-  if (stopped_ != SearchOutcome::not_run || work < next_check_) return stopped_ != SearchOutcome::not_run;
-  next_check_ = work + work_between_checks;
-  stopped_ = limit_reached();
-  return stopped_ != SearchOutcome::not_run;
-}
-
-SearchOutcome ClassicalSearch::limit_reached() {
-  if (limits_.interrupted != nullptr && limits_.interrupted->load(std::memory_order_relaxed))
-    return SearchOutcome::interrupted;
-  if (limits_.memory_bytes != 0 && memory() > limits_.memory_bytes) return SearchOutcome::memory_limit;
-  if (limits_.seconds > 0 && seconds_since(started_) > limits_.seconds) return SearchOutcome::time_limit;
-  if (limits_.on_progress && seconds_since(last_progress_) > seconds_between_reports) {
-    last_progress_ = std::chrono::steady_clock::now();
-    limits_.on_progress(
-        {statistics_.expanded, open_.size(), memory(), best_estimate_, seconds_since(started_)});
-  }
-  return SearchOutcome::not_run;
 }
 
 void ClassicalSearch::log_state(const char* title, const Entry& entry) const {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,7 +13,7 @@
 #include "search/classical/tsimple/trie.h"
 #include "search/classical/tsimple/tsimple_model.h"
 #include "search/frame/evaluation_tables.h"
-#include "search/frame/planner.h"
+#include "search/frame/search_guard.h"
 
 namespace zorvel::tsimple {
 
@@ -57,9 +56,10 @@ struct SearchStatistics {
 /// new way to it is. The open list is a binary heap by f; ties fall to the heap.
 class ClassicalSearch {
  public:
-  /// `actions` are the numbers of the model's actions to be tried, ascending.
+  /// `actions` are the numbers of the model's actions to be tried, ascending. The guard must outlive the
+  /// search.
   ClassicalSearch(const TSimpleModel& model, EvaluationTables& tables, std::vector<std::uint32_t> actions,
-                  SearchOptions options, const SearchLimits& limits);
+                  SearchOptions options, SearchGuard& guard);
 
   SearchOutcome run();
   /// The states from the initial one to the goal, after `plan_found`.
@@ -87,15 +87,13 @@ class ClassicalSearch {
   void evaluate_and_push(const StateInfo& info, std::span<const std::uint32_t> parent_bits);
   std::optional<double> estimate(const StateInfo& info, std::span<const std::uint32_t> parent_bits);
   bool is_goal(const StateInfo& info) const { return info.achieved_goals == goals_.size(); }
-  bool must_stop();
-  SearchOutcome limit_reached();
   std::uint64_t memory() const;
   void log_state(const char* title, const Entry& entry) const;
 
   const TSimpleModel& model_;
   EvaluationTables& tables_;
   SearchOptions options_;
-  const SearchLimits& limits_;
+  SearchGuard& guard_;
   std::size_t slots_;
   std::vector<ValueId> initial_;
   std::vector<std::uint32_t> action_numbers_;  // in the model
@@ -122,10 +120,7 @@ class ClassicalSearch {
   std::uint32_t stamp_ = 0;
 
   SearchStatistics statistics_;
-  SearchOutcome stopped_ = SearchOutcome::not_run;
   double best_estimate_ = -1;
-  std::uint64_t next_check_ = 0;
-  std::chrono::steady_clock::time_point started_, last_progress_;
 };
 
 }  // namespace zorvel::tsimple

@@ -116,7 +116,7 @@ void TSimplePlanner::initialize_additive_heuristic(bool extracts_plans) {
   });
 }
 
-std::shared_ptr<Plan> TSimplePlanner::solve() {
+std::shared_ptr<Plan> TSimplePlanner::solve_under(SearchGuard& guard) {
   const Configuration& options = env().configuration();
   ZORVEL_LOG(DEBUG) << "Start Tsimple";
   ZORVEL_LOG(DEBUG) << "Goals " << model_->goals().size();
@@ -129,7 +129,7 @@ std::shared_ptr<Plan> TSimplePlanner::solve() {
   search_options.evaluate = evaluate_;
   search_options.heuristic_bits = heuristic_bits_;
   search_options.weight = heuristic_ ? heuristic_->weight() : 0.0;
-  ClassicalSearch search(*model_, *tables_, searched_actions_, std::move(search_options), limits_);
+  ClassicalSearch search(*model_, *tables_, searched_actions_, std::move(search_options), guard);
   outcome_ = search.run();
   statistics_ = search.statistics();
   return outcome_ == SearchOutcome::plan_found ? map_back(plan_of(search)) : nullptr;

@@ -27,7 +27,7 @@ class TSimplePlanner : public Planner {
   const std::string& name() const override;
   /// Searches with the options `tsimple-goals-serialization` and, with a width,
   /// `iw-disable-tuple-computation-in-initial-states`. The plan is a POTPlan.
-  std::shared_ptr<Plan> solve() override;
+  std::shared_ptr<Plan> solve_under(SearchGuard& guard) override;
 
   const TSimpleModel& model() const { return *model_; }
   /// The numbers of the model's actions that the search tries: all, or what the heuristic says that can be

@@ -13,7 +13,8 @@ namespace {
 
 // Values of f closer than this count as equal. In single precision, as it always was.
 constexpr double tolerance = static_cast<double>(1e-7F);
-constexpr std::uint64_t work_between_checks = 16;  // expansions and evaluations
+// In the guard's units.
+constexpr std::uint64_t work_of_move = 1, work_of_estimate = 4;
 constexpr std::uint64_t most_states_step = 256;
 constexpr std::size_t slot_block = 1 << 14;  // slot values in one block of the store
 
@@ -27,10 +28,6 @@ std::uint64_t hash_of(const std::uint32_t* slots, std::size_t count, std::uint64
   return hash;
 }
 
-double seconds_since(std::chrono::steady_clock::time_point start) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 }  // namespace
 
 bool DenseSearch::SlotKeyEqual::operator()(const SlotKey& a, const SlotKey& b) const {
@@ -38,11 +35,11 @@ bool DenseSearch::SlotKeyEqual::operator()(const SlotKey& a, const SlotKey& b) c
 }
 
 DenseSearch::DenseSearch(const DenseProblem& problem, const Heuristics& heuristics,
-                         std::vector<ActionId> openable, const SearchLimits& limits)
+                         std::vector<ActionId> openable, SearchGuard& guard)
     : problem_(problem),
       heuristics_(heuristics),
       openable_(std::move(openable)),
-      limits_(limits),
+      guard_(guard),
       successors_(problem),
       end_values_(16, SlotKeyHash(), SlotKeyEqual{problem.slots()}),
       closed_(16, SlotKeyHash(), SlotKeyEqual{problem.slots()}),
@@ -86,6 +83,7 @@ double DenseSearch::estimate(std::size_t heuristic, double* known) {
   const bool is_cached = known != nullptr && heuristics_[heuristic]->is_worth_caching();
   if (is_cached && !std::isnan(known[heuristic])) return known[heuristic];
   ++statistics_.evaluated;
+  guard_.must_stop(work_of_estimate);
   const double h = heuristics_[heuristic]->evaluate(successors_.built());
   if (is_cached) known[heuristic] = h;
   return h;
@@ -193,14 +191,15 @@ void DenseSearch::expand(const DenseState* state) {
     // The plan ends behind all timed events, so its final checks come after them.
     if (start_is_pending && todo[list].chain == DenseProblem::end_chain) continue;
     if (successors_.apply(state, list)) push_built();
-    if (must_stop()) return;
+    if (guard_.must_stop(work_of_move)) return;
   }
   for (const Todo& entry : todo)
     if (entry.chain >= DenseProblem::first_action_chain)
       is_open_[entry.chain - DenseProblem::first_action_chain] = true;
   for (const ActionId action : openable_) {
     if (!is_open_[action] && successors_.open(state, action)) push_built();
-    if (must_stop()) break;
+    // Between the children too: a state may have thousands of them.
+    if (guard_.must_stop(work_of_move)) break;
   }
   for (const Todo& entry : todo)
     if (entry.chain >= DenseProblem::first_action_chain)
@@ -215,28 +214,6 @@ std::uint64_t DenseSearch::memory() const {
   bytes += slot_store_.size() * std::max(slot_block, problem_.slots()) * sizeof(std::uint32_t);
   if (estimates_) bytes += estimates_->bytes();
   return bytes + (end_values_.size() + closed_.size()) * (sizeof(SlotKey) + 3 * sizeof(void*));
-}
-
-/// Looks at the limits now and then, between children too: a state may have thousands of them.
-bool DenseSearch::must_stop() {
-  const std::uint64_t work = statistics_.expanded + statistics_.evaluated;
-  if (stopped_ != SearchOutcome::not_run || work < next_check_) return stopped_ != SearchOutcome::not_run;
-  next_check_ = work + work_between_checks;
-  stopped_ = limit_reached();
-  return stopped_ != SearchOutcome::not_run;
-}
-
-SearchOutcome DenseSearch::limit_reached() {
-  if (limits_.interrupted != nullptr && limits_.interrupted->load(std::memory_order_relaxed))
-    return SearchOutcome::interrupted;
-  if (limits_.memory_bytes != 0 && memory() > limits_.memory_bytes) return SearchOutcome::memory_limit;
-  if (limits_.seconds > 0 && seconds_since(started_) > limits_.seconds) return SearchOutcome::time_limit;
-  if (limits_.on_progress && seconds_since(last_progress_) > 0.2) {
-    last_progress_ = std::chrono::steady_clock::now();
-    limits_.on_progress(
-        {statistics_.expanded, open_.front().size(), memory(), best_estimate_, seconds_since(started_)});
-  }
-  return SearchOutcome::not_run;
 }
 
 void DenseSearch::log_progress(const OpenList& list) {
@@ -254,18 +231,26 @@ void DenseSearch::log_progress(const OpenList& list) {
 
 SearchOutcome DenseSearch::run(const SearchState<double>* initial, bool weak) {
   ZORVEL_LOG(INFO) << "Start FTP";
-  started_ = last_log_ = last_progress_ = std::chrono::steady_clock::now();
+  const double started = guard_.seconds();
+  last_log_ = std::chrono::steady_clock::now();
   const std::clock_t processor_start = std::clock();
-  const auto finish = [&](SearchOutcome outcome) {
-    statistics_.seconds = seconds_since(started_);
-    statistics_.processor_seconds = static_cast<double>(std::clock() - processor_start) / CLOCKS_PER_SEC;
-    return outcome;
-  };
-  if (initial == nullptr) return finish(SearchOutcome::no_plan);
-  if (!successors_.build_initial(*initial)) return finish(SearchOutcome::no_plan);
-  push_built();
-  remove_empty_lists();
+  const SearchGuard::Watch watch(guard_, [this](SearchProgress& progress) {
+    progress.open = open_.empty() ? 0 : open_.front().size();
+    progress.stored_bytes = memory();
+    progress.best_estimate = best_estimate_;
+  });
+  SearchOutcome outcome = SearchOutcome::no_plan;
+  if (initial != nullptr && successors_.build_initial(*initial)) {
+    push_built();
+    outcome = search(weak);
+  }
+  statistics_.seconds = guard_.seconds() - started;
+  statistics_.processor_seconds = static_cast<double>(std::clock() - processor_start) / CLOCKS_PER_SEC;
+  return outcome;
+}
 
+SearchOutcome DenseSearch::search(bool weak) {
+  remove_empty_lists();
   while (!open_.empty()) {
     const std::size_t turn = statistics_.expanded % open_.size();
     const Ref ref = pop(turn);
@@ -282,17 +267,15 @@ SearchOutcome DenseSearch::run(const SearchState<double>* initial, bool weak) {
     ++statistics_.expanded;
     depth_sum_ += state->depth;
     if (statistics_.expanded % 1000 == 0) log_progress(open_[turn]);
-    if (limits_.expansions != 0 && statistics_.expanded > limits_.expansions)
-      return finish(SearchOutcome::expansion_limit);
-    if (must_stop()) return finish(stopped_);
+    if (guard_.must_stop_expanding()) return guard_.outcome();
     if (state->todo_count == 0 && state->active_count == 0) {
       ZORVEL_LOG(INFO) << "Final depth: " << state->depth << ", Open size: " << open_[turn].size()
                        << ", States expanded: " << statistics_.expanded;
       events_ = successors_.events_to(state);
-      return finish(SearchOutcome::plan_found);
+      return SearchOutcome::plan_found;
     }
     expand(state);
-    if (stopped_ != SearchOutcome::not_run) return finish(stopped_);
+    if (guard_.outcome() != SearchOutcome::not_run) return guard_.outcome();
     if (live_ >= statistics_.most_states + most_states_step) {
       statistics_.most_states = live_;
       statistics_.bytes_at_most = memory();
@@ -301,7 +284,7 @@ SearchOutcome DenseSearch::run(const SearchState<double>* initial, bool weak) {
     drop(ref);
     remove_empty_lists();
   }
-  return finish(SearchOutcome::no_plan);
+  return SearchOutcome::no_plan;
 }
 
 }  // namespace zorvel::tp::ftp

@@ -9,8 +9,9 @@
 #include <vector>
 
 #include "search/forward/dense/dense_successors.h"
-#include "search/frame/planner.h"
+#include "search/frame/search_guard.h"
 #include "search/heuristics/estimate_cache.h"
+#include "search/heuristics/heuristic.h"
 
 namespace zorvel::tp::ftp {
 
@@ -33,9 +34,10 @@ class DenseSearch {
  public:
   using Heuristics = std::vector<std::shared_ptr<Heuristic>>;
 
-  /// `openable` lists the actions that may be opened, in order. Null heuristics are blind.
+  /// `openable` lists the actions that may be opened, in order. Null heuristics are blind. The guard must
+  /// outlive the search.
   DenseSearch(const DenseProblem& problem, const Heuristics& heuristics, std::vector<ActionId> openable,
-              const SearchLimits& limits);
+              SearchGuard& guard);
 
   /// Searches from `initial` (null: nothing to search). With `weak`, a state that is weakly equal to an
   /// expanded one is dropped. The outcome; if a plan was found, its events are in `events()`.
@@ -87,15 +89,14 @@ class DenseSearch {
   /// Stores the slots of a state; false if they are there already with the same tag.
   bool insert(SlotSet& set, const DenseState* state, std::uint64_t tag);
   std::uint64_t weak_tag(const DenseState* state) const;
-  bool must_stop();
-  SearchOutcome limit_reached();
+  SearchOutcome search(bool weak);
   void log_progress(const OpenList& list);
   std::uint64_t memory() const;
 
   const DenseProblem& problem_;
   const Heuristics& heuristics_;
   std::vector<ActionId> openable_;
-  const SearchLimits& limits_;
+  SearchGuard& guard_;
   DenseSuccessors successors_;
 
   std::vector<OpenList> open_;             // by remaining list
@@ -115,9 +116,7 @@ class DenseSearch {
   std::uint64_t live_ = 0;  // states held
   double best_estimate_ = -1;
   std::uint64_t depth_sum_ = 0;
-  SearchOutcome stopped_ = SearchOutcome::not_run;
-  std::uint64_t next_check_ = 0;
-  std::chrono::steady_clock::time_point started_, last_log_, last_progress_;
+  std::chrono::steady_clock::time_point last_log_;
 };
 
 }  // namespace zorvel::tp::ftp

@@ -1,7 +1,6 @@
 #include "search/forward/plain/plain_search.h"
 
 #include <algorithm>
-#include <chrono>
 #include <map>
 
 #include "core/configuration.h"
@@ -13,10 +12,21 @@ namespace zorvel::tp::ftp {
 namespace {
 
 constexpr double tolerance = static_cast<double>(1e-7F);
+constexpr std::uint64_t work_of_move = 16;  // in the guard's units: this form is that much slower
 
 SuccessorOptions options_of(const Configuration& configuration) {
   return {.deordering = configuration.get_boolean_value("ftp-deordering"),
           .simultaneity = configuration.get_boolean_value("simultaneity")};
+}
+
+/// The memory of a state. States share path cells and constraints, so a few of these are counted for each.
+std::uint64_t bytes_of(const SearchState<double>& state) {
+  constexpr std::uint64_t of_shared = 512, of_list = 64, of_set_node = 48;
+  std::uint64_t bytes = sizeof state + of_shared + state.assignments().size() * sizeof(Node*) +
+                        state.tn.values().size() * sizeof(std::pair<unsigned, double>) +
+                        state.active_conditions.size() * of_set_node;
+  for (const TodoList& list : state.todo) bytes += of_list + list.size() * sizeof(EventInstance);
+  return bytes;
 }
 
 /// The order of an open list: the best is the greatest.
@@ -32,11 +42,11 @@ auto is_worse(std::size_t heuristic) {
 }  // namespace
 
 PlainSearch::PlainSearch(const FtpModel& model, std::size_t heuristics, Evaluate evaluate,
-                         std::vector<ActionId> openable, const SearchLimits& limits)
+                         std::vector<ActionId> openable, SearchGuard& guard)
     : model_(model),
       lists_(std::max<std::size_t>(1, heuristics)),
       openable_(std::move(openable)),
-      limits_(limits),
+      guard_(guard),
       successors_(model, options_of(model.env().configuration()), lists_,
                   [this](State& state) { return evaluate_(state); }),
       evaluate_(std::move(evaluate)) {
@@ -83,7 +93,7 @@ void PlainSearch::build_openable_sets(std::int64_t largest) {
   };
   std::vector<std::pair<std::vector<ActionId>, std::size_t>> work;
   for (std::size_t i = 0; i < openable_.size(); ++i) work.push_back({{openable_[i]}, i + 1});
-  while (!work.empty()) {
+  while (!work.empty() && !guard_.must_stop(1)) {
     const auto [set, next] = std::move(work.back());
     work.pop_back();
     openable_sets_.push_back(set);
@@ -103,6 +113,7 @@ void PlainSearch::build_openable_sets(std::int64_t largest) {
 void PlainSearch::push(std::unique_ptr<State> state) {
   if (!state) return;
   ++statistics_.stored;
+  bytes_ += bytes_of(*state);
   auto container = std::make_shared<Container>();
   container->todo_lists = state->todo.size();
   for (std::size_t i = 0; i < lists_; ++i) container->f.push_back(state->f(i));
@@ -135,20 +146,39 @@ void PlainSearch::expand(const State& state) {
     const bool is_final = !first->action && std::find(starts.begin(), starts.end(), first) == starts.end();
     if (is_final && start_is_pending) continue;
     push(successors_.apply(state, list.front(), true));
+    if (guard_.must_stop(work_of_move)) return;
   }
   if (has_sets_) {
-    for (const auto& set : openable_sets_) push(successors_.open_all(state, set, true));
+    for (const auto& set : openable_sets_) {
+      push(successors_.open_all(state, set, true));
+      if (guard_.must_stop(work_of_move)) return;
+    }
   } else {
-    for (const ActionId action : openable_) push(successors_.open(state, action, true));
+    for (const ActionId action : openable_) {
+      push(successors_.open(state, action, true));
+      if (guard_.must_stop(work_of_move)) return;
+    }
   }
 }
 
 SearchOutcome PlainSearch::run(bool weak) {
-  const auto started = std::chrono::steady_clock::now();
-  const auto elapsed = [&] {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-  };
   ZORVEL_LOG(INFO) << "Start FTP";
+  const double started = guard_.seconds();
+  const SearchGuard::Watch watch(guard_, [this](SearchProgress& progress) {
+    progress.open = open_.empty() ? 0 : open_.front().size();
+    progress.stored_bytes = bytes_;
+  });
+  auto initial = successors_.initial_state();
+  SearchOutcome outcome = SearchOutcome::no_plan;
+  if (initial && initial->tn.consistent() && evaluate_(*initial)) {
+    push(std::move(initial));
+    outcome = search(weak);
+  }
+  statistics_.seconds = guard_.seconds() - started;
+  return outcome;
+}
+
+SearchOutcome PlainSearch::search(bool weak) {
   const auto remove_empty_lists = [&] {
     for (std::size_t i = open_.size(); i-- > 0;) {
       if (!open_[i].empty()) continue;
@@ -158,40 +188,37 @@ SearchOutcome PlainSearch::run(bool weak) {
   };
   std::vector<std::unique_ptr<State>> closed_states;
   std::unordered_set<const State*, WorldHash, WeakEquality> closed;
-  auto initial = successors_.initial_state();
-  if (!initial || !initial->tn.consistent() || !evaluate_(*initial)) return SearchOutcome::no_plan;
-  push(std::move(initial));
   while (!open_.empty()) {
-    OpenList& list = open_[statistics_.expanded % open_.size()];
-    std::pop_heap(list.begin(), list.end(), is_worse(open_numbers_[statistics_.expanded % open_.size()]));
+    const std::size_t turn = statistics_.expanded % open_.size();
+    OpenList& list = open_[turn];
+    std::pop_heap(list.begin(), list.end(), is_worse(open_numbers_[turn]));
     std::unique_ptr<State> taken = std::move(list.back()->state);
     list.pop_back();
     if (!taken || is_seen_at_end(*taken) || (weak && closed.contains(taken.get()))) {
+      if (taken) bytes_ -= bytes_of(*taken);
       remove_empty_lists();
       continue;
     }
     ++statistics_.expanded;
-    if (limits_.expansions != 0 && statistics_.expanded > limits_.expansions)
-      return SearchOutcome::expansion_limit;
-    if (limits_.interrupted != nullptr && limits_.interrupted->load()) return SearchOutcome::interrupted;
-    if (limits_.seconds > 0 && elapsed() > limits_.seconds) return SearchOutcome::time_limit;
+    if (guard_.must_stop_expanding()) return guard_.outcome();
     if (taken->todo.empty() && taken->active_conditions.empty()) {
       ZORVEL_LOG(INFO) << "Final depth: " << taken->g() << ", Open size: " << list.size()
                        << ", States expanded: " << statistics_.expanded;
       for (const StatePath* cell = taken->path.get(); cell != nullptr; cell = cell->parent().get())
         events_.push_back(cell->event_instance().first);
       std::reverse(events_.begin(), events_.end());
-      statistics_.seconds = elapsed();
       return SearchOutcome::plan_found;
     }
     expand(*taken);
+    if (guard_.outcome() != SearchOutcome::not_run) return guard_.outcome();
     if (weak) {
       closed_states.push_back(std::move(taken));
       closed.insert(closed_states.back().get());
+    } else {
+      bytes_ -= bytes_of(*taken);
     }
     remove_empty_lists();
   }
-  statistics_.seconds = elapsed();
   return SearchOutcome::no_plan;
 }
 

@@ -7,7 +7,7 @@
 
 #include "search/forward/dense/dense_search.h"
 #include "search/forward/plain/ftp_successors.h"
-#include "search/frame/planner.h"
+#include "search/frame/search_guard.h"
 
 namespace zorvel::tp::ftp {
 
@@ -18,9 +18,10 @@ class PlainSearch {
  public:
   using Evaluate = std::function<bool(tp::SearchState&)>;
 
-  /// `evaluate` sets the f values of a state from its g; false for a dead end.
+  /// `evaluate` sets the f values of a state from its g; false for a dead end. The guard must outlive the
+  /// search.
   PlainSearch(const FtpModel& model, std::size_t heuristics, Evaluate evaluate,
-              std::vector<ActionId> openable, const SearchLimits& limits);
+              std::vector<ActionId> openable, SearchGuard& guard);
 
   SearchOutcome run(bool weak);
   const std::vector<const Event*>& events() const { return events_; }
@@ -41,6 +42,7 @@ class PlainSearch {
     bool operator()(const State* a, const State* b) const;
   };
 
+  SearchOutcome search(bool weak);
   void push(std::unique_ptr<State> state);
   void expand(const State& state);
   bool is_seen_at_end(const State& state);
@@ -50,7 +52,7 @@ class PlainSearch {
   const FtpModel& model_;
   std::size_t lists_;
   std::vector<ActionId> openable_;
-  const SearchLimits& limits_;
+  SearchGuard& guard_;
   Successors<double> successors_;
   Evaluate evaluate_;
   std::vector<std::vector<ActionId>> openable_sets_;
@@ -58,6 +60,7 @@ class PlainSearch {
   std::vector<OpenList> open_;
   std::vector<std::size_t> open_numbers_;
   std::unordered_set<std::string> end_values_;
+  std::uint64_t bytes_ = 0;  // of the states held, roughly
   std::vector<const Event*> events_;
   SearchStatistics statistics_;
 };
