@@ -44,7 +44,11 @@ bool Replay::run() {
     if (!check_stale_conditions(has_begun)) return false;
   }
   apply_changes();
-  return check_stale_conditions([&](const Event& event) { return event.end > now_; });
+  if (!check_stale_conditions([&](const Event& event) { return event.end > now_; })) return false;
+  // The last state stands for ever, so what it has not brought about by now does not come.
+  for (const ActiveCondition& condition : conditions_)
+    if (condition.event->statement->is_contains && !condition.is_over) return fail_contains(*condition.event);
+  return true;
 }
 
 /// Goes on to `time`, through the state that holds from now_ until then.
@@ -104,7 +108,10 @@ bool Replay::process(const Event& event) {
 }
 
 bool Replay::process_condition(const Event& event) {
-  if (event.end < event.start)  // an interval without any moment demands nothing, unless one is asked for
+  const bool has_moment =
+      event.start < event.end ||
+      (event.start == event.end && event.statement->is_left_closed && event.statement->is_right_closed);
+  if (!has_moment)  // then it demands nothing, unless one is asked for
     return !event.statement->is_contains || fail_contains(event);
   if (event.start < event.end || event.statement->is_contains) {
     activate(event);

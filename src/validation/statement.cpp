@@ -89,6 +89,8 @@ class StatementCompiler {
     TimeAnchor result;
     result.program = builder.take();
     result.is_offset = !result.program.names_an_anchor;
+    result.names_end = std::ranges::any_of(result.program.instructions,
+                                           [](const Program::Instruction& one) { return one.op == Op::END; });
     if (result.program.names_a_fluent)
       throw InvalidParameterError("Unsupported timing for expression: ")
           << model::print_expression{expression};

@@ -26,6 +26,7 @@ struct TimeAnchor {
   Program program;
   /// It names neither start nor end, and so counts from the start of what it stands in.
   bool is_offset = false;
+  bool names_end = false;
 };
 
 /// One condition or effect of an action or of a problem, compiled.

@@ -77,11 +77,16 @@ void CompiledProblem::add_problem(Timeline& timeline, rational& makespan) {
   Binding& binding = occurrence.binding;
   binding.start = Value::rational_number(rational(0));
   for (const Statement& statement : statements_) {
-    if (statement.kind == StatementKind::CONDITION) continue;
-    if (time_of(statement.lower, statement, binding) == rational(0))
+    if (statement.kind == StatementKind::CONDITION) {
+      // What is measured from the start happens before the end, be it a condition too.
+      for (const TimeAnchor* anchor : {&statement.lower, &statement.upper})
+        if (!anchor->names_end && !(statement.is_point && anchor == &statement.upper))
+          makespan = std::max(makespan, round_time(time_of(*anchor, statement, binding)));
+    } else if (time_of(statement.lower, statement, binding) == rational(0)) {
       set_initial_value(timeline.initial, statement, binding);
-    else
+    } else {
       makespan = std::max(makespan, add_event(timeline, statement, occurrence)->end);
+    }
   }
   binding.end = Value::rational_number(makespan + rational(1));
   for (const Statement& statement : statements_)
@@ -94,7 +99,9 @@ const Event* CompiledProblem::add_event(Timeline& timeline, const Statement& sta
       round_time(time_of(statement.lower, statement, occurrence.binding)), {}, &statement, &occurrence};
   event.end =
       statement.is_point ? event.start : round_time(time_of(statement.upper, statement, occurrence.binding));
-  if (event.start == event.end && !(statement.is_left_closed && statement.is_right_closed)) return nullptr;
+  if (event.start == event.end && !(statement.is_left_closed && statement.is_right_closed) &&
+      !statement.is_contains)
+    return nullptr;
   return &timeline.events.emplace_back(std::move(event));
 }
 

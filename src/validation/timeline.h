@@ -55,10 +55,12 @@ class CompiledProblem {
   FluentSlots& slots() { return slots_; }
 
   /// Places the statements of the plan's steps and of the problem in time. The end of the problem lies one
-  /// unit behind the last event of the plan and the last effect of the problem.
+  /// unit behind the last event of the plan and the last moment that the problem itself measures from its
+  /// start.
   ///
-  /// An interval that is empty, since its ends coincide and are not both included, makes no event. Times are
-  /// exact until the time of an event is complete, and rounded then.
+  /// An interval that is empty, since its ends coincide and are not both included, makes no event, unless
+  /// something has to hold at some moment of it. Times are exact until the time of an event is complete, and
+  /// rounded then.
   ///
   /// `shown` is the plan before the transformers, which messages speak of.
   Timeline lay_out(const TimeTriggeredPlan& plan, const TimeTriggeredPlan& shown);

@@ -78,5 +78,25 @@ TEST(ContainsPlans, IntervalsMayReachToTheEnd) {
                    {"too late", "7: work() [3]\n9.5: off() [1]", "Contains condition (not lit)"}});
 }
 
+TEST(ContainsPlans, TheEndOfThePlanLiesBehindAllThatIsMeasuredFromItsStart) {
+  const std::string lamp =
+      "fluent boolean lit := false; fluent boolean done := true; goal [end] done;"
+      "action on() { duration := 1; [start] lit := true; };"
+      "action off() { duration := 1; [start] lit := false; };";
+  expect_verdicts(lamp + "[start, end] contains lit;", {{"never", "", "Contains condition lit"},
+                                                        {"once", "0: on() [1]\n1: off() [1]"},
+                                                        {"at last", "7: on() [1]"}});
+  // The last event of the plan comes before the interval begins.
+  expect_verdicts(lamp + "[start + 5, end] contains lit;", {{"never", "", "Contains condition lit"},
+                                                            {"too early", "0: on() [1]\n2: off() [1]", "lit"},
+                                                            {"on in time", "0: on() [1]"}});
+  expect_verdicts(lamp + "(4, end) contains lit;",
+                  {{"never", "", "Contains condition lit"}, {"on in time", "0: on() [1]"}});
+  expect_verdicts(lamp + "[start + 5, end] lit;", {{"never", "", "Durative Condition lit"},
+                                                   {"too early", "0: on() [1]\n2: off() [1]", "lit"},
+                                                   {"on in time", "0: on() [1]"}});
+  expect_verdicts(lamp + "(3, 3) contains done;", {{"no moment", "", "Contains condition done"}});
+}
+
 }  // namespace
 }  // namespace zorvel

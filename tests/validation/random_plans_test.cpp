@@ -118,6 +118,10 @@ class RandomPlan {
       changes_[time].push_back(&effect);
       makespan = std::max(makespan, time);
     }
+    for (const Condition& condition : problem_.conditions) {
+      for (const Anchor& anchor : {condition.from, condition.is_point ? condition.from : condition.to})
+        if (anchor.from_start) makespan = std::max(makespan, anchor.time(0, 0));
+    }
     Statements conditions_only;
     conditions_only.conditions = problem_.conditions;
     place(conditions_only, 0, makespan + 2, nullptr);
@@ -160,7 +164,8 @@ class RandomPlan {
     for (const Condition& condition : statements.conditions) {
       const int from = condition.from.time(start, end);
       const int to = condition.is_point ? from : condition.to.time(start, end);
-      if (from == to && !(condition.left_closed && condition.right_closed)) continue;
+      if (from == to && !(condition.left_closed && condition.right_closed) && !condition.is_contains)
+        continue;
       placed_.push_back({condition, from, to});
       if (makespan != nullptr) *makespan = std::max(*makespan, to);
     }
@@ -207,13 +212,9 @@ class RandomPlan {
     }
     const auto holds = [&](const State& state) { return condition.holds(state); };
     if (!condition.is_contains) return std::ranges::all_of(met, holds);
-    if (placed.from > placed.to) return false;
-    return std::ranges::any_of(met, holds) || last_event() <= placed.to;
-  }
-  int last_event() const {
-    int last = changes_.empty() ? -1000 : changes_.rbegin()->first;
-    for (const Placed& placed : placed_) last = std::max(last, placed.from);
-    return last;
+    const bool has_moment = placed.from < placed.to ||
+                            (placed.from == placed.to && condition.left_closed && condition.right_closed);
+    return has_moment && std::ranges::any_of(met, holds);
   }
 
   std::mt19937 random_;

@@ -189,7 +189,7 @@ TEST(TTValidator, WantsAContainsConditionAtSomeMoment) {
   const std::string with_goal = std::string(text) + GOAL;
   expect_rows({
       {"never", with_goal.c_str(), "0: look() [5]", "Contains condition p is violated!"},
-      {"never, but nothing comes behind its end", text, "0: look() [5]"},
+      {"never, and nothing comes behind its end", text, "0: look() [5]", "Contains condition p is violated!"},
       {"in the middle", with_goal.c_str(), "0: look() [5]\n2: on() [0.5]\n3: off() [0.5]"},
       {"only behind the last event inside", with_goal.c_str(), "0: look() [5]\n4: on() [10]"},
       {"only from its end on", with_goal.c_str(), "0: look() [5]\n5: on() [1]",
