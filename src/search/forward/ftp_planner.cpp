@@ -14,7 +14,7 @@ FtpPlanner::FtpPlanner(Environment& env, model::ProblemPtr problem, HCustom::Fun
 FtpPlanner::~FtpPlanner() = default;
 
 std::unique_ptr<tp::SearchState> FtpPlanner::_initial_state() {
-  return Successors<double>(*model_, {}, heuristics_.size()).initial_state();
+  return Successors<double>(*model_, {}, heuristics_.size()).initial_world();
 }
 
 std::vector<ActionId> FtpPlanner::relevant_ids() const {
@@ -46,7 +46,7 @@ SearchOutcome FtpPlanner::search_plainly(bool weak, SearchGuard& guard, std::vec
 
 SearchOutcome FtpPlanner::search_densely(bool weak, SearchGuard& guard, std::vector<const Event*>& events) {
   if (!dense_) dense_ = std::make_unique<DenseProblem>(*model_, tables_);
-  const auto initial = Successors<double>(*model_, {}, heuristics_.size()).initial_state();
+  const auto initial = Successors<double>(*model_, {}, heuristics_.size()).initial_world();
   DenseSearch search(*dense_, heuristics_, relevant_ids(), guard);
   const SearchOutcome outcome = search.run(initial.get(), weak);
   events = search.events();

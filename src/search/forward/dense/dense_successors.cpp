@@ -23,7 +23,14 @@ DenseSuccessors::DenseSuccessors(const DenseProblem& problem)
     : problem_(problem),
       layout_{problem.slots()},
       pool_(largest_block(problem)),
-      network_(pool_, problem.epsilon(), problem.precision()) {}
+      network_(pool_, problem.epsilon(), problem.precision()) {
+  const auto& events = problem_.chain(DenseProblem::start_chain).events;
+  for (std::uint32_t at = 0; at < events.size(); ++at)
+    if (problem_.event(events[at]).is_effect_like)
+      timed_effects_.push_back({problem_.event(events[at]).shift, at, events[at]});
+  assert(std::is_sorted(timed_effects_.begin(), timed_effects_.end(),
+                        [](const TimedEffect& a, const TimedEffect& b) { return a.shift < b.shift; }));
+}
 
 DenseSuccessors::~DenseSuccessors() = default;
 
@@ -98,6 +105,10 @@ bool DenseSuccessors::put_before_pending(std::uint32_t anchor, const DenseEvent&
         const double apart = problem_.must_be_apart(event, pending) ? network_.epsilon() : 0.0;
         double& demand = pending.from_start ? from_start : from_end;
         demand = std::max(demand, apart - pending.shift);
+        // The problem's own events are many and follow one another: the rest demands less.
+        if (todo.chain == DenseProblem::start_chain && pending.is_effect_like &&
+            demand >= network_.epsilon() - pending.shift)
+          break;
       }
     } else {
       const std::uint32_t first = chain.tightest_from_start[todo.cursor];
@@ -153,7 +164,12 @@ bool DenseSuccessors::open(const DenseState* parent, ActionId id) {
 
 bool DenseSuccessors::effects_collide() {
   pending_effects_.clear();
+  const Todo* timed = nullptr;  // the problem's own, of which there may be very many
   for (const Todo& todo : todo_) {
+    if (todo.chain == DenseProblem::start_chain) {
+      timed = &todo;
+      continue;
+    }
     const auto& events = problem_.chain(todo.chain).events;
     for (std::uint32_t at = todo.cursor; at < events.size(); ++at)
       if (problem_.event(events[at]).is_effect_like)
@@ -161,21 +177,34 @@ bool DenseSuccessors::effects_collide() {
             {network_.time(anchor_of(todo, events[at])) + problem_.event(events[at]).shift,
              anchor_of(todo, events[at]), events[at]});
   }
-  for (std::size_t i = 0; i < pending_effects_.size(); ++i) {
-    const PendingEffect& a = pending_effects_[i];
-    for (std::size_t j = i + 1; j < pending_effects_.size(); ++j) {
-      const PendingEffect& b = pending_effects_[j];
-      if (std::abs(a.time - b.time) > network_.precision()) continue;
-      const DenseEvent& first = problem_.event(a.event);
-      const DenseEvent& second = problem_.event(b.event);
-      if (!problem_.touch(first, second)) continue;
-      const double gap = first.shift - second.shift;
-      if (!network_.would_accept_before(a.anchor, b.anchor, network_.epsilon() + gap) &&
-          !network_.would_accept_before(b.anchor, a.anchor, network_.epsilon() - gap))
+  for (std::size_t i = 0; i < pending_effects_.size(); ++i)
+    for (std::size_t j = i + 1; j < pending_effects_.size(); ++j)
+      if (collide(pending_effects_[i], pending_effects_[j])) return true;
+  if (timed == nullptr) return false;
+  // Those of the problem never meet one another, and only few lie at the time of an action's effect.
+  const double start = network_.time(plan_start_point);
+  for (const PendingEffect& effect : pending_effects_) {
+    auto other = std::lower_bound(timed_effects_.begin(), timed_effects_.end(),
+                                  effect.time - start - network_.precision(),
+                                  [](const TimedEffect& one, double shift) { return one.shift < shift; });
+    for (; other != timed_effects_.end() && other->shift <= effect.time - start + network_.precision();
+         ++other)
+      if (other->at >= timed->cursor &&
+          collide(effect, {start + other->shift, plan_start_point, other->event}))
         return true;
-    }
   }
   return false;
+}
+
+/// Whether two effects on one fluent fall on one time and cannot be set apart.
+bool DenseSuccessors::collide(const PendingEffect& a, const PendingEffect& b) {
+  if (std::abs(a.time - b.time) > network_.precision()) return false;
+  const DenseEvent& first = problem_.event(a.event);
+  const DenseEvent& second = problem_.event(b.event);
+  if (!problem_.touch(first, second)) return false;
+  const double gap = first.shift - second.shift;
+  return !network_.would_accept_before(a.anchor, b.anchor, network_.epsilon() + gap) &&
+         !network_.would_accept_before(b.anchor, a.anchor, network_.epsilon() - gap);
 }
 
 bool DenseSuccessors::conditions_hold(const std::uint32_t* values) const {

@@ -81,7 +81,15 @@ class DenseSuccessors {
     double time;
     std::uint32_t anchor, event;
   };
+  /// One of the problem's own effects.
+  struct TimedEffect {
+    double shift;      // from the plan's start
+    std::uint32_t at;  // its place in the chain
+    std::uint32_t event;
+  };
+  bool collide(const PendingEffect& a, const PendingEffect& b);
   std::vector<PendingEffect> pending_effects_;  // scratch of effects_collide
+  std::vector<TimedEffect> timed_effects_;      // by time
 };
 
 }  // namespace zorvel::tp::ftp

@@ -61,16 +61,24 @@ bool Successors<T>::conditions_hold(const State& state) {
 }
 
 template <class T>
-typename Successors<T>::StatePtr Successors<T>::initial_state() {
+typename Successors<T>::StatePtr Successors<T>::initial_world() {
   auto state = std::make_unique<State>(model_.index().size(), heuristics_, model_.epsilon());
   set_initial_values(model_, *state);
+  for (const Event* event : model_.global_start_events()) {
+    if (!is_tested_at_opening(*event)) continue;
+    if (!holds(*state, event->body())) return nullptr;
+    if (event->is_opener()) state->active_conditions.insert(event);
+  }
+  return state;
+}
+
+template <class T>
+typename Successors<T>::StatePtr Successors<T>::initial_state() {
+  auto state = initial_world();
+  if (!state) return nullptr;
   TodoList starting;
   for (const Event* event : model_.global_start_events()) {
-    if (is_tested_at_opening(*event)) {
-      if (!holds(*state, event->body())) return nullptr;
-      if (event->is_opener()) state->active_conditions.insert(event);
-      continue;
-    }
+    if (is_tested_at_opening(*event)) continue;
     starting.emplace_back(event, state->next_instance++);
     anchor_rigidly(*state, starting.back(), plan_start(), plan_end());
     // Times measured from the plan's end are measured from behind all that is measured from its start.

@@ -34,6 +34,8 @@ class Successors {
 
   /// The state before anything has happened; null if a condition at time 0 fails.
   StatePtr initial_state();
+  /// Its values and conditions in force alone, without todo lists and network.
+  StatePtr initial_world();
 
   /// A child that opens an action; null if that is not possible. The parent is never changed.
   StatePtr open(const State& parent, ActionId action, bool compute_h);
