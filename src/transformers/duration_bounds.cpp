@@ -53,7 +53,7 @@ bool apply_statement(const ExpressionFactory& factory, const Node* statement, Du
 
 /// Applies the conjuncts up to the first that is no statement on the duration with a number; null if all are.
 Node* first_unreadable(ExpressionFactory& factory, Node* expression, DurationBounds& bounds) {
-  std::vector<Node*> open{ExpressionSimplifier(factory.env())(expression)};
+  std::vector<Node*> open{with_duration_first(factory, ExpressionSimplifier(factory.env())(expression))};
   while (!open.empty()) {
     Node* const statement = open.back();
     open.pop_back();
@@ -86,6 +86,40 @@ bool is_duration_statement(Node* root) {
 }
 
 }  // namespace
+
+Node* with_duration_first(ExpressionFactory& factory, Node* expression) {
+  if (F::is_and(expression)) {
+    std::vector<Node*> operands;
+    for (Node* operand : expression->operands()) operands.push_back(with_duration_first(factory, operand));
+    return factory.make_and(operands);
+  }
+  if (!is_comparison(expression) || !F::is_duration_anchor(expression->children[1]) ||
+      F::is_duration_anchor(expression->children[0]))
+    return expression;
+  Node* const duration = expression->children[1];
+  Node* const other = expression->children[0];
+  switch (expression->kind()) {
+    case NodeKind::LE: return factory.make_ge(duration, other);
+    case NodeKind::LT: return factory.make_gt(duration, other);
+    case NodeKind::GE: return factory.make_le(duration, other);
+    case NodeKind::GT: return factory.make_lt(duration, other);
+    default: return factory.make_equals(duration, other);
+  }
+}
+
+Node* require_limit(ExpressionFactory& factory, Node* statement) {
+  std::vector<Node*> open{with_duration_first(factory, statement)};
+  while (!open.empty()) {
+    Node* const part = open.back();
+    open.pop_back();
+    if (F::is_and(part))
+      open.insert(open.end(), part->operands().begin(), part->operands().end());
+    else if ((!is_comparison(part) && !F::is_assign(part)) || !F::is_duration_anchor(part->children[0]) ||
+             reads_duration(factory, part->children[1]))
+      throw InternalError(to_anml(statement));
+  }
+  return statement;
+}
 
 bool read_duration_bound(ExpressionFactory& factory, Node* expression, DurationBounds& bounds) {
   return first_unreadable(factory, expression, bounds) == nullptr;

@@ -28,15 +28,16 @@ std::shared_ptr<ActionImpl> DurationSplitter::make_version(const std::shared_ptr
   for (Node* expression : draft.expressions) expressions.push_back(rewrite(expression));
   const auto version = env().model_factory().make_action(
       names_.numbered(action->name()), action->path(), action->is_process(), parameters, expressions,
-      rewrite_simulated_effects(action->simulated_effects(), rewrite));
-  old_to_new_[action].push_back({version, rewrite(draft.constraint)});
+      rewrite_simulated_effects(draft.simulated_effects.value_or(action->simulated_effects()), rewrite));
+  old_to_new_[action].push_back({version, rewrite(draft.constraint), draft.lead});
+  if (draft.lead != rational(0)) leads_[version] = draft.lead;
   new_to_old_[version] = action;
   metrics.carry_cost(action, version, rewrite);
   return version;
 }
 
 void DurationSplitter::carry_over(const std::shared_ptr<ActionImpl>& action, MetricRewriter& metrics) {
-  old_to_new_[action] = {{action, factory().make_boolean_constant(true)}};
+  old_to_new_[action] = {{action, factory().make_boolean_constant(true), rational(0)}};
   new_to_old_[action] = action;
   metrics.carry_cost(action, action, [](Node* node) { return node; });
 }
@@ -72,7 +73,9 @@ ActionStep DurationSplitter::map_back(const ActionStep& step) const {
 
 std::shared_ptr<Plan> DurationSplitter::map_back(const std::shared_ptr<Plan>& plan) const {
   return map_plan(plan, "the transformer", [this](const PlannedStep& planned) {
-    return MappedStep{map_back(planned.step), planned.post_condition};
+    const auto lead = leads_.find(planned.step.action);
+    return MappedStep{map_back(planned.step), planned.post_condition,
+                      lead == leads_.end() ? rational(0) : -lead->second};
   });
 }
 
@@ -90,8 +93,8 @@ std::shared_ptr<TimeTriggeredPlan> DurationSplitter::map_forward(
     const rational duration = planned.duration.value_or(rational(0));
     for (const Version& version : versions_of(step.action))
       if (is_selected(version, step, duration))
-        return std::vector{
-            MappedStep{{step.instance, version.action, step.parameters}, planned.post_condition}};
+        return std::vector{MappedStep{
+            {step.instance, version.action, step.parameters}, planned.post_condition, version.lead}};
     throw InternalError("No version of the action '")
         << step.action->name() << "' has the duration " << duration.str();
   });

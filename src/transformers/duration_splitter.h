@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -32,6 +33,8 @@ class DurationSplitter : public BasicTransformer {
   struct Draft {
     std::vector<Node*> expressions;
     Node* constraint;
+    std::optional<ActionImpl::SimulatedEffects> simulated_effects;  // none: those of the action
+    rational lead{0};  // how much before the action it begins; it ends with it
   };
 
   /// Makes the version under a fresh name, with parameters, cost and simulated effects of its own.
@@ -46,12 +49,14 @@ class DurationSplitter : public BasicTransformer {
   struct Version {
     std::shared_ptr<ActionImpl> action;
     Node* constraint;  // over the parameters of `action`
+    rational lead;
   };
   const std::vector<Version>& versions_of(const std::shared_ptr<ActionImpl>& action) const;
   bool is_selected(const Version& version, const ActionStep& step, const rational& duration) const;
 
   std::unordered_map<std::shared_ptr<ActionImpl>, std::vector<Version>> old_to_new_;
   ActionTable new_to_old_;
+  std::unordered_map<std::shared_ptr<ActionImpl>, rational> leads_;  // of the versions that have one
 };
 
 }  // namespace zorvel::model

@@ -86,12 +86,10 @@ void EmptyConditionsCompiler::sort_durative_condition(Node* condition, Sorted& s
     sorted.thresholds[from->k + to->k].push_back(condition);
     return;
   }
-  const rational length = from->from_start ? to->k - from->k : from->k - to->k;
-  const bool is_closed = factory().is_left_closed(interval) && factory().is_right_closed(interval);
-  if (length > rational(0) || (is_closed && length == rational(0)))
-    sorted.others.push_back(condition);
-  else
+  if (is_empty_interval(factory(), interval))
     sorted.dropped_some = true;
+  else
+    sorted.others.push_back(condition);
 }
 
 void EmptyConditionsCompiler::sort_duration_statement(Node* statement, Sorted& sorted) const {
@@ -99,8 +97,13 @@ void EmptyConditionsCompiler::sort_duration_statement(Node* statement, Sorted& s
     throw InternalError("Duration disjunctions not supported!");
   sorted.duration_statements.push_back(statement);
   const bool is_fixed = F::is_assign(statement) && F::is_duration_anchor(statement->children[0]);
-  sorted.duration_list.push_back(static_fluents_(
-      is_fixed ? factory().make_equals(statement->children[0], statement->children[1]) : statement));
+  Node* const limit = static_fluents_(
+      is_fixed ? factory().make_equals(statement->children[0], statement->children[1]) : statement);
+  DurationBounds ignored;
+  if (read_duration_bound(factory(), limit, ignored))
+    sorted.duration_list.push_back(limit);
+  else
+    sorted.open_limits.push_back(limit);
 }
 
 /// Whether the duration depends on the state and no condition can be empty for a duration of 0 or more, save
@@ -108,8 +111,7 @@ void EmptyConditionsCompiler::sort_duration_statement(Node* statement, Sorted& s
 bool EmptyConditionsCompiler::stays_whole(const Sorted& sorted) const {
   if (sorted.thresholds.empty()) return true;
   if (sorted.thresholds.rbegin()->first != rational(0) || sorted.thresholds.size() > 1) return false;
-  DurationBounds ignored;
-  return !read_duration_bound(factory(), factory().make_and(sorted.duration_list), ignored);
+  return !sorted.open_limits.empty();
 }
 
 /// The version with these conditions in force, if the constraints leave it a duration.
@@ -122,8 +124,9 @@ std::optional<EmptyConditionsCompiler::Draft> EmptyConditionsCompiler::draft(
   DurationBounds bounds;
   update_duration_bound(factory(), constraint, bounds);
   if (bounds.is_empty()) return std::nullopt;
-  Draft draft{sorted.others, constraint};
+  Draft draft{sorted.others, constraint, std::nullopt, 0};
   draft.expressions.insert(draft.expressions.end(), in_force.begin(), in_force.end());
+  for (Node* limit : sorted.open_limits) draft.expressions.push_back(require_limit(factory(), limit));
   draft.expressions.push_back(update_duration_expression(factory(), bounds));
   return draft;
 }
@@ -133,7 +136,7 @@ EmptyConditionsCompiler::Split EmptyConditionsCompiler::split(const ActionImpl& 
   Split result;
   result.is_change = sorted.dropped_some;
   if (stays_whole(sorted)) {
-    Draft whole{sorted.others, factory().make_boolean_constant(true)};
+    Draft whole{sorted.others, factory().make_boolean_constant(true), std::nullopt, 0};
     const auto add = [&](const std::vector<Node*>& more) {
       whole.expressions.insert(whole.expressions.end(), more.begin(), more.end());
     };

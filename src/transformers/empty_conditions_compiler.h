@@ -17,9 +17,10 @@ namespace zorvel::model {
 /// it. A problem in which no split is needed keeps its own actions; otherwise all actions are made anew under
 /// names with a running number: `a0`, `a1`, `b2`.
 ///
-/// Fluents that never change are read as their values in statements on the duration. Where such a statement
-/// stays unreadable because it depends on the state, the conditions of an action all of whose thresholds are
-/// 0 stay in force in one version: a duration is never below 0.
+/// Fluents that never change are read as their values in statements on the duration. A statement that stays
+/// unreadable because it depends on the state stands in every version, beside the range of its durations; the
+/// conditions of such an action all of whose thresholds are 0 stay in force in one version: a duration is
+/// never below 0.
 class EmptyConditionsCompiler : public DurationSplitter {
  public:
   explicit EmptyConditionsCompiler(const ProblemPtr& problem)
@@ -30,7 +31,7 @@ class EmptyConditionsCompiler : public DurationSplitter {
   /// InternalError "This phase can be only applied to flattened models!", "Duration disjunctions not
   /// supported!", "Durative conditions must have the form: [start + c1, start + c2], [start + c1, end - c2]
   /// or [end - c1, end - c2] with c1>=0 and c2>=0", "Multiple MINIMIZE_ACTION_COST metric", and for a
-  /// statement on the duration that cannot be read the statement as text.
+  /// statement on the duration that is no limit the statement as text.
   void do_computation() override;
 
  private:
@@ -38,7 +39,8 @@ class EmptyConditionsCompiler : public DurationSplitter {
   struct Sorted {
     std::vector<Node*> others;
     std::vector<Node*> duration_statements;  // as they stand
-    std::vector<Node*> duration_list;        // to be read: static fluents replaced, `:=` written `==`
+    std::vector<Node*> duration_list;        // those with numbers: static fluents replaced, `:=` written `==`
+    std::vector<Node*> open_limits;          // the others, which the state decides
     std::map<rational, std::vector<Node*>> thresholds;
     bool dropped_some = false;
   };

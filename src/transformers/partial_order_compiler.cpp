@@ -15,19 +15,6 @@ namespace {
 
 using F = ExpressionFactory;
 
-/// How long after `duration` the next point from the end reaches a point from the start, at most `limit`. A
-/// point that is there already counts only if `or_now`.
-rational time_to_next_meeting(const std::set<rational>& from_start, const std::vector<rational>& from_end,
-                              const rational& duration, const rational& limit, bool or_now) {
-  rational least = limit;
-  for (const rational& offset : from_end) {
-    const rational time = duration - offset;
-    const auto next = or_now ? from_start.lower_bound(time) : from_start.upper_bound(time);
-    if (next != from_start.end()) least = std::min(least, *next - time);
-  }
-  return least;
-}
-
 }  // namespace
 
 void PartialOrderCompiler::do_computation() {
@@ -80,7 +67,12 @@ PartialOrderCompiler::Points PartialOrderCompiler::points_of(const ActionImpl& a
     if (is_timed)
       for (Node* anchor : statement->children[0]->operands()) add_point(anchor, points);
     if (has_duration_(statement)) {
-      points.duration_list.push_back(static_fluents_(is_timed ? statement->children[1] : statement));
+      Node* const limit = static_fluents_(is_timed ? statement->children[1] : statement);
+      DurationBounds limits = points.limits;
+      if (read_duration_bound(factory(), limit, limits))
+        points.limits = limits;
+      else
+        points.open_limits.push_back(limit);
     } else {
       points.kept.push_back(statement);
       if (!is_timed) points.from_start.insert(0);
@@ -88,59 +80,132 @@ PartialOrderCompiler::Points PartialOrderCompiler::points_of(const ActionImpl& a
   }
   for (const auto& effect : action.simulated_effects()) {
     Node* const anchor = point_interval_of(factory(), effect->timing)->children[0];
-    if (timing(factory(), anchor).k > rational(0)) add_point(anchor, points);
+    add_point(anchor, points);
   }
   return points;
+}
+
+rational PartialOrderCompiler::Points::first_moment(const rational& duration) const {
+  rational first = from_start.empty() ? rational(0) : *from_start.begin();
+  for (const rational& offset : from_end) first = std::min(first, duration - offset);
+  return first;
+}
+
+/// Whether at this duration points from the two sides coincide, or stand in another order than
+/// `ordering_duration` puts them in. With offsets on both sides that is told by the bounds of the duration.
+bool PartialOrderCompiler::Points::are_out_of_order_at(const rational& duration) const {
+  if (first_moment(duration) < rational(0)) return true;
+  return std::any_of(from_end.begin(), from_end.end(), [&](const rational& offset) {
+    const auto met = from_start.lower_bound(duration - offset);
+    if (met == from_start.end()) return false;
+    return *met == duration - offset || !(has_start_offset && has_end_offset);
+  });
 }
 
 std::optional<std::vector<DurationSplitter::Draft>> PartialOrderCompiler::split(
     const ActionImpl& action) const {
   const Points points = points_of(action);
-  if (!points.has_start_offset || !points.has_end_offset) return std::nullopt;
-  DurationBounds limits;
-  for (Node* statement : points.duration_list) update_duration_bound(factory(), statement, limits);
+  const DurationBounds& limits = points.limits;
   const rational first = limits.lower.value;
   const rational last = limits.upper.value;
-  if (limits.has_upper && last == rational(0)) throw InternalError("Zero-duration action not allowed!");
-  if (!limits.has_upper || first > last) return std::nullopt;
-
-  Node* const anchor = factory().make_duration_anchor();
   std::vector<Draft> drafts;
-  const auto add = [&](Node* constraint) {
-    if (auto version = draft(points, limits, constraint)) drafts.push_back(*std::move(version));
+  const auto add = [&](std::optional<Draft> version) {
+    if (version) drafts.push_back(*std::move(version));
   };
-  const auto add_exact = [&](const rational& duration) {
-    if (!has_conflict(action, points, duration))
-      add(factory().make_equals(anchor, factory().make_rational_constant(duration)));
-  };
-  for (rational duration = first; duration <= last;) {
-    const rational step = time_to_next_meeting(points.from_start, points.from_end, duration, last, false);
-    const bool meets_at_first =
-        duration == first &&
-        time_to_next_meeting(points.from_start, points.from_end, duration, last, true) == rational(0);
-    if (meets_at_first) add_exact(duration);
-    const rational next = duration + step;
-    Node* const below = factory().make_lt(anchor, factory().make_rational_constant(next));
-    if (duration == first && !meets_at_first)
-      add(below);
-    else
-      add(factory().make_and(factory().make_gt(anchor, factory().make_rational_constant(duration)), below));
-    add_exact(next);
-    duration = next;
+  const bool has_both = points.has_start_offset && points.has_end_offset;
+  if (has_both && limits.has_upper && last == rational(0))
+    throw InternalError("Zero-duration action not allowed!");
+  if (limits.has_upper && first == last && !limits.is_empty() && points.are_out_of_order_at(first)) {
+    add(exact_draft(action, points, first));
+    return drafts;
   }
+  const bool has_last = limits.has_upper || !points.open_limits.empty();
+  if (!has_both || !has_last || limits.is_empty()) return std::nullopt;
+
+  std::set<rational> meetings;
+  for (const rational& from_start : points.from_start)
+    for (const rational& from_end : points.from_end)
+      if (const rational duration = from_start + from_end;
+          duration >= first && (!limits.has_upper || duration <= last))
+        meetings.insert(duration);
+  Node* const anchor = factory().make_duration_anchor();
+  std::vector<Node*> above;  // the last meeting as a lower limit; empty or one clause
+  for (const rational& meeting : meetings) {
+    Node* const limit = factory().make_rational_constant(meeting);
+    std::vector<Node*> range = above;
+    range.push_back(factory().make_lt(anchor, limit));
+    if (meeting > first) add(draft(points, factory().make_and(range)));
+    if (!has_conflict(action, points, meeting)) add(draft(points, factory().make_equals(anchor, limit)));
+    above = {factory().make_gt(anchor, limit)};
+  }
+  add(draft(points, factory().make_and(above)));
   return drafts;
 }
 
 /// The version under the constraint, if that and the limits leave it a duration.
 std::optional<DurationSplitter::Draft> PartialOrderCompiler::draft(const Points& points,
-                                                                   const DurationBounds& limits,
                                                                    Node* constraint) const {
-  DurationBounds bounds = limits;
+  DurationBounds bounds = points.limits;
   update_duration_bound(factory(), constraint, bounds);
   if (bounds.is_empty()) return std::nullopt;
-  Draft draft{points.kept, constraint};
+  Draft draft{points.kept, constraint, std::nullopt, 0};
+  for (Node* limit : points.open_limits) draft.expressions.push_back(require_limit(factory(), limit));
   draft.expressions.push_back(update_duration_expression(factory(), bounds));
   return draft;
+}
+
+/// The version of an action of a fixed duration, if that brings no two effects on one target together.
+std::optional<DurationSplitter::Draft> PartialOrderCompiler::exact_draft(const ActionImpl& action,
+                                                                         const Points& points,
+                                                                         const rational& duration) const {
+  if (has_conflict(action, points, duration)) return std::nullopt;
+  Node* const anchor = factory().make_duration_anchor();
+  auto version = draft(points, factory().make_equals(anchor, factory().make_rational_constant(duration)));
+  if (!version) return std::nullopt;
+  const rational lead = std::max(rational(0), -points.first_moment(duration));
+  if (lead > rational(0) && !points.open_limits.empty()) return std::nullopt;
+  version->lead = lead;
+  version->expressions = points.open_limits;
+  for (Node* statement : points.kept)
+    version->expressions.push_back(measured_from_start(statement, duration, lead));
+  version->expressions.push_back(
+      factory().make_equals(anchor, factory().make_rational_constant(duration + lead)));
+  version->simulated_effects.emplace();
+  for (const auto& effect : action.simulated_effects()) {
+    auto moved = std::make_shared<SimulatedEffectImpl>(*effect);
+    moved->timing = factory().make_point_interval(
+        moved_anchor(point_interval_of(factory(), effect->timing)->children[0], duration, lead));
+    version->simulated_effects->push_back(std::move(moved));
+  }
+  return version;
+}
+
+Node* PartialOrderCompiler::moved_anchor(Node* anchor, const rational& duration,
+                                         const rational& shift) const {
+  const Timing time = timing(factory(), anchor);
+  const rational moment = (time.from_start ? time.k : duration - time.k) + shift;
+  return moment == rational(0)
+             ? factory().make_start_anchor()
+             : factory().make_plus(factory().make_start_anchor(), factory().make_rational_constant(moment));
+}
+
+/// The statement with its moments as `start + k`, for an action that takes `duration` and begins `shift`
+/// before what they are measured from.
+Node* PartialOrderCompiler::measured_from_start(Node* statement, const rational& duration,
+                                                const rational& shift) const {
+  const bool is_timed = F::is_temporal_expression(statement);
+  if (is_timed && !F::is_interval(statement->children[0])) return statement;
+  Node* const body = is_timed ? statement->children[1] : statement;
+  if (!is_timed)
+    return factory().make_temporal_expression(
+        factory().make_point_interval(moved_anchor(factory().make_start_anchor(), duration, shift)), body);
+  Node* const interval = statement->children[0];
+  Node* const from = moved_anchor(interval->children[0], duration, shift);
+  Node* const to = moved_anchor(interval->operands().back(), duration, shift);
+  Node* const moved = from == to ? factory().make_point_interval(from)
+                                 : factory().make_interval(from, to, factory().is_left_closed(interval),
+                                                           factory().is_right_closed(interval));
+  return factory().make_temporal_expression(moved, body);
 }
 
 /// Whether two effects of the action write one target at one moment if it takes this long.

@@ -18,8 +18,10 @@ PlannedStep planned_step(const PlanAction& step) {
 }
 
 void add_image(TimeTriggeredPlan& plan, const TimeTriggeredStep& original, const MappedStep& image) {
-  plan.add_step(std::make_shared<TimeTriggeredStep>(original.start, image.step.action, image.step.parameters,
-                                                    original.optional_duration(), image.post_condition,
+  std::optional<rational> duration = original.optional_duration();
+  if (duration) *duration += image.earlier;
+  plan.add_step(std::make_shared<TimeTriggeredStep>(original.start - image.earlier, image.step.action,
+                                                    image.step.parameters, duration, image.post_condition,
                                                     image.step.instance));
 }
 

@@ -21,10 +21,11 @@ struct PlannedStep {
   Node* post_condition;  ///< Null if there is none.
 };
 
-/// The image of a step. Its start and duration are those of the original.
+/// The image of a step. It ends when the original ends, and begins when that begins or, below 0, after it.
 struct MappedStep {
   ActionStep step;
   Node* post_condition;
+  rational earlier{0};  ///< By how much it begins before the original; for time-triggered plans alone.
 };
 
 /// The plan with every step replaced by its image; a step without one is dropped, and precedences are kept

@@ -120,7 +120,10 @@ TemporallyAwareRelaxer::Timeline TemporallyAwareRelaxer::timeline(const ActionIm
   for (const auto& [text, group] : simulated) note_anchors(group.interval);
   DurationBounds bounds;
   if (max_from_start > rational(0) && max_from_end > rational(0))
-    for (Node* statement : sorted.duration_list) update_duration_bound(factory(), statement, bounds);
+    for (Node* statement : sorted.duration_list) {
+      DurationBounds limited = bounds;
+      if (read_duration_bound(factory(), statement, limited)) bounds = limited;  // else the state decides
+    }
   const rational duration = ordering_duration(bounds, max_from_start, max_from_end);
   const auto time_of = [&](const Timing& time) { return time.from_start ? time.k : duration - time.k; };
 

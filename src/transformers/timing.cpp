@@ -34,6 +34,16 @@ Timing timing(ExpressionFactory& factory, Node* anchor) {
   throw InternalError();
 }
 
+bool is_empty_interval(ExpressionFactory& factory, Node* interval) {
+  if (interval->arity != 2) return false;
+  const auto from = read_timing(factory, interval->children[0]);
+  const auto to = read_timing(factory, interval->children[1]);
+  if (!from || !to || from->from_start != to->from_start) return false;
+  const rational length = from->from_start ? to->k - from->k : from->k - to->k;
+  const bool is_closed = factory.is_left_closed(interval) && factory.is_right_closed(interval);
+  return length < rational(0) || (length == rational(0) && !is_closed);
+}
+
 Node* point_interval_of(ExpressionFactory& factory, Node* interval_or_anchor) {
   Node* const interval = ExpressionFactory::is_interval(interval_or_anchor)
                              ? interval_or_anchor

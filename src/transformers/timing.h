@@ -22,6 +22,10 @@ std::optional<Timing> read_timing(ExpressionFactory& factory, Node* anchor);
 /// The same, but anything else raises InternalError with an empty message.
 Timing timing(ExpressionFactory& factory, Node* anchor);
 
+/// Whether an interval holds no moment, as far as its ends say: both are measured from the same side, and the
+/// last lies before the first, or the two are one moment that is excluded.
+bool is_empty_interval(ExpressionFactory& factory, Node* interval);
+
 /// The point interval of a simulated effect's timing, which may be an interval or a bare anchor; simplified,
 /// so that equal moments written alike are one node.
 Node* point_interval_of(ExpressionFactory& factory, Node* interval_or_anchor);

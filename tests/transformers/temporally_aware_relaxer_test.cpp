@@ -152,11 +152,6 @@ TEST(TemporallyAwareRelaxer, PlansAreNotMappedAndStructuredTypesRefused) {
   const ProblemPtr structured = parse(env, "type V with { fluent boolean v; };");
   EXPECT_EQ(error_of([&] { TemporallyAwareRelaxer(structured).do_computation(); }),
             "InternalError: This phase can be only applied to flattened models!");
-  const ProblemPtr unreadable = parse(env,
-                                      "fluent float y; fluent boolean p; action a() { duration := y; [end] y "
-                                      ":= 2.0; [start + 1] p; [end - 1] p; };");
-  EXPECT_EQ(error_of([&] { TemporallyAwareRelaxer(unreadable).do_computation(); }),
-            "InternalError: (duration := y)");
 }
 
 }  // namespace

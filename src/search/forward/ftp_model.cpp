@@ -210,10 +210,11 @@ void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action,
     Node* const interval = timed ? expression->children[0] : at_start;
     Node* const body = timed ? expression->children[1] : expression;
     if (contains_duration(body)) {
-      if (timed || !limits_duration(body, contains_duration))
+      Node* const limit = model::with_duration_first(factory, body);
+      if (timed || !limits_duration(limit, contains_duration))
         throw InternalError("The duration of an action cannot be read by its effects or conditions: ")
             << model::print_expression{expression} << " in action " << action->name();
-      groups.duration_statements.push_back(static_fluents(body));
+      groups.duration_statements.push_back(static_fluents(limit));
     } else if (ExpressionFactory::is_assign(body)) {
       if (!factory.is_point_interval(interval))
         throw InternalError("Found an effect over a non-punctual interval");
@@ -244,8 +245,13 @@ void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action,
   entry.action = action;
   DurationBounds bounds;
   if (max_from_start > rational(0) && max_from_end > rational(0)) {
-    for (Node* statement : groups.duration_statements)
-      model::update_duration_bound(factory, statement, bounds);
+    for (Node* statement : groups.duration_statements) {
+      DurationBounds limited = bounds;
+      if (model::read_duration_bound(factory, statement, limited))
+        bounds = limited;
+      else
+        entry.duration_constraints.push_back(statement);  // the state decides
+    }
     entry.duration_bounds = bounds;
   } else {
     entry.duration_constraints = groups.duration_statements;

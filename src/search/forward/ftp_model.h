@@ -33,7 +33,7 @@ struct ActionModel {
   std::vector<Event*> events;  ///< What happens between them, in order.
   /// Bounds of the duration of an action whose order of events rests on them.
   std::optional<DurationBounds> duration_bounds;
-  /// Otherwise: the statements on the duration, read when the action is opened.
+  /// The other statements on the duration, read when the action is opened.
   std::vector<Node*> duration_constraints;
 };
 

@@ -1,0 +1,97 @@
+// Problems at the edge of what the language allows: each is solved by the forward search under every estimate
+// and with both deorderings, and by the classical search where it knows the problem, and each plan is
+// validated.
+
+#include <algorithm>
+
+#include "model/model_factory.h"
+#include "search/classical/tsimple/tsimple_planner.h"
+#include "search/support.h"
+
+namespace zorvel {
+namespace {
+
+/// Who may find a plan.
+enum class Solvers { nobody, forward, everybody };
+
+struct Edge {
+  const char* name;
+  const char* text;
+  Solvers solvers;
+  const char* warning = "";  ///< Part of the one warning that is expected.
+};
+
+void expect_valid(Environment& env, const model::ProblemPtr& problem, const std::shared_ptr<Plan>& plan) {
+  TTValidator validator(env, problem);
+  EXPECT_TRUE(validator.check_validity(std::make_shared<TimeTriggeredPlan>(plan)))
+      << validator.reason() << '\n'
+      << exact_text(plan);
+}
+
+void expect_forward(const Edge& edge, const std::string& heuristic, const char* option) {
+  SCOPED_TRACE(heuristic + " " + option);
+  Environment env;
+  env.configuration().set_value("ftp-heuristic", std::vector<std::string>{heuristic});
+  if (*option != 0) env.configuration().set_value(option, true);
+  const auto problem = parse(env, edge.text);
+  tp::ftp::FtpPlanner planner(env, problem);
+  planner.set_limits(at_most(5000));
+  const auto plan = planner.solve();
+  ASSERT_EQ(plan != nullptr, edge.solvers != Solvers::nobody);
+  if (plan) expect_valid(env, problem, plan);
+  const auto& warnings = env.warning_manager().warnings();
+  if (*edge.warning == 0) return;
+  EXPECT_TRUE(std::any_of(warnings.begin(), warnings.end(), [&](const std::string& warning) {
+    return warning.find(edge.warning) != std::string::npos;
+  }));
+}
+
+void expect_classical(const Edge& edge, const std::string& heuristic) {
+  SCOPED_TRACE("tsimple " + heuristic);
+  Environment env;
+  env.configuration().set_value("tsimple-heuristic", heuristic);
+  const auto problem = parse(env, edge.text);
+  tsimple::TSimplePlanner planner(env, problem);
+  planner.set_limits(at_most(5000));
+  const auto plan = planner.solve();
+  ASSERT_NE(plan, nullptr);
+  expect_valid(env, problem, plan);
+}
+
+void expect_edges(std::initializer_list<Edge> edges) {
+  for (const Edge& edge : edges) {
+    SCOPED_TRACE(edge.name);
+    for (const char* heuristic : {"blind", "hadd", "hff", "hmax", "hlandmarks"})
+      expect_forward(edge, heuristic, "");
+    for (const char* option : {"ftp-deordering", "ftp-deordering-plan", "simultaneity"})
+      expect_forward(edge, "hadd", option);
+    if (edge.solvers == Solvers::everybody)
+      for (const char* heuristic : {"blind", "hadd", "hff", "hmax", "hlandmarks"})
+        expect_classical(edge, heuristic);
+  }
+}
+
+TEST(EdgeCases, MomentsThatMeetAtTheFixedDurationAreOne) {
+  const std::string fluents =
+      "fluent boolean p := false; fluent boolean q := true; fluent boolean r := false;";
+  const std::vector<std::pair<const char*, std::string>> rows = {
+      {"a condition at the end", "action a() { duration := 2; [start + 2] p := true; [end] q; };"},
+      {"an effect that reads what another one writes",
+       "action a() { duration := 2; [start + 2] q := false; [end] p := q; };"},
+      {"the end before a moment from the start",
+       "action a() { duration := 2; [end] q; [start + 3] p := true; [start + 3] q; };"},
+      {"the start measured from the end",
+       "action a() { duration := 2; [start] q := false; [end - 2] q; [end] p := true; };"},
+      {"an effect before the start", "action a() { duration := 1/2; [end - 1] p := true; };"},
+      {"an effect before the start that something else needs",
+       "action a() { duration := 1/2; [start] r; [end - 1] p := true; [end - 1] q; };"
+       "action b() { duration := 3; [end] r := true; };"},
+  };
+  for (const auto& [name, actions] : rows) {
+    const std::string text = fluents + actions + "[end] p;";
+    expect_edges({{name, text.c_str(), Solvers::forward}});
+  }
+}
+
+}  // namespace
+}  // namespace zorvel
