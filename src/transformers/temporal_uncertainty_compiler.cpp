@@ -62,6 +62,17 @@ class UncertainAction {
  public:
   UncertainAction(std::shared_ptr<ActionImpl> action, const StaticFluents& static_fluents);
 
+  /// Whether the world has no duration of 0 or more to choose, so that no plan can rely on the action.
+  bool is_impossible() const {
+    return has_numbers_as_bounds() &&
+           (factory_.get_numeric_constant(shortest_) < rational(0) ||
+            factory_.get_numeric_constant(longest_) < factory_.get_numeric_constant(shortest_));
+  }
+  /// Statements that no step can meet.
+  std::vector<Node*> never() const {
+    return {factory_.make_assign(factory_.make_duration_anchor(), longest_),
+            factory_.make_boolean_constant(false)};
+  }
   const std::vector<EndEffect>& end_effects() const { return end_effects_; }
   /// The fluents with an end effect that a condition or an effect reads which cannot see that effect.
   std::vector<std::shared_ptr<FluentImpl>> fluents_read_before_written() const;
@@ -82,6 +93,8 @@ class UncertainAction {
   bool ends_uncertainly(Node* interval) const { return has_end_(interval); }
   Span span_of_condition(Node* interval) const;
   OwnReferences written_afterwards(Node* expression, const std::optional<rational>& before_end) const;
+  std::map<rational, NodeSet, std::greater<>> written_before(Node* expression, Node* anchor) const;
+  bool is_always_empty(Node* interval) const;
 
   Node* after_shortest(Node* offset) const;
   Node* at_shortest(Node* anchor) const;
@@ -96,8 +109,10 @@ class UncertainAction {
   bool may_overlap_itself(const EndEffect& effect) const;
   void compile_end_effect(const EndEffect& effect, const ShadowFluents& shadows, const Test& is_contested,
                           std::vector<Node*>& result) const;
-  void compile_condition(const Span& span, Node* body, const NodeMap& shadows,
-                         std::vector<Node*>& result) const;
+  void compile_end_condition(Node* interval, Node* body, const ShadowFluents& shadows,
+                             std::vector<Node*>& result) const;
+  void compile_condition(const Span& span, Node* body, const std::optional<rational>& before_end,
+                         const NodeMap& shadows, std::vector<Node*>& result) const;
   [[noreturn]] void refuse(const char* problem, Node* statement) const;
 
   std::shared_ptr<ActionImpl> action_;
@@ -120,6 +135,7 @@ UncertainAction::UncertainAction(std::shared_ptr<ActionImpl> action, const Stati
       has_end_(env_, NodeKind::END),
       has_assign_(env_, NodeKind::ASSIGN) {
   read_bounds(static_fluents);
+  if (is_impossible()) return;
   for (Node* statement : action_->expressions()) sort(statement);
 }
 
@@ -142,10 +158,6 @@ void UncertainAction::read_bounds(const StaticFluents& static_fluents) {
     longest_ = static_fluents(interval->children[1]);
     for (Node* bound : {shortest_, longest_})
       if (has_fluent(bound)) refuse("with a bound that reads a fluent and not only constants", bound);
-    if (has_numbers_as_bounds() &&
-        !(factory_.get_numeric_constant(shortest_) >= rational(0) &&
-          factory_.get_numeric_constant(shortest_) <= factory_.get_numeric_constant(longest_)))
-      refuse("with bounds that no duration keeps", body);
   }
 }
 
@@ -159,7 +171,7 @@ void UncertainAction::sort(Node* statement) {
     refuse("and cannot promise that something holds at some moment before its end", statement);
   if (has_assign_(body_of(statement)))
     end_effects_.push_back(end_effect(statement));
-  else
+  else if (!is_always_empty(statement->children[0]))
     end_conditions_.push_back(statement);
 }
 
@@ -197,6 +209,44 @@ UncertainAction::OwnReferences UncertainAction::written_afterwards(
     result.references.insert(reference);
   }
   return result;
+}
+
+/// The references in a condition from `anchor` on that the action wrote before and not later, by how long
+/// before its end. Only those whose uncertain stretch reaches into the one of the anchor.
+std::map<rational, NodeSet, std::greater<>> UncertainAction::written_before(Node* expression,
+                                                                            Node* anchor) const {
+  std::map<rational, NodeSet, std::greater<>> result;
+  const auto before_end = time_before_end(factory_, anchor);
+  if (!before_end || !has_numbers_as_bounds()) return result;
+  const rational slack = factory_.get_numeric_constant(longest_) - factory_.get_numeric_constant(shortest_);
+  for (Node* reference : sorted_by_id(ExpressionFreeVars(env_)(expression))) {
+    std::optional<rational> last;
+    bool is_only_before = true;
+    if (!F::is_fluent_reference(reference)) continue;
+    const auto fluent = factory_.get_fluent_from_reference(reference);
+    for (const EndEffect& effect : end_effects_) {
+      if (factory_.get_fluent_from_reference(effect.target) != fluent) continue;
+      // Another target may be the same one for some parameters.
+      is_only_before &= effect.target == reference && effect.before_end && *effect.before_end > *before_end;
+      if (effect.before_end && (!last || *effect.before_end < *last)) last = effect.before_end;
+    }
+    if (last && is_only_before && *last - *before_end < slack) result[*last].insert(reference);
+  }
+  return result;
+}
+
+/// Whether the interval holds no moment, whatever duration the world chooses.
+bool UncertainAction::is_always_empty(Node* interval) const {
+  if (is_empty_interval(factory_, interval)) return true;
+  if (interval->arity != 2 || !has_numbers_as_bounds()) return false;
+  const auto from = read_timing(factory_, interval->children[0]);
+  const auto to = read_timing(factory_, interval->children[1]);
+  if (!from || !to || from->from_start == to->from_start) return false;
+  const rational& longest = factory_.get_numeric_constant(longest_);
+  const rational& shortest = factory_.get_numeric_constant(shortest_);
+  const rational length = from->from_start ? longest - to->k - from->k : to->k - (shortest - from->k);
+  const bool is_closed = factory_.is_left_closed(interval) && factory_.is_right_closed(interval);
+  return length < rational(0) || (length == rational(0) && !is_closed);
 }
 
 std::vector<std::shared_ptr<FluentImpl>> UncertainAction::fluents_read_before_written() const {
@@ -273,9 +323,45 @@ Node* UncertainAction::timed(const Span& span, Node* body) const {
   return factory_.make_temporal_expression(interval, body);
 }
 
-void UncertainAction::compile_condition(const Span& span, Node* body, const NodeMap& shadows,
+/// A reference that the action wrote at an uncertain moment before, and does not write again, has the new
+/// value there, which is that of the shadow until its stretch is over. Behind it others may have written it,
+/// so each such end of a stretch divides the span.
+void UncertainAction::compile_end_condition(Node* interval, Node* body, const ShadowFluents& shadows,
+                                            std::vector<Node*>& result) const {
+  Span span = span_of_condition(interval);
+  const auto before_end = time_before_end(factory_, span.upper);
+  NodeMap new_values, others = shadows.shadows_in(body);
+  const auto written = written_before(body, interval->children[0]);
+  for (const auto& [offset, references] : written)
+    for (Node* reference : references) {
+      new_values.emplace(reference, others.at(reference));
+      others.erase(reference);
+    }
+  const auto add = [&](const Span& part) {
+    Node* const reading = ExpressionSubstituter(env_, new_values, {}, false)(body);
+    compile_condition(part, reading, before_end, others, result);
+  };
+  for (const auto& [offset, references] : written) {
+    Span part = span;
+    part.upper = factory_.make_minus(factory_.make_end_anchor(), factory_.make_rational_constant(offset));
+    part.right_closed = true;
+    add(part);
+    // From the start, as the end of a piece that stops before another stretch is.
+    span.lower =
+        after_shortest(factory_.make_rational_constant(factory_.get_numeric_constant(longest_) - offset));
+    span.left_closed = false;
+    for (Node* reference : references) {
+      others.emplace(reference, new_values.at(reference));
+      new_values.erase(reference);
+    }
+  }
+  add(span);
+}
+
+void UncertainAction::compile_condition(const Span& span, Node* body,
+                                        const std::optional<rational>& before_end, const NodeMap& shadows,
                                         std::vector<Node*>& result) const {
-  const OwnReferences own = written_afterwards(body, time_before_end(factory_, span.upper));
+  const OwnReferences own = written_afterwards(body, before_end);
   NodeMap others = shadows;
   for (Node* reference : own.references) others.erase(reference);
   const std::vector<Node*> everywhere = expand_condition(env_, body, others);
@@ -296,7 +382,7 @@ void UncertainAction::compile_end_effect(const EndEffect& effect, const ShadowFl
   result.push_back(effect.statement);
   result.push_back(timed(now, factory_.make_assign(shadow, shadows.in_shadow(effect.value))));
   compile_condition({earliest, effect.anchor, false, true}, factory_.make_equals(shadow, effect.value),
-                    shadows.shadows_in(effect.value), result);
+                    effect.before_end, shadows.shadows_in(effect.value), result);
   if (shadows.is_exclusive(effect.target)) result.push_back(timed(now, shadows.is_certain(effect.target)));
   // The shadow has its value already. Writing it again keeps the longest end of this step and the shortest of
   // another one apart, which otherwise write different fluents.
@@ -346,16 +432,12 @@ bool UncertainAction::may_meet(const EndEffect& effect, Node* statement) const {
 }
 
 std::vector<Node*> UncertainAction::compile(const ShadowFluents& shadows, const Test& is_contested) const {
+  if (writes_twice_at_one_moment()) return never();  // for one of the durations: no plan can use it
   std::vector<Node*> result{factory_.make_assign(factory_.make_duration_anchor(), longest_)};
-  if (writes_twice_at_one_moment()) {
-    result.push_back(factory_.make_boolean_constant(false));  // for one of the durations: no plan can use it
-    return result;
-  }
   for (const EndEffect& effect : end_effects_) compile_end_effect(effect, shadows, is_contested, result);
   for (Node* condition : end_conditions_) {
-    const Span span = span_of_condition(condition->children[0]);
     for (Node* operand : operands_of_conjunction(body_of(condition)))
-      compile_condition(span, operand, shadows.shadows_in(operand), result);
+      compile_end_condition(condition->children[0], operand, shadows, result);
   }
   for (Node* statement : others_)
     for (Node* part : shadows.expand(statement, false)) result.push_back(part);
@@ -413,6 +495,14 @@ void TemporalUncertaintyCompiler::do_computation() {
   std::map<std::string, UncertainAction> uncertain_actions;
   for (const auto& [name, action] : problem_->actions())
     if (action->is_temporally_uncertain(false)) uncertain_actions.try_emplace(name, action, static_fluents);
+  std::map<std::string, std::vector<Node*>> impossible_actions;
+  for (const auto& [name, action] : uncertain_actions) {
+    if (!action.is_impossible()) continue;
+    impossible_actions.emplace(name, action.never());
+    env().warning_manager().warn("No duration keeps the bounds of action '" + name +
+                                 "', which can never be taken");
+  }
+  for (const auto& [name, statements] : impossible_actions) uncertain_actions.erase(name);
   if (steps_are_atomic_) uncertain_actions.clear();  // they were made for what they refuse
   std::unordered_map<std::shared_ptr<FluentImpl>, int> number_of_effects;  // for look-ups
   for (const auto& [name, action] : uncertain_actions)
@@ -436,6 +526,8 @@ void TemporalUncertaintyCompiler::do_computation() {
     std::vector<Node*> expressions;
     if (const auto uncertain = uncertain_actions.find(name); uncertain != uncertain_actions.end())
       expressions = uncertain->second.compile(shadows_, is_contested);
+    else if (const auto impossible = impossible_actions.find(name); impossible != impossible_actions.end())
+      expressions = impossible->second;
     else
       for (Node* statement : action->expressions())
         for (Node* part : shadows_.expand(with_fixed_duration(factory(), statement), false))

@@ -37,8 +37,9 @@ class TemporalUncertaintyCompiler : public OneToOneTransformer {
   explicit TemporalUncertaintyCompiler(const ProblemPtr& problem, bool steps_are_atomic = false);
 
   /// InternalError for a problem that is not flat, for simulated effects, increases and decreases, and for an
-  /// action whose uncertain duration has bounds that read fluents or that no duration of 0 or more keeps, is
-  /// read elsewhere, or may end before one of its statements begins.
+  /// action whose uncertain duration has bounds that read fluents, is read elsewhere, or may end before one
+  /// of its statements begins. An action whose bounds no duration of 0 or more keeps can never be taken, and
+  /// is warned of.
   void do_computation() override;
 
  protected:

@@ -93,5 +93,27 @@ TEST(EdgeCases, MomentsThatMeetAtTheFixedDurationAreOne) {
   }
 }
 
+TEST(EdgeCases, DurationsThatTheStateDecides) {
+  const std::string fluents =
+      "fluent integer [0, 9] n := 2; fluent boolean p := false;"
+      "action up() { duration := 1; [start] n <= 8; [end] n := n + 1; };";
+  const std::vector<std::pair<const char*, std::string>> rows = {
+      {"moments on both sides",
+       "action a() { duration := n + 3; [start + 1] n == 3; [end - 1] p := true; };"},
+      {"moments that meet", "action a() { duration := n - 1; [start + 1] n == 3; [end - 1] p := true; };"},
+      {"an interval that is empty for some durations",
+       "action a() { duration := n - 1; [start] n == 3; (start + 1, end - 1) not p; [end] p := true; };"},
+      {"the duration on the right", "action a() { 2 <= duration; n + 1 >= duration; [end] p := true; };"},
+  };
+  for (const auto& [name, action] : rows) {
+    const std::string text = fluents + action + "[end] p;";
+    expect_edges({{name, text.c_str(), Solvers::forward}});
+  }
+  expect_edges({{"bounds that no duration keeps",
+                 "fluent boolean p := false; action a() { duration :in [5, 2]; [end] p := true; };"
+                 "action b() { duration := 1; [end] p := true; }; [end] p;",
+                 Solvers::everybody, "No duration keeps the bounds of action 'a'"}});
+}
+
 }  // namespace
 }  // namespace zorvel

@@ -118,6 +118,7 @@ std::string random_uncertain_problem(unsigned seed) {
     if (pick(2) == 0) text << "  [start] " << fluent() << " := " << value() << ";\n";
     if (pick(4) == 0) text << "  [start + 1] " << fluent() << " := " << value() << ";\n";
     if (pick(4) == 0) text << "  [end - 1] " << fluent() << " := " << value() << ";\n";
+    if (low >= 2 && pick(4) == 0) text << "  [end - 2] " << fluent() << " := " << value() << ";\n";
     if (pick(3) == 0) text << "  [end] level := level " << (pick(2) == 0 ? "+ 1" : "- 1") << ";\n";
     text << "  [end] " << fluent() << " := " << value() << ";\n};\n";
   }
@@ -155,6 +156,37 @@ TEST(UncertainDurations, PlansOfRandomProblemsWorkWhateverTheWorldChooses) {
   }
   EXPECT_GT(solved, 250);
   EXPECT_GT(uncertain, 100);
+}
+
+TEST(UncertainDurations, WhatOneActionSaysOfItsOwnEndIsTakenTogether) {
+  const std::string fluents =
+      "fluent boolean p0 := false; fluent boolean p1 := true; fluent boolean p2 := false; fluent boolean p3 "
+      ":= "
+      "false;";
+  const std::vector<std::pair<const char*, std::string>> rows = {
+      {"a fluent written before, another one after",
+       "action a() { duration :in [3, 5]; [end - 1] (p2 == p1) or not p0; [end - 2] p2 := true; [end] p0 := "
+       "true; "
+       "[end] p3 := true; };"},
+      {"two fluents written before",
+       "action a() { duration :in [3, 5]; [end - 1] (p2 == p1) or not p0; [end - 2] p2 := true; "
+       "[end - 3] p0 := true; [end] p3 := true; };"},
+      {"a condition over an interval behind them",
+       "action a() { duration :in [4, 7]; (end - 2, end] p2 and p0; [end - 3] p2 := true; [end - 4] p0 := "
+       "true; "
+       "[end] p3 := true; };"},
+      {"intervals that are always empty",
+       "action a() { duration :in [1, 2]; [end, end - 1] p0; [start + 3, end] p0; [end] p3 := true; };"},
+  };
+  for (const auto& [name, action] : rows) {
+    SCOPED_TRACE(name);
+    const std::string text = fluents + action + "[end] p3;";
+    Environment env;
+    FtpPlanner planner(env, parse(env, text));
+    const auto plan = planner.solve();
+    ASSERT_NE(plan, nullptr);
+    EXPECT_EQ(World(text).run_often(TimeTriggeredPlan(plan), 1, 50), "");
+  }
 }
 
 }  // namespace
