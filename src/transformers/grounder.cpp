@@ -12,6 +12,7 @@
 #include "model/walkers/expression_simplifier.h"
 #include "plans/plan.h"
 #include "plans/time_triggered_plan.h"
+#include "transformers/clashing_effects.h"
 #include "transformers/finite_domain.h"
 #include "transformers/grounding/action_grounder.h"
 #include "transformers/grounding/ground_names.h"
@@ -151,6 +152,11 @@ void Grounder::do_computation() {
   for (const auto& [name, action] : problem_->actions()) {
     if (full_ && !action->simulated_effects().empty())
       throw InternalError("Grounding on fluents cannot be applied to problem with simulated effects");
+    if (!action->has_parameters() && has_clashing_effects(*action)) {
+      env().warning_manager().warn("Action '" + name +
+                                   "' writes one fluent twice at one moment and can never be taken");
+      continue;
+    }
     if (!action->has_parameters()) {
       std::vector<Node*> statements;
       for (Node* statement : action->expressions()) statements.push_back(rewrite(statement));

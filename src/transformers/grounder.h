@@ -20,7 +20,8 @@ namespace zorvel::model {
 /// becomes `a_0`, `a_1`. A combination is left out, and takes no number, if it needs a constant that has no
 /// value, and, with `prune_actions`, if a condition is false, if two effects assign one fluent at one time,
 /// or if an effect or a conjunct of a condition applies a fluent outside the domain of its parameters.
-/// Actions without parameters are only simplified.
+/// Actions without parameters are only simplified. One that writes a fluent twice at one moment is left
+/// out with a warning.
 ///
 /// The cost follows the actions that are made, not the combinations: see grounding/combination_search.h.
 ///

@@ -5,6 +5,7 @@
 
 #include "core/errors.h"
 #include "model/expression_factory.h"
+#include "transformers/clashing_effects.h"
 
 namespace zorvel::validation {
 
@@ -25,6 +26,7 @@ bool comes_before(const Event& a, const Event& b) {
 
 CompiledProblem::CompiledProblem(model::ProblemPtr problem)
     : problem_(std::move(problem)), slots_(problem_->env()), evaluate_(slots_) {
+  model::refuse_statements_before_start(*problem_);
   for (Node* expression : problem_->expressions())
     for (Statement& statement : compile_statements(slots_, {}, expression))
       statements_.push_back(std::move(statement));

@@ -71,6 +71,39 @@ void expect_edges(std::initializer_list<Edge> edges) {
   }
 }
 
+TEST(EdgeCases, TwoWritesAtOneMomentMakeAnActionUseless) {
+  const std::string fluents = "fluent boolean p := false; fluent boolean q := false;";
+  const std::string clash =
+      fluents + "action a() { duration := 1; [end] p := false; [end] p := true; [end] q := true; };";
+  expect_edges({
+      {"it is the only way", (clash + "[end] q;").c_str(), Solvers::nobody, "'a' writes one fluent twice"},
+      {"there is another way", (clash + "action b() { duration := 2; [end] q := true; }; [end] q;").c_str(),
+       Solvers::everybody, "'a' writes one fluent twice"},
+  });
+  const auto refusal = [&](const std::string& statements) {
+    Environment env;
+    const auto problem = parse(env, fluents + statements + "[end] p;");
+    return error_of([&] { tp::ftp::FtpPlanner(env, problem); });
+  };
+  EXPECT_EQ(
+      refusal("[3] p := false; [start + 3] p := true;"),
+      "InvalidParameterError: Two effects write p at one moment of the problem: [(start + 3)] (p := true)");
+  EXPECT_EQ(refusal("[3] p := true; [4] p := true; [3] q := true;"), "");
+}
+
+TEST(EdgeCases, StatementsOfTheProblemWithoutAMomentOrBeforeItsStart) {
+  expect_edges({
+      {"two empty intervals demand nothing",
+       "fluent boolean p := true; goal (3, 3) not p; goal [4, 2] not p; goal [end] p;", Solvers::forward},
+      {"one moment is an interval", "fluent boolean p := true; goal [3, 3] not p;", Solvers::nobody},
+  });
+  Environment env;
+  const auto problem = parse(env, "fluent integer [0, 3] x := 0; [-1] x := 1; [end] x == 0;");
+  const std::string refusal = "InvalidParameterError: A statement lies before the start of the plan: ";
+  EXPECT_EQ(error_of([&] { tp::ftp::FtpPlanner(env, problem); }).rfind(refusal, 0), 0U);
+  EXPECT_EQ(error_of([&] { TTValidator(env, problem); }).rfind(refusal, 0), 0U);
+}
+
 TEST(EdgeCases, MomentsThatMeetAtTheFixedDurationAreOne) {
   const std::string fluents =
       "fluent boolean p := false; fluent boolean q := true; fluent boolean r := false;";

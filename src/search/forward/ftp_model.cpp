@@ -13,6 +13,7 @@
 #include "model/walkers/expression_simplifier.h"
 #include "search/frame/missing_values.h"
 #include "state/effect.h"
+#include "transformers/clashing_effects.h"
 #include "transformers/duration_bounds.h"
 #include "transformers/static_fluents.h"
 #include "transformers/timing.h"
@@ -151,6 +152,8 @@ void FtpModel::add_condition(Node* expression, const std::shared_ptr<ActionImpl>
 void FtpModel::build_global_events() {
   ExpressionFactory& factory = env_.expression_factory();
   model::ExpressionSimplifier simplifier(env_);
+  model::refuse_statements_before_start(*problem_);
+  model::refuse_clashing_effects(*problem_);
   start_event_ = new_event(EventKind::START_PLAN, nullptr, nullptr, 0);
   end_event_ = new_event(EventKind::END_PLAN, nullptr, nullptr, 0);
 
@@ -164,6 +167,7 @@ void FtpModel::build_global_events() {
       const bool timed = ExpressionFactory::is_temporal_expression(expression);
       Node* const interval =
           timed ? expression->children[0] : factory.make_point_interval(factory.make_start_anchor());
+      if (model::is_empty_interval(factory, interval)) continue;
       conditions[interval].push_back(timed ? expression->children[1] : expression);
     } else if (!ExpressionFactory::is_start_anchor(effect->anchor) &&
                !ExpressionFactory::is_zero(simplifier(effect->anchor))) {

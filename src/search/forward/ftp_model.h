@@ -45,7 +45,8 @@ class FtpModel {
  public:
   /// `problem` must be ground and without transformable features. InternalError on a statement that cannot be
   /// laid out: an effect over an interval, an unknown form of time anchor, an effect or condition that reads
-  /// the duration.
+  /// the duration. InvalidParameterError on what the problem itself states for a moment before its start, or
+  /// writes twice at one moment.
   FtpModel(Environment& env, const model::ProblemPtr& problem, const rational& epsilon);
 
   Environment& env() const { return env_; }

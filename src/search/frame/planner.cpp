@@ -12,6 +12,7 @@
 #include "search/heuristics/hlandmarks.h"
 #include "search/heuristics/hmax.h"
 #include "search/heuristics/relaxation/classical_action.h"
+#include "transformers/clashing_effects.h"
 #include "transformers/constant_promoter.h"
 #include "transformers/contains_compiler.h"
 #include "transformers/duration_bounds.h"
@@ -85,7 +86,8 @@ void Planner::apply_temporal_uncertainty_compiler(bool steps_are_atomic) {
 }
 
 void Planner::apply_grounder(bool prune_actions) {
-  if (problem_->is_ground(true)) return;
+  // It also takes out what can never be taken.
+  if (problem_->is_ground(true) && !model::has_clashing_effects(*problem_)) return;
   apply(std::make_shared<model::Grounder>(problem_, false, prune_actions));
   if (!problem_->is_ground(true)) throw InternalError("Not able to ground the problem!");
 }
