@@ -152,21 +152,23 @@ NodeSet AllValuesEvaluator::walk_or(Node* node) const {
   return {factory().make_boolean_constant(false), factory().make_boolean_constant(true)};
 }
 
-NodeSet AllValuesEvaluator::connective(const Node* node, bool (*apply)(bool, bool)) const {
+NodeSet AllValuesEvaluator::walk_imply(Node* node) const {
+  // One side is enough for `true`, whether the other has a value or not.
+  NodeSet results;
+  if (can_be(node->children[0], false) || can_be(node->children[1], true))
+    results.insert(factory().make_boolean_constant(true));
+  if (can_be(node->children[0], true) && can_be(node->children[1], false))
+    results.insert(factory().make_boolean_constant(false));
+  return results;
+}
+
+NodeSet AllValuesEvaluator::walk_iff(Node* node) const {
   NodeSet results;
   for (const bool a : {false, true})
     for (const bool b : {false, true})
       if (can_be(node->children[0], a) && can_be(node->children[1], b))
-        results.insert(factory().make_boolean_constant(apply(a, b)));
+        results.insert(factory().make_boolean_constant(a == b));
   return results;
-}
-
-NodeSet AllValuesEvaluator::walk_imply(Node* node) const {
-  return connective(node, [](bool a, bool b) { return !a || b; });
-}
-
-NodeSet AllValuesEvaluator::walk_iff(Node* node) const {
-  return connective(node, [](bool a, bool b) { return a == b; });
 }
 
 NodeSet AllValuesEvaluator::walk_equals(Node* node) const {
@@ -231,7 +233,7 @@ std::optional<std::vector<std::vector<Node*>>> AllValuesEvaluator::possible_argu
     if (i < parameters.size()) prune_impossible_values(factory(), values, *parameters[i]->type());
     std::vector<Node*> list = model::sorted_by_id(values);
     if (i < parameters.size())
-      for (Node*& value : list) value = model::as_value_of(factory(), *parameters[i]->type(), value);
+      for (Node*& value : list) value = model::as_argument_of(factory(), *parameters[i]->type(), value);
     lists.push_back(std::move(list));
   }
   return cartesian_product(lists);

@@ -39,7 +39,6 @@ class AllValuesEvaluator : public model::ExpressionWalker<model::NodeSet> {
   model::ExpressionFactory& factory() const { return env().expression_factory(); }
   const model::NodeSet& values_of_child(const Node* node, std::size_t child) const;
   bool can_be(Node* child, bool value) const;
-  model::NodeSet connective(const Node* node, bool (*apply)(bool, bool)) const;
   /// All combinations of values of the arguments that lie in the types of the parameters; none if an argument
   /// may have any value.
   std::optional<std::vector<std::vector<Node*>>> possible_arguments(

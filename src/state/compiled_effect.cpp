@@ -37,6 +37,7 @@ CompiledEffect::Outcome CompiledEffect::compute_assignments(const ValueId* slots
           (domain.upper != unset_value && values.is_less(domain.upper, value)))
         return Outcome::impossible;
       if (domain.is_integer) value = values.as_integer(value);
+      if (domain.is_rational) value = values.as_rational(value);
     }
     std::uint32_t slot = assignment.slot;
     if (assignment.table != nullptr) {

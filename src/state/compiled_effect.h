@@ -39,6 +39,7 @@ class CompiledEffect {
     ValueId lower = unset_value;  // unset: no bound
     ValueId upper = unset_value;
     bool is_integer = false;
+    bool is_rational = false;
     bool is_numeric = false;
   };
   struct Assignment {

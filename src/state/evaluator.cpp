@@ -5,7 +5,6 @@
 #include "core/errors.h"
 #include "model/constant.h"
 #include "model/fluent.h"
-#include "state/operations.h"
 
 namespace zorvel {
 
@@ -35,13 +34,22 @@ Node* const& ReferenceEvaluator::operator()(Node* root) const {
   return ExpressionSimplifier::operator()(root);
 }
 
+Node* ReferenceEvaluator::walk_equals(Node* node) const {
+  Node* const a = memoized_value(node->children[0]);
+  Node* const b = memoized_value(node->children[1]);
+  // Two parts that look alike are equal only if they have a value.
+  if (a == b && !ExpressionFactory::is_value(a) && model::is_undefined(factory(), a))
+    return factory().make_equals(a, b);
+  return ExpressionSimplifier::walk_equals(node);
+}
+
 Node* ReferenceEvaluator::walk_fluent_reference(Node* node) const {
   if (node->arity == 0) return value_of(node);
   const auto fluent = factory().get_fluent_from_reference(node);
   std::vector<Node*> arguments = memoized_children(node);
   if (has_undefined(factory(), arguments)) return factory().make_fluent_reference(fluent, arguments);
   model::normalize_arguments(factory(), fluent->parameters(), arguments);
-  check_arguments(fluent->parameters(), arguments);
+  if (!accepts(fluent->parameters(), arguments)) return factory().make_fluent_reference(fluent, arguments);
   return value_of(factory().make_fluent_reference(fluent, arguments));
 }
 
@@ -52,7 +60,8 @@ Node* ReferenceEvaluator::walk_constant_reference(Node* node) const {
   if (table != nullptr) {
     if (has_undefined(factory(), arguments)) return factory().make_constant_reference(constant, arguments);
     model::normalize_arguments(factory(), constant->parameters(), arguments);
-    check_arguments(constant->parameters(), arguments);
+    if (!accepts(constant->parameters(), arguments))
+      return factory().make_constant_reference(constant, arguments);
     if (Node* const value = table->assignment(arguments)) return simplify_value(*constant, value);
   }
   throw InvalidParameterError("Found uninitialized constant in the model: ") << model::print_expression{node};
@@ -68,10 +77,9 @@ Node* ExpressionEvaluator::walk_unresolved_symbol(Node*) const {
 
 Node* ExpressionEvaluator::value_of(Node* reference) const { return state_.value(index_, reference); }
 
-void ExpressionEvaluator::check_arguments(const model::ParameterVector& parameters,
-                                          const std::vector<Node*>& arguments) const {
-  for (std::size_t i = 0; i < parameters.size() && i < arguments.size(); ++i)
-    if (!check_domain(factory(), arguments[i], *parameters[i]->type())) throw OutOfBoundsValue("");
+bool ExpressionEvaluator::accepts(const model::ParameterVector& parameters,
+                                  const std::vector<Node*>& arguments) const {
+  return !model::has_argument_outside(factory(), parameters, arguments);
 }
 
 }  // namespace zorvel

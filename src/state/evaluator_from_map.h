@@ -22,7 +22,7 @@ class ExpressionEvaluatorFromMap : public ReferenceEvaluator {
  protected:
   Node* walk_parameter_reference(Node* node) const override { return node; }
   Node* value_of(Node* reference) const override;
-  void check_arguments(const model::ParameterVector&, const std::vector<Node*>&) const override {}
+  bool accepts(const model::ParameterVector&, const std::vector<Node*>&) const override { return true; }
 
  private:
   const Values& values_;

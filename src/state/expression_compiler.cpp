@@ -189,7 +189,7 @@ class ExpressionCompiler::Assembler {
     std::vector<ValueId> ids;
     for (std::size_t i = 0; i < reference->arity; ++i)
       ids.push_back(layout_.values().id_of(
-          model::as_value_of(factory_, *parameters[i]->type(), reference->children[i])));
+          model::as_argument_of(factory_, *parameters[i]->type(), reference->children[i])));
     return ids;
   }
 
@@ -337,6 +337,7 @@ CompiledEffect::Domain ExpressionCompiler::domain_of(const model::FluentImpl& fl
     take_bounds(static_cast<const model::IntegerTypeBase&>(*type),
                 [&](const integer& bound) { return factory.make_integer_constant(bound); });
   } else if (type->is_rational()) {
+    domain.is_rational = true;
     take_bounds(static_cast<const model::RationalTypeBase&>(*type),
                 [&](const rational& bound) { return factory.make_rational_constant(bound); });
   }

@@ -3,6 +3,9 @@
 #include <utility>
 
 #include "core/errors.h"
+#include "model/instance.h"
+#include "model/model_factory.h"
+#include "model/user_type.h"
 #include "model/walkers/expression_simplifier.h"
 #include "state/effect.h"
 #include "state/evaluator.h"
@@ -16,6 +19,27 @@ bool check_domain(const ExpressionFactory& factory, const Node* value, const mod
   return model::within_bounds(type, factory.get_numeric_constant(value));
 }
 
+bool is_a(const model::UserTypeImpl& type, const model::TypeBase& wanted) {
+  if (&type == &wanted) return true;
+  for (const model::TypePtr& base : type.base_types())
+    if (base.get() == &wanted ||
+        (base->is_user_defined() && is_a(dynamic_cast<const model::UserTypeImpl&>(*base), wanted)))
+      return true;
+  return false;
+}
+
+bool is_of_kind(Environment& env, const Node* value, const model::TypeBase& type) {
+  const ExpressionFactory& factory = env.expression_factory();
+  if (type.is_boolean()) return ExpressionFactory::is_boolean_constant(value);
+  if (type.is_integer() || type.is_rational())
+    return ExpressionFactory::is_numeric_constant(value) &&
+           (type.is_rational() || factory.get_numeric_constant(value).is_integer());
+  if (!type.is_user_defined()) return true;
+  if (!ExpressionFactory::is_instance_reference(value)) return false;
+  return &type == env.model_factory().make_object_type().get() ||
+         is_a(*factory.get_instance_from_reference(value)->type(), type);
+}
+
 void prune_impossible_values(const ExpressionFactory& factory, model::NodeSet& values,
                              const model::TypeBase& type) {
   // What is no number stands for all values: see AllValuesEvaluator.
@@ -24,11 +48,19 @@ void prune_impossible_values(const ExpressionFactory& factory, model::NodeSet& v
   });
 }
 
+void take_form_of(ExpressionFactory& factory, model::NodeSet& values, const model::TypeBase& type) {
+  prune_impossible_values(factory, values, type);
+  model::NodeSet held;
+  for (Node* value : values) held.insert(model::as_value_of(factory, type, value));
+  values = std::move(held);
+}
+
 namespace tp {
 
 namespace {
 
-/// The reference that `fluent` of the values of `arguments` is; none if an argument has no value.
+/// The reference that `fluent` of the values of `arguments` is; none if an argument has no value or lies
+/// outside its parameter's type.
 std::optional<Node*> ground_reference(const ExpressionEvaluator& evaluate, ExpressionFactory& factory,
                                       const std::shared_ptr<model::FluentImpl>& fluent,
                                       std::span<Node* const> arguments) {
@@ -39,6 +71,7 @@ std::optional<Node*> ground_reference(const ExpressionEvaluator& evaluate, Expre
       return std::nullopt;
   }
   model::normalize_arguments(factory, fluent->parameters(), values);
+  if (model::has_argument_outside(factory, fluent->parameters(), values)) return std::nullopt;
   return factory.make_fluent_reference(fluent, values);
 }
 
@@ -101,6 +134,10 @@ std::optional<std::vector<StateWrite>> writes_of_simulated(Environment& env, con
       throw InternalError("A simulated effect gave no constant value for ")
           << model::print_expression{target};
     const auto fluent = factory.get_fluent_from_reference(target);
+    if (!is_of_kind(env, values[i], *fluent->type()))
+      throw InternalError("A simulated effect gave ")
+          << model::print_expression{values[i]} << " for " << model::print_expression{target}
+          << ", which is of another type";
     if (!check_bounds(env, *fluent, values[i])) return std::nullopt;
     const auto reference = ground_reference(evaluate, factory, fluent, target->operands());
     if (!reference) return std::nullopt;

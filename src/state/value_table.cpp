@@ -158,6 +158,10 @@ ValueId ValueTable::as_integer(ValueId id) {
   return value.is_integer() ? id_of_integer(value.numerator()) : id;
 }
 
+ValueId ValueTable::as_rational(ValueId id) {
+  return entries_[id].kind == Kind::integer ? id_of_rational(number_of(id)) : id;
+}
+
 bool ValueTable::is_less(ValueId a, ValueId b) const {
   assert(is_number(a) && is_number(b));
   const Entry &left = entries_[a], &right = entries_[b];

@@ -49,6 +49,8 @@ class ValueTable : public EnvObject {
 
   /// The integer of the same value if `id` is a rational with denominator 1, otherwise `id`.
   ValueId as_integer(ValueId id);
+  /// The rational of the same value if `id` is an integer, otherwise `id`.
+  ValueId as_rational(ValueId id);
 
   // On numbers only, with the results that the simplifier of expressions gives.
   ValueId sum(std::span<const ValueId> terms);

@@ -8,6 +8,7 @@
 #include "model/function_value.h"
 #include "model/model_factory.h"
 #include "model/walkers/expression_identity.h"
+#include "model/walkers/expression_simplifier.h"
 #include "transformers/problem_parts.h"
 
 namespace zorvel::model {
@@ -88,7 +89,7 @@ class StaticTables {
     std::shared_ptr<FunctionValueImpl>& table = tables_[fluent];
     if (!table) table = std::make_shared<FunctionValueImpl>();
     const std::vector<Node*> arguments(target->operands().begin(), target->operands().end());
-    Node* const value = assignment->children[1];
+    Node* const value = as_value_of(factory_, *fluent->type(), assignment->children[1]);
     if (table->has_assignments(arguments) && table->assignments().at(arguments) != value)
       changing_.insert(fluent);
     table->add_assignment(arguments, value);

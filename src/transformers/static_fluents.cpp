@@ -33,14 +33,6 @@ Node* initial_assignment(F& factory, Node* statement) {
   return assigns_fluent ? assignment : nullptr;
 }
 
-/// Integer fluents hold integers: 2.0 is stored as 2.
-Node* as_stored(F& factory, Node* reference, Node* value) {
-  if (!F::is_rational_constant(value) || !factory.get_fluent_from_reference(reference)->type()->is_integer())
-    return value;
-  const rational number = factory.get_rational_constant(value);
-  return number.is_integer() ? factory.make_integer_constant(number.numerator()) : value;
-}
-
 }  // namespace
 
 Node* StaticFluents::operator()(Node* expression) const {
@@ -113,7 +105,7 @@ void StaticFluents::collect_initial_values(Tables& tables) const {
       note_write(reference, tables);
       continue;
     }
-    value = as_stored(factory, reference, value);
+    value = as_value_of(factory, *factory.get_fluent_from_reference(reference)->type(), value);
     const auto [entry, is_new] = tables.initial_values.emplace(reference, value);
     if (!is_new && entry->second != value) tables.written.insert(reference);
   }

@@ -7,7 +7,7 @@ namespace zorvel::validation {
 namespace {
 
 /// A whole number as an integer where the type is one.
-Value in_form_of(const model::TypeBase& type, const Value& value) {
+Value as_integer_of(const model::TypeBase& type, const Value& value) {
   if (value.kind != ValueKind::RATIONAL || !type.is_integer() || !value.number.is_integer()) return value;
   return Value::integer_number(value.number);
 }
@@ -35,12 +35,17 @@ Node* FluentSlots::as_argument(FluentId fluent, std::size_t position, const Valu
   assert(value.is_known());
   if (value.kind == ValueKind::OBJECT) return value.object;
   const model::TypeBase& type = *info(fluent).parameter_types.at(position);
-  if (value.is_number() && !model::within_bounds(type, value.number)) return nullptr;
-  return in_form_of(type, value).node(env().expression_factory());
+  if (value.is_number() &&
+      (!model::within_bounds(type, value.number) || (type.is_integer() && !value.number.is_integer())))
+    return nullptr;
+  return as_integer_of(type, value).node(env().expression_factory());
 }
 
 Value FluentSlots::as_content(FluentId fluent, const Value& value) const {
-  return in_form_of(*info(fluent).type, value);
+  const model::TypeBase& type = *info(fluent).type;
+  // A quotient of integers is cut, and that of a number that is no integer is not.
+  if (value.kind == ValueKind::INTEGER && type.is_rational()) return Value::rational_number(value.number);
+  return as_integer_of(type, value);
 }
 
 bool FluentSlots::within_bounds(FluentId fluent, const Value& value) const {

@@ -7,8 +7,8 @@
 #include "model/action.h"
 #include "model/expression_factory.h"
 #include "model/instance.h"
-#include "model/model_factory.h"
 #include "model/user_type.h"
+#include "state/operations.h"
 
 namespace zorvel::validation {
 
@@ -24,27 +24,9 @@ void collect_owners(const model::TypeScope& scope, const model::UserTypeImpl* ow
   for (const auto& [name, type] : scope.user_types()) collect_owners(*type, type.get(), owners);
 }
 
-bool is_a(const model::UserTypeImpl& type, const model::TypeBase& wanted) {
-  if (&type == &wanted) return true;
-  for (const model::TypePtr& base : type.base_types())
-    if (base.get() == &wanted ||
-        (base->is_user_defined() && is_a(dynamic_cast<const model::UserTypeImpl&>(*base), wanted)))
-      return true;
-  return false;
-}
-
-bool fits(Environment& env, Node* value, const model::TypeBase& type) {
-  const ExpressionFactory& factory = env.expression_factory();
-  if (type.is_boolean()) return ExpressionFactory::is_boolean_constant(value);
-  if (type.is_integer() || type.is_rational()) {
-    if (!ExpressionFactory::is_numeric_constant(value)) return false;
-    const rational number = factory.get_numeric_constant(value);
-    return (type.is_rational() || number.is_integer()) && model::within_bounds(type, number);
-  }
-  if (!type.is_user_defined()) return true;
-  if (!ExpressionFactory::is_instance_reference(value)) return false;
-  return &type == env.model_factory().make_object_type().get() ||
-         is_a(*factory.get_instance_from_reference(value)->type(), type);
+bool fits(Environment& env, const Node* value, const model::TypeBase& type) {
+  return is_of_kind(env, value, type) && (!ExpressionFactory::is_numeric_constant(value) ||
+                                          check_domain(env.expression_factory(), value, type));
 }
 
 class StepCheck {

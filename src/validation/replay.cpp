@@ -10,6 +10,7 @@
 #include "model/expression_factory.h"
 #include "model/walkers/expression_simplifier.h"
 #include "model/walkers/expression_substituter.h"
+#include "state/operations.h"
 #include "state/search_state.h"
 
 namespace zorvel::validation {
@@ -248,6 +249,11 @@ bool Replay::process_simulated_effect(const Event& event) {
   for (std::size_t i = 0; i < values.size(); ++i) {
     const Value value = Value::of_node(factory, values[i]);
     if (!value.is_known()) raise_opaque(event, values[i]);
+    if (!is_of_kind(slots.env(), values[i],
+                    *factory.get_fluent_from_reference(statement.targets[i].reference)->type()))
+      throw InternalError("A simulated effect gave ")
+          << print_expression{values[i]} << " for " << print_expression{statement.targets[i].reference}
+          << ", which is of another type" << context(event);
     if (!record(event, statement.targets[i], value)) return false;
   }
   return true;

@@ -71,6 +71,44 @@ void expect_edges(std::initializer_list<Edge> edges) {
   }
 }
 
+TEST(EdgeCases, AFluentOutsideItsDomainHasNoValue) {
+  const std::string counter =
+      "fluent integer [0, 2] n; fluent boolean free(integer [0, 2] i); fluent boolean done;"
+      "[start] { n := 0; free(0) := true; free(1) := true; free(2) := true; done := false; };"
+      "action step() { duration := 1; [start] n <= 1; [end] n := n + 1; };";
+  expect_edges({
+      {"a condition on the next field, up to the last one",
+       "fluent integer [0, 2] n; fluent boolean free(integer [0, 2] i);"
+       "[start] { n := 0; free(0) := true; free(1) := true; free(2) := true; };"
+       "action step() { duration := 1; [start] free(n + 1); [end] n := n + 1; }; [end] n == 2;",
+       Solvers::everybody},
+      {"an effect on the field behind the last one",
+       "fluent integer [0, 2] n; fluent boolean seen(integer [0, 2] i);"
+       "[start] { n := 2; seen(0) := false; seen(1) := false; seen(2) := false; };"
+       "action mark() { duration := 1; [end] seen(n + 1) := true; };"
+       "action down() { duration := 1; [start] n >= 1; [end] n := n - 1; }; [end] seen(1);",
+       Solvers::everybody},
+  });
+  const auto with = [&](const char* condition) {
+    return counter + "action finish() { duration := 1; [start] n == 2 and (" + condition +
+           "); [end] done := true; }; [end] done;";
+  };
+  // n + 1 is 3 where it counts. Kleene's tables: one side may decide alone.
+  const std::vector<std::pair<const char*, bool>> rows = {
+      {"free(n + 1)", false},
+      {"not free(n + 1)", false},
+      {"free(n + 1) or free(n)", true},
+      {"not (free(n + 1) and not free(n))", true},
+      {"free(n + 1) implies free(n)", true},
+      {"not free(n) implies free(n + 1)", true},
+      {"free(n) implies free(n + 1)", false},
+  };
+  for (const auto& [condition, holds] : rows) {
+    const std::string text = with(condition);
+    expect_edges({{condition, text.c_str(), holds ? Solvers::everybody : Solvers::nobody}});
+  }
+}
+
 TEST(EdgeCases, TwoWritesAtOneMomentMakeAnActionUseless) {
   const std::string fluents = "fluent boolean p := false; fluent boolean q := false;";
   const std::string clash =
@@ -102,6 +140,23 @@ TEST(EdgeCases, StatementsOfTheProblemWithoutAMomentOrBeforeItsStart) {
   const std::string refusal = "InvalidParameterError: A statement lies before the start of the plan: ";
   EXPECT_EQ(error_of([&] { tp::ftp::FtpPlanner(env, problem); }).rfind(refusal, 0), 0U);
   EXPECT_EQ(error_of([&] { TTValidator(env, problem); }).rfind(refusal, 0), 0U);
+}
+
+TEST(EdgeCases, WhatIsWrittenToAFloatDividesAsOne) {
+  expect_edges({
+      {"the initial value",
+       "fluent float w := 1; action half() { duration := 1; [end] w := w / 2; }; [end] w == 0.5;",
+       Solvers::everybody},
+      {"a later one",
+       "fluent float w := 0.5; fluent integer [0, 5] n := 3;"
+       "action take() { duration := 1; [end] w := n; };"
+       "action half() { duration := 1; [start] w == 3; [end] w := w / 2; }; [end] w == 1.5;",
+       Solvers::everybody},
+      {"one that never changes",
+       "type Car; instance Car c; fluent float fill(Car x); fluent float w := 0.0; [start] fill(c) := 1;"
+       "action half() { duration := fill(c) / 2; [end] w := fill(c) / 2; }; [end] w == 0.5;",
+       Solvers::everybody},
+  });
 }
 
 TEST(EdgeCases, MomentsThatMeetAtTheFixedDurationAreOne) {
@@ -146,6 +201,46 @@ TEST(EdgeCases, DurationsThatTheStateDecides) {
                  "fluent boolean p := false; action a() { duration :in [5, 2]; [end] p := true; };"
                  "action b() { duration := 1; [end] p := true; }; [end] p;",
                  Solvers::everybody, "No duration keeps the bounds of action 'a'"}});
+}
+
+TEST(EdgeCases, ASimulatedEffectWritesWhereItsArgumentsPoint) {
+  const auto solve = [](const std::string& heuristic, bool deordering,
+                        Node* (*value)(model::ExpressionFactory&)) {
+    Environment env;
+    env.configuration().set_value("ftp-heuristic", std::vector<std::string>{heuristic});
+    env.configuration().set_value("ftp-deordering-plan", deordering);
+    const auto problem =
+        parse(env,
+              "type Place; instance Place l0, l1; fluent Place at; fluent integer [0, 9] f(Place p);"
+              "[start] { at := l0; f(l0) := 0; f(l1) := 0; };"
+              "action go() { duration := 2; [end] at := l1; }; [end] f(l1) == 5;");
+    model::ExpressionFactory& factory = env.expression_factory();
+    Node* const at = factory.make_fluent_reference(problem->fluents().at("at"), {});
+    const auto effect = std::make_shared<model::SimulatedEffectImpl>();
+    effect->timing = factory.make_end_anchor();
+    effect->fluents = {factory.make_fluent_reference(problem->fluents().at("f"), {at})};
+    effect->function = [&factory, value](const SearchState&, const StateIndex&, const std::vector<Node*>&) {
+      return std::vector<Node*>{value(factory)};
+    };
+    problem->add_action(env.model_factory().make_action(
+        "fill", {}, false, {},
+        {factory.make_assign(factory.make_duration_anchor(), factory.make_integer_constant(1))}, {effect}));
+    tp::ftp::FtpPlanner planner(env, problem);
+    planner.set_limits(at_most(1000));
+    const auto plan = planner.solve();
+    ASSERT_NE(plan, nullptr);
+    EXPECT_EQ(plan->size(), 2U);
+    expect_valid(env, problem, plan);
+  };
+  const auto five = [](model::ExpressionFactory& factory) { return factory.make_integer_constant(5); };
+  for (const char* heuristic : {"blind", "hadd", "hmax"})
+    for (const bool deordering : {false, true}) {
+      SCOPED_TRACE(heuristic);
+      solve(heuristic, deordering, five);
+    }
+  const auto wrong = [](model::ExpressionFactory& factory) { return factory.make_boolean_constant(true); };
+  EXPECT_EQ(error_of([&] { solve("blind", false, wrong); }),
+            "InternalError: A simulated effect gave true for f(at), which is of another type");
 }
 
 }  // namespace

@@ -32,12 +32,8 @@ class PlainSearch {
       : planner_(planner), model_(planner.model()), env_(planner.env()), width_(width) {}
 
   bool is_applicable(const ClassicalAction& action, const SearchState& state) const {
-    try {
-      return std::all_of(action.conditions().begin(), action.conditions().end(),
-                         [&](Node* condition) { return tp::check(env_, state, condition, model_.index()); });
-    } catch (const OutOfBoundsValue&) {
-      return false;
-    }
+    return std::all_of(action.conditions().begin(), action.conditions().end(),
+                       [&](Node* condition) { return tp::check(env_, state, condition, model_.index()); });
   }
 
   /// Null if the action leads nowhere. The novelty test is the caller's; `written` gets the slots for it.
@@ -47,31 +43,31 @@ class PlainSearch {
     auto child = std::make_unique<SearchState>(static_cast<const zorvel::SearchState&>(state));
     child->achieved_landmarks = state.achieved_landmarks;
     model::ExpressionFactory& factory = env_.expression_factory();
-    try {
-      const ExpressionEvaluator evaluate(env_, model_.index(), state);
-      for (const auto& [reference, effect] : action.effects()) {
-        Node* const value = evaluate(effect->value);
-        if (!model::ExpressionFactory::is_value(value)) return nullptr;
-        if (!tp::check_bounds(env_, effect->fluent, value)) return nullptr;
-        std::vector<Node*> arguments;
-        for (Node* argument : effect->parameters) arguments.push_back(evaluate(argument));
-        Node* const target = factory.make_fluent_reference(effect->fluent, arguments);
-        child->override_value(model_.index(), target,
-                              model::as_value_of(factory, *effect->fluent->type(), value));
-        written.push_back(slot_of(model_.index(), target));
+    const ExpressionEvaluator evaluate(env_, model_.index(), state);
+    for (const auto& [reference, effect] : action.effects()) {
+      Node* const value = evaluate(effect->value);
+      if (!model::ExpressionFactory::is_value(value)) return nullptr;
+      if (!tp::check_bounds(env_, effect->fluent, value)) return nullptr;
+      std::vector<Node*> arguments;
+      for (Node* argument : effect->parameters) {
+        arguments.push_back(evaluate(argument));
+        if (!model::ExpressionFactory::is_value(arguments.back())) return nullptr;
       }
-      for (const auto& simulated : action.simulated_effects()) {
-        const std::vector<Node*> values = simulated->function(state, model_.index(), {});
-        for (std::size_t i = 0; i < values.size(); ++i)
-          child->override_value(model_.index(), simulated->fluents[i], values[i]);
-      }
-      child->last_action = action.action();
-      child->parent = &state;
-      child->set_g(state.g() + 1);
-      model_.note_achievements(*child);
-    } catch (const OutOfBoundsValue&) {
-      return nullptr;
+      if (model::has_argument_outside(factory, effect->fluent->parameters(), arguments)) return nullptr;
+      Node* const target = factory.make_fluent_reference(effect->fluent, arguments);
+      child->override_value(model_.index(), target,
+                            model::as_value_of(factory, *effect->fluent->type(), value));
+      written.push_back(slot_of(model_.index(), target));
     }
+    for (const auto& simulated : action.simulated_effects()) {
+      const std::vector<Node*> values = simulated->function(state, model_.index(), {});
+      for (std::size_t i = 0; i < values.size(); ++i)
+        child->override_value(model_.index(), simulated->fluents[i], values[i]);
+    }
+    child->last_action = action.action();
+    child->parent = &state;
+    child->set_g(state.g() + 1);
+    model_.note_achievements(*child);
     return child;
   }
 

@@ -72,13 +72,33 @@ Node* fold_division(ExpressionFactory& factory, Node* a, Node* b) {
   return factory.make_rational_constant(factory.get_numeric_constant(a) / factory.get_numeric_constant(b));
 }
 
+bool has_argument_outside(const ExpressionFactory& factory, const ParameterVector& parameters,
+                          std::span<Node* const> arguments) {
+  for (std::size_t i = 0; i < parameters.size() && i < arguments.size(); ++i) {
+    if (!ExpressionFactory::is_numeric_constant(arguments[i])) continue;
+    const rational value = factory.get_numeric_constant(arguments[i]);
+    const TypeBase& type = *parameters[i]->type();
+    if (!within_bounds(type, value) || (type.is_integer() && !value.is_integer())) return true;
+  }
+  return false;
+}
+
 bool is_undefined(const ExpressionFactory& factory, Node* simplified) {
+  const auto is_applied_outside = [&](Node* node) {
+    if (ExpressionFactory::is_fluent_reference(node))
+      return has_argument_outside(factory, factory.get_fluent_from_reference(node)->parameters(),
+                                  node->operands());
+    return ExpressionFactory::is_constant_reference(node) &&
+           has_argument_outside(factory, factory.get_constant_from_reference(node)->parameters(),
+                                node->operands());
+  };
   std::vector<Node*> pending{simplified};
   std::unordered_set<Node*> seen{simplified};
   while (!pending.empty()) {
     Node* const node = pending.back();
     pending.pop_back();
     if (ExpressionFactory::is_div(node) && ExpressionFactory::is_zero(node->children[1])) return true;
+    if (is_applied_outside(node)) return true;
     if (ExpressionFactory::is_sqrt(node) && ExpressionFactory::is_numeric_constant(node->children[0]) &&
         !decimal_square_root(factory.get_numeric_constant(node->children[0]),
                              factory.get_integer_constant(node->children[1])))
@@ -90,6 +110,12 @@ bool is_undefined(const ExpressionFactory& factory, Node* simplified) {
 }
 
 Node* as_value_of(ExpressionFactory& factory, const TypeBase& type, Node* value) {
+  if (type.is_rational() && ExpressionFactory::is_integer_constant(value))
+    return factory.make_rational_constant(factory.get_numeric_constant(value));
+  return as_argument_of(factory, type, value);
+}
+
+Node* as_argument_of(ExpressionFactory& factory, const TypeBase& type, Node* value) {
   if (!type.is_integer() || !ExpressionFactory::is_rational_constant(value)) return value;
   const rational& number = factory.get_rational_constant(value);
   return number.is_integer() ? factory.make_integer_constant(number.numerator()) : value;
@@ -100,7 +126,7 @@ void normalize_arguments(ExpressionFactory& factory, const ParameterVector& para
   if (parameters.size() != arguments.size()) return;
   for (std::size_t i = 0; i < arguments.size(); ++i)
     if (ExpressionFactory::is_rational_constant(arguments[i]))
-      arguments[i] = as_value_of(factory, *parameters[i]->type(), arguments[i]);
+      arguments[i] = as_argument_of(factory, *parameters[i]->type(), arguments[i]);
 }
 
 Node* ExpressionSimplifier::walk_not(Node* node) const {

@@ -50,15 +50,25 @@ std::optional<rational> decimal_square_root(const rational& value, const integer
 /// 0.
 Node* fold_division(ExpressionFactory& factory, Node* a, Node* b);
 
-/// Whether a simplified expression has a part without a value: a division by a constant zero, or the square
-/// root of a number that has none.
+/// Whether a number among the arguments lies outside the type of its parameter.
+bool has_argument_outside(const ExpressionFactory& factory, const ParameterVector& parameters,
+                          std::span<Node* const> arguments);
+
+/// Whether a simplified expression has a part without a value: a division by a constant zero, the square root
+/// of a number that has none, or a fluent or constant at an argument outside its parameter's type.
 bool is_undefined(const ExpressionFactory& factory, Node* simplified);
 
-/// `value` in the form that a fluent or parameter of `type` holds: a rational constant with denominator 1
-/// becomes the integer constant where the type is integer. Everything else is returned as it is.
+/// `value` in the form that a fluent of `type` holds: a rational constant with denominator 1 becomes the
+/// integer constant where the type is integer, and an integer constant the rational one where it is rational,
+/// since a quotient of integers is cut. Everything else is returned as it is.
 Node* as_value_of(ExpressionFactory& factory, const TypeBase& type, Node* value);
 
-/// Makes `as_value_of` of every argument for its parameter. The sizes must agree, otherwise nothing happens.
+/// The same for a parameter of `type`, save that an integer stays as it is: `f(1)` is the one reference,
+/// whether its parameter is an integer or a rational.
+Node* as_argument_of(ExpressionFactory& factory, const TypeBase& type, Node* value);
+
+/// Makes `as_argument_of` of every argument for its parameter. The sizes must agree, otherwise nothing
+/// happens.
 void normalize_arguments(ExpressionFactory& factory, const ParameterVector& parameters,
                          std::vector<Node*>& arguments);
 

@@ -31,7 +31,7 @@ Node* FunApplySubstituter::ground_head(const void* object, const ParameterVector
       remaining.push_back(argument);
       continue;
     }
-    Node* const value = as_value_of(factory(), *type, simplifier_(argument));
+    Node* const value = as_argument_of(factory(), *type, simplifier_(argument));
     if (!ExpressionFactory::is_constant(value) && !ExpressionFactory::is_instance_reference(value))
       throw GroundingFailedError("To ground a functional apply its parameters must be constant");
     key.second.push_back(value);

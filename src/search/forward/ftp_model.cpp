@@ -381,8 +381,10 @@ bool FtpModel::must_be_apart(const Event& applied, const Event& pending) const {
 
 void FtpModel::warn_about_missing_values() const {
   MissingValues missing(index_);
+  // A reference outside the domain of its fluent has no value and needs none.
   for (const auto& nodes : fluents_)
-    for (Node* node : nodes) missing.note(node);
+    for (Node* node : nodes)
+      if (!model::is_undefined(env_.expression_factory(), node)) missing.note(node);
   missing.warn(env_);
 }
 

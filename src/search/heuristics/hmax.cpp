@@ -90,12 +90,19 @@ double HMax::operator()(const SearchState& state) {
       if (!can_be_true(evaluator, action.condition())) continue;
       for (const auto& [reference, effect] : action.effects()) {
         model::NodeSet values = evaluator(effect->value);
-        prune_impossible_values(factory, values, *effect->fluent->type());
+        take_form_of(factory, values, *effect->fluent->type());
         for (Node* written : references_written(evaluator, *effect))
           next[written].insert(values.begin(), values.end());
       }
       for (const auto& simulated : action.simulated_effects()) {
         for (Node* reference : simulated->fluents) {
+          if (!std::all_of(reference->operands().begin(), reference->operands().end(), F::is_value)) {
+            // Where it writes is not known before the search, nor what.
+            for (const auto& [ground, values] : reached)
+              if (factory.get_fluent_from_reference(ground) == factory.get_fluent_from_reference(reference))
+                next[ground].insert(AllValuesEvaluator::any_value(factory));
+            continue;
+          }
           if (!factory.get_fluent_from_reference(reference)->type()->is_finite_domain())
             next[reference].insert(AllValuesEvaluator::any_value(factory));
           for (Node* added : action.predicates_added(true)) {

@@ -5,7 +5,6 @@
 #include <cassert>
 #include <ctime>
 
-#include "core/errors.h"
 #include "core/log.h"
 #include "model/walkers/expression_simplifier.h"
 #include "search/heuristics/heuristic.h"
@@ -177,7 +176,7 @@ void ClassicalSearch::make_child(StateId parent, std::uint32_t action) {
   // The novelty test marks what it sees, so it comes before the look at the states that are there, but where
   // there is none that look is the cheapest.
   bool is_wanted = seen_ || !states_.contains(child_.data(), child_hash_);
-  is_wanted = is_wanted && note_achievements();
+  if (is_wanted) note_achievements();
   if (is_wanted && seen_) {
     const bool is_new = is_novel();
     is_wanted = !states_.contains(child_.data(), child_hash_);
@@ -208,30 +207,25 @@ void ClassicalSearch::undo_child() {
 }
 
 /// Counts the goals of the child and adds its landmarks, of which only those that read a changed slot can
-/// differ from the parent's. False if one reads outside the type of a parameter.
-bool ClassicalSearch::note_achievements() {
+/// differ from the parent's.
+void ClassicalSearch::note_achievements() {
   child_goals_ = parent_goal_count_;
   ++stamp_;
   const std::span<std::uint32_t> landmark_bits = std::span(child_bits_).first(landmark_words_);
-  try {
-    for (const SlotWrite& old : old_values_) {
-      if (child_[old.slot] == old.value) continue;
-      for (const std::uint32_t goal : goals_of_slot_[old.slot]) {
-        if (goal_stamps_[goal] == stamp_) continue;
-        goal_stamps_[goal] = stamp_;
-        child_goals_ += goals_[goal].holds(child_.data()) ? 1 : 0;
-        child_goals_ -= static_cast<std::uint32_t>(parent_goals_[goal]);
-      }
-      for (const std::uint32_t landmark : landmarks_of_slot_[old.slot]) {
-        if (landmark_stamps_[landmark] == stamp_ || has_bit(landmark_bits, landmark)) continue;
-        landmark_stamps_[landmark] = stamp_;
-        if (landmarks_[landmark].holds(child_.data())) set_bit(landmark_bits, landmark);
-      }
+  for (const SlotWrite& old : old_values_) {
+    if (child_[old.slot] == old.value) continue;
+    for (const std::uint32_t goal : goals_of_slot_[old.slot]) {
+      if (goal_stamps_[goal] == stamp_) continue;
+      goal_stamps_[goal] = stamp_;
+      child_goals_ += goals_[goal].holds(child_.data()) ? 1 : 0;
+      child_goals_ -= static_cast<std::uint32_t>(parent_goals_[goal]);
     }
-  } catch (const OutOfBoundsValue&) {
-    return false;
+    for (const std::uint32_t landmark : landmarks_of_slot_[old.slot]) {
+      if (landmark_stamps_[landmark] == stamp_ || has_bit(landmark_bits, landmark)) continue;
+      landmark_stamps_[landmark] = stamp_;
+      if (landmarks_[landmark].holds(child_.data())) set_bit(landmark_bits, landmark);
+    }
   }
-  return true;
 }
 
 bool ClassicalSearch::is_novel() {

@@ -82,7 +82,7 @@ class ClassicalSearch {
   void make_child(StateId parent, std::uint32_t action);
   void write_child();
   void undo_child();
-  bool note_achievements();
+  void note_achievements();
   bool is_novel();
   void evaluate_and_push(const StateInfo& info, std::span<const std::uint32_t> parent_bits);
   std::optional<double> estimate(const StateInfo& info, std::span<const std::uint32_t> parent_bits);

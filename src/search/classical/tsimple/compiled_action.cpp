@@ -1,5 +1,7 @@
 #include "search/classical/tsimple/compiled_action.h"
 
+#include <algorithm>
+
 #include "core/errors.h"
 #include "model/expression_factory.h"
 #include "model/walkers/expression_simplifier.h"
@@ -47,11 +49,7 @@ CompiledAction::CompiledAction(const ClassicalAction& action, EvaluationTables& 
 
 bool CompiledAction::meets_rest(const ValueId* values) const {
   if (!has_rest_) return true;
-  try {
-    return condition_.holds(values);
-  } catch (const OutOfBoundsValue&) {
-    return false;
-  }
+  return condition_.holds(values);
 }
 
 bool CompiledAction::compute(const ValueId* values, std::vector<SlotWrite>& writes,
@@ -63,15 +61,10 @@ bool CompiledAction::compute(const ValueId* values, std::vector<SlotWrite>& writ
     return true;
   }
   writes.clear();
-  try {
-    if (!effect_.compute(values, writes)) return false;
-    plain = writes.size();
-    for (const CompiledEffect& simulated : simulated_)
-      if (!simulated.compute(values, writes)) return false;
-  } catch (const OutOfBoundsValue&) {
-    return false;
-  }
-  return true;
+  if (!effect_.compute(values, writes)) return false;
+  plain = writes.size();
+  return std::all_of(simulated_.begin(), simulated_.end(),
+                     [&](const CompiledEffect& simulated) { return simulated.compute(values, writes); });
 }
 
 }  // namespace zorvel::tsimple

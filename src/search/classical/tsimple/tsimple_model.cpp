@@ -129,14 +129,14 @@ void TSimpleModel::warn_about_missing_values() const {
   model::ExpressionFreeVars free_vars(env_);
   MissingValues missing(index_);
   const auto note = [&](Node* expression) {
-    for (Node* reference : free_vars(expression)) missing.note(reference);
+    for (Node* reference : free_vars(expression))
+      if (!model::is_undefined(env_.expression_factory(), reference)) missing.note(reference);
   };
   for (Node* goal : goals_) note(goal);
   for (Node* landmark : landmarks_) note(landmark);
   for (const ClassicalAction& action : actions_) {
     note(action.condition());
     for (const auto& [reference, effect] : action.effects()) {
-      missing.note(reference);
       note(reference);
       note(effect->value);
     }

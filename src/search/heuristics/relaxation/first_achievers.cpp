@@ -158,9 +158,9 @@ void FirstAchievers::add_effects(std::uint32_t number, const ClassicalAction& ac
   for (const auto& [reference, effect] : action.effects()) {
     if (has_only_values(reference) && F::is_value(effect->value)) {
       model::NodeSet possible{effect->value};
-      prune_impossible_values(env().expression_factory(), possible, *effect->fluent->type());
+      take_form_of(env().expression_factory(), possible, *effect->fluent->type());
       if (possible.empty()) continue;
-      own.certain.push_back(fact(reference_of(reference), effect->value));
+      own.certain.push_back(fact(reference_of(reference), *possible.begin()));
       facts_[own.certain.back()].adders.push_back(number);
       continue;
     }
@@ -324,7 +324,8 @@ std::vector<FirstAchievers::NewValues> FirstAchievers::values_of(const AllValues
     if (!possible.contains(any_value_)) prune_impossible_values(factory, possible, type);
     return possible;
   };
-  const model::NodeSet values = possible_values(effect.value, *effect.fluent->type());
+  model::NodeSet values = evaluator(effect.value);
+  if (!values.contains(any_value_)) take_form_of(factory, values, *effect.fluent->type());
   std::vector<NewValues> result;
   std::vector<std::vector<Node*>> choices;
   for (std::size_t i = 0; i < effect.parameters.size(); ++i) {

@@ -50,6 +50,7 @@ ValueRange::ValueRange(const model::TypeBase& type, EvaluationTables& tables) {
     if (integers.has_upper_bound())
       upper_ = tables.values.id_of(factory.make_integer_constant(integers.upper_bound()));
   } else if (type.is_rational()) {
+    is_rational_ = true;
     const auto& rationals = static_cast<const model::RationalTypeBase&>(type);
     if (rationals.has_lower_bound())
       lower_ = tables.values.id_of(factory.make_rational_constant(rationals.lower_bound()));
@@ -62,6 +63,11 @@ bool ValueRange::admits(const ValueTable& values, ValueId value) const {
   if (value == any_value_id || !values.is_number(value)) return true;
   return (lower_ == unset_value || !values.is_less(value, lower_)) &&
          (upper_ == unset_value || !values.is_less(upper_, value));
+}
+
+ValueId ValueRange::as_held(ValueTable& values, ValueId value) const {
+  if (value == any_value_id || !values.is_number(value)) return value;
+  return is_integer_ ? values.as_integer(value) : is_rational_ ? values.as_rational(value) : value;
 }
 
 SetExpression::SetExpression(EvaluationTables& tables, Node* expression) : tables_(tables) {
@@ -215,8 +221,7 @@ void SetExpression::run_connective(Step& step) {
       break;
     case Op::imply:
       can_be_false = left(true_value) && right(false_value);
-      can_be_true = (left(false_value) && (right(false_value) || right(true_value))) ||
-                    (left(true_value) && right(true_value));
+      can_be_true = left(false_value) || right(true_value);  // the other side needs no value
       break;
     default:  // iff
       can_be_true = (left(false_value) && right(false_value)) || (left(true_value) && right(true_value));

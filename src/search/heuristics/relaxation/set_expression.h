@@ -21,10 +21,13 @@ class ValueRange {
   ValueRange(const model::TypeBase& type, EvaluationTables& tables);
   bool admits(const ValueTable& values, ValueId value) const;
   bool is_integer() const { return is_integer_; }
+  /// An admitted value in the form that a fluent of the type holds.
+  ValueId as_held(ValueTable& values, ValueId value) const;
 
  private:
   ValueId lower_ = unset_value, upper_ = unset_value;  // unset: no bound
   bool is_integer_ = false;
+  bool is_rational_ = false;
 };
 
 /// An expression compiled for evaluation on sets of values: the packed form of AllValuesEvaluator, with the

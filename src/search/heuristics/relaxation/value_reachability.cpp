@@ -131,7 +131,8 @@ void ValueReachability::add_effect(Node* reference, const zorvel::Effect& effect
   const auto slot = slot_of(reference);
   if (slot && F::is_value(effect.value)) {
     const ValueId value = tables_.values.id_of(effect.value);
-    if (range.admits(tables_.values, value)) action.facts.emplace_back(*slot, value);
+    if (range.admits(tables_.values, value))
+      action.facts.emplace_back(*slot, range.as_held(tables_.values, value));
     return;
   }
   Effect compiled(SetExpression(tables_, effect.value), range);
@@ -290,7 +291,8 @@ bool ValueReachability::fire(Effect& effect) {
   if (values == nullptr) return false;
   const auto add_to = [&](std::uint32_t slot) {
     for (const ValueId value : *values)
-      if (effect.range.admits(tables_.values, value)) coming_facts_.emplace_back(slot, value);
+      if (effect.range.admits(tables_.values, value))
+        coming_facts_.emplace_back(slot, effect.range.as_held(tables_.values, value));
   };
   if (effect.table == nullptr) {
     add_to(effect.slot);
