@@ -113,7 +113,8 @@ std::optional<std::vector<DurationSplitter::Draft>> PartialOrderCompiler::split(
     if (version) drafts.push_back(*std::move(version));
   };
   const bool has_both = points.has_start_offset && points.has_end_offset;
-  if (has_both && limits.has_upper && last == rational(0))
+  // Where the state has a word in the duration too, this is a version that was split off for the duration 0.
+  if (has_both && limits.has_upper && last == rational(0) && points.open_limits.empty())
     throw InternalError("Zero-duration action not allowed!");
   if (limits.has_upper && first == last && !limits.is_empty() && points.are_out_of_order_at(first)) {
     add(exact_draft(action, points, first));

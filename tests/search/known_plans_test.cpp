@@ -30,7 +30,7 @@ std::vector<timed::Step> in_ticks(const timed::Problem& problem, const TimeTrigg
       const auto action =
           std::ranges::find(problem.actions, name, &timed::Action::name) - problem.actions.begin();
       const int object =
-          step->parameters.empty() ? timed::no_argument : printed(step->parameters[0]).back() - '0';
+          step->parameters.empty() ? timed::no_argument : model::to_anml(step->parameters[0]).back() - '0';
       result.push_back({static_cast<std::size_t>(action), object, ticks(start), ticks(step->duration)});
     }
   return result;

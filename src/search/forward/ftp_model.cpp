@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <stdexcept>
+#include <unordered_map>
 
 #include "core/errors.h"
 #include "model/expression_factory.h"
@@ -99,6 +100,7 @@ FtpModel::FtpModel(Environment& env, const model::ProblemPtr& problem, const rat
   const model::StaticFluents static_fluents(problem);
   for (const auto& [name, action] : problem->actions()) build_action_events(action, static_fluents);
   compute_fluents();
+  compute_order_keys();
   warn_about_missing_values();
 }
 
@@ -350,6 +352,56 @@ void FtpModel::compute_fluents() {
       for (std::size_t other = 0; other < references_.size(); ++other)
         if (factory.get_fluent_from_reference(references_[other]) == fluent) keys.push_back(other);
     }
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+  }
+}
+
+void FtpModel::compute_order_keys() {
+  order_keys_ = touch_keys_;
+  // The sets of slots that one conjunct reads, if they are more than one: an effect on a single one keeps or
+  // breaks the conjunct whatever else happens.
+  std::map<std::vector<std::uint64_t>, std::uint64_t> groups;
+  std::unordered_map<std::uint64_t, std::vector<std::uint64_t>> groups_with;  // by slot
+  model::ExpressionFreeVars free_vars(env_);
+  const std::uint64_t first = references_.size() + problem_->fluents().size();
+  std::vector<Node*> conjuncts;
+  for (const Event& event : events_) {
+    if (!event.is_opener()) continue;
+    conjuncts.assign(1, event.body());
+    while (!conjuncts.empty()) {
+      Node* const conjunct = conjuncts.back();
+      conjuncts.pop_back();
+      if (ExpressionFactory::is_and(conjunct)) {
+        conjuncts.insert(conjuncts.end(), conjunct->operands().begin(), conjunct->operands().end());
+        continue;
+      }
+      std::vector<std::uint64_t> slots;
+      bool is_known = true;
+      for (Node* node : free_vars(conjunct)) {
+        if (!ExpressionFactory::is_fluent_reference(node)) continue;
+        const auto slot = index_.find(node);
+        if (slot == index_.end())
+          is_known = false;
+        else
+          slots.push_back(slot->second);
+      }
+      // A reference whose slot is not known may be any of those that the event touches.
+      if (!is_known) slots = touch_keys_[event.index];
+      std::sort(slots.begin(), slots.end());
+      if (slots.size() < 2) continue;
+      const auto [group, is_new] = groups.emplace(std::move(slots), first + groups.size());
+      if (!is_new) continue;
+      for (const std::uint64_t slot : group->first) groups_with[slot].push_back(group->second);
+    }
+  }
+  if (groups.empty()) return;
+  for (const Event& event : events_) {
+    if (!event.is_effect_like()) continue;
+    std::vector<std::uint64_t>& keys = order_keys_[event.index];
+    for (const std::uint64_t key : touch_keys_[event.index])
+      if (const auto found = groups_with.find(key); found != groups_with.end())
+        keys.insert(keys.end(), found->second.begin(), found->second.end());
     std::sort(keys.begin(), keys.end());
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
   }

@@ -72,6 +72,10 @@ class FtpModel {
   /// number in common. A reference with a nested reference among its arguments counts for every reference of
   /// its fluent.
   const std::vector<std::uint64_t>& touch_keys(const Event& event) const { return touch_keys_[event.index]; }
+  /// The touch keys, and for an effect a number for each set of fluents that one conjunct of a condition over
+  /// an interval reads together, if the effect touches one of them: such effects must keep their order, since
+  /// the condition may hold in between for one order alone.
+  const std::vector<std::uint64_t>& order_keys(const Event& event) const { return order_keys_[event.index]; }
   /// Whether two events have a fluent in common. A simulated effect may read every fluent, and an opening
   /// reads those that its duration rests on.
   bool touch(const Event& a, const Event& b) const;
@@ -103,6 +107,7 @@ class FtpModel {
   void build_action_events(const std::shared_ptr<model::ActionImpl>& action,
                            const model::StaticFluents& static_fluents);
   void compute_fluents();
+  void compute_order_keys();
   void warn_about_missing_values() const;
 
   Environment& env_;
@@ -119,6 +124,7 @@ class FtpModel {
   std::vector<ActionModel> actions_;
   std::vector<std::vector<Node*>> fluents_;             // by event
   std::vector<std::vector<std::uint64_t>> touch_keys_;  // by event, sorted: see compute_fluents
+  std::vector<std::vector<std::uint64_t>> order_keys_;  // by event, sorted
 };
 
 }  // namespace zorvel::tp::ftp

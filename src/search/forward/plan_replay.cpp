@@ -94,7 +94,7 @@ class PathOrder {
     if (newest_effect_ && !next.event->is_effect_like()) require_between(*newest_effect_, next);
     newest_ = next;
     if (!next.event->is_effect_like()) return;
-    for (const std::uint64_t key : model_.touch_keys(*next.event)) {
+    for (const std::uint64_t key : model_.order_keys(*next.event)) {
       const auto [last, is_first] = last_writers_.try_emplace(key, next);
       if (!is_first) require_between(std::exchange(last->second, next), next);
     }
@@ -104,7 +104,7 @@ class PathOrder {
 
   /// Behind those that it touches, where one of the two is an effect.
   void put_behind_touching(const Applied& next) {
-    for (const std::uint64_t key : model_.touch_keys(*next.event)) {
+    for (const std::uint64_t key : model_.order_keys(*next.event)) {
       Users& users = users_[key];
       if (users.effect) require_between(*users.effect, next);
       if (!next.event->is_effect_like()) {
