@@ -1,5 +1,6 @@
 #include "state/compiled_effect.h"
 
+#include <algorithm>
 #include <cassert>
 
 #include "core/errors.h"
@@ -22,6 +23,21 @@ bool CompiledEffect::compute(const ValueId* slots, std::vector<SlotWrite>& write
   }
   if (simulated_ != nullptr && !compute_simulated(slots, writes)) return refuse();
   return true;
+}
+
+std::vector<SlotWrite> CompiledEffect::constant_writes(const ValueId* slots) const {
+  std::vector<SlotWrite> writes;
+  if (is_plain_ || simulated_ != nullptr) return writes;
+  const auto is_fixed = [](const Assignment& assignment) { return assignment.table == nullptr; };
+  if (!std::all_of(assignments_.begin(), assignments_.end(), is_fixed)) return writes;
+  for (const Assignment& assignment : assignments_) {
+    if (!assignment.value.slots_read().empty() || assignment.value.can_raise()) continue;
+    ValueId value = assignment.value.run(slots);
+    if (value == unset_value || value == no_value) continue;
+    if (assignment.domain.is_integer) value = layout_->values().as_integer(value);
+    writes.push_back({assignment.slot, value});
+  }
+  return writes;
 }
 
 CompiledEffect::Outcome CompiledEffect::compute_assignments(const ValueId* slots,

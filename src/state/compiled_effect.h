@@ -30,6 +30,10 @@ class CompiledEffect {
   /// the same answer and the same errors as `tp::apply` on the unpacked state.
   [[nodiscard]] bool compute(const ValueId* slots, std::vector<SlotWrite>& writes) const;
 
+  /// The writes that are the same in all states, if nothing else of the effect can write their slots. `slots`
+  /// is any state with all slots set.
+  std::vector<SlotWrite> constant_writes(const ValueId* slots) const;
+
   /// Every slot that the effect can read or write, each list ascending. A simulated effect reads all slots.
   std::span<const std::uint32_t> slots_read() const { return slots_read_; }
   std::span<const std::uint32_t> slots_written() const { return slots_written_; }

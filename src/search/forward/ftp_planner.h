@@ -42,6 +42,8 @@ class FtpPlanner : public TpPlanner {
   SearchOutcome search_densely(bool weak, SearchGuard& guard, std::vector<const Event*>& events);
   SearchOutcome search_plainly(bool weak, SearchGuard& guard, std::vector<const Event*>& events);
 
+  SearchStatistics statistics_;
+
  private:
   std::vector<ActionId> relevant_ids() const;
   std::shared_ptr<Plan> build_plan(const std::vector<const Event*>& events);
@@ -49,7 +51,6 @@ class FtpPlanner : public TpPlanner {
   std::unique_ptr<FtpModel> model_;
   std::shared_ptr<EvaluationTables> tables_;
   std::unique_ptr<DenseProblem> dense_;  // built by the first search
-  SearchStatistics statistics_;
 };
 
 }  // namespace zorvel::tp::ftp

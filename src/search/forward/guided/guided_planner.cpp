@@ -1,0 +1,219 @@
+#include "search/forward/guided/guided_planner.h"
+
+#include <algorithm>
+#include <array>
+#include <cassert>
+
+#include "core/errors.h"
+#include "search/forward/guided/makespan_bound.h"
+#include "search/forward/guided/plan_trimmer.h"
+
+namespace zorvel::tp::ftp {
+
+namespace {
+
+// The improving searches, one after the other: what the makespan counts beside the estimates. The first goes
+// straight for goals, as the search for the first plan, the others ever more for short plans.
+constexpr std::array makespan_weights{1.0, 0.3, 3.0, 0.0};
+constexpr std::size_t landmark_list = 1;
+constexpr std::uint64_t first_slice = 2000, slice = 1000;  // expansions of the searches for the first plan
+constexpr std::uint64_t first_budget = 2000;               // expansions; doubled in each cycle of weights
+
+rational makespan_of(const TimeTriggeredPlan& plan) {
+  rational latest(0);
+  for (const auto& [start, steps] : plan.steps())
+    for (const auto& step : steps) latest = std::max(latest, start + step->duration);
+  return latest;
+}
+
+}  // namespace
+
+/// The problem in the form of the search, and what is known of it before any search.
+struct GuidedPlanner::Prepared {
+  Prepared(const FtpModel& source, std::shared_ptr<EvaluationTables> tables,
+           std::unique_ptr<SearchState<double>> initial_state, std::function<bool()> must_stop)
+      : problem(source, std::move(tables)),
+        initial(std::move(initial_state)),
+        values(values_of(problem, *initial)),
+        model(problem, values.data(), in_force(*initial)),
+        estimates(problem, values.data(), std::move(must_stop)) {}
+
+  static std::vector<std::uint32_t> values_of(const DenseProblem& problem, const SearchState<double>& state) {
+    std::vector<std::uint32_t> values;
+    for (Node* node : state.assignments()) values.push_back(problem.values().id_of(node));
+    return values;
+  }
+  static std::vector<std::uint32_t> in_force(const SearchState<double>& state) {
+    std::vector<std::uint32_t> openers;
+    for (const Event* opener : state.active_conditions) openers.push_back(opener->index);
+    return openers;
+  }
+  /// An atomic move in a total order cannot reach across a timed event, so then the order is causal from the
+  /// start.
+  PathOrder first_order() const {
+    return problem.chain(DenseProblem::start_chain).events.empty() ? PathOrder::total : PathOrder::causal;
+  }
+
+  DenseProblem problem;
+  std::unique_ptr<SearchState<double>> initial;
+  std::vector<std::uint32_t> values;
+  GuidedModel model;
+  GuidedEstimates estimates;
+};
+
+GuidedPlanner::GuidedPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic)
+    : FtpPlanner(env, std::move(problem), std::move(custom_heuristic)) {}
+
+GuidedPlanner::~GuidedPlanner() = default;
+
+const std::string& GuidedPlanner::name() const {
+  static const std::string name = "Guided";
+  return name;
+}
+
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::next() {
+  SearchGuard guard(limits_);
+  return next_under(guard);
+}
+
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::next_under(SearchGuard& guard) {
+  guard_ = &guard;
+  const SearchGuard::Watch watch(guard, [this](SearchProgress& progress) {
+    for (const auto& search : first_searches_) search->report(progress);
+    if (search_) search_->report(progress);
+  });
+  outcome_ = SearchOutcome::no_plan;
+  if (is_exhausted_ || !prepare()) return nullptr;
+  return best_plan_ ? find_better() : find_first();
+}
+
+bool GuidedPlanner::prepare() {
+  if (!prepared_) {
+    auto initial = Successors<double>(model(), {}, 1).initial_state();
+    if (!initial) return false;
+    auto prepared = std::make_unique<Prepared>(model(), tables(), std::move(initial),
+                                               [this] { return guard_->must_stop(1); });
+    if (must_stop()) return false;
+    prepared_ = std::move(prepared);
+  }
+  return !prepared_->estimates.is_unsolvable();
+}
+
+bool GuidedPlanner::must_stop() {
+  if (!guard_->must_stop_now()) return false;
+  outcome_ = guard_->outcome();
+  return true;
+}
+
+void GuidedPlanner::add(const SearchStatistics& statistics) {
+  statistics_ = statistics;  // of the search that ran last
+}
+
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept(std::vector<Move> moves,
+                                                         const std::vector<const Event*>& events) {
+  std::shared_ptr<TimeTriggeredPlan> plan;
+  try {
+    plan = get_plan_from_event_list(events, true);
+  } catch (const TemporalNetworkIsUnsat&) {
+    assert(!"a path of the guided search has no schedule in causal order");
+    plan = get_plan_from_event_list(events, false);
+  }
+  plan = std::dynamic_pointer_cast<TimeTriggeredPlan>(map_back(plan));
+  const rational makespan = makespan_of(*plan);
+  if (best_plan_ && makespan >= best_makespan_) return nullptr;
+  best_moves_ = std::move(moves);
+  best_plan_ = plan;
+  best_makespan_ = makespan;
+  is_trimmed_ = false;
+  outcome_ = SearchOutcome::plan_found;
+  return plan;
+}
+
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
+  const GuidedSearch::Options options{{prepared_->first_order(), false}, parts_};
+  if (first_searches_.empty())
+    first_searches_.push_back(
+        std::make_unique<GuidedSearch>(prepared_->model, prepared_->estimates, options));
+  for (std::size_t turn = 0;; ++turn) {
+    GuidedSearch& search = *first_searches_[turn % first_searches_.size()];
+    outcome_ = search.run(*prepared_->initial, *guard_, turn == 0 ? first_slice : slice);
+    add(search.statistics());
+    if (outcome_ == SearchOutcome::plan_found) {
+      auto plan = accept(search.moves(), search.events());
+      first_searches_.clear();
+      bound_ = least_makespan(prepared_->problem, prepared_->values.data());
+      return plan;
+    }
+    if (outcome_ == SearchOutcome::no_plan) is_exhausted_ = true;
+    if (outcome_ != SearchOutcome::expansion_limit) return nullptr;
+    if (must_stop()) return nullptr;
+    // Landmarks lead some problems astray that the other estimates alone solve at once; a second search costs
+    // the first at most half of its speed.
+    if (first_searches_.size() == 1 && parts_.lists[landmark_list]) {
+      GuidedSearch::Options without = options;
+      without.parts.lists[landmark_list] = false;
+      first_searches_.push_back(
+          std::make_unique<GuidedSearch>(prepared_->model, prepared_->estimates, without));
+    }
+  }
+}
+
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::trim_best() {
+  PlanTrimmer trimmer(prepared_->model, *prepared_->initial);
+  is_trimmed_ = true;
+  auto moves = trimmer.trim(best_moves_, [this] { return must_stop(); });
+  const auto makespan = trimmer.makespan(moves);
+  assert(makespan);
+  if (makespan) search_bound_ = *makespan;
+  const auto events = trimmer.events(moves);
+  auto plan = accept(moves, events);
+  if (!plan) best_moves_ = std::move(moves);  // no shorter, but with fewer steps
+  is_trimmed_ = true;
+  return plan;
+}
+
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
+  if (!search_) {
+    const double weight = makespan_weights[round_ % makespan_weights.size()];
+    budget_ = first_budget << std::min<unsigned>(round_ / makespan_weights.size(), 40);
+    ++round_;
+    search_ =
+        std::make_unique<GuidedSearch>(prepared_->model, prepared_->estimates,
+                                       GuidedSearch::Options{{PathOrder::causal, true}, parts_, weight});
+  }
+  search_->set_bound(search_bound_);
+  const SearchOutcome outcome = search_->run(*prepared_->initial, *guard_, budget_);
+  add(search_->statistics());
+  switch (outcome) {
+    case SearchOutcome::plan_found: {
+      search_bound_ = std::min(search_bound_, search_->makespan());
+      return accept(search_->moves(), search_->events());
+    }
+    case SearchOutcome::no_plan:
+      is_exhausted_ = true;
+      bound_ = static_cast<double>(best_makespan_);
+      break;
+    case SearchOutcome::expansion_limit: break;
+    default: outcome_ = outcome; return nullptr;
+  }
+  search_.reset();
+  return nullptr;
+}
+
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_better() {
+  outcome_ = SearchOutcome::not_run;
+  while (!must_stop()) {
+    if (static_cast<double>(best_makespan_) <= bound_ + 1e-9) is_exhausted_ = true;
+    if (is_exhausted_) {
+      outcome_ = SearchOutcome::no_plan;
+      return nullptr;
+    }
+    auto plan = is_trimmed_ ? search_better() : trim_best();
+    if (plan || outcome_ != SearchOutcome::not_run) return plan;
+  }
+  return nullptr;
+}
+
+bool GuidedPlanner::may_overlap_itself() const { return true; }
+
+}  // namespace zorvel::tp::ftp

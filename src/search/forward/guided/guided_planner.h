@@ -1,0 +1,82 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "plans/time_triggered_plan.h"
+#include "search/forward/ftp_planner.h"
+#include "search/forward/guided/guided_search.h"
+
+namespace zorvel::tp::ftp {
+
+/// The guided temporal planner: a first plan as soon as possible, by GuidedSearch, and after it, as long as
+/// the caller asks, plans of less and less makespan.
+///
+/// The makespan of a plan is the latest end of one of its steps. Every plan is replayed in exact numbers,
+/// with only the order that its events need among each other, before it is handed out.
+class GuidedPlanner : public FtpPlanner {
+ public:
+  /// InternalError for a problem with a feature that the planner cannot handle.
+  GuidedPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic = {});
+  ~GuidedPlanner() override;
+
+  const std::string& name() const override;
+  /// The first plan.
+  std::shared_ptr<Plan> solve_under(SearchGuard& guard) override { return next_under(guard); }
+  /// Leaves out parts of the search, to see what they are worth. Before the first search.
+  void set_parts(const GuidedParts& parts) { parts_ = parts; }
+
+  /// The first plan, then at each call one of less makespan than all before; null with the `outcome()` when a
+  /// limit was reached, or when the search ended: `no_plan` without a plan, and after one where it is proved
+  /// that no plan takes less time. The limits are those of this call; what was learnt stays for the next one.
+  std::shared_ptr<TimeTriggeredPlan> next();
+
+  /// The plan found last, null without one, and its makespan.
+  const std::shared_ptr<TimeTriggeredPlan>& best_plan() const { return best_plan_; }
+  const rational& best_makespan() const { return best_makespan_; }
+  /// No plan in which no action overlaps itself, with this epsilon, takes less. Meaningful after the first
+  /// plan.
+  double makespan_bound() const { return bound_; }
+  /// Whether `next` has ended with a proof that the best plan is one of least makespan.
+  bool is_proved_optimal() const { return is_exhausted_ && best_plan_ != nullptr; }
+  /// Whether an action may exist that a plan could need twice at one time; then "no plan" means none in which
+  /// no action overlaps itself.
+  bool may_overlap_itself() const;
+
+ protected:
+  void initialize_heuristic() override {}
+  std::shared_ptr<Plan> _solve(bool, SearchGuard& guard) override { return next_under(guard); }
+
+ private:
+  struct Prepared;
+
+  bool prepare();
+  std::shared_ptr<TimeTriggeredPlan> find_first();
+  std::shared_ptr<TimeTriggeredPlan> find_better();
+  std::shared_ptr<TimeTriggeredPlan> trim_best();
+  std::shared_ptr<TimeTriggeredPlan> search_better();
+  /// Replays the moves; null if their plan takes no less time than the best one.
+  std::shared_ptr<TimeTriggeredPlan> accept(std::vector<Move> moves, const std::vector<const Event*>& events);
+  std::shared_ptr<TimeTriggeredPlan> next_under(SearchGuard& guard);
+  bool must_stop();
+  void add(const SearchStatistics& statistics);
+
+  GuidedParts parts_;
+  std::unique_ptr<Prepared> prepared_;
+  std::vector<Move> best_moves_;
+  std::shared_ptr<TimeTriggeredPlan> best_plan_;
+  rational best_makespan_;
+  double bound_ = 0;
+  double search_bound_ =
+      0;  // on the makespan of the engine's plan, which may have more steps than the caller's
+  bool is_trimmed_ = false;
+  bool is_exhausted_ = false;
+  std::vector<std::unique_ptr<GuidedSearch>> first_searches_;  // for the first plan, in turn
+  std::unique_ptr<GuidedSearch> search_;                       // the improving search in progress
+  std::uint64_t budget_ = 0;                                   // expansions left of it
+  unsigned round_ = 0;
+  SearchGuard* guard_ = nullptr;  // of the call in progress
+};
+
+}  // namespace zorvel::tp::ftp

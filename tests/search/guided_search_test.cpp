@@ -1,0 +1,182 @@
+#include <algorithm>
+
+#include "search/forward/guided/guided_planner.h"
+#include "search/support.h"
+#include "support/random_problems.h"
+
+// The guided search against what is known of random problems, with each of its parts left out in turn, and
+// with both orders of the path.
+
+namespace zorvel::tp::ftp {
+namespace {
+
+GuidedParts parts_for(unsigned seed) {
+  GuidedParts parts;
+  switch (seed % 8) {
+    case 1: parts.atomic_moves = false; break;
+    case 2: parts.duplicates = false; break;
+    case 3: parts.preferred = false; break;
+    case 4: parts.lists[0] = false; break;
+    case 5: parts.lists[1] = false; break;
+    case 6: parts.lists[2] = false; break;
+    default: break;
+  }
+  return parts;
+}
+
+rational makespan_of(const TimeTriggeredPlan& plan) {
+  rational latest(0);
+  for (const auto& [start, steps] : plan.steps())
+    for (const auto& step : steps) latest = std::max(latest, start + step->duration);
+  return latest;
+}
+
+int makespan_in_ticks(const std::vector<timed::Step>& plan) {
+  int latest = 0;
+  for (const timed::Step& step : plan) latest = std::max(latest, step.start + step.duration);
+  return latest;
+}
+
+bool overlaps_itself(const std::vector<timed::Step>& plan) {
+  for (std::size_t i = 0; i < plan.size(); ++i)
+    for (std::size_t j = i + 1; j < plan.size(); ++j)
+      if (plan[i].action == plan[j].action && plan[i].object == plan[j].object &&
+          plan[i].start <= plan[j].start + plan[j].duration &&
+          plan[j].start <= plan[i].start + plan[i].duration)
+        return true;
+  return false;
+}
+
+struct Counts {
+  int solved = 0, improved = 0, proved = 0, refuted = 0;
+};
+
+/// Asks for plans until the planner has no better one, or has expanded too many states. All must be valid,
+/// each shorter than the one before, and no plan known to exist may be denied or shorter than what is called
+/// optimal.
+void check_problem(const timed::Problem& problem, const std::vector<timed::Step>& known, unsigned seed,
+                   Counts& counts) {
+  SCOPED_TRACE(problem.text() + timed::plan_text(problem, known));
+  Environment env;
+  const model::ProblemPtr parsed = parse(env, problem.text());
+  TTValidator validator(env, parsed);
+  GuidedPlanner planner(env, parsed);
+  planner.set_parts(parts_for(seed));
+  planner.set_limits(at_most(1500));
+  const bool is_in_reach = !overlaps_itself(known);
+  std::optional<rational> last;
+  while (const auto plan = planner.next()) {
+    EXPECT_TRUE(validator.check_validity(plan)) << validator.reason() << "\n" << exact_text(plan);
+    const rational makespan = makespan_of(*plan);
+    EXPECT_EQ(makespan, planner.best_makespan());
+    if (last) {
+      EXPECT_LT(makespan, *last);
+      ++counts.improved;
+    } else {
+      ++counts.solved;
+    }
+    last = makespan;
+  }
+  if (!last) {
+    if (is_in_reach) {
+      EXPECT_NE(planner.outcome(), SearchOutcome::no_plan);
+    }
+    return;
+  }
+  const rational known_makespan = rational(makespan_in_ticks(known)) / rational(timed::ticks);
+  if (is_in_reach) {
+    EXPECT_LE(planner.makespan_bound(), static_cast<double>(known_makespan) + 1e-6);
+  }
+  EXPECT_LE(planner.makespan_bound(), static_cast<double>(*last) + 1e-6);
+  if (planner.is_proved_optimal()) {
+    ++counts.proved;
+    EXPECT_TRUE(!is_in_reach || *last <= known_makespan) << exact_text(planner.best_plan());
+  }
+}
+
+TEST(GuidedSearch, FindsValidPlansWhereActionsOverlap) {
+  Counts counts;
+  for (unsigned seed = 0; seed < 96 && !testing::Test::HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    const timed::Problem problem = timed::random_problem(seed, timed::overlapping(seed));
+    check_problem(problem, *problem.plan, seed, counts);
+  }
+  EXPECT_GT(counts.solved, 40);
+  EXPECT_GT(counts.improved, 10);
+}
+
+TEST(GuidedSearch, DeniesNoPlanOfFewStepsAndProvesOnlyWhatIsTrue) {
+  Counts counts;
+  timed::Features features;
+  features.has_plan = false;
+  features.fluents = 3;
+  for (unsigned seed = 0; seed < 300 && !testing::Test::HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    features.has_parameters = seed % 4 == 3;
+    features.has_timed_effects = features.has_timed_conditions = seed % 3 != 0;
+    const timed::Problem problem = timed::random_problem(seed, features);
+    if (const auto known = timed::find_plan(problem, 2, 8)) check_problem(problem, *known, seed, counts);
+  }
+  EXPECT_GT(counts.solved, 40);
+  EXPECT_GT(counts.proved, 20);
+}
+
+TEST(GuidedSearch, AgreesWithTheForwardSearchThatThereIsNoPlan) {
+  int both = 0;
+  timed::Features features;
+  features.has_plan = false;
+  features.fluents = 3;
+  for (unsigned seed = 0; seed < 300 && !testing::Test::HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    features.has_timed_effects = features.has_timed_conditions = seed % 2 != 0;
+    const std::string text = timed::random_problem(seed, features).text();
+    SCOPED_TRACE(text);
+    Environment env;
+    const model::ProblemPtr problem = parse(env, text);
+    FtpPlanner forward(env, problem);
+    forward.set_limits(at_most(500));
+    const auto plan = forward.solve();
+    GuidedPlanner guided(env, problem);
+    guided.set_parts(parts_for(seed));
+    guided.set_limits(at_most(5000));
+    const auto other = guided.solve();
+    EXPECT_FALSE(plan != nullptr && guided.outcome() == SearchOutcome::no_plan);
+    if (forward.outcome() != SearchOutcome::no_plan) continue;
+    EXPECT_EQ(other, nullptr);
+    if (guided.outcome() == SearchOutcome::no_plan) ++both;
+  }
+  EXPECT_GT(both, 40);
+}
+
+// In these an action has to begin while another one is open, or needs at its end what only others bring
+// about.
+TEST(GuidedSearch, OpensActionsThatCannotBeTakenWhole) {
+  const char* const problems[] = {
+      "fluent boolean p := false; fluent boolean q := false;"
+      "action a() { duration := 10; [start] p := true; [end] q; };"
+      "action b() { duration := 1; [start] p; [end] q := true; };"
+      "goal [end] q; goal [end] p;",
+      "fluent boolean p := false;"
+      "action a() { duration := 5; [start] p := true; (start, end] p; };"
+      "goal [end] p;",
+      "fluent boolean day := true; fluent boolean done := false; [5] day := false;"
+      "action a() { duration := 10; [start] day; [end] done := true; };"
+      "goal [end] done;",
+      "fluent boolean light := false; fluent boolean fixed := false;"
+      "action match() { duration := 5; [start] light := true; [end] light := false; };"
+      "action fix() { duration := 4; (start, end) light; [end] fixed := true; };"
+      "goal [end] fixed; goal [end] not light;"};
+  for (const char* const text : problems) {
+    SCOPED_TRACE(text);
+    Environment env;
+    const model::ProblemPtr problem = parse(env, text);
+    GuidedPlanner planner(env, problem);
+    planner.set_limits(at_most(1000));
+    const auto plan = planner.next();
+    ASSERT_NE(plan, nullptr);
+    EXPECT_TRUE(TTValidator(env, problem).check_validity(plan)) << exact_text(plan);
+  }
+}
+
+}  // namespace
+}  // namespace zorvel::tp::ftp
