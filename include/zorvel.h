@@ -59,6 +59,7 @@ ZORVEL_DECLARE_HANDLE(zorvel_ttplan);           /* a plan with a start time for 
 ZORVEL_DECLARE_HANDLE(zorvel_ttplan_step);
 ZORVEL_DECLARE_HANDLE(zorvel_potplan); /* a plan with precedences and delays */
 ZORVEL_DECLARE_HANDLE(zorvel_potplan_step);
+ZORVEL_DECLARE_HANDLE(zorvel_search); /* a search that goes on to better plans */
 
 /* Iterators. zorvel_<kind>_iter_next gives the next element, as a handle that the caller destroys, and an
  * error handle without an error text when there is none left. An iterator shows the elements that were there
@@ -641,7 +642,9 @@ typedef enum zorvel_search_outcome {
   ZORVEL_PLAN_FOUND = 0,
   ZORVEL_NO_PLAN = 1, /* there provably is none */
   ZORVEL_TIME_LIMIT = 2,
-  ZORVEL_MEMORY_LIMIT = 3
+  ZORVEL_MEMORY_LIMIT = 3,
+  ZORVEL_INTERRUPTED = 4, /* a callback said so */
+  ZORVEL_INCOMPLETE = 5   /* nothing is left to search, but states that may lead to a plan were left out */
 } zorvel_search_outcome;
 /* Plans for at most `seconds` of search and `mebibytes` of memory for its states (0: no limit), and says in
  * `*outcome` how the search has ended. An error handle without an error text: see `*outcome`, which is left
@@ -661,6 +664,70 @@ ZORVEL_API zorvel_potplan zorvel_do_tsimple_planning_with_custom_heuristic(zorve
 /* By iterated width. An error handle without an error text: none was found, which for many problems does not
  * mean that there is none. */
 ZORVEL_API zorvel_potplan zorvel_do_iw_planning(zorvel_problem problem);
+
+/* The guided search: the planner that solves most, and the program's own choice. Greedy, over moves that take
+ * whole actions where nothing has to happen meanwhile, with three estimates side by side. The metric of a
+ * problem is left out of account but for the makespan. An error handle without an error text: there is no
+ * plan in which no action overlaps itself. */
+ZORVEL_API zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem);
+/* With one estimate, of the caller, in place of the three. */
+ZORVEL_API zorvel_ttplan zorvel_do_guided_planning_with_custom_heuristic(zorvel_problem problem,
+                                                                         zorvel_heuristic_callback callback,
+                                                                         void* user_data);
+/* As zorvel_do_ftp_planning_with_limits. */
+ZORVEL_API zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, double seconds,
+                                                               double mebibytes,
+                                                               zorvel_search_outcome* outcome);
+
+/* How far a search has come. */
+typedef struct zorvel_search_progress {
+  unsigned long long expanded;     /* states */
+  unsigned long long open;         /* moves or states that are still to be looked at */
+  unsigned long long stored_bytes; /* of states */
+  double best_estimate;            /* the least estimate met so far; -1 without one */
+  double seconds;                  /* since the search began */
+} zorvel_search_progress;
+/* Called some times a second at most. Another result than 0 ends the search. It must not let an exception
+ * out, and must not destroy anything that the search uses. */
+typedef int (*zorvel_progress_callback)(const zorvel_search_progress* progress, void* user_data);
+
+/* Plans with any planner, by the name that the program's option `-a` takes ("auto", "ftp", "tsimple", "iw"),
+ * for at most `seconds` of search and `mebibytes` of memory for its states (0: no limit). `callback` may be
+ * NULL. A partial order is made a schedule. A plan is validated before it is returned; one that is not valid,
+ * as a schedule of a partial order may be, is an error that gives the reason. An error handle without an
+ * error text: see `*outcome`. */
+ZORVEL_API zorvel_ttplan zorvel_do_planning_with_limits(zorvel_problem problem, const char* algorithm,
+                                                        double seconds, double mebibytes,
+                                                        zorvel_progress_callback callback, void* user_data,
+                                                        zorvel_search_outcome* outcome);
+
+/* A guided search step by step: each call of zorvel_search_next gives a plan of less makespan (the latest end
+ * of a step) than all before. The problem's environment must outlive it. `names` and `values` are `n` options
+ * of this search: "memory-limit", in MiB, "0" for none. */
+ZORVEL_API zorvel_search zorvel_search_new(zorvel_problem problem, const char* const* names,
+                                           const char* const* values, int n);
+/* The next plan, after at most `seconds` (0: no limit). An error handle without an error text: see
+ * `*outcome`. After a plan, ZORVEL_NO_PLAN means that no plan takes less time than the last one; after a
+ * limit the next call goes on. */
+ZORVEL_API zorvel_ttplan zorvel_search_next(zorvel_search search, double seconds,
+                                            zorvel_search_outcome* outcome);
+/* No plan in which no action overlaps itself has a makespan below this; 0 before the first plan, -1 on an
+ * error. */
+ZORVEL_API double zorvel_search_get_bound(zorvel_search search);
+/* Fills in `*progress` as of the last look that the search took at its limits. 0, or -1 on an error. */
+ZORVEL_API int zorvel_search_get_progress(zorvel_search search, zorvel_search_progress* progress);
+ZORVEL_API int zorvel_search_is_error(zorvel_search search);
+ZORVEL_API int zorvel_search_destroy(zorvel_search search);
+
+/* Called with each plan, which is destroyed when it returns, its makespan, and the seconds since the call.
+ * Another result than 0 ends the search. */
+typedef int (*zorvel_plan_callback)(zorvel_ttplan plan, double makespan, double seconds, void* user_data);
+/* Goes on to shorter plans until a limit ends it or the best plan is proved to be the shortest, which is
+ * ZORVEL_PLAN_FOUND. The best plan, also where `*outcome` is a limit; an error handle without an error text
+ * if there is none. `callback` may be NULL. */
+ZORVEL_API zorvel_ttplan zorvel_do_anytime_planning(zorvel_problem problem, double seconds, double mebibytes,
+                                                    zorvel_plan_callback callback, void* user_data,
+                                                    zorvel_search_outcome* outcome);
 
 #undef ZORVEL_DECLARE_HANDLE
 

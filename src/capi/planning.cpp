@@ -1,6 +1,7 @@
 #include <cmath>
 
-#include "capi/frame.h"
+#include "capi/planning.h"
+
 #include "search/classical/iw_planner.h"
 #include "search/classical/tsimple/tsimple_planner.h"
 #include "search/forward/ftp_planner.h"
@@ -12,13 +13,8 @@ using iw::IWPlanner;
 using tp::ftp::FtpPlanner;
 using tsimple::TSimplePlanner;
 
-namespace {
+namespace zorvel::capi {
 
-zorvel_potplan solve_in_partial_order(Planner& planner) {
-  return to_handle<zorvel_potplan>(std::dynamic_pointer_cast<POTPlan>(planner.solve()));
-}
-
-/// The caller's function as the planners take it.
 HCustom::Function to_heuristic(zorvel_heuristic_callback callback, void* user_data) {
   if (callback == nullptr) refuse_null("callback");
   return [=](const SearchState* state, const StateIndex& index) {
@@ -30,22 +26,40 @@ HCustom::Function to_heuristic(zorvel_heuristic_callback callback, void* user_da
   };
 }
 
-zorvel_ttplan solve(FtpPlanner& planner) {
-  return to_handle<zorvel_ttplan>(std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve()));
-}
-
 zorvel_search_outcome to_c(SearchOutcome outcome) {
   switch (outcome) {
     case SearchOutcome::plan_found: return ZORVEL_PLAN_FOUND;
     case SearchOutcome::no_plan: return ZORVEL_NO_PLAN;
     case SearchOutcome::time_limit: return ZORVEL_TIME_LIMIT;
     case SearchOutcome::memory_limit: return ZORVEL_MEMORY_LIMIT;
-    case SearchOutcome::incomplete:
+    case SearchOutcome::interrupted: return ZORVEL_INTERRUPTED;
+    case SearchOutcome::incomplete: return ZORVEL_INCOMPLETE;
     case SearchOutcome::expansion_limit:
-    case SearchOutcome::interrupted:
     case SearchOutcome::not_run: break;
   }
   throw InternalError("The search has ended without an outcome");
+}
+
+SearchLimits to_limits(double seconds, double mebibytes) {
+  if (!(seconds >= 0)) throw InvalidParameterError("The argument 'seconds' is not a number of at least 0");
+  if (!(mebibytes >= 0 && mebibytes < 1e12))
+    throw InvalidParameterError("The argument 'mebibytes' is not a number of at least 0");
+  SearchLimits limits;
+  limits.seconds = seconds;
+  limits.memory_bytes = static_cast<std::uint64_t>(mebibytes * 1024 * 1024);
+  return limits;
+}
+
+}  // namespace zorvel::capi
+
+namespace {
+
+zorvel_potplan solve_in_partial_order(Planner& planner) {
+  return to_handle<zorvel_potplan>(std::dynamic_pointer_cast<POTPlan>(planner.solve()));
+}
+
+zorvel_ttplan solve(FtpPlanner& planner) {
+  return to_handle<zorvel_ttplan>(std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve()));
 }
 
 }  // namespace
@@ -73,14 +87,8 @@ zorvel_ttplan zorvel_do_ftp_planning_with_limits(zorvel_problem problem, double 
   return at_boundary([&] {
     const model::ProblemPtr object = to_cxx(problem);
     zorvel_search_outcome& result = to_place(outcome, "outcome");
-    if (!(seconds >= 0)) throw InvalidParameterError("The argument 'seconds' is not a number of at least 0");
-    if (!(mebibytes >= 0 && mebibytes < 1e12))
-      throw InvalidParameterError("The argument 'mebibytes' is not a number of at least 0");
     FtpPlanner planner(object->env(), object);
-    SearchLimits limits;
-    limits.seconds = seconds;
-    limits.memory_bytes = static_cast<std::uint64_t>(mebibytes * 1024 * 1024);
-    planner.set_limits(std::move(limits));
+    planner.set_limits(to_limits(seconds, mebibytes));
     const zorvel_ttplan plan = solve(planner);
     result = to_c(planner.outcome());
     return plan;

@@ -9,6 +9,8 @@
 #include <memory>
 #include <optional>
 
+#include "cli/algorithm_choice.h"
+#include "cli/anytime.h"
 #include "cli/deadline.h"
 #include "cli/output.h"
 #include "core/errors.h"
@@ -22,6 +24,7 @@
 #include "search/classical/iw_planner.h"
 #include "search/classical/tsimple/tsimple_planner.h"
 #include "search/forward/ftp_planner.h"
+#include "search/forward/guided/guided_planner.h"
 #include "transformers/constant_promoter.h"
 #include "transformers/contains_compiler.h"
 #include "transformers/empty_conditions_compiler.h"
@@ -177,8 +180,24 @@ const char* explanation(SearchOutcome outcome) {
 
 using MakePlanner = std::function<std::unique_ptr<Planner>(Environment&, const model::ProblemPtr&)>;
 
+std::unique_ptr<Planner> make_guided_planner(Environment& env, const model::ProblemPtr& problem) {
+  auto planner = std::make_unique<tp::ftp::GuidedPlanner>(env, problem);
+  tp::ftp::GuidedParts parts;
+  for (const std::string& part : env.configuration().get_vector_string_value("guided-without")) {
+    if (part == "atomic-moves") parts.atomic_moves = false;
+    if (part == "duplicates") parts.duplicates = false;
+    if (part == "preferred") parts.preferred = false;
+    if (part == "hff") parts.lists[0] = false;
+    if (part == "landmarks") parts.lists[1] = false;
+    if (part == "hadd") parts.lists[2] = false;
+  }
+  planner->set_parts(parts);
+  return planner;
+}
+
 const std::map<std::string, MakePlanner>& planners() {
   static const std::map<std::string, MakePlanner> makers{
+      {"auto", &make_guided_planner},
       {"ftp", [](Environment& env,
                  const auto& problem) { return std::make_unique<tp::ftp::FtpPlanner>(env, problem); }},
       {"tsimple",
@@ -190,9 +209,8 @@ const std::map<std::string, MakePlanner>& planners() {
   return makers;
 }
 
-/// The planner that the option `algorithm` names; InputError if there is none.
-const MakePlanner& chosen_planner(const Configuration& options) {
-  const std::string& algorithm = options.get_string_value("algorithm");
+/// The planner of this name; InputError if there is none.
+const MakePlanner& find_planner(const std::string& algorithm) {
   const auto chosen = planners().find(algorithm);
   if (chosen != planners().end()) return chosen->second;
   std::string names;
@@ -246,7 +264,10 @@ const std::vector<std::string>& transformer_names() {
 
 Status solve(Environment& env, const std::vector<std::string>& files) {
   const Configuration& options = env.configuration();
-  const MakePlanner& make_planner = chosen_planner(options);
+  const std::string algorithm = choose_algorithm(options);
+  const MakePlanner& make_planner = find_planner(algorithm);
+  if (options.get_boolean_value("anytime") && algorithm != "auto")
+    throw InputError("the option '--anytime' needs '-a auto'");
   const double weight = options.get_float_value("weight");
   if (!(weight >= 0 && weight <= 1)) throw InputError("--weight must lie between 0 and 1");
   try {
@@ -260,7 +281,7 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
   std::size_t warnings = print_warnings(env);
 
   const std::unique_ptr<Planner> planner = make_planner(env, problem);
-  const bool takes_actions_as_atomic = options.get_string_value("algorithm") != "ftp";
+  const bool takes_actions_as_atomic = algorithm == "tsimple" || algorithm == "iw";
   warnings = print_warnings(env, warnings);
   std::shared_ptr<Plan> plan;
   {
@@ -273,6 +294,14 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
     planner->set_limits(limits);
     const InterruptGuard guard;
     plan = planner->solve();
+    if (plan && options.get_boolean_value("anytime")) {
+      deadline->disarm();
+      const bool has_file = !options.get_string_value("output-plan").empty();
+      plan = improve_plan(static_cast<tp::ftp::GuidedPlanner&>(*planner), limits, *deadline,
+                          [&](const auto& found) {
+                            if (has_file) write_plan(env, found, input.names);
+                          });
+    }
     deadline.reset();
   }
   print_warnings(env, warnings);

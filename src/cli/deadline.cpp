@@ -45,7 +45,9 @@ Deadline::Deadline(double seconds) : seconds_(seconds), started_(std::chrono::st
   set_timer(std::min(seconds_, most) + grace);
 }
 
-Deadline::~Deadline() {
+Deadline::~Deadline() { disarm(); }
+
+void Deadline::disarm() {
   if (seconds_ <= 0) return;
   set_timer(0);
   std::signal(SIGALRM, SIG_DFL);
@@ -53,8 +55,11 @@ Deadline::~Deadline() {
 
 double Deadline::seconds_left() const {
   if (seconds_ <= 0) return 0;
-  const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - started_;
-  return std::max(seconds_ - spent.count(), least);
+  return std::max(seconds_ - seconds_passed(), least);
+}
+
+double Deadline::seconds_passed() const {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count();
 }
 
 }  // namespace zorvel::cli

@@ -17,6 +17,9 @@ class Deadline {
 
   /// The seconds left for a search, as SearchLimits takes them: 0 without a limit, otherwise more than 0.
   double seconds_left() const;
+  double seconds_passed() const;
+  /// From here on the limit ends nothing by itself: there is a plan that must not be lost.
+  void disarm();
 
  private:
   double seconds_;

@@ -57,6 +57,11 @@ int run(Environment& env, int argc, const char* const* argv) {
                              "Ends the search when its states take so many MiB; 0 for no limit.", "solve", 0);
   options.add_string_option("plan-format", "How plans are written and read.", "generic", "anml",
                             {"anml", "pddl"});
+  options.add_boolean_option("anytime", "Goes on to shorter plans until a limit or a proof ends the search.",
+                             "solve");
+  options.add_vector_string_option(
+      "guided-without", "Leaves out a part of the guided search, to see what it is worth.", "solve", {},
+      {"atomic-moves", "duplicates", "preferred", "hff", "landmarks", "hadd"});
   const std::vector<std::string> words = spelled_out(argc, argv);
   std::vector<const char*> pointers;
   for (const std::string& word : words) pointers.push_back(word.c_str());

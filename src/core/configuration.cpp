@@ -120,6 +120,7 @@ int Configuration::parse_from_command_line(int argc, const char* const* argv,
     descriptions.push_back({std::string(row.key), std::string(row.help), std::string(row.group),
                             split(row.allowed), row.kind, row.shortcut});
   descriptions.insert(descriptions.end(), added_.begin(), added_.end());
+  std::vector<std::pair<std::string, const CLI::Option*>> all;
   for (const Description& option : descriptions) {
     std::string name = "--" + option.key;
     if (option.shortcut != 0) name = std::string("-") + option.shortcut + "," + name;
@@ -140,6 +141,7 @@ int Configuration::parse_from_command_line(int argc, const char* const* argv,
     }
     if (option.group != "generic") described->group(option.group + " options");
     if (!option.allowed.empty()) described->check(CLI::IsMember(option.allowed));
+    all.emplace_back(option.key, described);
   }
   app.add_option("input-files", input_files, "The list of input files.");
   ++changes_;
@@ -151,6 +153,9 @@ int Configuration::parse_from_command_line(int argc, const char* const* argv,
   } catch (const CLI::ParseError& error) {
     return app.exit(error, std::cout, std::cerr);
   }
+  given_.clear();
+  for (const auto& [key, option] : all)
+    if (option->count() > 0) given_.insert(key);
   return 0;
 }
 

@@ -59,6 +59,9 @@ class Configuration {
   /// help prints the help text to standard output and gives 1.
   int parse_from_command_line(int argc, const char* const* argv, std::vector<std::string>& input_files);
 
+  /// Whether the last command line that was read had this option.
+  bool was_given(const std::string& key) const { return given_.contains(key); }
+
  private:
   /// How an option looks on a command line.
   struct Description {
@@ -78,6 +81,7 @@ class Configuration {
   std::unordered_map<std::string, double> floats_;
   std::unordered_map<std::string, std::string> strings_;
   std::unordered_map<std::string, std::vector<std::string>> vector_strings_;
+  std::unordered_set<std::string> given_;
   std::uint64_t changes_ = 0;
 };
 

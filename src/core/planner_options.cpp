@@ -45,7 +45,7 @@ constexpr std::array planner_option_table = std::to_array<OptionRow>({
     {"output-simulator", OptionKind::text, "code-generate", 0, "./gsimulator",
      "Output file name of the generated simulator."},
     {"algorithm", OptionKind::text, "solve", 'a', "ftp", "Name of the algorithm to be used.",
-     "smt smt-incr tsimple ftp rlftp iw ctp"},
+     "auto smt smt-incr tsimple ftp rlftp iw ctp"},
     {"plan-epsilon", OptionKind::text, "solve", 'e', "0.01",
      "The time quantum used to separate two actions in a partial-order-termoral plan."},
     {"rational-precision", OptionKind::boolean, "solve", 'R', "false",

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "capi/frame.h"
+#include "search/frame/planner.h"
+
+// What the functions that plan have in common.
+
+namespace zorvel::capi {
+
+/// The caller's function as the planners take it.
+HCustom::Function to_heuristic(zorvel_heuristic_callback callback, void* user_data);
+zorvel_search_outcome to_c(SearchOutcome outcome);
+/// InvalidParameterError for a number below 0 or none at all.
+SearchLimits to_limits(double seconds, double mebibytes);
+
+}  // namespace zorvel::capi

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "cli/deadline.h"
+#include "plans/plan.h"
+#include "search/forward/guided/guided_planner.h"
+
+namespace zorvel::cli {
+
+/// Goes on from the first plan of the planner to shorter ones, until a limit or an interrupt ends it or the
+/// best plan is proved to be one. Standard error gets a line for each plan, the first one too, and a last one
+/// that says what is known; `on_plan` is called with each. The best plan.
+std::shared_ptr<Plan> improve_plan(tp::ftp::GuidedPlanner& planner, SearchLimits limits,
+                                   const Deadline& deadline,
+                                   const std::function<void(const std::shared_ptr<Plan>&)>& on_plan);
+
+}  // namespace zorvel::cli
