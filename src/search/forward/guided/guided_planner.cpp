@@ -214,6 +214,4 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_better() {
   return nullptr;
 }
 
-bool GuidedPlanner::may_overlap_itself() const { return true; }
-
 }  // namespace zorvel::tp::ftp

@@ -40,9 +40,6 @@ class GuidedPlanner : public FtpPlanner {
   double makespan_bound() const { return bound_; }
   /// Whether `next` has ended with a proof that the best plan is one of least makespan.
   bool is_proved_optimal() const { return is_exhausted_ && best_plan_ != nullptr; }
-  /// Whether an action may exist that a plan could need twice at one time; then "no plan" means none in which
-  /// no action overlaps itself.
-  bool may_overlap_itself() const;
 
  protected:
   void initialize_heuristic() override {}
