@@ -670,10 +670,6 @@ ZORVEL_API zorvel_potplan zorvel_do_iw_planning(zorvel_problem problem);
  * problem is left out of account but for the makespan. An error handle without an error text: there is no
  * plan in which no action overlaps itself. */
 ZORVEL_API zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem);
-/* With one estimate, of the caller, in place of the three. */
-ZORVEL_API zorvel_ttplan zorvel_do_guided_planning_with_custom_heuristic(zorvel_problem problem,
-                                                                         zorvel_heuristic_callback callback,
-                                                                         void* user_data);
 /* As zorvel_do_ftp_planning_with_limits. */
 ZORVEL_API zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, double seconds,
                                                                double mebibytes,

@@ -85,15 +85,6 @@ zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem) {
     return to_handle<zorvel_ttplan>(planner.next());
   });
 }
-zorvel_ttplan zorvel_do_guided_planning_with_custom_heuristic(zorvel_problem problem,
-                                                              zorvel_heuristic_callback callback,
-                                                              void* user_data) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
-    GuidedPlanner planner(object->env(), object, to_heuristic(callback, user_data));
-    return to_handle<zorvel_ttplan>(planner.next());
-  });
-}
 zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, double seconds, double mebibytes,
                                                     zorvel_search_outcome* outcome) {
   return at_boundary([&] {
