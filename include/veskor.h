@@ -20,6 +20,7 @@
 #define VESKOR_H
 
 #include <stddef.h>
+#include <stdint.h>
 
 #if defined(__GNUC__)
 #pragma GCC visibility push(default)
@@ -97,10 +98,15 @@ vesk_config vesk_parse_config_file(const char* path, const char* section);
 /** Environments made from `cfg` keep their own copy and live on. A null handle is left alone. */
 void vesk_destroy_config(vesk_config cfg);
 
-/** Sets an option. Booleans are "true" and "false", integers decimal, other numbers any decimal form.
- *  -1, with nothing changed: unknown key, or a value that does not parse or is out of range. The text of
- *  the failure is that of vesk_last_error_message() for a null environment. */
+/** Sets an option. Booleans are "true" and "false", integers decimal, other numbers any decimal form. Options
+ * for what this library does not have take their default only. -1, with nothing changed: unknown key, or a
+ * value that does not parse or is out of range. The text of the failure is that of vesk_last_error_message()
+ * for a null environment. */
 int vesk_set_option(vesk_config cfg, const char* key, const char* value);
+
+/** The value of an option, as text for vesk_set_option(); "" for an option that is taken without effect. Null
+ *  for an unknown key. */
+char* vesk_get_option(vesk_config cfg, const char* key);
 
 /** An environment with its own terms. It copies `cfg`. To be destroyed with vesk_destroy_env(). */
 vesk_env vesk_create_env(vesk_config cfg);
@@ -118,6 +124,28 @@ int vesk_reset_env(vesk_env env);
 
 /** Sets the test that may stop a search; it stays until replaced, null removes it. */
 int vesk_set_termination_test(vesk_env env, vesk_termination_test test, void* user_data);
+
+/** Each solve call ends with the unknown result after so many seconds on the clock; 0, as in the beginning,
+ * for no limit. The text for vesk_last_error_message() is "the time limit is reached". */
+int vesk_set_time_limit(vesk_env env, double seconds);
+
+/** Each solve call ends with the unknown result after so many conflicts of the search, a measure that is the
+ *  same on every machine; 0 for no limit. "the limit of conflicts is reached" */
+int vesk_set_conflict_limit(vesk_env env, size_t conflicts);
+
+/** A limit for vesk_get_memory_in_use(); 0 for none. Solve calls that reach it end with the unknown result,
+ * and give back what they took; a call that would make a large number fails. Texts begin with "out of
+ * memory". The limit is looked at now and then: leave some megabytes between it and a limit of the system
+ * (`ulimit -v`), where calls fail, too, with "out of memory", unless it is GMP that meets it, which ends the
+ * process. */
+int vesk_set_memory_limit(vesk_env env, size_t bytes);
+
+/** The address space of the process in bytes, of which this library has a part: what the system's own limit
+ *  goes by. 0 where the system does not say. */
+size_t vesk_get_memory_in_use(void);
+
+/** The most memory that the process ever had resident, in bytes. */
+size_t vesk_get_peak_memory(void);
 
 /** Frees all terms that are reached neither from the `n` terms of `keep` nor from what the environment
  *  itself holds (assertions, model). Fails when siblings share the terms. Symbols declared by the caller
@@ -186,6 +214,14 @@ vesk_term vesk_make_eq(vesk_env env, vesk_term a, vesk_term b);
 /** a <= b. The strict a < b is the negation of b <= a. */
 vesk_term vesk_make_leq(vesk_env env, vesk_term a, vesk_term b);
 vesk_term vesk_make_plus(vesk_env env, vesk_term a, vesk_term b);
+
+/** The same for `n` arguments, which may be none: true, false, and 0. */
+vesk_term vesk_make_and_n(vesk_env env, const vesk_term* args, size_t n);
+vesk_term vesk_make_or_n(vesk_env env, const vesk_term* args, size_t n);
+vesk_term vesk_make_plus_n(vesk_env env, const vesk_term* args, size_t n);
+
+/** No two of the `n` arguments are equal; true for none and for one. Types are as for vesk_make_eq(). */
+vesk_term vesk_make_distinct_n(vesk_env env, const vesk_term* args, size_t n);
 vesk_term vesk_make_times(vesk_env env, vesk_term a, vesk_term b);
 
 /** a / b, of rational type. Division by zero is a function of the dividend that nothing constrains. */
@@ -201,6 +237,7 @@ vesk_term vesk_make_int_modular_congruence(vesk_env env, const char* modulus, ve
  *  integer if its value is one. Fails for other text and for a zero denominator. */
 vesk_term vesk_make_number(vesk_env env, const char* text);
 vesk_term vesk_make_int_number(vesk_env env, long value);
+vesk_term vesk_make_int64_number(vesk_env env, int64_t value);
 
 #ifdef __GNU_MP__
 /** The number `value` of GMP, which is read only and need not be in lowest terms; fails for a zero
@@ -261,6 +298,14 @@ int vesk_term_is_int_modular_congruence(vesk_env env, vesk_term term);
 /** The value of a number term in text, "-3" or "1/2"; null for any other term. */
 char* vesk_term_to_number(vesk_env env, vesk_term term);
 
+/** Stores the value of a number term; -1, with `*value` as it was, for any other term and for a number that
+ * is no integer of 64 bits. */
+int vesk_term_to_int64(vesk_env env, vesk_term term, int64_t* value);
+
+/** Stores the double nearest to the value of a number term, infinite beyond their range; -1 for any other
+ *  term. With vesk_get_model_value() it reads a model. */
+int vesk_term_to_double(vesk_env env, vesk_term term, double* value);
+
 /** The name of a symbol without arguments; "(name arg arg)" for the rest. The text spells out shared
  *  subterms each time; null when it would exceed 2^30 characters. */
 char* vesk_term_repr(vesk_term term);
@@ -297,13 +342,24 @@ int vesk_assert_formula(vesk_env env, vesk_term formula);
  *  unknowns that a model gets wrong. */
 int vesk_solve(vesk_env env);
 
-/** As vesk_solve(), with the `n` assumptions, for this call only. They are Boolean constants, their
- *  negations, true or false; anything else fails. */
+/** As vesk_solve(), with the `n` Boolean terms as assumptions, for this call only. Boolean constants and
+ * their negations are decisions of the search, and all that it learns is kept. Other formulas are asserted on
+ * a backtrack point of their own, which the caller does not see; what is learnt from them goes with it, the
+ *  model stays. */
 int vesk_solve_with_assumptions(vesk_env env, const vesk_term* assumptions, size_t n);
 
 /** The assumptions that the last call refuted, given as they were: together with the assertions they
- *  cannot hold. An array of `*n`, to be freed; null and `*n` 0 when the last answer was not such. */
+ *  cannot hold. An array of `*n`, to be freed; null and `*n` 0 when the last answer was not such. Where
+ * formulas were assumed, the first call searches again, within the limits of a solve call; if one of these
+ * ends it, the result is all assumptions. */
 vesk_term* vesk_get_unsat_assumptions(vesk_env env, size_t* n);
+
+/** With the option "unsat_core_generation" (1, 2 and 3 mean the same): of the asserted formulas, given as
+ * they were, oldest first, some that contradict each other and the result of vesk_get_unsat_assumptions().
+ * With "unsat_core_minimization" none of them can be left out, unless a limit ended the search for such a
+ * core. An array of `*n`, to be freed; null and `*n` 0 when the last answer was not 0, or when it rests on
+ * assumptions alone. */
+vesk_term* vesk_get_unsat_core(vesk_env env, size_t* n);
 
 /** Calls `visitor` once for each way in which the `n` Boolean terms `important` can be true and false
  *  together with the asserted formulas. The number of calls; -1 when an answer was unknown, what was visited
@@ -335,8 +391,12 @@ vesk_term* vesk_get_asserted_formulas(vesk_env env, size_t* n);
  * speak of the atoms of the preprocessed formulas. Null when there are none. */
 vesk_term* vesk_get_theory_lemmas(vesk_env env, size_t* n);
 
-/** Counters of the search since the environment was made, one `name value` a line. */
+/** Counters of the search since the environment was made or reset, and the time that solve calls took, one
+ *  `name value` a line. The values are whole numbers. */
 char* vesk_get_search_stats(vesk_env env);
+
+/** Stores the value that vesk_get_search_stats() lists under that name; -1 for another name. */
+int vesk_get_statistic(vesk_env env, const char* name, uint64_t* value);
 
 /* ---- models ----
  *

@@ -5,6 +5,7 @@
 
 #include "solver/capi/frame.h"
 #include "solver/config/options.h"
+#include "solver/util/memory.h"
 
 namespace vesk::capi {
 
@@ -106,6 +107,11 @@ int vesk_set_option(vesk_config cfg, const char* key, const char* value) {
   });
 }
 
+char* vesk_get_option(vesk_config cfg, const char* key) {
+  return guard(static_cast<char*>(nullptr),
+               [&] { return to_c(get_option(config_record(cfg)->config, arg(key))); });
+}
+
 vesk_env vesk_create_env(vesk_config cfg) {
   return guard(vesk_env{nullptr}, [&] { return make_env(cfg, nullptr); });
 }
@@ -134,6 +140,31 @@ int vesk_set_termination_test(vesk_env env, vesk_termination_test test, void* us
     return 0;
   });
 }
+
+int vesk_set_time_limit(vesk_env env, double seconds) {
+  return guard(env, -1, [&](EnvRecord& r) {
+    require(seconds >= 0, "a time limit is not negative");
+    r.env->set_time_limit(seconds);
+    return 0;
+  });
+}
+
+int vesk_set_conflict_limit(vesk_env env, size_t conflicts) {
+  return guard(env, -1, [&](EnvRecord& r) {
+    r.env->set_conflict_limit(conflicts);
+    return 0;
+  });
+}
+
+int vesk_set_memory_limit(vesk_env env, size_t bytes) {
+  return guard(env, -1, [&](EnvRecord& r) {
+    r.env->set_memory_limit(bytes);
+    return 0;
+  });
+}
+
+size_t vesk_get_memory_in_use(void) { return memory_in_use(); }
+size_t vesk_get_peak_memory(void) { return peak_memory(); }
 
 int vesk_gc_env(vesk_env env, const vesk_term* keep, size_t n) {
   return guard(env, -1, [&](EnvRecord& r) {

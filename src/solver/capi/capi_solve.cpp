@@ -111,6 +111,14 @@ vesk_term* vesk_get_unsat_assumptions(vesk_env env, size_t* n) {
   });
 }
 
+vesk_term* vesk_get_unsat_core(vesk_env env, size_t* n) {
+  if (n != nullptr) *n = 0;
+  return guard(env, static_cast<vesk_term*>(nullptr), [&](EnvRecord& r) {
+    require(n != nullptr, "null count");
+    return to_c(r.env->unsat_core(), n);
+  });
+}
+
 int vesk_add_preferred_for_branching(vesk_env env, vesk_term handle, int polarity) {
   return act(env, [&](Environment& e) {
     require(polarity >= -1 && polarity <= 1, "the polarity is neither 1, 0 nor -1");
@@ -154,6 +162,18 @@ int vesk_solve_diversify(vesk_env env, const vesk_term* diversifiers, size_t n, 
 
 char* vesk_get_search_stats(vesk_env env) {
   return guard(env, static_cast<char*>(nullptr), [](EnvRecord& r) { return to_c(r.env->statistics()); });
+}
+
+int vesk_get_statistic(vesk_env env, const char* name, uint64_t* value) {
+  return guard(env, -1, [&](EnvRecord& r) {
+    require(value != nullptr, "null place for a number");
+    for (const auto& [counter, count] : r.env->counters())
+      if (arg(name) == counter) {
+        *value = count;
+        return 0;
+      }
+    throw ArgumentError("there is no statistic " + std::string(name));
+  });
 }
 
 // Models.

@@ -1,4 +1,5 @@
 #include <array>
+#include <limits>
 
 #include <gmp.h>
 
@@ -22,6 +23,23 @@ vesk_term make(vesk_env env, F constructor, Terms... terms) {
     // why an array: the order in which null terms are found is that of the arguments.
     const std::array<Term, sizeof...(Terms)> args{arg(terms)...};
     return std::apply([&](auto... t) { return wrap((r.env->terms().*constructor)(t...)); }, args);
+  });
+}
+
+// `neutral` and the arguments, joined two by two from the left. The neutral one takes part, so that a single
+// argument of the wrong type is refused, too.
+template <typename Neutral>
+vesk_term fold(vesk_env env, const vesk_term* args, size_t n, Neutral neutral,
+               Term (TermManager::*join)(Term, Term)) {
+  return guard(env, no_term, [&](EnvRecord& r) {
+    require(args != nullptr || n == 0, "null array of terms");
+    TermManager& terms = r.env->terms();
+    if (n == 0) return wrap(neutral(terms));
+    const Term first = arg(args[0]);
+    Term result = (terms.*join)(neutral(terms), first);
+    if (n > 1) result = first;
+    for (size_t i = 1; i < n; ++i) result = (terms.*join)(result, arg(args[i]));
+    return wrap(result);
   });
 }
 
@@ -174,6 +192,37 @@ vesk_term vesk_make_eq(vesk_env env, vesk_term a, vesk_term b) {
   return booleans ? vesk_make_iff(env, a, b) : vesk_make_equal(env, a, b);
 }
 
+vesk_term vesk_make_and_n(vesk_env env, const vesk_term* args, size_t n) {
+  return fold(
+      env, args, n, [](TermManager& t) { return t.make_true(); }, &TermManager::make_and);
+}
+
+vesk_term vesk_make_or_n(vesk_env env, const vesk_term* args, size_t n) {
+  return fold(
+      env, args, n, [](TermManager& t) { return t.make_false(); }, &TermManager::make_or);
+}
+
+vesk_term vesk_make_plus_n(vesk_env env, const vesk_term* args, size_t n) {
+  return fold(
+      env, args, n, [](TermManager& t) { return t.make_number(QNumber(0)); }, &TermManager::make_plus);
+}
+
+vesk_term vesk_make_distinct_n(vesk_env env, const vesk_term* args, size_t n) {
+  return guard(env, no_term, [&](EnvRecord& r) {
+    require(args != nullptr || n == 0, "null array of terms");
+    TermManager& terms = r.env->terms();
+    Term result = terms.make_true();
+    for (size_t i = 0; i < n; ++i)
+      for (size_t k = 0; k < i; ++k) {
+        const Term a = arg(args[k]), b = arg(args[i]);
+        const bool are_booleans = a->type()->is_bool() && b->type()->is_bool();
+        const Term equal = are_booleans ? terms.make_iff(a, b) : terms.make_equal(a, b);
+        result = terms.make_and(result, terms.make_not(equal));
+      }
+    return wrap(result);
+  });
+}
+
 vesk_term vesk_make_term_ite(vesk_env env, vesk_term c, vesk_term a, vesk_term b) {
   if (env.repr != nullptr && c.repr != nullptr && a.repr != nullptr && b.repr != nullptr &&
       (term(a)->type()->is_bool() || term(b)->type()->is_bool())) {
@@ -212,6 +261,8 @@ vesk_term vesk_make_mpq_number(vesk_env env, mpq_srcptr value) {
 vesk_term vesk_make_int_number(vesk_env env, long value) {
   return guard(env, no_term, [&](EnvRecord& r) { return wrap(r.env->terms().make_number(QNumber(value))); });
 }
+
+vesk_term vesk_make_int64_number(vesk_env env, int64_t value) { return vesk_make_int_number(env, value); }
 
 vesk_term vesk_make_constant(vesk_env env, vesk_decl decl) {
   return guard(env, no_term, [&](EnvRecord& r) { return wrap(r.env->terms().make_constant(arg(decl))); });
@@ -310,6 +361,31 @@ char* vesk_term_to_number(vesk_env env, vesk_term handle) {
   return guard(env, static_cast<char*>(nullptr), [&](EnvRecord&) {
     if (!arg(handle)->is_number()) throw ArgumentError("not a number: " + term(handle)->to_short_str());
     return to_c(term(handle)->number().to_str());
+  });
+}
+
+int vesk_term_to_int64(vesk_env env, vesk_term handle, int64_t* value) {
+  return guard(env, -1, [&](EnvRecord&) {
+    require(value != nullptr, "null place for a number");
+    if (!arg(handle)->is_number()) throw ArgumentError("not a number: " + term(handle)->to_short_str());
+    const QNumber& number = term(handle)->number();
+    // The least word has no small form.
+    if (number == QNumber(std::numeric_limits<long>::min()))
+      *value = std::numeric_limits<int64_t>::min();
+    else if (number.is_small_int())
+      *value = number.small_int();
+    else
+      throw ArgumentError("no integer of 64 bits: " + term(handle)->to_short_str());
+    return 0;
+  });
+}
+
+int vesk_term_to_double(vesk_env env, vesk_term handle, double* value) {
+  return guard(env, -1, [&](EnvRecord&) {
+    require(value != nullptr, "null place for a number");
+    if (!arg(handle)->is_number()) throw ArgumentError("not a number: " + term(handle)->to_short_str());
+    *value = QNumberGmp::to_double(term(handle)->number());
+    return 0;
   });
 }
 

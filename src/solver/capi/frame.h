@@ -104,7 +104,10 @@ T guard(vesk_env env, T failure, F&& body) noexcept {
     keep_error(global_error(), "null environment");
     return failure;
   }
-  return guard_at(r->last_error, failure, [&] { return body(*r); });
+  return guard_at(r->last_error, failure, [&] {
+    const NumberLimitsScope scope(r->env->number_limits());
+    return body(*r);
+  });
 }
 
 /// The frame of functions without an environment.

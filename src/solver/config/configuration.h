@@ -12,6 +12,7 @@ struct Configuration {
   bool bool_model_generation = false;
   bool proof_generation = false;
   int unsat_core_generation = 0;
+  bool unsat_core_minimization = false;
   bool interpolation = false;
   int random_seed = 91648253;
   bool allow_bool_function_args = false;
@@ -70,6 +71,7 @@ struct Configuration {
     bool pairwise_interface_eq = true;
     int interface_eq_batch_size = 100;
     bool pure_literal_filtering = false;
+    int max_number_bits = 1 << 22;
 
     struct Euf {
       bool enabled = true;

@@ -7,7 +7,7 @@
 namespace vesk {
 
 /// One row of the option table. Of the four accessors exactly one is set, or none for a key that is known
-/// and has no effect: its value must still be of the given type.
+/// and that nothing here reads: its value must still be of the given type.
 struct OptionRow {
   const char* key;
   char type;  // i, b, f, t
@@ -18,6 +18,7 @@ struct OptionRow {
   double low, high;     // of a number
   const char* choices;  // of a text, separated by blanks; null: any
   const char* help;
+  const char* only = nullptr;  // the one value that is supported; null: all are
 };
 
 std::span<const OptionRow> option_table();

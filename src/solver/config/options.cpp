@@ -50,40 +50,74 @@ std::string real_text(double value) {
 
 }  // namespace
 
-void set_option(Configuration& config, std::string_view key, std::string_view value) {
-  for (const OptionRow& row : option_table()) {
-    if (key != row.key) continue;
-    switch (row.type) {
-      case 'b': {
-        if (value != "true" && value != "false") fail(key, value, "bad Boolean for option");
-        if (row.as_bool != nullptr) row.as_bool(config) = value == "true";
-        return;
-      }
-      case 'i': {
-        int number = 0;
-        if (!parse_number(value, &number)) fail(key, value, "bad integer for option");
-        if (number < row.low || number > row.high) fail(key, value, "number out of range for option");
-        if (row.as_int != nullptr) row.as_int(config) = number;
-        return;
-      }
-      case 'f': {
-        double number = 0;
-        if (!parse_number(value, &number) || !std::isfinite(number))
-          fail(key, value, "bad number for option");
-        const bool open_below = row.low == 0 && key == "opt.bin.pivot_position";  // above 0 up to 1
-        if (number < row.low || number > row.high || (open_below && number == 0))
-          fail(key, value, "number out of range for option");
-        if (row.as_real != nullptr) row.as_real(config) = number;
-        return;
-      }
-      default:
-        if (row.choices != nullptr && !is_choice(row.choices, value))
-          fail(key, value, "bad choice for option");
-        if (row.as_text != nullptr) row.as_text(config) = value;
-        return;
+namespace {
+
+// Whether the value, which is of the row's type, is the only one that it supports. Numbers have many texts.
+bool is_only_value(const OptionRow& row, std::string_view value) {
+  if (row.type != 'i') return value == row.only;
+  int number = 0, supported = 0;
+  return parse_number(value, &number) && parse_number(row.only, &supported) && number == supported;
+}
+
+void set_row(Configuration& config, const OptionRow& row, std::string_view value) {
+  const std::string_view key = row.key;
+  const auto require_supported = [&] {
+    if (row.only != nullptr && !is_only_value(row, value))
+      fail(key, value, std::string("not supported, only the default '") + row.only + "' is, of option");
+  };
+  switch (row.type) {
+    case 'b': {
+      if (value != "true" && value != "false") fail(key, value, "bad Boolean for option");
+      require_supported();
+      if (row.as_bool != nullptr) row.as_bool(config) = value == "true";
+      return;
     }
+    case 'i': {
+      int number = 0;
+      if (!parse_number(value, &number)) fail(key, value, "bad integer for option");
+      if (number < row.low || number > row.high) fail(key, value, "number out of range for option");
+      require_supported();
+      if (row.as_int != nullptr) row.as_int(config) = number;
+      return;
+    }
+    case 'f': {
+      double number = 0;
+      if (!parse_number(value, &number) || !std::isfinite(number)) fail(key, value, "bad number for option");
+      const bool open_below = row.low == 0 && key == "opt.bin.pivot_position";  // above 0 up to 1
+      if (number < row.low || number > row.high || (open_below && number == 0))
+        fail(key, value, "number out of range for option");
+      if (row.as_real != nullptr) row.as_real(config) = number;
+      return;
+    }
+    default:
+      if (row.choices != nullptr && !is_choice(row.choices, value)) fail(key, value, "bad choice for option");
+      require_supported();
+      if (row.as_text != nullptr) row.as_text(config) = value;
+      return;
   }
+}
+
+std::string value_of(const OptionRow& row, Configuration& config) {
+  if (row.as_bool != nullptr) return row.as_bool(config) ? "true" : "false";
+  if (row.as_int != nullptr) return std::to_string(row.as_int(config));
+  if (row.as_real != nullptr) return real_text(row.as_real(config));
+  if (row.as_text != nullptr) return row.as_text(config);
+  return row.only == nullptr ? "" : row.only;
+}
+
+}  // namespace
+
+void set_option(Configuration& config, std::string_view key, std::string_view value) {
+  for (const OptionRow& row : option_table())
+    if (key == row.key) return set_row(config, row, value);
   if (!in_foreign_group(key)) fail(key, value, "unknown option");
+}
+
+std::string get_option(const Configuration& config, std::string_view key) {
+  Configuration copy = config;  // the table's functions give references that may be written to
+  for (const OptionRow& row : option_table())
+    if (key == row.key) return value_of(row, copy);
+  throw OptionError("unknown option: " + std::string(key));
 }
 
 void parse_configuration(Configuration& config, std::string_view text, std::string_view section) {
@@ -130,12 +164,7 @@ std::vector<OptionInfo> list_options() {
   Configuration defaults;
   std::vector<OptionInfo> options;
   for (const OptionRow& row : option_table()) {
-    OptionInfo info{row.key, row.type, "", row.help};
-    if (row.as_bool != nullptr) info.default_value = row.as_bool(defaults) ? "true" : "false";
-    if (row.as_int != nullptr) info.default_value = std::to_string(row.as_int(defaults));
-    if (row.as_real != nullptr) info.default_value = real_text(row.as_real(defaults));
-    if (row.as_text != nullptr) info.default_value = row.as_text(defaults);
-    options.push_back(std::move(info));
+    options.push_back({row.key, row.type, value_of(row, defaults), row.help});
   }
   return options;
 }

@@ -17,8 +17,12 @@ class OptionError : public Exception {
 
 /// Sets the option `key` from its text; OptionError, with nothing changed, if that cannot be. Booleans are
 /// "true" and "false", integers decimal, other numbers any decimal form. Keys of the groups of theories
-/// that this solver does not have are taken without effect.
+/// that this solver does not have are taken without effect; of the table's options for what it does not have
+/// only the defaults are.
 void set_option(Configuration& config, std::string_view key, std::string_view value);
+
+/// The value of an option as text; OptionError for an unknown key. "" where the option has no effect.
+std::string get_option(const Configuration& config, std::string_view key);
 
 /// Reads a configuration text, one `key = value` a line; `#` begins a comment line. Lines behind `[name]`
 /// count only if `section` is that name, lines before the first section always.

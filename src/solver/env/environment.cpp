@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cassert>
+#include <iterator>
 #include <new>
+#include <optional>
 
 #include "solver/env/pipeline.h"
 #include "solver/theory/theory_solver.h"
+#include "solver/util/polling.h"
 
 namespace vesk {
 
@@ -13,13 +16,20 @@ Environment::Environment(const Configuration& config, Environment* sibling)
     : config_(config),
       log_(config.verbosity),
       terms_(sibling != nullptr ? sibling->terms_
-                                : std::make_shared<TermManager>(config.debug.term_simplifications)) {}
+                                : std::make_shared<TermManager>(config.debug.term_simplifications)) {
+  number_limits_.max_bits = static_cast<std::size_t>(config.theory.max_number_bits);
+}
 
 Environment::~Environment() = default;
 
 Pipeline& Environment::pipeline() {
-  if (pipeline_ == nullptr) pipeline_ = std::make_unique<Pipeline>(config_, *terms_, log_, &termination_);
+  if (pipeline_ == nullptr) pipeline_ = std::make_unique<Pipeline>(config_, *terms_, log_, &limits_);
   return *pipeline_;
+}
+
+void Environment::set_memory_limit(std::size_t bytes) {
+  limits_.set_memory(bytes);
+  number_limits_.memory = bytes;
 }
 
 void Environment::abandon_pipeline() {
@@ -38,6 +48,7 @@ void Environment::assert_formula(Term formula) {
                            formula->type()->name() + ", but Bool was expected. (asserted formula)");
   stack_.push_back(formula);
   drop_model();
+  settle_unsat_assumptions();
 }
 
 void Environment::note_lost_assertion(int level, const char* reason) noexcept {
@@ -60,6 +71,7 @@ void Environment::push_backtrack_point() {
 void Environment::pop_backtrack_point() {
   if (num_points_ == 0) throw EnvironmentError("There is no backtrack point to pop");
   drop_model();
+  settle_unsat_assumptions();
   while (stack_.back() != nullptr) stack_.pop_back();
   stack_.pop_back();
   --num_points_;
@@ -70,7 +82,11 @@ void Environment::pop_backtrack_point() {
   if (processed_ <= stack_.size()) return;
   processed_ = stack_.size();
   --points_processed_;
-  pipeline_->pop_backtrack_point();
+  try {
+    pipeline_->pop_backtrack_point();
+  } catch (const std::bad_alloc&) {
+    abandon_pipeline();  // half popped; the stack is, so the caller has got what was asked for
+  }
 }
 
 std::vector<Term> Environment::asserted_formulas() const {
@@ -107,6 +123,12 @@ void Environment::process(std::vector<Term>& batch) {
   if (batch.empty()) return;
   // Once some level is refuted, what comes on top of it cannot matter, and goes before the cause does.
   const bool refuted = unsat_level_ >= 0 || pipeline().search().unsat_level() >= 0;
+  if (generates_cores())
+    for (Term& formula : batch) {
+      const Term label = label_of(formula);
+      pipeline().protect(label);
+      formula = terms_->make_or(terms_->make_not(label), formula);
+    }
   if (!refuted && !pipeline().add_formulas(std::move(batch))) unsat_level_ = points_processed_;
   batch.clear();
 }
@@ -114,15 +136,31 @@ void Environment::process(std::vector<Term>& batch) {
 // Checking.
 
 void Environment::require_supported_options() const {
-  const char* option = config_.proof_generation             ? "proof_generation"
-                       : config_.interpolation              ? "interpolation"
-                       : config_.unsat_core_generation != 0 ? "unsat_core_generation"
-                                                            : nullptr;
+  const char* option = config_.proof_generation ? "proof_generation"
+                       : config_.interpolation  ? "interpolation"
+                                                : nullptr;
   if (option != nullptr) throw EnvironmentError(std::string("the option ") + option + " is not supported");
 }
 
+// What the search can assume as it is.
+bool Environment::is_assumable(Term term) {
+  const Term atom = term->tag() == Tag::not_op ? term->child(0) : term;
+  return atom->is_constant() || atom->is_true() || atom->is_false();
+}
+
 Environment::Answer Environment::check(const std::vector<Term>& assumptions) {
-  const Answer answer = check_what_was_asserted(assumptions);
+  for (Term term : assumptions)
+    if (!term->type()->is_bool())
+      throw EnvironmentError("type error. term " + term->to_short_str() + " has type " +
+                             term->type()->name() + ", but Bool was expected. (assumption)");
+  unrefined_assumptions_.clear();
+  num_assertions_ = stack_.size();
+  const bool literals_only = std::all_of(assumptions.begin(), assumptions.end(), is_assumable);
+  const auto start = std::chrono::steady_clock::now();
+  const Answer answer =
+      literals_only ? check_what_was_asserted(assumptions) : check_behind_level(assumptions);
+  check_time_ += std::chrono::steady_clock::now() - start;
+  ++num_checks_;
   // What contradicts itself still does with more; what does not might.
   if (answer != Answer::satisfiable || lost_level_ < 0) return answer;
   drop_model();
@@ -130,81 +168,99 @@ Environment::Answer Environment::check(const std::vector<Term>& assumptions) {
   return Answer::unknown;
 }
 
-Environment::Answer Environment::check_what_was_asserted(const std::vector<Term>& assumptions) {
+Environment::Answer Environment::check_what_was_asserted(const std::vector<Term>& literals) {
   drop_model();
   unsat_assumptions_.clear();
+  unsat_core_.clear();
   unknown_reason_.clear();
-  for (Term term : assumptions) {
-    const Term atom = term->tag() == Tag::not_op ? term->child(0) : term;
-    if (!atom->type()->is_bool() || !(atom->is_constant() || atom->is_true() || atom->is_false()))
-      throw EnvironmentError("The assumption " + term->to_short_str() +
-                             " is neither a Boolean constant nor the negation of one");
-  }
   require_supported_options();
+  limits_.start();
   if (!config_.debug.solver_enabled) {
     unknown_reason_ = "the solver is switched off by debug.solver_enabled";
     return Answer::unknown;
   }
   try {
-    for (Term term : assumptions) {
+    const PollingScope polling(&limits_);
+    for (Term term : literals) {
       const Term atom = term->tag() == Tag::not_op ? term->child(0) : term;
       if (atom->is_constant()) pipeline().protect(atom);
     }
+    const auto start = std::chrono::steady_clock::now();
     process_stack();
-    if (unsat_level_ >= 0 || !prepare_assumptions(assumptions)) return Answer::unsatisfiable;
+    handover_time_ += std::chrono::steady_clock::now() - start;
+    if (unsat_level_ >= 0 || !prepare_assumptions(literals)) return Answer::unsatisfiable;
     pipeline();
   } catch (const TerminationTest::Terminated&) {
     abandon_pipeline();
-    unknown_reason_ = "stopped by the termination test";
-    return Answer::unknown;
+    return give_up(limits_.reason());
+  } catch (const LimitReached& limit) {
+    abandon_pipeline();
+    return give_up(limit.get_msg());
   } catch (...) {
     abandon_pipeline();
     throw;
   }
   try {
-    return search(assumptions);
+    return search(literals);
   } catch (const TerminationTest::Terminated&) {
-    pipeline().search().recover();
-    unknown_reason_ = "stopped by the termination test";
+    if (limits_.is_out_of_memory())
+      abandon_pipeline();
+    else
+      pipeline().search().recover();
+    return give_up(limits_.reason());
   } catch (const TheoryIncomplete& incomplete) {
     pipeline().search().recover();
-    unknown_reason_ = incomplete.get_msg();
+    return give_up(incomplete.get_msg());
+  } catch (const LimitReached& limit) {
+    // In the middle of a row, or of a model: nothing there can be relied on.
+    abandon_pipeline();
+    return give_up(limit.get_msg());
   } catch (...) {
     abandon_pipeline();
     throw;
   }
+}
+
+Environment::Answer Environment::give_up(const std::string& reason) {
+  drop_model();
+  unknown_reason_ = reason;
   return Answer::unknown;
 }
 
 // Turns the assumptions into literals. False: one of them is false by itself.
-bool Environment::prepare_assumptions(const std::vector<Term>& assumptions) {
+bool Environment::prepare_assumptions(const std::vector<Term>& literals) {
   assumption_lits_.clear();
   assumption_terms_.clear();
-  for (Term term : assumptions) {
-    const bool negated = term->tag() == Tag::not_op;
-    const Term atom = negated ? term->child(0) : term;
-    Pipeline::Assumption assumption{true, atom->is_true() != negated, {}};
-    if (atom->is_constant()) assumption = pipeline().assume(term);
-    if (assumption.constant && !assumption.value) {
-      unsat_assumptions_.assign(1, term);
-      return false;
-    }
-    if (assumption.constant) continue;
-    assumption_lits_.push_back(assumption.lit);
-    assumption_terms_.push_back(term);
+  if (generates_cores()) assume_labels();
+  for (Term term : literals) {
+    if (assume(term, term)) continue;
+    unsat_assumptions_.assign(1, term);
+    return false;
   }
+  return true;
+}
+
+// Makes a literal an assumption of the search that stands for `meaning`. False: it is false by itself.
+bool Environment::assume(Term literal, Term meaning) {
+  const bool negated = literal->tag() == Tag::not_op;
+  const Term atom = negated ? literal->child(0) : literal;
+  Pipeline::Assumption assumption{true, atom->is_true() != negated, {}};
+  if (atom->is_constant()) assumption = pipeline().assume(literal);
+  if (assumption.constant) return assumption.value;
+  assumption_lits_.push_back(assumption.lit);
+  assumption_terms_.push_back(meaning);
   return true;
 }
 
 Environment::Answer Environment::search(const std::vector<Term>& assumptions) {
   dpll::DpllSolver& search = pipeline().search();
-  if (search.solve(assumption_lits_, true) == dpll::Result::unsatisfiable) {
+  const std::optional<dpll::Result> result =
+      search.solve_limited(assumption_lits_, {conflict_limit_, 0, 0}, true);
+  if (!result) return give_up("the limit of conflicts is reached");
+  if (*result == dpll::Result::unsatisfiable) {
     if (search.unsat_level() >= 0) unsat_level_ = search.unsat_level();
-    for (dpll::Lit lit : search.conflict_assumptions()) {
-      const auto at = std::find(assumption_lits_.begin(), assumption_lits_.end(), lit);
-      unsat_assumptions_.push_back(
-          assumption_terms_[static_cast<std::size_t>(at - assumption_lits_.begin())]);
-    }
+    note_conflict();
+    if (config_.unsat_core_minimization) minimize_core();
     return Answer::unsatisfiable;
   }
 #ifdef NDEBUG
@@ -310,19 +366,25 @@ int Environment::visit_models(const std::vector<Term>& terms, const ModelVisitor
 
 Term Environment::simplify(Term term) {
   if (pipeline_ == nullptr || processed_ == 0) {
-    Pipeline fresh(config_, *terms_, log_, &termination_);
+    Pipeline fresh(config_, *terms_, log_, &limits_);
     return fresh.simplify(term);
   }
   return pipeline_->simplify(term);
 }
 
-std::string Environment::statistics() const {
-  std::string text;
-  if (pipeline_ == nullptr) return text;
+std::vector<Environment::Counter> Environment::counters() const {
+  const auto milliseconds = [](std::chrono::steady_clock::duration time) {
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
+  };
+  std::vector<Counter> result{{"checks", num_checks_},
+                              {"check_milliseconds", milliseconds(check_time_)},
+                              {"preprocessing_milliseconds", milliseconds(handover_time_)},
+                              {"terms", terms_->num_terms()}};
+  if (pipeline_ == nullptr) return result;
   const dpll::DpllSolver& search = pipeline_->search();
   const dpll::DpllSolver::Stats& s = search.stats();
   const TheoryManager::Statistics& t = pipeline_->theories().statistics();
-  const std::pair<const char*, std::uint64_t> counters[] = {
+  const Counter counters[] = {
       {"variables", static_cast<std::uint64_t>(search.num_vars())},
       {"clauses", search.num_clauses()},
       {"learnt", search.num_learnts()},
@@ -346,9 +408,14 @@ std::string Environment::statistics() const {
       {"filtered_literals", t.filtered_literals},
       {"final_checks", s.final_checks},
       {"pivots", pipeline_->arithmetic().solver().statistics().pivots},
-      {"terms", terms_->num_terms()},
   };
-  for (const auto& [name, value] : counters) text += std::string(name) + ' ' + std::to_string(value) + '\n';
+  result.insert(result.end(), std::begin(counters), std::end(counters));
+  return result;
+}
+
+std::string Environment::statistics() const {
+  std::string text;
+  for (const auto& [name, value] : counters()) text += std::string(name) + ' ' + std::to_string(value) + '\n';
   return text;
 }
 
@@ -359,6 +426,8 @@ void Environment::reset() {
   preferred_.clear();
   drop_model();
   unsat_assumptions_.clear();
+  unrefined_assumptions_.clear();
+  unsat_core_.clear();
   abandon_pipeline();
 }
 
@@ -367,6 +436,8 @@ void Environment::gc(std::vector<Term> keep) {
   // The pipeline refers to more terms than are worth telling apart; the next check makes it anew.
   abandon_pipeline();
   unsat_assumptions_.clear();
+  unrefined_assumptions_.clear();
+  unsat_core_.clear();
   for (Term term : asserted_formulas()) keep.push_back(term);
   for (const Preferred& preferred : preferred_) keep.push_back(preferred.constant);
   if (model_ != nullptr) model_->append_roots(keep);

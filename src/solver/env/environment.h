@@ -1,5 +1,8 @@
 #pragma once
 
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -8,7 +11,9 @@
 
 #include "solver/config/configuration.h"
 #include "solver/dpll/lit.h"
+#include "solver/env/check_limits.h"
 #include "solver/env/model_store.h"
+#include "solver/num/number_limits.h"
 #include "solver/term/term_manager.h"
 #include "solver/util/exception.h"
 #include "solver/util/logger.h"
@@ -52,12 +57,18 @@ class Environment {
   int num_backtrack_points() const { return num_points_; }
   std::vector<Term> asserted_formulas() const;
 
+  /// The assumptions are any formulas. Boolean constants and their negations are decided by the search, which
+  /// keeps all that it learns; others are asserted on a level of their own, which is gone afterwards.
   /// EnvironmentError for what this solver cannot do; the search is in order after it.
   Answer check(const std::vector<Term>& assumptions);
   /// Why the last answer was unknown; empty for any other answer.
   const std::string& unknown_reason() const { return unknown_reason_; }
-  /// The assumptions that the last, unsatisfiable, answer rests on.
-  const std::vector<Term>& unsat_assumptions() const { return unsat_assumptions_; }
+  /// The assumptions that the last, unsatisfiable, answer rests on. Where formulas were assumed the first
+  /// call searches again to find out; when a limit ends that, it is all of them.
+  const std::vector<Term>& unsat_assumptions();
+  /// With unsat_core_generation: asserted formulas that, with unsat_assumptions(), contradict each other,
+  /// oldest first; empty when the last answer was another. EnvironmentError without the option.
+  const std::vector<Term>& unsat_core() const;
 
   /// EnvironmentError if there is no model.
   Term get_model_value(Term term);
@@ -67,7 +78,13 @@ class Environment {
   void add_preferred_for_branching(Term constant, int polarity);
   void clear_preferred_for_branching();
 
-  void set_termination_test(TerminationTest* test) { termination_.test = test; }
+  void set_termination_test(TerminationTest* test) { limits_.set_test(test); }
+  // Limits of each check; 0 for none. An answer is `unknown` when one is reached.
+  void set_time_limit(double seconds) { limits_.set_seconds(seconds); }
+  void set_conflict_limit(std::uint64_t conflicts) { conflict_limit_ = conflicts; }
+  /// Of the process, see memory_in_use(). Holds for numbers outside of checks, too.
+  void set_memory_limit(std::size_t bytes);
+  const NumberLimits& number_limits() const { return number_limits_; }
   /// With dpll.store_tlemmas: the clauses that the theories gave the search since the environment was made,
   /// as far as their levels are open.
   std::vector<Term> theory_lemmas();
@@ -80,6 +97,10 @@ class Environment {
   int enumerate_models(const std::vector<Term>& terms, const ModelVisitor& visit);
 
   Term simplify(Term term);
+  using Counter = std::pair<const char*, std::uint64_t>;
+  /// Of the search and its theories, since the pipeline was made, and of this environment.
+  std::vector<Counter> counters() const;
+  /// The same, one `name value` a line.
   std::string statistics() const;
 
   /// Drops assertions, points, preferred variables and model.
@@ -88,11 +109,6 @@ class Environment {
   void gc(std::vector<Term> keep);
 
  private:
-  // The pipeline keeps this one; the test behind it may change.
-  struct TerminationLink : TerminationTest {
-    TerminationTest* test = nullptr;
-    bool operator()() override { return test != nullptr && (*test)(); }
-  };
   struct Preferred {
     Term constant;
     int polarity;
@@ -105,8 +121,19 @@ class Environment {
   void drop_model() { model_.reset(); }
   Pipeline& pipeline();
   void abandon_pipeline();
-  bool prepare_assumptions(const std::vector<Term>& assumptions);
-  Answer check_what_was_asserted(const std::vector<Term>& assumptions);
+  bool prepare_assumptions(const std::vector<Term>& literals);
+  Answer check_behind_level(const std::vector<Term>& assumptions);
+  Answer check_what_was_asserted(const std::vector<Term>& literals);
+  bool generates_cores() const { return config_.unsat_core_generation != 0; }
+  static bool is_assumable(Term term);
+  Term label_of(Term formula);
+  void assume_labels();
+  bool assume(Term literal, Term meaning);
+  void note_conflict();
+  void minimize_core();
+  void find_unsat_assumptions();
+  void settle_unsat_assumptions();
+  Answer give_up(const std::string& reason);
   Answer search(const std::vector<Term>& assumptions);
   int visit_models(const std::vector<Term>& terms, const ModelVisitor& visit);
   void validate_model(const std::vector<Term>& assumptions);
@@ -114,7 +141,9 @@ class Environment {
   Configuration config_;
   Logger log_;
   std::shared_ptr<TermManager> terms_;
-  TerminationLink termination_;
+  CheckLimits limits_;
+  std::uint64_t conflict_limit_ = 0;
+  NumberLimits number_limits_;
   std::unique_ptr<Pipeline> pipeline_;
 
   std::vector<Term> stack_;    // null: a backtrack point
@@ -133,7 +162,14 @@ class Environment {
   std::vector<Term> assumption_terms_;
   std::shared_ptr<ModelStore> model_;
   std::vector<Term> unsat_assumptions_;
+  std::vector<Term> unrefined_assumptions_;  // those refuted, formulas among them, while nobody asked which
+  std::vector<Term> unsat_core_;
+  std::size_t num_core_lits_ = 0;   // of assumption_lits_: the labels of assertions come first
+  std::size_t num_assertions_ = 0;  // entries of stack_ below the level of assumed formulas
   std::string unknown_reason_;
+
+  std::uint64_t num_checks_ = 0;
+  std::chrono::steady_clock::duration check_time_{}, handover_time_{};
 };
 
 }  // namespace vesk

@@ -2,10 +2,13 @@
 
 #include <gmp.h>
 
+#include <algorithm>
 #include <bit>
+#include <cmath>
 #include <vector>
 
 #include "solver/num/gcd_cache.h"
+#include "solver/num/number_limits.h"
 #include "solver/num/qnumber_gmp.h"
 
 namespace vesk {
@@ -31,6 +34,26 @@ bool fits_word(mpz_srcptr value) {
 }
 
 std::int64_t to_word(mpz_srcptr value) { return mpz_get_si(value); }
+
+// Bits that a factor adds to a product; none if it is 1, as most denominators are.
+std::size_t factor_bits(mpz_srcptr factor) {
+  return mpz_cmpabs_ui(factor, 1) <= 0 ? 0 : mpz_sizeinbase(factor, 2);
+}
+
+// Bounds of what the operations may make, before reduction. They are looked at while the operands are as
+// they were, so that an exception leaves every number in its form.
+void require_room_for_product(mpq_srcptr a, mpq_srcptr b) {
+  const std::size_t num = factor_bits(mpq_numref(a)) + factor_bits(mpq_numref(b));
+  const std::size_t den = factor_bits(mpq_denref(a)) + factor_bits(mpq_denref(b));
+  NumberLimits::current().require(std::max(num, den));
+}
+
+void require_room_for_sum(mpq_srcptr a, mpq_srcptr b) {
+  const std::size_t a_den = factor_bits(mpq_denref(a)), b_den = factor_bits(mpq_denref(b));
+  const std::size_t num =
+      std::max(mpz_sizeinbase(mpq_numref(a), 2) + b_den, mpz_sizeinbase(mpq_numref(b), 2) + a_den) + 1;
+  NumberLimits::current().require(std::max(num, a_den + b_den));
+}
 
 }  // namespace
 
@@ -184,6 +207,7 @@ QNumber& QNumber::add(const QNumber& b, bool subtract) {
     }
   }
   const Operand right(b);  // before make_big, as `b` may be this number
+  require_room_for_sum(Operand(*this).view, right.view);
   make_big();
   if (subtract)
     mpq_sub(big()->q, big()->q, right.view);
@@ -213,6 +237,7 @@ QNumber& QNumber::multiply(const QNumber& b) {
     }
   }
   const Operand right(b);
+  require_room_for_product(Operand(*this).view, right.view);
   make_big();
   mpq_mul(big()->q, big()->q, right.view);
   shrink();
@@ -372,6 +397,11 @@ bool QNumber::from_str(std::string_view text, QNumber* out) {
       exponent += written;
     }
   }
+  constexpr std::size_t bits_per_ten_digits = 34;
+  const std::size_t scale = static_cast<std::size_t>(exponent < 0 ? -exponent : exponent);
+  const std::size_t num_digits = digits.size() + (exponent > 0 ? scale : 0);
+  const std::size_t den_digits = denominator.size() + (exponent < 0 ? scale : 0);
+  NumberLimits::current().require(std::max(num_digits, den_digits) / 10 * bits_per_ten_digits);
   QNumber result;
   result.make_big();
   mpq_ptr q = result.big()->q;
@@ -438,11 +468,39 @@ QNumber lcm(const QNumber& a, const QNumber& b) {
 void QNumberGmp::to_mpq(const QNumber& number, mpq_ptr out) { mpq_set(out, QNumber::Operand(number).view); }
 
 QNumber QNumberGmp::from_mpq(mpq_srcptr value) {
+  const std::size_t num = mpz_sizeinbase(mpq_numref(value), 2), den = mpz_sizeinbase(mpq_denref(value), 2);
+  NumberLimits::current().require(std::max(num, den));
   QNumber result;
   result.make_big();
   mpq_set(result.big()->q, value);
   result.shrink();
   return result;
+}
+
+// A quotient of 64 bits, of which the last is set if anything was left over, is rounded by the machine as the
+// exact value would be, and only once: a long double holds it as it is.
+double QNumberGmp::to_double(const QNumber& number) {
+  const QNumber::Operand operand(number);
+  mpq_srcptr q = operand.view;
+  if (mpq_sgn(q) == 0) return 0;
+  const auto bits = [](mpz_srcptr part) { return static_cast<long>(mpz_sizeinbase(part, 2)); };
+  const long shift = 64 - bits(mpq_numref(q)) + bits(mpq_denref(q));
+  mpz_t num, den;
+  mpz_inits(num, den, nullptr);
+  mpz_mul_2exp(num, mpq_numref(q), static_cast<mp_bitcnt_t>(std::max(shift, 0L)));
+  mpz_mul_2exp(den, mpq_denref(q), static_cast<mp_bitcnt_t>(std::max(-shift, 0L)));
+  mpz_abs(num, num);
+  mpz_tdiv_qr(num, den, num, den);
+  const bool has_rest = mpz_sgn(den) != 0;
+  const bool has_bit_more = mpz_sizeinbase(num, 2) > 64;
+  const bool lost_bit = has_bit_more && mpz_odd_p(num) != 0;
+  if (has_bit_more) mpz_tdiv_q_2exp(num, num, 1);
+  std::uint64_t quotient = mpz_get_ui(num);
+  mpz_clears(num, den, nullptr);
+  if (has_rest || lost_bit) quotient |= 1;
+  const long exponent = std::clamp((has_bit_more ? 1 : 0) - shift, -100000L, 100000L);
+  const long double size = std::ldexp(static_cast<long double>(quotient), static_cast<int>(exponent));
+  return static_cast<double>(mpq_sgn(q) < 0 ? -size : size);
 }
 
 }  // namespace vesk

@@ -16,7 +16,8 @@ namespace vesk {
 /// Invariant: one value has one form. If numerator and denominator of the reduced fraction fit 64-bit words
 /// other than the most negative one, the words are these two, the denominator positive; only else is the
 /// second word 0 and the first one an owned pointer to a pair of GMP integers. So `==` and `hash` never look
-/// at a value's history. Dividing by zero is the caller's fault (asserted).
+/// at a value's history. Dividing by zero is the caller's fault (asserted). What makes a number larger asks
+/// NumberLimits first: NumberTooLarge or MemoryLimitReached, with the operands as they were.
 class QNumber {
  public:
   QNumber() = default;
@@ -50,8 +51,7 @@ class QNumber {
   }
 
   /// Reads an integer "-3", a fraction "1/2", a decimal "0.25" or "-1.5e-3". False, with `*out` as it was,
-  /// for any other text, a zero denominator, and exponents beyond a million (whose value would fill the
-  /// memory).
+  /// for any other text, a zero denominator, and exponents beyond a million.
   [[nodiscard]] static bool from_str(std::string_view text, QNumber* out);
   /// "-3", or "n/d" for a fraction.
   std::string to_str() const;

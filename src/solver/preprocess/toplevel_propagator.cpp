@@ -4,6 +4,7 @@
 
 #include "solver/term/poly.h"
 #include "solver/term/visit.h"
+#include "solver/util/polling.h"
 
 namespace vesk {
 
@@ -84,6 +85,7 @@ bool ToplevelPropagator::add_conjunct(Term root) {
 }
 
 void ToplevelPropagator::link(Term parent, std::uint32_t conjunct, Term child) {
+  poll_now_and_then();
   const std::uint32_t* first = first_link_.find(child->id());
   links_.push_back({parent, conjunct, first == nullptr ? no_link : *first});
   first_link_.set(child->id(), static_cast<std::uint32_t>(links_.size() - 1));
@@ -118,6 +120,7 @@ Term ToplevelPropagator::apply(Term root) {
     std::size_t next;
   };
   const auto known = [this](Term term) -> Term {
+    poll_now_and_then();
     if (const Term* found = memo_.find(term->id())) return *found;
     return term->arity() == 0 && substitution(term) == nullptr ? term : nullptr;
   };
@@ -254,6 +257,7 @@ void ToplevelPropagator::protect_constants(Term formula) {
     const Term term = stack_.back();
     stack_.pop_back();
     if (is_protected(term)) continue;
+    poll_now_and_then();
     set_protected(term);
     for (Term child : term->children()) stack_.push_back(child);
   }

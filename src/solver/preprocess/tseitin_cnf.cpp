@@ -1,4 +1,5 @@
 #include "solver/preprocess/tseitin_cnf.h"
+#include "solver/util/polling.h"
 
 namespace vesk {
 
@@ -56,6 +57,7 @@ void TseitinCnf::count_parents(Term root) {
   while (!stack_.empty()) {
     const Term term = stack_.back();
     stack_.pop_back();
+    poll_now_and_then();
     for (Term child : term->children()) meet(child);
   }
 }

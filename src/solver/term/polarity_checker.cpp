@@ -1,6 +1,7 @@
 #include "solver/term/polarity_checker.h"
 
 #include "solver/term/visit.h"
+#include "solver/util/polling.h"
 
 namespace vesk {
 
@@ -29,6 +30,7 @@ void PolarityChecker::add_formula(Term formula) {
     const auto [term, polarity] = stack_.back();
     stack_.pop_back();
     if (!merge(term, polarity)) continue;
+    poll_now_and_then();
     switch (term->tag()) {
       case Tag::not_op: stack_.push_back({term->child(0), flip(polarity)}); break;
       case Tag::and_op:

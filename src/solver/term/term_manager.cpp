@@ -5,6 +5,7 @@
 
 #include "solver/term/poly.h"
 #include "solver/term/visit.h"
+#include "solver/util/polling.h"
 
 namespace vesk {
 
@@ -143,6 +144,7 @@ bool are_complements(Term a, Term b) {
 }  // namespace
 
 Term TermManager::make_and(Term a, Term b) {
+  poll_now_and_then();
   require_bools(and_, std::array{a, b});
   if (!simplify_) return intern(and_, a, b);
   if (a == b || b->is_true()) return a;
@@ -152,6 +154,7 @@ Term TermManager::make_and(Term a, Term b) {
 }
 
 Term TermManager::make_or(Term a, Term b) {
+  poll_now_and_then();
   require_bools(or_, std::array{a, b});
   if (!simplify_) return intern(or_, a, b);
   if (a == b || b->is_false()) return a;
@@ -185,7 +188,10 @@ Term TermManager::make_number(const QNumber& value) {
   if (const Term* known = numbers_.find(value)) return *known;
   const std::string text = value.to_str();
   const Type* type = value.is_int() ? types_.integer() : types_.rational();
-  const Term term = intern(signature_.add(text, type, Tag::number, &value), std::span<const Term>());
+  // why it may be known: memory may have ended after the symbol was made.
+  const Symbol* symbol = signature_.find(text);
+  if (symbol == nullptr) symbol = signature_.add(text, type, Tag::number, &value);
+  const Term term = intern(symbol, std::span<const Term>());
   numbers_.insert(value, term);
   return term;
 }
@@ -210,6 +216,7 @@ Term TermManager::make_uf(const Symbol* symbol, std::span<const Term> args) {
 }
 
 Term TermManager::make_plus(Term a, Term b) {
+  poll_now_and_then();
   require_numbers(plus_rat_, std::array{a, b});
   const bool integer = a->type()->is_integer() && b->type()->is_integer();
   const Symbol* symbol = integer ? plus_int_ : plus_rat_;
@@ -302,6 +309,7 @@ Term TermManager::make_equal(Term a, Term b) {
 }
 
 Term TermManager::make_leq(Term a, Term b) {
+  poll_now_and_then();
   if (!simplify_) return relation(false, a, b);
   require_numbers(leq_rat_, std::array{a, b});
   return simplify_relation(false, a, b);
@@ -382,6 +390,7 @@ Term TermManager::make_term(const Symbol* symbol, std::span<const Term> args) {
 }
 
 Term TermManager::rebuild(Term term, std::span<const Term> children) {
+  poll_now_and_then();
   bool same = true;
   for (std::size_t i = 0; i < children.size() && same; ++i) same = children[i] == term->child(i);
   return same ? term : make_term(term->symbol(), children);

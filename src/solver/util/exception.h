@@ -18,4 +18,11 @@ class Exception : public std::exception {
   std::string message_;
 };
 
+/// A limit that somebody set, of memory or of the size of numbers, was reached: no answer, but no fault of
+/// the input either. A check that meets it is `unknown`.
+class LimitReached : public Exception {
+ public:
+  using Exception::Exception;
+};
+
 }  // namespace vesk

@@ -13,6 +13,9 @@ TEST(CInterface, EveryOptionTakesItsDefaultAndRefusesOtherText) {
     const std::string key(option.key);
     if (!option.default_value.empty()) {
       EXPECT_EQ(vesk_set_option(cfg, key.c_str(), option.default_value.c_str()), 0) << key;
+      char* value = vesk_get_option(cfg, key.c_str());
+      EXPECT_EQ(value, option.default_value);
+      vesk_free(value);
     }
     if (option.type != 't') {
       EXPECT_EQ(vesk_set_option(cfg, key.c_str(), "yes"), -1) << key;
@@ -21,6 +24,16 @@ TEST(CInterface, EveryOptionTakesItsDefaultAndRefusesOtherText) {
   }
   EXPECT_EQ(vesk_set_option(cfg, "theory.bv.anything", "at all"), 0);
   EXPECT_EQ(vesk_set_option(cfg, "theory.la.nothing", "1"), -1);
+  EXPECT_EQ(vesk_set_option(cfg, "dpll.preprocessor.mode", "+0"), 0);
+  EXPECT_EQ(vesk_set_option(cfg, "dpll.preprocessor.mode", "1"), -1);
+  EXPECT_STREQ(vesk_last_error_message({nullptr}),
+               "not supported, only the default '0' is, of option: dpll.preprocessor.mode, value: 1, "
+               "command-line: -dpll.preprocessor.mode=1");
+  EXPECT_EQ(vesk_set_option(cfg, "dpll.restart_initial", "17"), 0);
+  char* initial = vesk_get_option(cfg, "dpll.restart_initial");
+  EXPECT_STREQ(initial, "17");
+  vesk_free(initial);
+  EXPECT_EQ(vesk_get_option(cfg, "no.such"), nullptr);
   EXPECT_EQ(vesk_set_option(cfg, "opt.priority", "lex"), 0);
   EXPECT_EQ(vesk_set_option(cfg, "opt.priority", "le"), -1);
   EXPECT_EQ(vesk_set_option(cfg, "opt.bin.pivot_position", "0"), -1);
@@ -65,6 +78,50 @@ TEST(CInterface, NumbersComeFromGmpToo) {
   EXPECT_EQ(vesk_make_mpq_number(s.env, value).repr, nullptr);
   EXPECT_EQ(vesk_make_mpq_number(s.env, nullptr).repr, nullptr);
   mpq_clear(value);
+}
+
+TEST(CInterface, MakersOfManyArgumentsAndMachineNumbers) {
+  SolverScript s;
+  const std::vector<vesk_term> b{s.boolean("a"), s.boolean("b"), s.boolean("c")};
+  const std::vector<vesk_term> x{s.real("x"), s.real("y"), s.real("z")};
+  const auto and_n = [&](const std::vector<vesk_term>& t) {
+    return vesk_make_and_n(s.env, t.data(), t.size());
+  };
+  EXPECT_EQ(and_n(b).repr, s.conj(s.conj(b[0], b[1]), b[2]).repr);
+  EXPECT_EQ(and_n({b[1]}).repr, b[1].repr);
+  EXPECT_EQ(vesk_term_is_true(s.env, and_n({})), 1);
+  EXPECT_EQ(vesk_term_is_false(s.env, vesk_make_or_n(s.env, nullptr, 0)), 1);
+  EXPECT_EQ(vesk_make_or_n(s.env, b.data(), 2).repr, s.disj(b[0], b[1]).repr);
+  EXPECT_EQ(vesk_make_plus_n(s.env, x.data(), 3).repr, s.plus(s.plus(x[0], x[1]), x[2]).repr);
+  EXPECT_EQ(vesk_make_plus_n(s.env, nullptr, 0).repr, s.num("0").repr);
+  for (const vesk_term failed : {and_n({x[0]}), and_n({b[0], x[0]}), vesk_make_plus_n(s.env, b.data(), 1),
+                                 vesk_make_or_n(s.env, nullptr, 1), and_n({b[0], {nullptr}}),
+                                 vesk_make_distinct_n(s.env, std::vector{x[0], b[0]}.data(), 2)})
+    EXPECT_EQ(failed.repr, nullptr);
+  s.add(vesk_make_distinct_n(s.env, x.data(), 3));
+  for (const vesk_term t : x) s.add(s.disj(s.eq(t, s.num("-9223372036854775807")), s.eq(t, s.num("1/3"))));
+  EXPECT_EQ(s.solve(), 0);
+  vesk_reset_env(s.env);
+  s.add(vesk_make_distinct_n(s.env, b.data(), 2));
+  EXPECT_EQ(s.solve(), 1);
+  EXPECT_NE(s.value(b[0]), s.value(b[1]));
+  int64_t whole = 5;
+  double number = 5;
+  EXPECT_EQ(vesk_term_to_int64(s.env, vesk_make_int64_number(s.env, -9223372036854775807), &whole), 0);
+  EXPECT_EQ(whole, -9223372036854775807);
+  EXPECT_EQ(vesk_term_to_int64(s.env, s.num("1/2"), &whole), -1);
+  EXPECT_EQ(vesk_term_to_int64(s.env, s.num("9223372036854775808"), &whole), -1);
+  EXPECT_EQ(vesk_term_to_int64(s.env, b[0], &whole), -1);
+  EXPECT_EQ(whole, -9223372036854775807);
+  EXPECT_EQ(vesk_term_to_int64(s.env, vesk_make_int64_number(s.env, INT64_MIN), &whole), 0);
+  EXPECT_EQ(whole, INT64_MIN);
+  EXPECT_EQ(vesk_term_to_double(s.env, s.num("-1/3"), &number), 0);
+  EXPECT_EQ(number, -1.0 / 3);
+  EXPECT_EQ(vesk_term_to_double(s.env, b[0], &number), -1);
+  uint64_t checks = 0;
+  EXPECT_EQ(vesk_get_statistic(s.env, "checks", &checks), 0);
+  EXPECT_EQ(checks, 2u);
+  EXPECT_EQ(vesk_get_statistic(s.env, "no such thing", &checks), -1);
 }
 
 TEST(CInterface, FailuresGiveTheirValueAndAText) {

@@ -31,6 +31,11 @@ void run_boolean_script(unsigned seed, const Options& options) {
   }
   const auto pick = [&] { return pool[below(static_cast<unsigned>(pool.size()))]; };
   std::vector<Table> asserted{~Table{0}};  // per level, that of the levels below included
+  std::vector<Formula> in_force;
+  std::vector<std::size_t> levels;
+  const bool with_cores = std::any_of(options.begin(), options.end(), [](const auto& option) {
+    return std::string(option.first) == "unsat_core_generation";
+  });
   for (int step = 0; step < 40; ++step) {
     switch (below(8)) {
       case 0:
@@ -49,17 +54,21 @@ void run_boolean_script(unsigned seed, const Options& options) {
       case 4: {
         const Formula a = pick(), b = pick();
         const bool single = below(3) == 0;
-        s.add(single ? a.term : s.disj(a.term, b.term));
-        asserted.back() &= single ? a.table : a.table | b.table;
+        in_force.push_back(single ? a : Formula{s.disj(a.term, b.term), a.table | b.table});
+        s.add(in_force.back().term);
+        asserted.back() &= in_force.back().table;
         break;
       }
       case 5:
         if (below(2) == 0) {
           s.push();
           asserted.push_back(asserted.back());
+          levels.push_back(in_force.size());
         } else if (asserted.size() > 1) {
           s.pop();
           asserted.pop_back();
+          in_force.resize(levels.back());
+          levels.pop_back();
         }
         break;
       default: {
@@ -67,7 +76,7 @@ void run_boolean_script(unsigned seed, const Options& options) {
         std::vector<vesk_term> assumptions;
         std::vector<Formula> assumed;
         for (unsigned k = below(2) == 0 ? below(4) : 0; k > 0; --k) {
-          Formula a = pool[below(num_constants)];
+          Formula a = below(3) == 0 ? pick() : pool[below(num_constants)];
           if (below(2) == 0) a = {s.neg(a.term), ~a.table};
           assumptions.push_back(a.term);
           assumed.push_back(a);
@@ -77,12 +86,24 @@ void run_boolean_script(unsigned seed, const Options& options) {
         ASSERT_EQ(answer, all != 0 ? 1 : 0) << "step " << step << ": " << s.error();
         if (answer == 0) {
           size_t n = 0;
-          vesk_term* core = vesk_get_unsat_assumptions(s.env, &n);
+          // With cores the asserted formulas count as far as the core names them, without they all do.
           Table rest = asserted.back();
-          for (size_t i = 0; i < n; ++i)
-            for (const Formula& a : assumed)
-              if (a.term.repr == core[i].repr) rest &= a.table;
-          vesk_free(core);
+          const auto join = [&](vesk_term* core, const std::vector<Formula>& known) {
+            for (size_t i = 0; i < n; ++i) {
+              const auto same = [&](const Formula& a) { return a.term.repr == core[i].repr; };
+              const auto at = std::find_if(known.begin(), known.end(), same);
+              if (at == known.end())
+                ADD_FAILURE() << "not asserted, or assumed: " << SolverScript::text(core[i]);
+              else
+                rest &= at->table;
+            }
+            vesk_free(core);
+          };
+          if (vesk_term* core = vesk_get_unsat_core(s.env, &n); with_cores) {
+            rest = ~Table{0};
+            join(core, in_force);
+          }
+          join(vesk_get_unsat_assumptions(s.env, &n), assumed);
           ASSERT_EQ(rest, 0u) << "step " << step << ": the core is too small";
           break;
         }
@@ -107,8 +128,11 @@ TEST(Environment, AgreesWithBruteForceOnBooleanScripts) {
       {{"preprocessor.simplification", "0"}, {"dpll.restart_strategy", "3"}},
       {{"debug.term_simplifications", "false"}, {"dpll.pop_btpoint_reset_var_order", "false"}},
       {{"dpll.minimize_model", "true"}, {"preprocessor.full_cnf_conversion", "true"}},
+      {{"unsat_core_generation", "1"}},
+      {{"unsat_core_generation", "3"}, {"unsat_core_minimization", "true"}},
+      {{"unsat_core_generation", "2"}, {"debug.term_simplifications", "false"}},
   };
-  for (unsigned seed = 0; seed < 600; ++seed) {
+  for (unsigned seed = 0; seed < 900; ++seed) {
     run_boolean_script(seed, option_sets[seed % option_sets.size()]);
     if (HasFatalFailure()) return;
   }
@@ -162,7 +186,7 @@ TEST(Environment, AssumptionsMayNameWhatPreprocessingRemoved) {
   EXPECT_EQ(s.solve({c, s.neg(c)}), 0);
   EXPECT_EQ(s.solve({vesk_make_true(s.env), s.neg(b), s.neg(b)}), 1);
   EXPECT_EQ(s.solve({vesk_make_false(s.env)}), 0);
-  EXPECT_EQ(s.solve({s.disj(a, b)}), -1);
+  EXPECT_EQ(s.solve({s.neg(s.disj(a, b))}), 0);
   EXPECT_EQ(s.solve(), 1);
 }
 
@@ -474,10 +498,8 @@ TEST(Environment, ModelsListWhatPreprocessingRemovedToo) {
   EXPECT_EQ(listing, "x a (f 1) (f 2) ");
 }
 
-TEST(Environment, AStoppedCheckIsUnknownAndTheNextOneIsRight) {
-  SolverScript s;
-  constexpr int holes = 8;
-  s.push();
+// One pigeon more than there are holes.
+void add_pigeons(SolverScript& s, int holes) {
   for (int p = 0; p <= holes; ++p) {
     vesk_term some = vesk_make_false(s.env);
     for (int h = 0; h < holes; ++h) {
@@ -488,6 +510,12 @@ TEST(Environment, AStoppedCheckIsUnknownAndTheNextOneIsRight) {
     }
     s.add(some);
   }
+}
+
+TEST(Environment, AStoppedCheckIsUnknownAndTheNextOneIsRight) {
+  SolverScript s;
+  s.push();
+  add_pigeons(s, 8);
   for (int allowed = 0; allowed < 6; ++allowed) {
     int calls = -allowed;
     ASSERT_EQ(vesk_set_termination_test(s.env, stop_at_once, &calls), 0);
@@ -534,6 +562,103 @@ TEST(Environment, ALostAssertionKeepsTheAnswerFromBeingSatisfiable) {
   EXPECT_EQ(s.solve(), -1);
   vesk_reset_env(s.env);
   EXPECT_EQ(s.solve(), 1);
+}
+
+TEST(Environment, EachLimitOfACheckEndsItAndLeavesTheRest) {
+  SolverScript s(Options{{"theory.max_number_bits", "4096"}});
+  const vesk_term x = s.real("x");
+  s.push();
+  add_pigeons(s, 9);
+  ASSERT_EQ(vesk_set_conflict_limit(s.env, 10), 0);
+  EXPECT_EQ(s.solve(), -1);
+  EXPECT_EQ(s.error(), "the limit of conflicts is reached");
+  vesk_set_conflict_limit(s.env, 0);
+  ASSERT_EQ(vesk_set_time_limit(s.env, 1e-9), 0);
+  EXPECT_EQ(s.solve(), -1);
+  EXPECT_EQ(s.error(), "the time limit is reached");
+  EXPECT_EQ(vesk_set_time_limit(s.env, -1), -1);
+  vesk_set_time_limit(s.env, 1e300);
+  if (vesk_get_memory_in_use() > 0) {
+    ASSERT_EQ(vesk_set_memory_limit(s.env, 1), 0);
+    EXPECT_EQ(s.solve(), -1);
+    EXPECT_EQ(s.error().find("out of memory"), 0u) << s.error();
+    vesk_set_memory_limit(s.env, 0);
+  }
+  s.pop();
+  // A row whose coefficients outgrow the ceiling: unknown, and the next question is answered.
+  s.push();
+  vesk_term last = x;
+  s.add(s.leq(s.num("1"), x));
+  for (int i = 0; i < 12; ++i) {
+    const vesk_term next = s.real("y" + std::to_string(i)),
+                    large = s.num(("1" + std::string(150, '7')).c_str());
+    s.add(s.disj(s.eq(next, s.times(large, last)), s.eq(next, s.times(s.plus(large, s.num("2")), last))));
+    last = next;
+  }
+  EXPECT_EQ(s.solve(), -1);
+  EXPECT_NE(s.error().find("theory.max_number_bits"), std::string::npos) << s.error();
+  s.pop();
+  EXPECT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.num(std::string(2000, '7').c_str()).repr, nullptr);
+}
+
+TEST(Environment, AssumedFormulasHoldForOneCallAndTheirModelStays) {
+  SolverScript s;
+  const vesk_term x = s.real("x"), y = s.real("y"), p = s.boolean("p");
+  s.add(s.leq(x, s.num("10")));
+  // The equation removes a constant; the model speaks of it all the same, after its level is gone.
+  ASSERT_EQ(s.solve({s.eq(y, s.plus(x, s.num("5"))), s.leq(s.num("7"), x), p}), 1);
+  EXPECT_EQ(s.value(s.eq(y, s.plus(x, s.num("5")))), "true");
+  EXPECT_EQ(s.value(s.leq(s.num("12"), y)), "true");
+  EXPECT_EQ(s.value(p), "true");
+  EXPECT_EQ(vesk_num_backtrack_points(s.env), 0);
+  size_t n = 0;
+  vesk_free(vesk_get_asserted_formulas(s.env, &n));
+  EXPECT_EQ(n, 1u);
+  const std::vector<vesk_term> refuting{s.eq(y, x), s.leq(s.num("11"), y), s.leq(y, s.num("100")), p};
+  ASSERT_EQ(s.solve(refuting), 0);
+  vesk_term* refuted = vesk_get_unsat_assumptions(s.env, &n);
+  ASSERT_EQ(n, 2u);
+  EXPECT_EQ(refuted[0].repr, refuting[0].repr);
+  EXPECT_EQ(refuted[1].repr, refuting[1].repr);
+  vesk_free(refuted);
+  EXPECT_EQ(s.solve(), 1);
+  // What was refuted before an assertion is not said of it.
+  ASSERT_EQ(s.solve(refuting), 0);
+  s.add(s.leq(s.num("200"), y));
+  vesk_free(vesk_get_unsat_assumptions(s.env, &n));
+  EXPECT_EQ(n, refuting.size());
+  s.add(s.leq(y, s.num("0")));
+  ASSERT_EQ(s.solve(refuting), 0);
+  vesk_free(vesk_get_unsat_assumptions(s.env, &n));
+  EXPECT_EQ(n, 0u) << "the assertions contradict each other alone";
+}
+
+TEST(Environment, CoresNameTheAssertionsAndAMinimalOneNoneTooMany) {
+  for (const char* minimal : {"false", "true"}) {
+    SolverScript s(Options{{"unsat_core_generation", "1"}, {"unsat_core_minimization", minimal}});
+    size_t n = 0;
+    std::vector<vesk_term> chain;
+    for (int i = 0; i < 20; ++i)
+      chain.push_back(s.less(s.real("x" + std::to_string(i)), s.real("x" + std::to_string(i + 1))));
+    for (vesk_term link : chain) s.add(link);
+    for (int i = 0; i < 20; ++i) s.add(s.leq(s.num("-5"), s.real("x" + std::to_string(i))));
+    ASSERT_EQ(s.solve(), 1);
+    EXPECT_EQ(vesk_get_unsat_core(s.env, &n), nullptr);
+    s.push();
+    s.add(s.less(s.real("x7"), s.real("x3")));
+    ASSERT_EQ(s.solve(), 0);
+    vesk_term* core = vesk_get_unsat_core(s.env, &n);
+    ASSERT_EQ(n, 5u);
+    for (size_t i = 0; i < 4; ++i) EXPECT_EQ(core[i].repr, chain[3 + i].repr);
+    vesk_free(core);
+    s.pop();
+    EXPECT_EQ(s.solve(), 1);
+  }
+  SolverScript without;
+  size_t n = 0;
+  EXPECT_EQ(vesk_get_unsat_core(without.env, &n), nullptr);
+  EXPECT_NE(without.error().find("unsat_core_generation"), std::string::npos);
 }
 
 TEST(Environment, PreferredConstantsAreDecidedFirstAndAsTold) {
