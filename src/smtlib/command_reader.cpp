@@ -136,9 +136,14 @@ void CommandReader::read_word(Command& command, Position where) {
 
 bool CommandReader::read_token(Command& command) {
   for (;;) {
+    if (limits_ != nullptr) limits_->poll_now_and_then();
     skip_blanks();
     const int c = peek();
-    if (c == end_of_script) return false;
+    if (c == end_of_script) {
+      // A signal ends what waits for input by an end of the input.
+      if (limits_ != nullptr) limits_->poll();
+      return false;
+    }
     const Position where = here_;
     if (c == '(' || c == ')') {
       take();

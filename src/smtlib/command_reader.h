@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "smtlib/run_limits.h"
 #include "smtlib/script_error.h"
 
 namespace smtlib {
@@ -36,10 +37,11 @@ struct Command {
 /// a command's last parenthesis: a program may talk through a pipe.
 class CommandReader {
  public:
-  explicit CommandReader(std::istream& in) : in_(in.rdbuf()) {}
+  /// `limits` are polled while reading; null for none.
+  explicit CommandReader(std::istream& in, RunLimits* limits = nullptr) : in_(in.rdbuf()), limits_(limits) {}
 
   /// The next command; false at the end of the script. ScriptError for what is no command; the next call
-  /// goes on behind it.
+  /// goes on behind it. RunLimits::poll() says what else is thrown; that is the end.
   bool next(Command& command);
 
  private:
@@ -54,6 +56,7 @@ class CommandReader {
   void note_error(Position where, const std::string& text);
 
   std::streambuf* in_;
+  RunLimits* limits_;
   Position here_;
   std::optional<ScriptError> error_;  // the first one in the command being read
 };
@@ -67,6 +70,8 @@ class TokenCursor {
   const Token& peek() const { return command_.tokens[next_]; }
   const Token& take();
   bool at_close() const { return peek().kind == Token::Kind::close; }
+  /// To the place of another cursor over the same command.
+  void move_to(const TokenCursor& other) { next_ = other.next_; }
   bool at_symbol(std::string_view name) const;
   std::string_view text_of(const Token& token) const { return command_.text_of(token); }
 

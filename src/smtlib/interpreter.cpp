@@ -26,13 +26,19 @@ const Interpreter::Handler* Interpreter::find_handler(std::string_view name) {
       {"declare-const", {&I::declare_const, true}},
       {"declare-fun", {&I::declare_fun, true}},
       {"declare-sort", {&I::declare_sort, true}},
+      {"define-const", {&I::define_const, true}},
       {"define-fun", {&I::define_fun, true}},
+      {"define-fun-rec", {&I::define_fun_rec, true}},
       {"define-sort", {&I::define_sort, true}},
       {"echo", {&I::echo, false}},
       {"exit", {&I::exit, false}},
+      {"get-assertions", {&I::get_assertions, false}},
+      {"get-assignment", {&I::get_assignment, true}},
       {"get-info", {&I::get_info, false}},
       {"get-model", {&I::get_model, true}},
+      {"get-option", {&I::get_option, false}},
       {"get-unsat-assumptions", {&I::get_unsat_assumptions, true}},
+      {"get-unsat-core", {&I::get_unsat_core, false}},
       {"get-value", {&I::get_value, true}},
       {"pop", {&I::pop, true}},
       {"push", {&I::push, true}},
@@ -46,25 +52,35 @@ const Interpreter::Handler* Interpreter::find_handler(std::string_view name) {
   return found == table.end() ? nullptr : &found->second;
 }
 
-Interpreter::Interpreter(std::ostream& out) : out_(out) {}
+Interpreter::Interpreter(std::ostream& out, std::ostream* warnings)
+    : out_(out), warnings_(warnings), start_(std::chrono::steady_clock::now()) {}
 Interpreter::~Interpreter() { close_environment(); }
 
-int Interpreter::is_too_late(void* interpreter) {
-  auto& self = *static_cast<Interpreter*>(interpreter);
-  self.has_timed_out_ = std::chrono::steady_clock::now() >= self.deadline_;
-  return self.has_timed_out_ ? 1 : 0;
+void Interpreter::set_memory_limit(std::size_t bytes) {
+  memory_limit_bytes_ = bytes;
+  limits_.set_memory(bytes);
+}
+
+int Interpreter::is_over(void* interpreter) {
+  return static_cast<Interpreter*>(interpreter)->limits_.is_over() ? 1 : 0;
+}
+
+vesk_config Interpreter::make_config() const {
+  const vesk_config config = vesk_create_default_config(logic_.empty() ? nullptr : logic_.c_str());
+  for (const auto& [key, value] : options_) vesk_set_option(config, key.c_str(), value.c_str());
+  return config;
 }
 
 void Interpreter::start_environment() {
   if (env_.repr != nullptr) return;
-  const vesk_config config = vesk_create_default_config(logic_.empty() ? nullptr : logic_.c_str());
-  for (const auto& [key, value] : options_) vesk_set_option(config, key.c_str(), value.c_str());
+  const vesk_config config = make_config();
   env_ = vesk_create_env(config);
   vesk_destroy_config(config);
   if (env_.repr == nullptr) throw TermFault(vesk_last_error_message(env_));
-  if (time_limit_seconds_ > 0) vesk_set_termination_test(env_, &Interpreter::is_too_late, this);
+  vesk_set_termination_test(env_, &Interpreter::is_over, this);
+  vesk_set_memory_limit(env_, memory_limit_bytes_);
   maker_ = std::make_unique<TermMaker>(env_, numerals_are_real());
-  builder_ = std::make_unique<TermBuilder>(*maker_, symbols_, sorts_);
+  builder_ = std::make_unique<TermBuilder>(*maker_, symbols_, sorts_, limits_);
   sorts_.add("Bool", maker_->bool_type());
   sorts_.add("Real", maker_->real_type());
   sorts_.add("Int", maker_->int_type());
@@ -83,16 +99,17 @@ void Interpreter::close_environment() {
 void Interpreter::shrink_to(const Level& level) {
   symbols_.shrink(level.num_symbols);
   sorts_.shrink(level.num_sorts);
-  labels_.shrink(level.num_labels);
+  assertions_.resize(level.num_assertions);
 }
 
 void Interpreter::run(std::istream& script, const std::string& name) {
-  CommandReader reader(script);
+  CommandReader reader(script, &limits_);
   Command command;
   while (!has_exited_) {
     Position where;
     std::string fault;
-    const Level before{symbols_.size(), sorts_.size(), labels_.size()};
+    const Level before{symbols_.size(), sorts_.size(), assertions_.size()};
+    has_answered_ = false;
     try {
       if (!reader.next(command)) return;
       where = command.tokens.front().where;
@@ -103,6 +120,10 @@ void Interpreter::run(std::istream& script, const std::string& name) {
       fault = error.what();
     } catch (const TermFault& error) {
       fault = error.what();
+    } catch (const RunEnded&) {
+      has_exited_ = has_ended_early_ = true;
+      if (!has_answered_) out_ << "unknown" << std::endl;
+      return;
     } catch (const std::bad_alloc&) {
       command.text = std::string();  // room for the message
       fault = out_of_memory;
@@ -110,9 +131,10 @@ void Interpreter::run(std::istream& script, const std::string& name) {
     shrink_to(before);
     if (builder_ != nullptr) builder_->unbind_all();
     has_failed_ = true;
+    const bool has_no_memory = fault.starts_with(out_of_memory);
     fault = name + ':' + std::to_string(where.line) + ':' + std::to_string(where.column) + ": " + fault;
     out_ << "(error " << spell_string(fault) << ")" << std::endl;
-    if (fault.ends_with(out_of_memory)) has_exited_ = has_ended_early_ = true;
+    if (has_no_memory) has_exited_ = has_ended_early_ = true;
     note_if_lost(command, fault);
   }
 }
@@ -228,6 +250,37 @@ std::vector<vesk_term> Interpreter::read_parameters(TokenCursor& cursor, std::ve
   return formals;
 }
 
+void Interpreter::define_const(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  const std::string_view name = cursor.take_name("the name of a constant");
+  builder_->require_new_name(name, where);
+  const vesk_type sort = builder_->read_sort(cursor);
+  symbols_.add(name, {Symbol::Kind::defined, {}, sort, {}, read_body(cursor, sort)});
+}
+
+// A body of the sort `expected`, and the end of the command.
+vesk_term Interpreter::read_body(TokenCursor& cursor, vesk_type expected) {
+  const Position where = cursor.peek().where;
+  const TypedTerm body = builder_->read_term(cursor);
+  builder_->unbind_all();
+  if (!maker_->fits(body.type, expected))
+    throw ScriptError(where, "a body of sort " + maker_->sort_text(body.type) + " where " +
+                                 maker_->sort_text(expected) + " is expected");
+  cursor.expect_close("the body");
+  return body.term;
+}
+
+void Interpreter::define_fun_rec(TokenCursor& cursor) {
+  const std::string name(cursor.text_of(cursor.peek()));
+  try {
+    define_fun(cursor);
+  } catch (const ScriptError& error) {
+    // While a function is read it has no meaning yet: the one name that only a recursion can hold.
+    if (error.what() != "unknown symbol '" + name + "'") throw;
+    throw ScriptError(error.where(), "the definition of '" + name + "' is recursive, which is not supported");
+  }
+}
+
 void Interpreter::define_fun(TokenCursor& cursor) {
   const Position where = cursor.peek().where;
   const std::string_view name = cursor.take_name("the name of a function");
@@ -235,40 +288,53 @@ void Interpreter::define_fun(TokenCursor& cursor) {
   Symbol symbol{Symbol::Kind::defined, {}, {}};
   symbol.formals = read_parameters(cursor, symbol.params);
   symbol.result = builder_->read_sort(cursor);
-  const Position body_where = cursor.peek().where;
-  const TypedTerm body = builder_->read_term(cursor);
-  builder_->unbind_all();
-  if (!maker_->fits(body.type, symbol.result))
-    throw ScriptError(body_where, "a body of sort " + maker_->sort_text(body.type) + " where " +
-                                      maker_->sort_text(symbol.result) + " is expected");
-  cursor.expect_close("the body");
-  symbol.term = body.term;
+  symbol.term = read_body(cursor, symbol.result);
   symbols_.add(name, std::move(symbol));
 }
 
 // Assertions and checks.
 
 void Interpreter::assert_formula(TokenCursor& cursor) {
-  const vesk_term formula = builder_->read_formula(cursor);
+  Assertion assertion;
+  if (keeps_assertions_) assertion.text = TokenCursor(cursor).take_expression();
+  assertion.formula = builder_->read_formula(cursor);
+  assertion.name = builder_->name_of_last();
   cursor.expect_close("the formula");
-  if (vesk_assert_formula(env_, formula) != 0) throw TermFault(vesk_last_error_message(env_));
+  if (vesk_assert_formula(env_, assertion.formula) != 0) throw TermFault(vesk_last_error_message(env_));
+  if (keeps_assertions_ || (keeps_cores_ && !assertion.name.empty()))
+    assertions_.push_back(std::move(assertion));
   last_answer_ = Answer::none;
 }
 
+double Interpreter::check_seconds() const {
+  const double timeout = static_cast<double>(timeout_ms_) / 1000;
+  if (timeout == 0 || time_limit_seconds_ == 0) return std::max(timeout, time_limit_seconds_);
+  return std::min(timeout, time_limit_seconds_);
+}
+
+vesk_env Interpreter::environment() {
+  start_environment();
+  return env_;
+}
+
+int Interpreter::solve(const std::vector<vesk_term>& assumptions) {
+  vesk_set_time_limit(env_, check_seconds());
+  vesk_set_conflict_limit(env_, conflict_limit_);
+  return vesk_solve_with_assumptions(env_, assumptions.data(), assumptions.size());
+}
+
 void Interpreter::check(const std::vector<Assumption>& assumptions) {
-  std::vector<vesk_term> literals;
-  for (const Assumption& assumption : assumptions) literals.push_back(assumption.literal);
-  has_timed_out_ = false;
-  deadline_ =
-      std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                                             std::chrono::duration<double>(time_limit_seconds_));
-  const int result = vesk_solve_with_assumptions(env_, literals.data(), literals.size());
+  std::vector<vesk_term> formulas;
+  for (const Assumption& assumption : assumptions) formulas.push_back(assumption.formula);
+  const int result = solve(formulas);
   const bool is_sat = result == 1 && lost_level_ == no_level;
   last_answer_ = is_sat ? Answer::sat : result == 0 ? Answer::unsat : Answer::unknown;
   answer() << (is_sat ? "sat\n" : result == 0 ? "unsat\n" : "unknown\n");
   if (last_answer_ != Answer::unknown) return;
   unknown_reason_ = result == 1 ? lost_reason_ : vesk_last_error_message(env_);
+  // The system's memory, that is; a limit of ours is for the check, and the next one may keep it.
   if (unknown_reason_ == out_of_memory) throw TermFault(out_of_memory);
+  if (limits_.is_over()) throw RunEnded();
 }
 
 void Interpreter::check_sat(TokenCursor& cursor) {
@@ -277,27 +343,13 @@ void Interpreter::check_sat(TokenCursor& cursor) {
   check(assumptions_);
 }
 
-Interpreter::Assumption Interpreter::read_assumption(TokenCursor& cursor) {
-  std::string text = TokenCursor(cursor).take_expression();
-  const vesk_term asked = builder_->read_formula(cursor);
-  const vesk_term atom = vesk_term_is_not(env_, asked) != 0 ? vesk_term_get_arg(asked, 0) : asked;
-  const bool is_literal = vesk_term_is_constant(env_, atom) != 0 || vesk_term_is_true(env_, atom) != 0 ||
-                          vesk_term_is_false(env_, atom) != 0;
-  if (is_literal) return {asked, std::move(text)};
-  const std::string id = std::to_string(vesk_term_id(asked));
-  if (const vesk_term* label = labels_.find(id)) return {*label, std::move(text)};
-  const vesk_decl decl = maker_->declare("|assumption|" + id, maker_->bool_type());
-  const vesk_term label = vesk_make_constant(env_, decl);
-  if (vesk_assert_formula(env_, vesk_make_or(env_, vesk_make_not(env_, label), asked)) != 0)
-    throw TermFault(vesk_last_error_message(env_));
-  labels_.add(id, label);
-  return {label, std::move(text)};
-}
-
 void Interpreter::check_sat_assuming(TokenCursor& cursor) {
   cursor.expect_open("'(' and the assumptions");
   std::vector<Assumption> assumptions;
-  while (!cursor.at_close()) assumptions.push_back(read_assumption(cursor));
+  while (!cursor.at_close()) {
+    std::string text = TokenCursor(cursor).take_expression();
+    assumptions.push_back({builder_->read_formula(cursor), std::move(text)});
+  }
   cursor.expect_close("the assumptions");
   cursor.expect_close("the assumptions");
   assumptions_ = std::move(assumptions);
@@ -308,16 +360,49 @@ void Interpreter::get_unsat_assumptions(TokenCursor& cursor) {
   const Position where = cursor.peek().where;
   cursor.expect_close("'get-unsat-assumptions'");
   if (last_answer_ != Answer::unsat) throw ScriptError(where, "the last check was not answered unsat");
-  std::size_t num_refuted = 0;
-  vesk_term* refuted = vesk_get_unsat_assumptions(env_, &num_refuted);
-  std::set<void*> refuted_literals;
-  for (std::size_t i = 0; i < num_refuted; ++i) refuted_literals.insert(refuted[i].repr);
+  if (!keeps_assumptions_) throw ScriptError(where, "the option :produce-unsat-assumptions is not set");
+  vesk_set_time_limit(env_, check_seconds());
+  std::set<void*> refuted = handles(&vesk_get_unsat_assumptions);
   std::string texts;
   for (const Assumption& assumption : assumptions_)
-    if (refuted_literals.erase(assumption.literal.repr) > 0)
-      texts += (texts.empty() ? "" : " ") + assumption.text;
+    if (refuted.erase(assumption.formula.repr) > 0) texts += (texts.empty() ? "" : " ") + assumption.text;
   answer() << '(' << texts << ")\n";
-  vesk_free(refuted);
+}
+
+// Terms that a function of the environment lists.
+std::set<void*> Interpreter::handles(vesk_term* (*list)(vesk_env, std::size_t*)) const {
+  std::size_t n = 0;
+  vesk_term* terms = list(env_, &n);
+  std::set<void*> result;
+  for (std::size_t i = 0; i < n; ++i) result.insert(terms[i].repr);
+  vesk_free(terms);
+  return result;
+}
+
+void Interpreter::get_unsat_core(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  cursor.expect_close("'get-unsat-core'");
+  if (!keeps_cores_) throw ScriptError(where, "the option :produce-unsat-cores is not set");
+  if (last_answer_ != Answer::unsat) throw ScriptError(where, "the last check was not answered unsat");
+  std::set<void*> core = handles(&vesk_get_unsat_core);
+  std::string names;
+  // Of assertions that are one term to the solver the first one is enough.
+  for (const Assertion& assertion : assertions_)
+    if (!assertion.name.empty() && core.erase(assertion.formula.repr) > 0)
+      names += (names.empty() ? "" : " ") + spell_symbol(assertion.name);
+  answer() << '(' << names << ")\n";
+}
+
+void Interpreter::get_assertions(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  cursor.expect_close("'get-assertions'");
+  if (!keeps_assertions_) throw ScriptError(where, "the option :produce-assertions is not set");
+  const char* before = "(";
+  for (const Assertion& assertion : assertions_) {
+    answer() << before << assertion.text;
+    before = "\n ";
+  }
+  answer() << (before[0] == '(' ? "()\n" : ")\n");
 }
 
 std::size_t Interpreter::read_count(TokenCursor& cursor) const {
@@ -337,7 +422,7 @@ void Interpreter::push(TokenCursor& cursor) {
   cursor.expect_close("the number of levels");
   for (std::size_t i = 0; i < count; ++i) {
     if (vesk_push_backtrack_point(env_) != 0) throw TermFault(vesk_last_error_message(env_));
-    levels_.push_back({symbols_.size(), sorts_.size(), labels_.size()});
+    levels_.push_back({symbols_.size(), sorts_.size(), assertions_.size()});
   }
 }
 
@@ -353,7 +438,7 @@ void Interpreter::pop(TokenCursor& cursor) {
     const Level level = levels_.back();
     levels_.pop_back();
     if (declarations_are_global_)
-      labels_.shrink(level.num_labels);
+      assertions_.resize(level.num_assertions);
     else
       shrink_to(level);
   }
@@ -366,7 +451,7 @@ void Interpreter::reset_assertions(TokenCursor& cursor) {
   if (vesk_reset_env(env_) != 0) throw TermFault(vesk_last_error_message(env_));
   constexpr std::size_t num_own_sorts = 3;
   if (declarations_are_global_)
-    labels_.shrink(0);
+    assertions_.clear();
   else
     shrink_to({0, num_own_sorts, 0});
   levels_.clear();
@@ -400,6 +485,23 @@ void Interpreter::get_value(TokenCursor& cursor) {
     values += (values.empty() ? "((" : "\n (") + text + ' ' + value_text(*maker_, value, asked.type) + ')';
   }
   answer() << values << ")\n";
+}
+
+void Interpreter::get_assignment(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  cursor.expect_close("'get-assignment'");
+  if (!keeps_assignments_) throw ScriptError(where, "the option :produce-assignments is not set");
+  require_model(where);
+  std::string values;
+  for (std::size_t i = 0; i < symbols_.size(); ++i) {
+    const Symbol& symbol = *symbols_.find(symbols_.name(i));
+    if (symbol.kind != Symbol::Kind::named || vesk_is_bool_type(env_, symbol.result) == 0) continue;
+    const vesk_term value = vesk_get_model_value(env_, symbol.term);
+    if (value.repr == nullptr) throw TermFault(vesk_last_error_message(env_));
+    values += (values.empty() ? "(" : "\n (") + spell_symbol(symbols_.name(i)) + ' ' +
+              value_text(*maker_, value, symbol.result) + ')';
+  }
+  answer() << '(' << values << ")\n";
 }
 
 void Interpreter::get_model(TokenCursor& cursor) {

@@ -1,6 +1,7 @@
 #include "smtlib/interpreter.h"
 
 #include <algorithm>
+#include <charconv>
 #include <initializer_list>
 #include <ostream>
 #include <sstream>
@@ -54,7 +55,9 @@ void Interpreter::set_logic(TokenCursor& cursor) {
   cursor.expect_close("the logic");
   require_new_environment(where);
   if (!logic_.empty()) throw ScriptError(where, "the logic is set already");
-  if (!is_known_logic(logic)) throw ScriptError(where, "the logic '" + logic + "' is not supported");
+  // What the content needs and is not there is refused where it stands.
+  if (!is_known_logic(logic) && warnings_ != nullptr)
+    *warnings_ << "warning: the logic '" << logic << "' is not known and counts as ALL" << std::endl;
   logic_ = logic;
 }
 
@@ -73,37 +76,98 @@ bool Interpreter::read_switch(TokenCursor& cursor) const {
   return text == "true";
 }
 
+std::size_t Interpreter::read_limit(TokenCursor& cursor) const {
+  const Position where = cursor.peek().where;
+  const std::string_view digits = cursor.take_text(Token::Kind::numeral, "a number, 0 for no limit");
+  std::size_t limit = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), limit);
+  if (error != std::errc()) throw ScriptError(where, "the limit is too large");
+  cursor.expect_close("the value");
+  return limit;
+}
+
+// Options of the interpreter's own. False: it is none of these.
+bool Interpreter::set_own_option(const std::string& name, TokenCursor& cursor) {
+  if (name == "print-success") {
+    print_success_ = read_switch(cursor);
+  } else if (name == "produce-unsat-assumptions") {
+    keeps_assumptions_ = read_switch(cursor);
+  } else if (name == "produce-assignments") {
+    keeps_assignments_ = read_switch(cursor);
+  } else if (name == "timeout") {
+    timeout_ms_ = read_limit(cursor);
+  } else if (name == "reproducible-resource-limit") {
+    conflict_limit_ = read_limit(cursor);
+  } else if (name == "global-declarations") {
+    require_new_environment(cursor.peek().where);
+    declarations_are_global_ = read_switch(cursor);
+  } else if (name == "produce-assertions" || name == "interactive-mode") {
+    require_new_environment(cursor.peek().where);
+    keeps_assertions_ = read_switch(cursor);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+// The solver's key for an option of a script; "" if there is none.
+std::string Interpreter::solver_key(const std::string& name) {
+  constexpr std::string_view prefix = "veskor.";
+  return name == "produce-models"        ? "model_generation"
+         : name == "produce-unsat-cores" ? "unsat_core_generation"
+         : name == "minimal-unsat-cores" ? "unsat_core_minimization"
+         : name == "random-seed"         ? "random_seed"
+         : name == "verbosity"           ? "verbosity"
+         : name.starts_with(prefix)      ? name.substr(prefix.size())
+                                         : "";
+}
+
 void Interpreter::set_option(TokenCursor& cursor) {
   const Position where = cursor.peek().where;
   const std::string name(cursor.take_text(Token::Kind::keyword, "an option"));
-  if (name == "print-success") {
-    print_success_ = read_switch(cursor);
-    return;
-  }
-  if (name == "produce-unsat-assumptions") {
-    read_switch(cursor);
-    return;
-  }
-  if (name == "global-declarations") {
-    require_new_environment(where);
-    declarations_are_global_ = read_switch(cursor);
-    return;
-  }
-  constexpr std::string_view prefix = "veskor.";
-  const std::string key = name == "produce-models"   ? "model_generation"
-                          : name == "random-seed"    ? "random_seed"
-                          : name == "verbosity"      ? "verbosity"
-                          : name.starts_with(prefix) ? name.substr(prefix.size())
-                                                     : "";
+  if (set_own_option(name, cursor)) return;
+  const std::string key = solver_key(name);
   if (key.empty()) {
     answer() << "unsupported\n";
     return;
   }
-  const std::string value = read_setting(cursor);
+  std::string value = read_setting(cursor);
   cursor.expect_close("the value");
   require_new_environment(where);
+  if (name == "produce-unsat-cores") {
+    if (value != "true" && value != "false") throw ScriptError(where, "expected true or false");
+    keeps_cores_ = value == "true";
+    value = keeps_cores_ ? "3" : "0";
+  }
   if (const std::string error = option_error(key, value); !error.empty()) throw ScriptError(where, error);
   options_.emplace_back(key, value);
+}
+
+void Interpreter::get_option(TokenCursor& cursor) {
+  const std::string name(cursor.take_text(Token::Kind::keyword, "an option"));
+  cursor.expect_close("the option");
+  const auto truth = [](bool value) { return value ? "true" : "false"; };
+  const std::pair<std::string_view, std::string> own[] = {
+      {"print-success", truth(print_success_)},
+      {"produce-unsat-assumptions", truth(keeps_assumptions_)},
+      {"produce-assignments", truth(keeps_assignments_)},
+      {"produce-assertions", truth(keeps_assertions_)},
+      {"interactive-mode", truth(keeps_assertions_)},
+      {"global-declarations", truth(declarations_are_global_)},
+      {"produce-unsat-cores", truth(keeps_cores_)},
+      {"timeout", std::to_string(timeout_ms_)},
+      {"reproducible-resource-limit", std::to_string(conflict_limit_)},
+  };
+  for (const auto& [own_name, value] : own)
+    if (name == own_name) {
+      answer() << value << '\n';
+      return;
+    }
+  const vesk_config config = make_config();
+  char* value = vesk_get_option(config, solver_key(name).c_str());
+  vesk_destroy_config(config);
+  answer() << (value == nullptr ? "unsupported" : value) << '\n';
+  vesk_free(value);
 }
 
 void Interpreter::set_info(TokenCursor& cursor) {
@@ -129,7 +193,7 @@ void Interpreter::get_info(TokenCursor& cursor) {
   else if (name == "assertion-stack-levels")
     value = std::to_string(levels_.size());
   else if (name == "reason-unknown" && last_answer_ == Answer::unknown)
-    value = has_timed_out_ ? "timeout" : spell_string(unknown_reason_);
+    value = reason_unknown();
   if (name == "all-statistics") {
     std::istringstream counters(statistics());
     const char* before = "(:";
@@ -143,12 +207,24 @@ void Interpreter::get_info(TokenCursor& cursor) {
   }
 }
 
+std::string Interpreter::reason_unknown() const {
+  const std::string_view reason = unknown_reason_;
+  const bool is_time = reason == "the time limit is reached";
+  return is_time                                         ? "timeout"
+         : reason.starts_with("out of memory")           ? "memout"
+         : reason == "the limit of conflicts is reached" ? "resourceout"
+                                                         : spell_string(reason);
+}
+
 std::string Interpreter::statistics() const {
   if (env_.repr == nullptr) return "";
   char* text = vesk_get_search_stats(env_);
   std::string counters = text == nullptr ? "" : text;
   vesk_free(text);
-  return counters;
+  const auto run_time = std::chrono::steady_clock::now() - start_;
+  const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(run_time).count();
+  return counters + "run_milliseconds " + std::to_string(milliseconds) + "\npeak_memory_kilobytes " +
+         std::to_string(vesk_get_peak_memory() / 1024) + '\n';
 }
 
 void Interpreter::echo(TokenCursor& cursor) {
@@ -169,6 +245,9 @@ void Interpreter::reset(TokenCursor& cursor) {
   options_.resize(num_outer_options_);
   declarations_are_global_ = false;
   print_success_ = false;
+  keeps_assertions_ = keeps_assignments_ = keeps_cores_ = false;
+  keeps_assumptions_ = true;
+  timeout_ms_ = conflict_limit_ = 0;
 }
 
 }  // namespace smtlib

@@ -19,7 +19,7 @@ struct TypedTerm {
 
 /// What a name stands for.
 struct Symbol {
-  enum class Kind { declared, defined, bound };
+  enum class Kind { declared, defined, named, bound };  // named: by an annotation
   Kind kind;
   std::vector<vesk_type> params;
   vesk_type result;

@@ -19,10 +19,14 @@ TypedTerm TermBuilder::read_term(TokenCursor& cursor) {
   frames_.clear();
   values_.clear();
   bound_names_.clear();
+  name_of_last_ = {};
   const std::size_t mark = bound_.size();
   try {
     begin_term(cursor);
-    while (!frames_.empty()) step(cursor);
+    while (!frames_.empty()) {
+      limits_.poll_now_and_then();
+      step(cursor);
+    }
   } catch (...) {
     bound_.shrink(mark);
     throw;
@@ -70,8 +74,10 @@ void TermBuilder::begin_compound(TokenCursor& cursor) {
     if (cursor.at_symbol(word))
       throw ScriptError(cursor.peek().where, "'" + std::string(word) + "' is not supported");
   const Token& head = cursor.peek();
-  if (head.kind == Token::Kind::open)
-    throw ScriptError(head.where, "a function is a symbol; indexed and qualified ones are not supported");
+  if (head.kind == Token::Kind::open) {
+    if (begin_indexed(cursor)) return;
+    throw ScriptError(head.where, "a function is a symbol or '(_ divisible N)'; others are not supported");
+  }
   if (is_let || is_annotation)
     cursor.take();
   else
@@ -83,14 +89,34 @@ void TermBuilder::begin_compound(TokenCursor& cursor) {
   frames_.push_back({kind, &head, values_.size(), bound_names_.size()});
 }
 
+// Of the functions with indices there is one: `((_ divisible 3) x)`. False: it is another.
+bool TermBuilder::begin_indexed(TokenCursor& cursor) {
+  TokenCursor ahead(cursor);
+  ahead.take();
+  if (!ahead.at_symbol("_")) return false;
+  ahead.take();
+  if (!ahead.at_symbol("divisible")) return false;
+  ahead.take();
+  const Token& divisor = ahead.peek();
+  const std::string_view digits = ahead.take_text(Token::Kind::numeral, "the number that divides");
+  if (digits == "0") throw ScriptError(divisor.where, "'divisible' takes a number that is not 0");
+  ahead.expect_close("the number that divides");
+  cursor.move_to(ahead);
+  frames_.push_back({Frame::Kind::divisible, &divisor, values_.size(), bound_names_.size()});
+  return true;
+}
+
 void TermBuilder::step(TokenCursor& cursor) {
   Frame& frame = frames_.back();
   switch (frame.kind) {
+    case Frame::Kind::divisible:
     case Frame::Kind::application: {
       if (!cursor.at_close()) return begin_term(cursor);
       if (!is_complete(frame)) throw ScriptError(cursor.peek().where, "an application without an argument");
-      const TypedTerm result =
-          apply(cursor, *frame.head, std::span<const TypedTerm>(values_).subspan(frame.first_value));
+      const auto args = std::span<const TypedTerm>(values_).subspan(frame.first_value);
+      const TypedTerm result = frame.kind == Frame::Kind::divisible
+                                   ? apply_divisible(cursor, *frame.head, args)
+                                   : apply(cursor, *frame.head, args);
       values_.resize(frame.first_value);
       values_.push_back(result);
       cursor.expect_close("the arguments");
@@ -142,12 +168,22 @@ void TermBuilder::finish_annotation(TokenCursor& cursor, const Frame& frame) {
       const std::string_view name = cursor.take_name("a name");
       require_new_name(name, where);
       const TypedTerm& value = values_[frame.first_value];
-      symbols_.add(name, {Symbol::Kind::defined, {}, value.type, {}, value.term});
+      symbols_.add(name, {Symbol::Kind::named, {}, value.type, {}, value.term});
+      if (frames_.size() == 1) name_of_last_ = name;
     } else if (!cursor.at_close() && cursor.peek().kind != Token::Kind::keyword) {
       cursor.take_expression();
     }
   }
   cursor.expect_close("the attributes");
+}
+
+TypedTerm TermBuilder::apply_divisible(const TokenCursor& cursor, const Token& divisor,
+                                       std::span<const TypedTerm> args) const {
+  try {
+    return maker_.divisible(cursor.text_of(divisor), args);
+  } catch (const TermFault& fault) {
+    throw ScriptError(divisor.where, fault.what());
+  }
 }
 
 TypedTerm TermBuilder::apply(const TokenCursor& cursor, const Token& head,
@@ -160,6 +196,9 @@ TypedTerm TermBuilder::apply(const TokenCursor& cursor, const Token& head,
   try {
     if (symbol != nullptr) return maker_.apply(name, *symbol, args);
     if (maker_.is_operator(name)) return maker_.apply_operator(name, args);
+    // Not in the standard, but scripts hold it: -5 is the number, unless it was declared.
+    if (!head.quoted && args.empty() && TermMaker::is_negative_number(name))
+      return maker_.negative_number(name);
   } catch (const TermFault& fault) {
     throw ScriptError(head.where, fault.what());
   }

@@ -1,5 +1,6 @@
 #include "smtlib/term_maker.h"
 
+#include <algorithm>
 #include <array>
 
 #include "smtlib/command_reader.h"
@@ -54,7 +55,7 @@ const TermMaker::Operator* TermMaker::find_operator(std::string_view name) {
              {"<", 2, any, numbers, [](Maker m, Args a) { return m.comparison(a, false, true); }},
              {">=", 2, any, numbers, [](Maker m, Args a) { return m.comparison(a, true, false); }},
              {">", 2, any, numbers, [](Maker m, Args a) { return m.comparison(a, true, true); }},
-             {"div", 2, 2, integers, [](Maker m, Args a) { return m.integer_quotient(a); }},
+             {"div", 2, any, integers, [](Maker m, Args a) { return m.integer_quotient(a); }},
              {"mod", 2, 2, integers, [](Maker m, Args a) { return m.remainder(a); }},
              {"abs", 1, 1, numbers, [](Maker m, Args a) { return m.absolute(a); }},
              {"to_real", 1, 1, numbers,
@@ -134,6 +135,31 @@ TypedTerm TermMaker::numeral(std::string_view digits) const {
 
 TypedTerm TermMaker::decimal(std::string_view text) const {
   return {checked(vesk_make_number(env_, std::string(text).c_str())), real_};
+}
+
+bool TermMaker::is_negative_number(std::string_view text) {
+  if (!text.starts_with('-')) return false;
+  text.remove_prefix(1);
+  const std::size_t point = std::min(text.find('.'), text.size());
+  const auto is_number = [](std::string_view digits) {
+    return !digits.empty() && digits.find_first_not_of("0123456789") == std::string_view::npos;
+  };
+  return is_number(text.substr(0, point)) && (point == text.size() || is_number(text.substr(point + 1)));
+}
+
+TypedTerm TermMaker::negative_number(std::string_view text) const {
+  return text.find('.') == std::string_view::npos ? numeral(text) : decimal(text);
+}
+
+TypedTerm TermMaker::divisible(std::string_view divisor, Args args) const {
+  if (args.size() != 1)
+    throw TermFault("'divisible' takes 1 argument and was given " + std::to_string(args.size()));
+  if (!same(args[0].type, int_))
+    throw TermFault("argument 1 of 'divisible' is of sort " + sort_text(args[0].type) +
+                    " where Int is expected");
+  const std::string modulus(divisor);
+  return truth(
+      vesk_make_int_modular_congruence(env_, modulus.c_str(), args[0].term, vesk_make_int_number(env_, 0)));
 }
 
 bool TermMaker::fits(vesk_type actual, vesk_type expected) const {
@@ -261,20 +287,27 @@ TypedTerm TermMaker::difference(Args args) const {
 
 TypedTerm TermMaker::quotient(Args args) const { return fold(args, vesk_make_divide, real_); }
 
-TypedTerm TermMaker::integer_quotient(Args args) const {
-  char* divisor = vesk_term_to_number(env_, args[1].term);
-  const std::string text = divisor == nullptr ? "0" : divisor;
-  vesk_free(divisor);
+vesk_term TermMaker::integer_quotient(vesk_term dividend, vesk_term divisor) const {
+  char* number = vesk_term_to_number(env_, divisor);
+  const std::string text = number == nullptr ? "0" : number;
+  vesk_free(number);
   if (text == "0") throw TermFault("'div' and 'mod' take no divisor but a number that is not 0");
   // Rounded so that the remainder is not negative, whatever the divisor's sign.
   const bool is_negative = text.front() == '-';
-  const vesk_term size = is_negative ? minus(args[1].term) : args[1].term;
-  const vesk_term floor = checked(vesk_make_floor(env_, vesk_make_divide(env_, args[0].term, size)));
-  return {is_negative ? minus(floor) : floor, int_};
+  const vesk_term size = is_negative ? minus(divisor) : divisor;
+  const vesk_term floor = checked(vesk_make_floor(env_, vesk_make_divide(env_, dividend, size)));
+  return is_negative ? minus(floor) : floor;
+}
+
+TypedTerm TermMaker::integer_quotient(Args args) const {
+  vesk_term result = args.front().term;
+  for (const TypedTerm& arg : args.subspan(1)) result = integer_quotient(result, arg.term);
+  return {result, int_};
 }
 
 TypedTerm TermMaker::remainder(Args args) const {
-  const vesk_term whole = checked(vesk_make_times(env_, args[1].term, integer_quotient(args).term));
+  const vesk_term quotient = integer_quotient(args[0].term, args[1].term);
+  const vesk_term whole = checked(vesk_make_times(env_, args[1].term, quotient));
   return {checked(vesk_make_plus(env_, args[0].term, minus(whole))), int_};
 }
 

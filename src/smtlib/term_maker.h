@@ -35,6 +35,11 @@ class TermMaker {
   TypedTerm apply(std::string_view name, const Symbol& symbol, std::span<const TypedTerm> args) const;
   TypedTerm numeral(std::string_view digits) const;
   TypedTerm decimal(std::string_view text) const;
+  /// Whether the text is "-5" or "-0.5".
+  static bool is_negative_number(std::string_view text);
+  TypedTerm negative_number(std::string_view text) const;
+  /// Whether the number `divisor` divides the one argument, an integer.
+  TypedTerm divisible(std::string_view divisor, std::span<const TypedTerm> args) const;
 
   /// Whether a term of sort `actual` may stand where `expected` is asked for: also an integer as a real.
   bool fits(vesk_type actual, vesk_type expected) const;
@@ -59,6 +64,7 @@ class TermMaker {
   TypedTerm difference(Args args) const;
   TypedTerm quotient(Args args) const;
   TypedTerm integer_quotient(Args args) const;
+  vesk_term integer_quotient(vesk_term dividend, vesk_term divisor) const;
   TypedTerm remainder(Args args) const;
   TypedTerm absolute(Args args) const;
   TypedTerm comparison(Args args, bool swapped, bool strict) const;

@@ -19,7 +19,7 @@ const fs::path program = fs::path(ZORVEL_BINARY_DIR) / "bin" / "veskor-run";
 /// A conversation with the program through pipes.
 class Program {
  public:
-  explicit Program(const std::string& arguments) {
+  explicit Program(const std::string& arguments, const std::string& before = "") {
     int to_child[2], from_child[2];
     if (::pipe(to_child) != 0 || ::pipe(from_child) != 0) std::abort();
     child_ = ::fork();
@@ -28,7 +28,7 @@ class Program {
       ::dup2(from_child[1], 1);
       ::dup2(from_child[1], 2);
       for (int end : {to_child[0], to_child[1], from_child[0], from_child[1]}) ::close(end);
-      const std::string command = "exec '" + program.string() + "' " + arguments;
+      const std::string command = before + "exec '" + program.string() + "' " + arguments;
       ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
       ::_exit(127);
     }
@@ -54,6 +54,7 @@ class Program {
     }
     return text;
   }
+  void send_signal(int number) const { ::kill(child_, number); }
   std::string rest() {
     close(in_);
     std::string text, next;
@@ -120,6 +121,117 @@ TEST(VeskorRun, ATimeLimitEndsTheCheckAndLeavesTheRest) {
   EXPECT_EQ(talk.status(), 0);
 }
 
+TEST(VeskorRun, ALimitOfTheRunHoldsFromTheFirstByteOn) {
+  {
+    Program talk("--total-time-limit 0.3 --stats");
+    talk.say(pigeons(11) + "(check-sat)(echo \"not reached\")\n");
+    EXPECT_EQ(talk.line(), "unknown\n");
+    EXPECT_NE(talk.rest().find("\nrun_milliseconds "), std::string::npos);
+    EXPECT_EQ(talk.status(), 3);
+  }
+  Program waiting("--total-time-limit 0.1");
+  waiting.say("(declare-const p");
+  EXPECT_EQ(waiting.line(), "unknown\n");
+  EXPECT_EQ(waiting.status(), 3);
+}
+
+TEST(VeskorRun, ASignalIsAnsweredWhateverItInterrupts) {
+  for (const int number : {SIGINT, SIGTERM}) {
+    for (const bool is_solving : {true, false}) {
+      Program talk("--stats");
+      talk.say("(declare-const p Bool)(assert p)(check-sat)");
+      EXPECT_EQ(talk.line(), "sat\n");
+      talk.say(is_solving ? "(reset)" + pigeons(11) + "(echo \"\")(check-sat)(check-sat)" : "(assert");
+      if (is_solving) {
+        EXPECT_EQ(talk.line(), "\"\"\n");
+      }
+      talk.send_signal(number);
+      EXPECT_EQ(talk.line(), "unknown\n");
+      EXPECT_EQ(talk.line().rfind("checks ", 0), 0u);
+      EXPECT_EQ(talk.status(), 128 + number);
+    }
+  }
+}
+
+#ifndef __SANITIZE_ADDRESS__  // it takes terabytes of address space for itself
+TEST(VeskorRun, MemoryThatEndsEndsTheRunAndNotTheProcess) {
+  const std::string limited = "ulimit -v 60000; ";
+  std::string squares = "(declare-const x Real)\n(assert (let ((a 3))";
+  for (int i = 0; i < 40; ++i) squares += "(let ((a (* a a)))";
+  {
+    Program talk("", limited);
+    talk.say(squares + "(< x a)" + std::string(42, ')') + "(check-sat)\n");
+    EXPECT_NE(talk.line().find("(option theory.max_number_bits)"), std::string::npos);
+    EXPECT_EQ(talk.line(), "unknown\n");
+    talk.rest();
+    EXPECT_EQ(talk.status(), 1);
+  }
+  // The same with a ceiling that memory does not reach, and with many small things.
+  {
+    Program talk("-o theory.max_number_bits=2000000000", limited);
+    talk.say(squares + "(< x a)" + std::string(42, ')') + "(check-sat)\n");
+    EXPECT_NE(talk.rest().find("out of memory"), std::string::npos);
+    EXPECT_EQ(talk.status(), 3);
+  }
+  const fs::path path =
+      fs::temp_directory_path() / ("veskor_run_test_" + std::to_string(::getpid()) + ".smt2");
+  {
+    std::ofstream script(path);
+    for (int i = 0; i < 300000; ++i) script << "(declare-const constant_" << i << " Real)\n";
+    script << "(check-sat)\n";
+  }
+  Program talk(path.string(), limited);
+  const std::string text = talk.rest();
+  EXPECT_NE(text.find("out of memory"), std::string::npos) << text;
+  EXPECT_EQ(text.find("sat"), std::string::npos) << text;
+  EXPECT_EQ(talk.status(), 3);
+  fs::remove(path);
+}
+#endif
+
+TEST(VeskorRun, DimacsIsReadToo) {
+  const struct {
+    const char* text;
+    int status;
+    const char* answer;
+  } cases[] = {
+      {"c a comment\np cnf 4 3\n1 -2 0 2\n3 0\nc another\n-1 0\n", 10, "s SATISFIABLE\nv -1 -2 3 -4 0\n"},
+      {"p cnf 1 2\n1 0 -1 0\n%\n0\n", 20, "s UNSATISFIABLE\n"},
+      {"p cnf 1 1\n0\n", 20, "s UNSATISFIABLE\n"},
+      {"p cnf 0 0", 10, "s SATISFIABLE\nv 0\n"},
+      {"p cnf 2 1\n1 2\n", 1, "<stdin>:2: the last clause does not end with 0"},
+      {"p cnf 2 2\n1 2 0\n", 1, "<stdin>:2: there are 1 clauses, and the header says 2"},
+      {"p cnf 2 1\n1 3 0\n", 1, "<stdin>:2: the header says 2 variables, and there is a literal 3"},
+      {"p cnf 2 1\n1 x 0\n", 1, "<stdin>:2: 'x' is no literal"},
+      {"p dnf 2 1\n", 1, "'p cnf', are supported"},
+      {"p cnf -2 1\n", 1, "'-2' is no number of variables or clauses"},
+      {"c nothing else", 1, "expected a header"},
+  };
+  for (const auto& c : cases) {
+    Program talk("");
+    talk.say(c.text);
+    const std::string text = talk.rest();
+    EXPECT_EQ(talk.status(), c.status) << c.text;
+    EXPECT_NE(text.find(c.answer), std::string::npos) << c.text << ": " << text;
+  }
+}
+
+TEST(VeskorRun, SeveralFilesAreOneRun) {
+  const fs::path path =
+      fs::temp_directory_path() / ("veskor_run_files_" + std::to_string(::getpid()) + ".smt2");
+  std::ofstream(path) << "(set-logic QF_SOMETHING)(declare-const p Bool)(assert p)";
+  Program talk("'" + path.string() + "' - '" + path.string() + "'");
+  talk.say("(assert (not p))(check-sat)");
+  const std::string text = talk.rest();
+  EXPECT_NE(text.find("warning: the logic 'QF_SOMETHING' is not known and counts as ALL\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("unsat\n"), std::string::npos) << text;
+  EXPECT_NE(text.find(".smt2:1:40: 'p' is declared already"), std::string::npos) << text;
+  EXPECT_EQ(talk.status(), 1);
+  fs::remove(path);
+}
+
 TEST(VeskorRun, TheCommandLineIsChecked) {
   const struct {
     const char* arguments;
@@ -134,6 +246,8 @@ TEST(VeskorRun, TheCommandLineIsChecked) {
       {"/", 2, "veskor-run: cannot read '/'"},
       {"--time-limit -1", 2, "--time-limit"},
       {"--no-such-flag", 2, "--no-such-flag"},
+      {"--memory-limit -3", 2, "--memory-limit"},
+      {"- /no/such/file", 2, "veskor-run: cannot read '/no/such/file'"},
       {"--version", 0, "Veskor "},
   };
   for (const auto& c : cases) {

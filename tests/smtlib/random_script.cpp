@@ -226,6 +226,10 @@ class Generator {
       } else {
         Step step{Step::Kind::check_assuming, {}};
         for (unsigned k = 1 + below(4); k > 0; --k) {
+          if (chance(25)) {
+            step.exprs.push_back(assertion());
+            continue;
+          }
           const std::size_t literal = constant(Sort::boolean);
           step.exprs.push_back(chance(50) ? literal : add(Op::negation, Sort::boolean, "", {literal}));
         }

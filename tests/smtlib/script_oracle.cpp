@@ -1,5 +1,6 @@
 #include "smtlib/script_oracle.h"
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <set>
@@ -207,8 +208,13 @@ class Evaluator {
 
 class Run {
  public:
-  Run(const Script& script, const Options& options) : script_(script), interpreter_(out_) {
+  Run(const Script& script, const Options& options) : script_(script), options_(options), interpreter_(out_) {
     for (const auto& [key, value] : options) {
+      if (key.starts_with(':')) {
+        ask("(set-option " + key + ' ' + value + ')');
+        has_cores_ = has_cores_ || key == ":produce-unsat-cores";
+        continue;
+      }
       if (const std::string error = interpreter_.set_solver_option(key, value); !error.empty())
         throw Fault(error);
     }
@@ -221,7 +227,7 @@ class Run {
     for (const Step& step : script_.steps) {
       if (step.kind == Step::Kind::pop && levels_.empty()) continue;
       const std::string text = script_.text_of(step);
-      const std::string answer = ask(text);
+      const std::string answer = ask(has_cores_ && step.kind == Step::Kind::assertion ? named(step) : text);
       const std::string expected = reference_.run(text);
       switch (step.kind) {
         case Step::Kind::assertion: formulas_.push_back(step.exprs[0]); break;
@@ -238,12 +244,19 @@ class Run {
 
   std::string transcript() const { return transcript_; }
 
+  /// A number outgrew the ceiling that the options set, so that the script is no longer the one that was
+  /// made.
+  struct OutgrewCeiling {};
+
  private:
   std::string ask(const std::string& text) {
     out_.str("");
     std::istringstream script(text);
     interpreter_.run(script, "script");
     transcript_ += out_.str();
+    if (out_.str().find("(error") != std::string::npos &&
+        out_.str().find("(option theory.max_number_bits)") != std::string::npos)
+      throw OutgrewCeiling();
     if (interpreter_.has_failed()) throw Fault("refused: " + text + out_.str());
     return out_.str();
   }
@@ -253,6 +266,10 @@ class Run {
       // Without simplifications true and false may stand inside of formulas, which the solver does not take.
       const std::string reason = ask("(get-info :reason-unknown)");
       if (reason.find("does not support `true' and `false'") != std::string::npos) return;
+      if (reason.find(" resourceout)") != std::string::npos && has_option(":reproducible-resource-limit"))
+        return;
+      if (reason.find("theory.max_number_bits") != std::string::npos && has_option("theory.max_number_bits"))
+        return;
       throw Fault("unknown: " + reason);
     }
     if (has_reference() && expected != "unknown\n" && answer != expected)
@@ -263,11 +280,35 @@ class Run {
       check_values(in_force);
       // why not always: it takes the reference as long as all the rest.
       if (has_reference() && num_models_++ % 8 == script_.exprs.size() % 8) check_printed_model(in_force);
-    } else if (step.kind == Step::Kind::check_assuming && has_reference()) {
-      const std::string refuted = ask("(get-unsat-assumptions)");
-      if (reference_.run("(check-sat-assuming " + refuted + ")") == "sat\n")
+    } else if (has_reference()) {
+      std::string refuted = "()";
+      if (step.kind == Step::Kind::check_assuming) refuted = ask("(get-unsat-assumptions)");
+      if (has_cores_)
+        check_core(refuted);
+      else if (refuted != "()" && reference_.run("(check-sat-assuming " + refuted + ")") == "sat\n")
         throw Fault("the refuted assumptions " + refuted + "can hold");
     }
+  }
+
+  bool has_option(const std::string& key) const {
+    return std::any_of(options_.begin(), options_.end(),
+                       [&](const auto& option) { return option.first == key; });
+  }
+
+  std::string named(const Step& step) const {
+    return "(assert (! " + script_.text_of(step.exprs[0]) + " :named a" + std::to_string(formulas_.size()) +
+           "))";
+  }
+
+  /// The named assertions contradict each other and the assumptions, without the others.
+  void check_core(const std::string& refuted) {
+    const std::string core = ask("(get-unsat-core)");
+    std::string text = script_.preamble, name;
+    std::istringstream names(core.substr(1, core.rfind(')') - 1));
+    while (names >> name)
+      text += "(assert " + script_.text_of(formulas_.at(std::stoul(name.substr(1)))) + ")\n";
+    if (Reference().run(text + "(check-sat-assuming " + refuted + ")") == "sat\n")
+      throw Fault("the core " + core + " and the assumptions " + refuted + "can hold");
   }
 
   void collect_leaves(std::size_t number, std::set<std::size_t>& leaves, std::set<std::size_t>& seen) const {
@@ -315,6 +356,8 @@ class Run {
   }
 
   const Script& script_;
+  const Options& options_;
+  bool has_cores_ = false;
   std::ostringstream out_;
   smtlib::Interpreter interpreter_;
   Reference reference_;
@@ -348,6 +391,10 @@ const std::vector<Options>& option_sets() {
       {{"theory.la.pivoting_greedy_threshold", "1"}, {"theory.la.lazy_expl_threshold", "1"}},
       {{"debug.term_simplifications", "false"}},
       {{"dpll.branching_random_frequency", "0.2"}, {"random_seed", "7"}, {"dpll.branching_cache_phase", "0"}},
+      {{":produce-unsat-cores", "true"}},
+      {{":produce-unsat-cores", "true"}, {":minimal-unsat-cores", "true"}},
+      {{":reproducible-resource-limit", "2"}},
+      {{"theory.max_number_bits", "80"}},
   };
   return sets;
 }
@@ -357,6 +404,8 @@ std::string find_fault(const Script& script, const Options& options, std::string
     Run run(script, options);
     run.go();
     if (transcript != nullptr) *transcript = run.transcript();
+    return "";
+  } catch (const Run::OutgrewCeiling&) {
     return "";
   } catch (const std::exception& error) {
     return error.what();

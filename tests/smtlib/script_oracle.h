@@ -8,6 +8,7 @@
 
 namespace solver_fuzz {
 
+/// Keys of the solver, or, with a colon in front, of set-option.
 using Options = std::vector<std::pair<std::string, std::string>>;
 
 /// Sets of the solver's options under which answers must be right.
@@ -18,8 +19,9 @@ bool has_reference();
 
 /// Runs a script on veskor-run's interpreter. Each `sat` is checked by evaluating every formula in force
 /// under the values that the model gives to constants and to applications of functions, and the printed model
-/// by the independent solver; each status, and each set of refuted assumptions, by that solver. "" if all is
-/// well, else what is wrong, and where. `transcript` gets all answers; it may be null.
+/// by the independent solver; each status, each set of refuted assumptions, and each core by itself, by that
+/// solver. Answers may be unknown only where the options set a limit that says so. "" if all is well, else
+/// what is wrong, and where. `transcript` gets all answers; it may be null.
 std::string find_fault(const Script& script, const Options& options, std::string* transcript = nullptr);
 
 /// A smaller script for which `is_faulty` still holds: steps taken out, formulas replaced by their parts.

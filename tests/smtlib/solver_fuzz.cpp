@@ -49,7 +49,7 @@ int report(unsigned seed, const Script& script, const Options& options) {
   const Script small = reduce(script, [&](const Script& s) { return is_faulty(s, options); });
   std::cout << "seed " << seed << "\n";
   for (const auto& [key, value] : options)
-    std::cout << "(set-option :veskor." << key << ' ' << value << ")\n";
+    std::cout << "(set-option " << (key[0] == ':' ? "" : ":veskor.") << key << ' ' << value << ")\n";
   std::cout << small.text() << std::flush;
   std::cout << find_fault(small, options) << std::endl;
   return EXIT_FAILURE;

@@ -9,7 +9,7 @@ text with "quotes" and (parentheses)|)
 (set-option :veskor.dpll.restart_strategy 2)
 (set-option :veskor.dpll.restart_strategy 99)
 (set-option :veskor.no.such.key 1)
-(set-option :interactive-mode true)
+(set-option :diagnostic-output-channel "stderr")
 (set-logic QF_UF)
 (declare-fun p () Bool) ; a comment (with a parenthesis
 (echo "a ""quoted"" word
