@@ -91,6 +91,9 @@ void Environment::find_unsat_assumptions() {
       literals.push_back(literal);
     }
     answer = check_what_was_asserted(literals);
+  } catch (const Exception&) {
+    // why nothing is said: with the labels the formulas may have a form that the search does not take.
+    answer = Answer::unknown;
   } catch (...) {
     pop_backtrack_point();
     unsat_assumptions_ = all;

@@ -64,7 +64,7 @@ class Environment {
   /// Why the last answer was unknown; empty for any other answer.
   const std::string& unknown_reason() const { return unknown_reason_; }
   /// The assumptions that the last, unsatisfiable, answer rests on. Where formulas were assumed the first
-  /// call searches again to find out; when a limit ends that, it is all of them.
+  /// call searches again to find out; when that comes to no end, it is all of them.
   const std::vector<Term>& unsat_assumptions();
   /// With unsat_core_generation: asserted formulas that, with unsat_assumptions(), contradict each other,
   /// oldest first; empty when the last answer was another. EnvironmentError without the option.

@@ -634,6 +634,22 @@ TEST(Environment, AssumedFormulasHoldForOneCallAndTheirModelStays) {
   EXPECT_EQ(n, 0u) << "the assertions contradict each other alone";
 }
 
+// Under a label the formula has a constant inside that the search does not take without simplifications.
+TEST(Environment, RefutedAssumptionsAreAllOfThemWhereASecondSearchFails) {
+  SolverScript s(Options{{"debug.term_simplifications", "false"}});
+  const vesk_term p = s.boolean("p"), x = s.real("x");
+  const std::vector<vesk_term> assumed{s.neg(s.eq(x, s.num("1"))), s.boolean("q"), s.neg(p), p};
+  ASSERT_EQ(s.solve(assumed), 0);
+  size_t n = 0;
+  vesk_term* refuted = vesk_get_unsat_assumptions(s.env, &n);
+  ASSERT_NE(refuted, nullptr) << s.error();
+  const auto is_refuted = [&](vesk_term term) {
+    return std::any_of(refuted, refuted + n, [&](vesk_term r) { return r.repr == term.repr; });
+  };
+  EXPECT_TRUE(is_refuted(p) && is_refuted(assumed[2]));
+  vesk_free(refuted);
+}
+
 TEST(Environment, CoresNameTheAssertionsAndAMinimalOneNoneTooMany) {
   for (const char* minimal : {"false", "true"}) {
     SolverScript s(Options{{"unsat_core_generation", "1"}, {"unsat_core_minimization", minimal}});
