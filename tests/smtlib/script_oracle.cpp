@@ -384,6 +384,7 @@ const std::vector<Options>& option_sets() {
       {{"preprocessor.simplification", "0"}, {"dpll.restart_strategy", "0"}, {"dpll.restart_initial", "2"}},
       {{"dpll.restart_strategy", "3"}, {"dpll.branching_initial_phase", "1"}},
       {{"theory.la.deduction_enabled", "false"}, {"theory.eq_propagation", "false"}},
+      {{"theory.la.model_mutation", "false"}},
       {{"theory.interface_eq_policy", "1"}, {"theory.pairwise_interface_eq", "true"}},
       {{"theory.interface_eq_policy", "0"}, {"theory.interface_eq_batch_size", "1"}},
       {{"theory.la.split_rat_eq", "false"}, {"dpll.pop_btpoint_reset_var_order", "false"}},

@@ -90,6 +90,7 @@ struct Configuration {
       bool pure_equality_filtering = true;
       bool detect_euf_fragment = false;
       bool deduction_enabled = true;
+      bool model_mutation = true;
       bool laz_enabled = true;
       bool laz_equality_elimination = true;
       bool laz_internal_branch_and_bound = true;

@@ -106,6 +106,7 @@ std::span<const OptionRow> option_table() {
     row_b("theory.la.pure_equality_filtering", [](C& c) -> bool& { return c.theory.la.pure_equality_filtering; }, "do not split equalities of one polarity"),
     only("false", row_b("theory.la.detect_euf_fragment", [](C& c) -> bool& { return c.theory.la.detect_euf_fragment; }, "")),
     row_b("theory.la.deduction_enabled", [](C& c) -> bool& { return c.theory.la.deduction_enabled; }, "derive implied bounds"),
+    row_b("theory.la.model_mutation", [](C& c) -> bool& { return c.theory.la.model_mutation; }, "move values apart before equalities between theories are guessed"),
     only("true", row_b("theory.la.laz_enabled", [](C& c) -> bool& { return c.theory.la.laz_enabled; }, "integer arithmetic")),
     only("true", row_b("theory.la.laz_equality_elimination", [](C& c) -> bool& { return c.theory.la.laz_equality_elimination; }, "integer equalities")),
     only("true", row_b("theory.la.laz_internal_branch_and_bound", [](C& c) -> bool& { return c.theory.la.laz_internal_branch_and_bound; }, "branch inside the theory")),

@@ -96,6 +96,7 @@ void Solver::drop_elimination(Var var) {
 }
 
 void Solver::refresh_eliminated() {
+  eliminated_are_fresh_ = true;
   for (std::size_t i = eliminations_.size(); i-- > 0;) {
     if (eliminations_[i].var == null_var) continue;
     DNumber sum;

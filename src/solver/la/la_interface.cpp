@@ -312,6 +312,23 @@ int LaSolverInterface::model_group(Term term) const {
   return record == nullptr ? -1 : record->group;
 }
 
+bool LaSolverInterface::move_apart(const std::function<int(Term)>& group_of) {
+  // Delayed equalities hold in the assignment, but are not asserted any more.
+  if (!config_.model_mutation || !delayed_.empty()) return false;
+  std::vector<Solver::SharedSum> sums;
+  for (const Term term : interface_terms_) {
+    const Poly poly = Poly::of(term);
+    Solver::SharedSum& shared = sums.emplace_back();
+    shared.constant = poly.constant;
+    shared.group = group_of(term);
+    for (const Poly::Monomial& monomial : poly.monomials)
+      shared.sum.push_back({mapper_.find(monomial.atom), monomial.coefficient});
+  }
+  const bool has_moved = solver_->move_apart(sums, mapper_.freedom());
+  if (has_moved) model_is_built_ = false;
+  return has_moved;
+}
+
 void LaSolverInterface::build_implied_groups() {
   solver_->expel_fixed_vars();
   std::map<Solver::NormalForm, int> groups;

@@ -25,7 +25,7 @@ void keep_order(const DNumber& low, const DNumber& high, bool strictly, QNumber&
 }  // namespace
 
 void Solver::build_model(std::span<const DNumber> further_values) {
-  refresh_eliminated();
+  if (!eliminated_are_fresh_) refresh_eliminated();
   QNumber& delta = delta_;
   delta = QNumber(1);
   std::set<const DNumber*, ByValue> distinct;

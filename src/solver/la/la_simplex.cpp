@@ -25,10 +25,7 @@ bool Solver::check(bool approximate) {
     } else {
       restore();
     }
-    if (!approximate) {
-      if (satisfiable) refresh_eliminated();
-      additional_optimization_steps(satisfiable);
-    }
+    if (!approximate) additional_optimization_steps(satisfiable);
   } catch (...) {
     while (!stack_.empty() && stack_.back().constraint <= 1) pop_entry();  // a trial bound
     restore();
@@ -62,6 +59,7 @@ void Solver::touch(Var var) {
 void Solver::commit() {
   assert(to_check_.empty());
   checked_ = stack_.size();
+  if (!old_values_.empty()) eliminated_are_fresh_ = false;
   old_values_.clear();
   ++stamp_;
 }

@@ -31,12 +31,12 @@ enum class ConstraintKind : std::uint8_t { lower = 1, upper = 2, equal = 3, dise
 ///
 /// What always holds between two calls:
 /// - `value(x)` satisfies all rows, and all bounds among the first `checked_` entries of the stack: those
-/// that the
-///   last successful check saw and that were not popped since. A bound pushed later has no effect on the
+/// that
+///   the last successful check saw and that were not popped since. A bound pushed later has no effect on the
 ///   values before the next check, so a pop never repairs a value, and a check that fails goes back to the
 ///   values before it.
-/// - A constraint, with every bound and every implication that it brought, goes away with the level it was
-/// pushed at.
+/// - A constraint, with every bound and every implication that it brought, goes away with the level that it
+///   was pushed at.
 /// - An implication's reason is fixed when it is found: later pivots change the rows, not the reason.
 class Solver {
  public:
@@ -115,7 +115,10 @@ class Solver {
   // Values.
 
   /// The value in the current assignment; of a variable without atoms only after a successful complete check.
-  const DNumber& value(Var var) const { return values_[index(var)]; }
+  const DNumber& value(Var var) {
+    if (elimination_of_[index(var)] >= 0 && !eliminated_are_fresh_) refresh_eliminated();
+    return values_[index(var)];
+  }
   /// Fixes a rational value for every variable such that all asserted constraints hold, in which two
   /// variables are equal exactly if they are in the current assignment; called after a successful complete
   /// check. `further_values`: values of other terms that are to stay apart in the same way.
@@ -127,6 +130,23 @@ class Solver {
   }
   /// Only after build_model().
   const QNumber& model_value(Var var) const { return model_[index(var)]; }
+
+  /// A sum whose value somebody else compares with those of others.
+  struct SharedSum {
+    std::vector<Monomial> sum;
+    QNumber constant;
+    int group = -1;  ///< known to be equal: sums of one group that have one value keep one value
+  };
+  enum class Freedom : std::uint8_t {
+    any,
+    whole,  ///< changes by integers only
+    none
+  };
+  /// Changes the values so that fewer sums of different groups are equal, within what the asserted
+  /// constraints allow; disequalities that hold now still hold. `freedom`: by variable, `any` behind its end.
+  /// Only after a successful complete check, with no constraint pushed or popped since. True if any value
+  /// changed.
+  bool move_apart(std::span<const SharedSum> sums, std::span<const Freedom> freedom);
 
   /// Pivots variables with a single value out of the basis, as far as others can take their place; no value
   /// changes. normal_form() wants this, after a successful complete check.
@@ -273,6 +293,8 @@ class Solver {
   bool try_side(Var var, ConstraintKind kind, const DNumber& value);
   bool shift_keeps_disequalities(const QNumber& step) const;
 
+  class Mover;  // la_move_apart.cpp
+
   // la_eliminate.cpp
   void eliminate_free_vars();
   void eliminate(Var var);
@@ -288,7 +310,7 @@ class Solver {
   Statistics statistics_;
 
   Tableau tableau_;
-  std::vector<DNumber> values_;            // by variable; of eliminated ones right after complete checks only
+  std::vector<DNumber> values_;            // by variable; of eliminated ones only while eliminated_are_fresh_
   std::vector<ConstraintId> lower_;        // by variable
   std::vector<ConstraintId> upper_;        // by variable
   std::vector<std::int32_t> open_;         // by variable: atoms neither asserted nor implied
@@ -321,6 +343,7 @@ class Solver {
 
   std::vector<Elimination> eliminations_;  // oldest first; null_var: an empty place
   std::size_t empty_eliminations_ = 0;
+  bool eliminated_are_fresh_ = true;  // values_ of eliminated variables are those that the others give them
   std::vector<std::int32_t> definition_uses_;  // by variable: how often definitions mention it
   std::vector<std::int32_t> elimination_of_;   // by variable: its elimination, or -1
   std::vector<std::int32_t> kept_;             // by variable: calls of keep() not released

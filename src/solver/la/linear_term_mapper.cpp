@@ -160,6 +160,18 @@ Solver::NormalForm LinearTermMapper::normal_form(Term term) const {
   return form;
 }
 
+std::vector<Solver::Freedom> LinearTermMapper::freedom() const {
+  std::vector<Solver::Freedom> freedom(records_.size(), Solver::Freedom::any);
+  for (std::size_t v = 0; v < records_.size(); ++v)
+    if (records_[v].users > 0 && records_[v].integer) freedom[v] = Solver::Freedom::whole;
+  for (std::size_t v = 0; v < records_.size() && has_opaque_terms(); ++v) {
+    if (records_[v].users == 0 || !records_[v].opaque) continue;
+    freedom[v] = Solver::Freedom::none;
+    for (const Var part : records_[v].parts) freedom[static_cast<std::size_t>(part)] = Solver::Freedom::none;
+  }
+  return freedom;
+}
+
 Term LinearTermMapper::fractional_term() const {
   for (std::size_t v = 0; v < records_.size(); ++v)
     if (records_[v].users > 0 && records_[v].integer && !solver_.model_value(static_cast<Var>(v)).is_int())

@@ -37,6 +37,10 @@ class LinearTermMapper {
   /// The normal form of a linear term whose parts all have variables.
   Solver::NormalForm normal_form(Term term) const;
 
+  /// By variable: how its value may change without a term that fits its meaning, or is an integer, ceasing to
+  /// be so.
+  std::vector<Solver::Freedom> freedom() const;
+
   bool has_integers() const { return num_integers_ != 0; }
   bool has_opaque_terms() const { return num_opaque_ != 0; }
   /// An integer term whose value in the model is no integer; null if there is none.

@@ -167,9 +167,17 @@ TheoryManager::ModelFound TheoryManager::combine() {
     log_.log(2, "not generating interface equalities because policy is OFF in the configuration");
     throw TheoryIncomplete("theory combination is switched off by theory.interface_eq_policy");
   }
-  solvers_[static_cast<std::size_t>(arithmetic_)]->build_abstract_model();
+  TheorySolver& arithmetic = *solvers_[static_cast<std::size_t>(arithmetic_)];
+  const TheorySolver& euf = *solvers_[static_cast<std::size_t>(euf_)];
+  arithmetic.build_abstract_model();
   needed_.clear();
   find_needed_equalities();
+  // Most of what seems needed is so by accident: the simplex method leaves many variables at one value.
+  if (!needed_.empty() && arithmetic.move_apart([&euf](Term term) { return euf.model_group(term); })) {
+    arithmetic.build_abstract_model();
+    needed_.clear();
+    find_needed_equalities();
+  }
   if (needed_.empty()) return result;
   if (config_.interface_eq_policy == policy_heuristic) {
     // Before the search guesses which arguments are equal, congruence closure may learn which of them are

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "solver/dpll/lit.h"
@@ -105,6 +106,14 @@ class TheorySolver {
   virtual int model_group(Term term) const {
     static_cast<void>(term);
     return -1;
+  }
+
+  /// Changes the values of the assignment, as far as what is asserted leaves room, so that fewer interface
+  /// terms are equal by accident: those are not that `group_of`, by another theory's groups, gives one
+  /// number. After build_abstract_model(), which is due again if this says true.
+  virtual bool move_apart(const std::function<int(Term)>& group_of) {
+    static_cast<void>(group_of);
+    return false;
   }
 
   /// Groups the interface terms by what is known of them: terms of one group have the same value in every

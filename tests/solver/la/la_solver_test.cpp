@@ -51,6 +51,7 @@ class CheckedSystem {
   }
 
   int num_equal_forms() const { return num_equal_forms_; }
+  int num_moves() const { return num_moves_; }
   static bool HasFatalFailure() { return testing::Test::HasFatalFailure(); }
 
  private:
@@ -167,8 +168,56 @@ class CheckedSystem {
       for (const ConstraintId c : asserted_)
         if (solver_.constraint_kind(c) != ConstraintKind::disequal) expect_value_in_bounds(c);
     } else {
-      check_model();
+      if (below_(2) == 0) move_apart();
+      if (!HasFatalFailure()) check_model();
       if (!HasFatalFailure()) check_normal_forms();
+    }
+  }
+
+  /// What was asserted still holds afterwards, which check_model() sees to.
+  void move_apart() {
+    std::vector<Solver::SharedSum> sums;
+    Var last = 0;
+    for (const VarInfo& info : vars_) {
+      last = std::max(last, info.var);
+      Solver::SharedSum& shared = sums.emplace_back();
+      shared.sum.push_back({info.var, QNumber(1)});
+      const Var other = vars_[below_(vars_.size())].var;
+      if (below_(3) == 0 && other != info.var) shared.sum.push_back({other, QNumber(-1, 2)});
+      shared.constant = below_(3) == 0 ? 1 : 0;
+      shared.group = static_cast<int>(below_(4));
+    }
+    std::vector<Solver::Freedom> freedom(static_cast<std::size_t>(last) + 1);
+    for (Solver::Freedom& f : freedom) f = static_cast<Solver::Freedom>(below_(3) == 0 ? below_(3) : 0);
+    const auto value_of = [this](const Solver::SharedSum& shared) {
+      DNumber value(shared.constant);
+      for (const Monomial& m : shared.sum) value.self_addmul(m.coeff, solver_.value(m.var));
+      return value;
+    };
+    std::vector<DNumber> old_sums;
+    std::map<Var, DNumber> old_values;
+    for (const Solver::SharedSum& shared : sums) old_sums.push_back(value_of(shared));
+    for (const VarInfo& info : vars_) old_values[info.var] = solver_.value(info.var);
+    const bool has_moved = solver_.move_apart(sums, freedom);
+    ASSERT_TRUE(solver_.check_invariants());
+    int equal_before = 0, equal_after = 0;
+    for (std::size_t i = 0; i < sums.size(); ++i)
+      for (std::size_t j = 0; j < i; ++j) {
+        const bool was_equal = old_sums[i] == old_sums[j], is_equal = value_of(sums[i]) == value_of(sums[j]);
+        if (sums[i].group == sums[j].group) {
+          ASSERT_TRUE(!was_equal || is_equal) << "what is known to be equal was parted";
+        } else {
+          equal_before += was_equal;
+          equal_after += is_equal;
+        }
+      }
+    ASSERT_TRUE(has_moved ? equal_after < equal_before : equal_after == equal_before);
+    num_moves_ += has_moved;
+    for (const VarInfo& info : vars_) {
+      const DNumber change = solver_.value(info.var) - old_values[info.var];
+      const Solver::Freedom f = freedom[static_cast<std::size_t>(info.var)];
+      ASSERT_TRUE(f != Solver::Freedom::none || change.is_zero());
+      ASSERT_TRUE(f != Solver::Freedom::whole || (change.is_rational() && change.c.is_int()));
     }
   }
 
@@ -324,10 +373,11 @@ class CheckedSystem {
   std::vector<ConstraintId> asserted_;
   std::vector<std::size_t> levels_;
   int num_equal_forms_ = 0;
+  int num_moves_ = 0;
 };
 
 TEST(LaSolver, AgreesWithFourierMotzkinUnderRandomPushAndPop) {
-  int num_equal_forms = 0;
+  int num_equal_forms = 0, num_moves = 0;
   for (unsigned seed = 0; seed < 600; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     CheckedSystem system(seed);
@@ -336,7 +386,9 @@ TEST(LaSolver, AgreesWithFourierMotzkinUnderRandomPushAndPop) {
       if (HasFatalFailure()) return;
     }
     num_equal_forms += system.num_equal_forms();
+    num_moves += system.num_moves();
   }
+  EXPECT_GT(num_moves, 200) << "too few to say anything about moves";
   EXPECT_GT(num_equal_forms, 100) << "too few to say anything about normal forms";
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "solver/capi/solver_script.h"
 #include "solver/config/configuration.h"
 #include "solver/dpll/dpll_solver.h"
 #include "solver/euf/euf_interface.h"
@@ -427,6 +428,32 @@ TEST(TheoryCombination, ImpliedEquationsOfArgumentsNeedNoGuess) {
     if (policy != 2) continue;
     EXPECT_EQ(engine.search.stats().conflicts, 1u);
     EXPECT_EQ(engine.manager.statistics().interface_equalities, static_cast<std::uint64_t>(length));
+  }
+}
+
+// Nothing is asserted of the arguments but a few bounds, disequalities and sums, so that they share values by
+// accident only. Integers must stay whole.
+TEST(TheoryCombination, TermsEqualByAccidentAreMovedApartInsteadOfCompared) {
+  for (const bool integers : {false, true}) {
+    SolverScript s;
+    constexpr int n = 40;
+    const vesk_type type = integers ? s.int_type() : s.real_type();
+    const vesk_decl f = s.function("f", {type}, s.real_type());
+    std::vector<vesk_term> x;
+    for (int i = 0; i < n; ++i) {
+      x.push_back(s.constant(("x" + std::to_string(i)).c_str(), type));
+      if (i % 3 == 0) s.add(s.leq(x[i], s.num("100")));
+      if (i % 4 == 1) s.add(s.less(s.num("0"), x[i]));
+      if (i % 5 == 2) s.add(s.neg(s.eq(x[i], s.num(std::to_string(i + 1).c_str()))));
+      if (i % 8 == 7) s.add(s.leq(s.plus(s.times(s.num("3"), x[i]), x[i - 1]), s.num("200")));
+    }
+    for (int i = 1; i < n; ++i) s.add(s.less(s.apply(f, {x[i - 1]}), s.apply(f, {x[i]})));
+    ASSERT_EQ(s.solve(), 1);
+    for (int i = 0; i < n && integers; ++i) EXPECT_EQ(s.value(x[i]).find('/'), std::string::npos);
+    char* text = vesk_get_search_stats(s.env);
+    const std::string all = text;
+    vesk_free(text);
+    EXPECT_NE(all.find("interface_equalities 0\n"), std::string::npos) << all;
   }
 }
 
