@@ -267,7 +267,8 @@ ZORVEL_API zorvel_expr zorvel_expr_make_temporal_expression(zorvel_env env, zorv
                                                             zorvel_expr body);
 /* left := right. */
 ZORVEL_API zorvel_expr zorvel_expr_make_assign(zorvel_env env, zorvel_expr left, zorvel_expr right);
-/* duration :in [a, b]: `left` must be the duration anchor and `right` a closed interval. */
+/* duration :in [a, b]: `left` must be the duration anchor and `right` a closed interval; the point [a] is
+ * read as [a, a]. */
 ZORVEL_API zorvel_expr zorvel_expr_make_in_assign(zorvel_env env, zorvel_expr left, zorvel_expr right);
 /* `interval contains`, for use as the interval of a temporal expression; with a label, or with a constraint
  * on the duration of the occurrence. */
@@ -369,7 +370,9 @@ ZORVEL_API int zorvel_type_get_integer_upper_bound(zorvel_type type, long* out);
 ZORVEL_API int zorvel_type_get_rational_lower_bound(zorvel_type type, long* num, long* den);
 ZORVEL_API int zorvel_type_get_rational_upper_bound(zorvel_type type, long* num, long* den);
 
-/* Change a user type; 0. Another kind of type is an error, and so is a name that the type already has. */
+/* Change a user type; 0. Another kind of type is an error, and so is a name that the type already has.
+ * InvalidParameterError "The type '<name>' would inherit from itself" or "... would lie inside of itself"
+ * where parents and nested types lead from the second type back to the first. */
 ZORVEL_API int zorvel_user_type_add_base_type(zorvel_type type, zorvel_type base);
 ZORVEL_API int zorvel_user_type_add_user_type(zorvel_type type, zorvel_type inner);
 ZORVEL_API int zorvel_user_type_add_fluent(zorvel_type type, zorvel_fluent fluent);
@@ -494,6 +497,9 @@ ZORVEL_API zorvel_instance_iter zorvel_problem_get_user_type_instances(zorvel_pr
 ZORVEL_API int zorvel_problem_has_temporal_uncertainty(zorvel_problem problem);
 /* 1 if no user type holds actions, fluents or constants, else 0. */
 ZORVEL_API int zorvel_problem_is_flat(zorvel_problem problem);
+/* The same problem without its metrics, which planners refuse: they do not say which plans are valid. Plans
+ * of one problem are plans of the other. */
+ZORVEL_API zorvel_problem zorvel_problem_without_metrics(zorvel_problem problem);
 /* The problem as ANML text, for people: see zorvel_dump_anml. */
 ZORVEL_API char* zorvel_problem_get_anml(zorvel_problem problem);
 
@@ -631,7 +637,10 @@ ZORVEL_API zorvel_potplan zorvel_potplan_from_ttplan(zorvel_ttplan plan);
 typedef double (*zorvel_heuristic_callback)(zorvel_classical_state state,
                                             zorvel_interpretation interpretation, void* user_data);
 /* Searches for a plan, forwards in time, with the options of the problem's environment. An error handle
- * without an error text: there is no plan. A problem that the planner refuses is an error. */
+ * without an error text: there is no plan. A problem that the planner refuses is an error, among them one
+ * that uses a fluent which it does not list ("InvalidParameterError: The problem does not list the fluent
+ * '<name>', which is used in: " and the expression) and, without zorvel_problem_without_metrics, one with a
+ * metric; a weight that is no number from 0 to 1 is one too. */
 ZORVEL_API zorvel_ttplan zorvel_do_ftp_planning(zorvel_problem problem);
 /* The same with a heuristic of the caller; `user_data` is handed to the callback. */
 ZORVEL_API zorvel_ttplan zorvel_do_ftp_planning_with_custom_heuristic(zorvel_problem problem,

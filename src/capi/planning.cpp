@@ -1,7 +1,8 @@
-#include <cmath>
-
 #include "capi/planning.h"
 
+#include <cmath>
+
+#include "capi/listed_fluents.h"
 #include "search/classical/iw_planner.h"
 #include "search/classical/tsimple/tsimple_planner.h"
 #include "search/forward/ftp_planner.h"
@@ -14,6 +15,12 @@ using tp::ftp::FtpPlanner;
 using tsimple::TSimplePlanner;
 
 namespace zorvel::capi {
+
+model::ProblemPtr to_plannable(zorvel_problem problem) {
+  model::ProblemPtr object = to_cxx(problem);
+  require_listed_fluents(*object);
+  return object;
+}
 
 HCustom::Function to_heuristic(zorvel_heuristic_callback callback, void* user_data) {
   if (callback == nullptr) refuse_null("callback");
@@ -68,7 +75,7 @@ extern "C" {
 
 zorvel_ttplan zorvel_do_ftp_planning(zorvel_problem problem) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     FtpPlanner planner(object->env(), object);
     return solve(planner);
   });
@@ -77,7 +84,7 @@ zorvel_ttplan zorvel_do_ftp_planning_with_custom_heuristic(zorvel_problem proble
                                                            zorvel_heuristic_callback callback,
                                                            void* user_data) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     FtpPlanner planner(object->env(), object, to_heuristic(callback, user_data));
     return solve(planner);
   });
@@ -85,7 +92,7 @@ zorvel_ttplan zorvel_do_ftp_planning_with_custom_heuristic(zorvel_problem proble
 zorvel_ttplan zorvel_do_ftp_planning_with_limits(zorvel_problem problem, double seconds, double mebibytes,
                                                  zorvel_search_outcome* outcome) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     zorvel_search_outcome& result = to_place(outcome, "outcome");
     FtpPlanner planner(object->env(), object);
     planner.set_limits(to_limits(seconds, mebibytes));
@@ -97,7 +104,7 @@ zorvel_ttplan zorvel_do_ftp_planning_with_limits(zorvel_problem problem, double 
 
 zorvel_potplan zorvel_do_tsimple_planning(zorvel_problem problem) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     TSimplePlanner planner(object->env(), object);
     return solve_in_partial_order(planner);
   });
@@ -106,14 +113,14 @@ zorvel_potplan zorvel_do_tsimple_planning_with_custom_heuristic(zorvel_problem p
                                                                 zorvel_heuristic_callback callback,
                                                                 void* user_data) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     TSimplePlanner planner(object->env(), object, 0, to_heuristic(callback, user_data));
     return solve_in_partial_order(planner);
   });
 }
 zorvel_potplan zorvel_do_iw_planning(zorvel_problem problem) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     IWPlanner planner(object->env(), object);
     return solve_in_partial_order(planner);
   });
@@ -121,13 +128,13 @@ zorvel_potplan zorvel_do_iw_planning(zorvel_problem problem) {
 
 int zorvel_ttplan_validate(zorvel_problem problem, zorvel_ttplan plan) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     return TTValidator(object->env(), object).check_validity(to_cxx(plan)) ? 1 : 0;
   });
 }
 int zorvel_ttplan_explain(zorvel_problem problem, zorvel_ttplan plan, char** reason) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     char*& place = to_place(reason, "reason");
     TTValidator validator(object->env(), object);
     const bool is_valid = validator.check_validity(to_cxx(plan));

@@ -7,6 +7,9 @@
 
 namespace zorvel::capi {
 
+/// The problem as planners and the validator expect it: InvalidParameterError for a fluent that it uses and
+/// does not list.
+model::ProblemPtr to_plannable(zorvel_problem problem);
 /// The caller's function as the planners take it.
 HCustom::Function to_heuristic(zorvel_heuristic_callback callback, void* user_data);
 zorvel_search_outcome to_c(SearchOutcome outcome);

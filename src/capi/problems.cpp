@@ -1,5 +1,6 @@
 #include "capi/frame.h"
 #include "model/model_factory.h"
+#include "transformers/without_metrics.h"
 
 using namespace zorvel;  // NOLINT: the bodies below are C functions
 using namespace zorvel::capi;
@@ -45,6 +46,9 @@ int zorvel_problem_has_temporal_uncertainty(zorvel_problem problem) {
 }
 int zorvel_problem_is_flat(zorvel_problem problem) {
   return at_boundary([&] { return to_cxx(problem)->is_flat() ? 1 : 0; });
+}
+zorvel_problem zorvel_problem_without_metrics(zorvel_problem problem) {
+  return at_boundary([&] { return to_handle<zorvel_problem>(model::without_metrics(to_cxx(problem))); });
 }
 char* zorvel_problem_get_anml(zorvel_problem problem) {
   return at_boundary([&] { return to_streamed_text(to_cxx(problem)); });

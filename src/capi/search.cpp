@@ -80,7 +80,7 @@ extern "C" {
 
 zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     GuidedPlanner planner(object->env(), object);
     return to_handle<zorvel_ttplan>(planner.next());
   });
@@ -88,7 +88,7 @@ zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem) {
 zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, double seconds, double mebibytes,
                                                     zorvel_search_outcome* outcome) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     zorvel_search_outcome& result = to_place(outcome, "outcome");
     GuidedPlanner planner(object->env(), object);
     planner.set_limits(to_limits(seconds, mebibytes));
@@ -102,7 +102,7 @@ zorvel_ttplan zorvel_do_planning_with_limits(zorvel_problem problem, const char*
                                              double mebibytes, zorvel_progress_callback callback,
                                              void* user_data, zorvel_search_outcome* outcome) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     zorvel_search_outcome& result = to_place(outcome, "outcome");
     SearchLimits limits = to_limits(seconds, mebibytes);
     const auto planner = make_planner(to_text(algorithm, "algorithm"), object);
@@ -124,7 +124,7 @@ zorvel_ttplan zorvel_do_planning_with_limits(zorvel_problem problem, const char*
 zorvel_search zorvel_search_new(zorvel_problem problem, const char* const* names, const char* const* values,
                                 int n) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     const auto keys = to_texts(names, n, "names"), texts = to_texts(values, n, "values");
     double mebibytes = 0;
     for (std::size_t i = 0; i < keys.size(); ++i) {
@@ -169,7 +169,7 @@ zorvel_ttplan zorvel_do_anytime_planning(zorvel_problem problem, double seconds,
                                          zorvel_plan_callback callback, void* user_data,
                                          zorvel_search_outcome* outcome) {
   return at_boundary([&] {
-    const model::ProblemPtr object = to_cxx(problem);
+    const model::ProblemPtr object = to_plannable(problem);
     zorvel_search_outcome& result = to_place(outcome, "outcome");
     const SearchLimits limits = to_limits(seconds, mebibytes);
     const auto started = std::chrono::steady_clock::now();

@@ -1,3 +1,6 @@
+#include <unordered_set>
+#include <vector>
+
 #include "capi/frame.h"
 #include "model/model_factory.h"
 
@@ -24,6 +27,23 @@ int change(zorvel_type type, Change&& apply) {
     apply(*to_user_type(type));
     return 0;
   });
+}
+
+/// Refuses `part`, a parent or a nested type, if `whole` is reached from it. Types own their parents and what
+/// they hold, so a circle would never be freed, and whoever goes from type to type would never end.
+void refuse_circle(const model::UserTypeImpl& whole, const model::UserTypeImpl& part, const char* problem) {
+  std::vector<const model::UserTypeImpl*> open{&part};
+  std::unordered_set<const model::UserTypeImpl*> seen{&part};
+  const auto enter = [&](const model::UserTypeImpl* type) {
+    if (type != nullptr && seen.insert(type).second) open.push_back(type);
+  };
+  while (!open.empty()) {
+    const model::UserTypeImpl& type = *open.back();
+    open.pop_back();
+    if (&type == &whole) throw InvalidParameterError("The type '") << whole.name() << "' " << problem;
+    for (const auto& [name, nested] : type.user_types()) enter(nested.get());
+    for (const auto& base : type.base_types()) enter(dynamic_cast<const model::UserTypeImpl*>(base.get()));
+  }
 }
 
 rational exact(float value) { return rational(static_cast<double>(value)); }
@@ -142,10 +162,18 @@ int zorvel_type_get_rational_upper_bound(zorvel_type type, long* num, long* den)
 }
 
 int zorvel_user_type_add_base_type(zorvel_type type, zorvel_type base) {
-  return change(type, [&](model::UserTypeImpl& object) { object.add_base_type(to_user_type(base)); });
+  return change(type, [&](model::UserTypeImpl& object) {
+    const auto parent = to_user_type(base);
+    refuse_circle(object, *parent, "would inherit from itself");
+    object.add_base_type(parent);
+  });
 }
 int zorvel_user_type_add_user_type(zorvel_type type, zorvel_type inner) {
-  return change(type, [&](model::UserTypeImpl& object) { object.add_user_type(to_user_type(inner)); });
+  return change(type, [&](model::UserTypeImpl& object) {
+    const auto nested = to_user_type(inner);
+    refuse_circle(object, *nested, "would lie inside of itself");
+    object.add_user_type(nested);
+  });
 }
 int zorvel_user_type_add_fluent(zorvel_type type, zorvel_fluent fluent) {
   return change(type, [&](model::UserTypeImpl& object) { object.add_fluent(to_cxx(fluent)); });

@@ -14,10 +14,12 @@
 #include "cli/deadline.h"
 #include "cli/output.h"
 #include "core/errors.h"
-#include "model/model_factory.h"
+#include "model/expression_factory.h"
+#include "model/unsupported_statement.h"
 #include "parsers/anml_parser.h"
 #include "parsers/pddl_parser.h"
 #include "parsers/pddl_plan_parser.h"
+#include "parsers/statement_line.h"
 #include "parsers/ttp_parser.h"
 #include "plans/pddl_plan_printer.h"
 #include "plans/time_triggered_plan.h"
@@ -35,6 +37,7 @@
 #include "transformers/partial_order_compiler.h"
 #include "transformers/set_compiler.h"
 #include "transformers/temporal_uncertainty_compiler.h"
+#include "transformers/without_metrics.h"
 #include "validation/tt_validator.h"
 
 namespace zorvel::cli {
@@ -56,14 +59,51 @@ auto reading(const std::string& path, Reader& reader, Read read) {
 struct Input {
   model::ProblemPtr problem;
   PlanNames names;
+  std::string anml_file = {};  ///< Empty for PDDL.
 };
+
+bool reads_fluent(const Node* root) {
+  std::vector<const Node*> open{root};
+  while (!open.empty()) {
+    const Node* const node = open.back();
+    open.pop_back();
+    if (node->kind() == NodeKind::FLUENT_REFERENCE) return true;
+    open.insert(open.end(), node->operands().begin(), node->operands().end());
+  }
+  return false;
+}
+
+/// The line of a statement that a planner has refused, 0 if unknown. One with parameters is refused in
+/// another form than it was read in; then the first whose time depends on the state of the world is meant.
+int line_of(const std::string& path, const Node* refused) {
+  const std::string text = model::to_anml(refused);
+  const int line =
+      find_statement_line(path, [&](Node* statement) { return model::to_anml(statement) == text; });
+  if (line != 0) return line;
+  return find_statement_line(path, [](const Node* statement) {
+    if (!model::ExpressionFactory::is_temporal_expression(statement)) return false;
+    return reads_fluent(statement->children[0]);
+  });
+}
+
+/// Runs `work` on the problem. What it cannot handle is an error that begins with the file and the line.
+template <class Work>
+auto naming_lines(const Input& input, Work work) {
+  try {
+    return work();
+  } catch (const model::UnsupportedStatementError& error) {
+    const int line = input.anml_file.empty() ? 0 : line_of(input.anml_file, error.statement());
+    if (line == 0) throw;
+    throw std::runtime_error(input.anml_file + ":" + std::to_string(line) + ": " + error.what());
+  }
+}
 
 Input read_anml(Environment& env, const std::vector<std::string>& files, const char* command) {
   if (files.size() != 1)
     throw InputError(std::string("'") + command + "' takes one problem file, not " +
                      std::to_string(files.size()));
   AnmlParser parser(env);
-  return {reading(files[0], parser, [&] { return parser.parse_file(files[0]); }), {}};
+  return {reading(files[0], parser, [&] { return parser.parse_file(files[0]); }), {}, files[0]};
 }
 
 Input read_pddl(Environment& env, const std::vector<std::string>& files, const char* command) {
@@ -129,20 +169,11 @@ std::shared_ptr<TimeTriggeredPlan> read_plan(Environment& env, const std::string
   return reading(path, parser, [&] { return parser.parse_file(path); });
 }
 
-/// The planner refuses metrics, which do not say which plans are valid; so they are taken out, with a
-/// warning.
-model::ProblemPtr without_metrics(Environment& env, const model::ProblemPtr& problem) {
-  if (problem->metrics().empty()) return problem;
-  env.warning_manager().warn("the metric of the problem is left out of account by this planner");
-  const auto values_of = [](const auto& map) {
-    std::vector<typename std::decay_t<decltype(map)>::mapped_type> values;
-    for (const auto& [name, value] : map) values.push_back(value);
-    return values;
-  };
-  return env.model_factory().make_problem_instance(
-      values_of(problem->actions()), values_of(problem->fluents()), values_of(problem->constants()),
-      values_of(problem->instances()), values_of(problem->user_types()),
-      {problem->expressions().begin(), problem->expressions().end()}, problem->labels_ordering(), {});
+/// The problem as planners take it, with a warning for what is taken out.
+model::ProblemPtr to_plannable(Environment& env, const model::ProblemPtr& problem) {
+  if (!problem->metrics().empty())
+    env.warning_manager().warn("the metric of the problem is left out of account by this planner");
+  return model::without_metrics(problem);
 }
 
 std::atomic<bool> interrupted{false};
@@ -277,10 +308,10 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
   }
   std::optional<Deadline> deadline(std::in_place, options.get_float_value("time-limit"));
   const Input input = read_problem(env, files, "solve");
-  const model::ProblemPtr problem = without_metrics(env, input.problem);
+  const model::ProblemPtr problem = to_plannable(env, input.problem);
   std::size_t warnings = print_warnings(env);
 
-  const std::unique_ptr<Planner> planner = make_planner(env, problem);
+  const std::unique_ptr<Planner> planner = naming_lines(input, [&] { return make_planner(env, problem); });
   const bool takes_actions_as_atomic = algorithm == "tsimple" || algorithm == "iw";
   warnings = print_warnings(env, warnings);
   std::shared_ptr<Plan> plan;

@@ -113,7 +113,7 @@ std::ostream& operator<<(std::ostream& out, const std::shared_ptr<ActionImpl>& a
   else
     out << "()";
   out << " {\n";
-  for (Node* expression : action->expressions()) out << print_expression{expression} << ";\n";
+  for (Node* expression : action->expressions()) out << to_anml(expression) << ";\n";
   return out << "};";
 }
 

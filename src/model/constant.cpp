@@ -24,7 +24,7 @@ void print_key(std::ostream& out, const std::vector<Node*>& arguments, std::size
   out << '(';
   const char* separator = "";
   for (Node* argument : arguments) {
-    out << separator << print_expression{argument};
+    out << separator << to_anml(argument);
     separator = ", ";
   }
   if (arguments.empty()) out << '*';
@@ -81,10 +81,10 @@ void print_constant_values(std::ostream& out, const ConstantImpl& constant) {
       for (const auto& [arguments, value] : table->sorted_assignments()) {
         out << head;
         print_key(out, arguments, constant.arity());
-        out << " := " << print_expression{value} << ";\n";
+        out << " := " << to_anml(value) << ";\n";
       }
     } else if (Node* value = table->default_value()) {
-      out << head << " := " << print_expression{value} << ";\n";
+      out << head << " := " << to_anml(value) << ";\n";
     }
   }
 }

@@ -166,6 +166,8 @@ Node* ExpressionFactory::make_decrease(Node* left, Node* right) {
   return make(NodeKind::DECREASE, {left, right});
 }
 Node* ExpressionFactory::make_in_assign(Node* left, Node* right) {
+  // A point is closed too; written with both bounds, nobody who reads them needs to know of it.
+  if (is_point_interval(right)) right = make_closed_interval(right->children[0], right->children[0]);
   if (!is_duration_anchor(left) || !is_closed_interval(right))
     throw InternalError("Found an :in assign having non-compatible operands: ") << print_expression{right};
   return make(NodeKind::IN_ASSIGN, {left, right});

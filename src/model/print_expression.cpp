@@ -1,4 +1,5 @@
 #include <cassert>
+#include <limits>
 #include <ostream>
 #include <sstream>
 #include <string_view>
@@ -146,22 +147,26 @@ void print_end(std::ostream& out, const Node& node) {
   }
 }
 
-}  // namespace
+/// How much of an expression a message quotes. Parts are shared, so the text can be exponentially longer than
+/// the expression is large.
+constexpr std::size_t max_quoted_characters = 2000;
 
-std::ostream& operator<<(std::ostream& out, const print_expression& expression) {
+/// The text of the expression, of which no more than a name follows behind `most_characters`.
+std::string text_of(const Node* root, std::size_t most_characters) {
+  assert(root != nullptr);
   struct Open {
     const Node* node;
     std::uint64_t next;  // the operand to print next
   };
+  std::ostringstream out;
   std::vector<Open> open;
   const auto enter = [&](const Node* node) {
     print_start(out, *node);
     const bool is_abbreviated = node->kind() == NodeKind::INTERVAL && is_whole_interval(*node);
     open.push_back({node, is_abbreviated ? node->arity : 0});
   };
-  assert(expression.node != nullptr);
-  enter(expression.node);
-  while (!open.empty()) {
+  enter(root);
+  while (!open.empty() && static_cast<std::size_t>(out.tellp()) <= most_characters) {
     Open& last = open.back();
     if (last.next == last.node->arity) {
       print_end(out, *last.node);
@@ -171,13 +176,17 @@ std::ostream& operator<<(std::ostream& out, const print_expression& expression) 
     if (last.next > 0) out << frame_of(last.node->kind()).separator;
     enter(last.node->children[last.next++]);  // `last` may dangle from here on
   }
-  return out;
-}
-
-std::string to_anml(const Node* node) {
-  std::ostringstream out;
-  out << print_expression{node};
   return out.str();
 }
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& out, const print_expression& expression) {
+  const std::string text = text_of(expression.node, max_quoted_characters);
+  if (text.size() <= max_quoted_characters) return out << text;
+  return out << text.substr(0, max_quoted_characters) << "...";
+}
+
+std::string to_anml(const Node* node) { return text_of(node, std::numeric_limits<std::size_t>::max()); }
 
 }  // namespace zorvel::model

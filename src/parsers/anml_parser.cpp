@@ -2,10 +2,13 @@
 
 #include "core/errors.h"
 #include "core/input_file.h"
+#include "model/action.h"
 #include "model/model_factory.h"
+#include "model/user_type.h"
 #include "parsers/anml_builder.h"
 #include "parsers/anml_grammar.h"
 #include "parsers/name_resolver.h"
+#include "parsers/statement_line.h"
 
 // The generated scanner's header is not included: it redefines half of its macros for other scanners.
 typedef void* yyscan_t;
@@ -69,6 +72,34 @@ ProblemPtr AnmlParser::parse(std::istream& text) {
   }
   add_cost_metric(builder, *raw);
   return NameResolver(env(), &builder.lines(), &error_line_)(raw);
+}
+
+int find_statement_line(const std::string& path, const std::function<bool(Node*)>& is_meant) {
+  Environment env;
+  std::ifstream file = open_input_file(path);
+  const auto raw = std::make_shared<ProblemInstanceImpl>(env, env.model_factory().weak_from_this());
+  AnmlBuilder builder(env, raw);
+  run_grammar(builder, file);
+  add_cost_metric(builder, *raw);
+  StatementSources sources;
+  const ProblemPtr problem = NameResolver(env, &builder.lines(), nullptr, &sources)(raw);
+  const auto line_in = [&](const ExpressionScope& scope) {
+    for (Node* statement : scope.expressions()) {
+      if (!is_meant(statement)) continue;
+      const auto [raw_statement, owner] = sources.at(statement);
+      const SourceLines& lines = builder.lines();
+      return owner == nullptr ? lines.top_level_statement(raw_statement).first
+                              : lines.nested_statement(raw_statement, lines.declaration(owner)).first;
+    }
+    return 0;
+  };
+  int line = line_in(*problem);
+  for (const auto& [name, action] : problem->actions())
+    if (line == 0) line = line_in(*action);
+  for (const auto& [type_name, type] : problem->user_types())
+    for (const auto& [name, action] : type->actions())
+      if (line == 0) line = line_in(*action);
+  return line;
 }
 
 ProblemPtr AnmlParser::parse_file(const std::string& path) {

@@ -31,8 +31,9 @@ constexpr std::size_t max_inheritance_depth = 1000;
 /// The work on one problem: what the steps leave for those behind them.
 class Resolution {
  public:
-  Resolution(Environment& env, const ProblemPtr& raw, const SourceLines& lines)
-      : env_(env), raw_(raw), lines_(lines), constant_values_(env) {}
+  /// `sources` may be null.
+  Resolution(Environment& env, const ProblemPtr& raw, const SourceLines& lines, StatementSources* sources)
+      : env_(env), raw_(raw), lines_(lines), sources_(sources), constant_values_(env) {}
 
   ProblemPtr run() {
     resolve_declarations();
@@ -318,6 +319,10 @@ class Resolution {
           << print_expression{expression} << "' should be boolean or void, but it is " << type;
   }
 
+  void note_source(const Node* resolved, const Node* raw, const void* owner) {
+    if (sources_ != nullptr) sources_->emplace(resolved, StatementSource{raw, owner});
+  }
+
   void resolve_statements() {
     const NameSubstituter substituter(env_, names_, types_);
     for (Node* raw : raw_statements_) {
@@ -328,6 +333,7 @@ class Resolution {
       at_statement(substituter, raw, nullptr, [&] {
         Node* const resolved = substituter(raw);
         check_statement(resolved);
+        note_source(resolved, raw, nullptr);
         statements_.push_back(resolved);
       });
     }
@@ -359,6 +365,7 @@ class Resolution {
           throw InternalError("It is allowed to assign a value to a ")
               << "constant only in the top level scope";
         check_statement(resolved);
+        note_source(resolved, statement, raw.get());
         body.push_back(resolved);
       });
     }
@@ -469,6 +476,7 @@ class Resolution {
   Environment& env_;
   const ProblemPtr& raw_;
   const SourceLines& lines_;
+  StatementSources* sources_;
   int failing_line_ = 0;
   const void* current_declaration_ = nullptr;
 
@@ -502,7 +510,7 @@ class Resolution {
 
 ProblemPtr NameResolver::operator()(const ProblemPtr& raw) const {
   static const SourceLines no_lines;
-  Resolution resolution(env_, raw, lines_ == nullptr ? no_lines : *lines_);
+  Resolution resolution(env_, raw, lines_ == nullptr ? no_lines : *lines_, sources_);
   try {
     return resolution.run();
   } catch (...) {

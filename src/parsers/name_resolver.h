@@ -1,10 +1,21 @@
 #pragma once
 
+#include <unordered_map>
+
 #include "core/environment.h"
 #include "model/problem_instance.h"
 #include "parsers/source_lines.h"
 
 namespace zorvel {
+
+/// Where a statement of a resolved problem comes from: the raw statement, and the raw action around it or
+/// null.
+struct StatementSource {
+  const Node* raw;
+  const void* owner;
+};
+/// By resolved statement. One that stands at several places comes from one of them.
+using StatementSources = std::unordered_map<const Node*, StatementSource>;
 
 /// Makes a problem of what a reader has left raw: types that are known by name only, and expressions in which
 /// every name is an unresolved symbol.
@@ -16,9 +27,11 @@ namespace zorvel {
 class NameResolver {
  public:
   /// With `lines`, a failure sets `*error_line` to the line of the declaration or statement at fault, or 0
-  /// where that is not known. Neither is owned; both may be null.
-  explicit NameResolver(Environment& env, const SourceLines* lines = nullptr, int* error_line = nullptr)
-      : env_(env), lines_(lines), error_line_(error_line) {}
+  /// where that is not known. `sources` gets the statements of the resolved problem. None of them is owned;
+  /// each may be null.
+  explicit NameResolver(Environment& env, const SourceLines* lines = nullptr, int* error_line = nullptr,
+                        StatementSources* sources = nullptr)
+      : env_(env), lines_(lines), error_line_(error_line), sources_(sources) {}
   virtual ~NameResolver() = default;
 
   /// The resolved problem. Raises, with the name or expression at fault in the text:
@@ -38,6 +51,7 @@ class NameResolver {
   Environment& env_;
   const SourceLines* lines_;
   int* error_line_;
+  StatementSources* sources_;
 };
 
 }  // namespace zorvel

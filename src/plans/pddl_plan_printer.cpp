@@ -77,7 +77,7 @@ void print_step(std::ostream& out, const TimeTriggeredStep& step, const PlanName
   if (step.instance) out << step.instance->name() << '.';
   out << (name == nullptr ? step.action->name() : name->name);
   for (std::size_t i = 0; i < step.parameters.size(); ++i)
-    out << ' ' << model::print_expression{step.parameters[name == nullptr ? i : name->order[i]]};
+    out << ' ' << model::to_anml(step.parameters[name == nullptr ? i : name->order[i]]);
   out << ')';
 }
 

@@ -36,7 +36,7 @@ void print_plan_action(std::ostream& out, const PlanAction& step) {
   out << step.action->name() << '(';
   const char* separator = "";
   for (Node* parameter : step.parameters) {
-    out << separator << model::print_expression{parameter};
+    out << separator << model::to_anml(parameter);
     separator = ", ";
   }
   out << ')';

@@ -7,6 +7,7 @@
 #include "core/log.h"
 #include "model/model_factory.h"
 #include "transformers/duration_bounds.h"
+#include "transformers/readable_times.h"
 #include "transformers/timing.h"
 
 namespace zorvel::model {
@@ -63,6 +64,7 @@ PartialOrderCompiler::Points PartialOrderCompiler::points_of(const ActionImpl& a
   Points points;
   for (Node* expression : action.expressions()) {
     Node* const statement = without_timing_of_duration(factory(), expression);
+    require_readable_times(env(), statement, &action);
     const bool is_timed = F::is_temporal_expression(statement) && F::is_interval(statement->children[0]);
     if (is_timed)
       for (Node* anchor : statement->children[0]->operands()) add_point(anchor, points);

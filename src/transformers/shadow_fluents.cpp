@@ -14,12 +14,6 @@ using F = ExpressionFactory;
 
 constexpr std::size_t max_readings = 1'000'000;
 
-std::string shortened(std::string text) {
-  constexpr std::size_t max_length = 200;
-  if (text.size() > max_length) text.replace(max_length, std::string::npos, "...");
-  return text;
-}
-
 bool is_effect(const Node* body) { return F::is_assign(body) && F::is_fluent_reference(body->children[0]); }
 
 }  // namespace
@@ -48,8 +42,8 @@ std::vector<Node*> expand_condition(Environment& env, Node* condition, const Nod
   constexpr std::size_t bits = 8 * sizeof(std::size_t);
   if (references.size() >= bits || (std::size_t{1} << references.size()) > max_readings)
     throw InternalError("The condition ")
-        << shortened(to_anml(condition)) << " can be read in more than " << max_readings
-        << " ways, for it has " << references.size() << " references to fluents of uncertain values";
+        << print_expression{condition} << " can be read in more than " << max_readings << " ways, for it has "
+        << references.size() << " references to fluents of uncertain values";
 
   std::vector<Node*> readings{condition};
   NodeSet seen{condition};

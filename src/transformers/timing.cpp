@@ -31,7 +31,7 @@ std::optional<Timing> read_timing(ExpressionFactory& factory, Node* anchor) {
 
 Timing timing(ExpressionFactory& factory, Node* anchor) {
   if (auto result = read_timing(factory, anchor)) return *std::move(result);
-  throw InternalError();
+  throw InternalError("Found a time that cannot be read: ") << print_expression{anchor};
 }
 
 bool is_empty_interval(ExpressionFactory& factory, Node* interval) {

@@ -214,6 +214,30 @@ static zorvel_action make_drive(zorvel_env env, zorvel_fluent at, zorvel_param r
   return zorvel_action_new(env, "drive", NULL, 0, &r, 1, expressions, 2, NULL, 0);
 }
 
+static void no_type_lies_in_itself(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_type a = zorvel_user_type_new(env, "A"), b = zorvel_user_type_new(env, "B"),
+              c = zorvel_user_type_new(env, "C");
+  CHECK_ERROR(zorvel_user_type_add_user_type(a, a) == -1,
+              "InvalidParameterError: The type 'A' would lie inside of itself");
+  CHECK_ERROR(zorvel_user_type_add_base_type(a, a) == -1,
+              "InvalidParameterError: The type 'A' would inherit from itself");
+  CHECK(zorvel_user_type_add_user_type(a, b) == 0);
+  CHECK(zorvel_user_type_add_base_type(b, c) == 0);
+  /* In a circle, also one of both kinds: types own their parents and what lies in them. */
+  CHECK_ERROR(zorvel_user_type_add_user_type(b, a) == -1,
+              "InvalidParameterError: The type 'B' would lie inside of itself");
+  CHECK_ERROR(zorvel_user_type_add_base_type(c, b) == -1,
+              "InvalidParameterError: The type 'C' would inherit from itself");
+  CHECK_ERROR(zorvel_user_type_add_base_type(c, a) == -1,
+              "InvalidParameterError: The type 'C' would inherit from itself");
+  CHECK(zorvel_user_type_add_base_type(a, c) == 0); /* two ways to one type are no circle */
+  zorvel_type_destroy(c);
+  zorvel_type_destroy(b);
+  zorvel_type_destroy(a);
+  zorvel_env_destroy(env);
+}
+
 static void problems(void) {
   zorvel_env env = zorvel_env_new();
   zorvel_type rover = zorvel_user_type_new(env, "Rover"), lander = zorvel_user_type_new(env, "Lander");
@@ -313,6 +337,7 @@ int main(void) {
   types();
   parametric_objects();
   constants();
+  no_type_lies_in_itself();
   problems();
   return check_result();
 }

@@ -248,6 +248,173 @@ static void a_simulated_effect_computes_its_value(void) {
   zorvel_env_destroy(env);
 }
 
+struct small {
+  zorvel_env env;
+  zorvel_type boolean;
+  zorvel_fluent done;
+  zorvel_expr at_start, at_end, is_done, set_done, unset_done;
+};
+
+static struct small small_new(void) {
+  struct small s;
+  s.env = zorvel_env_new();
+  s.boolean = zorvel_boolean_type(s.env);
+  s.done = zorvel_fluent_new(s.env, "done", s.boolean, NULL, 0, NULL, 0);
+  s.at_start = zorvel_expr_make_point_interval(s.env, zorvel_expr_make_start_anchor(s.env));
+  s.at_end = zorvel_expr_make_point_interval(s.env, zorvel_expr_make_end_anchor(s.env));
+  const zorvel_expr done = zorvel_expr_make_fluent_reference(s.env, s.done, NULL, 0);
+  s.is_done = zorvel_expr_make_temporal_expression(s.env, s.at_end, done);
+  s.set_done = zorvel_expr_make_temporal_expression(
+      s.env, s.at_end, zorvel_expr_make_assign(s.env, done, zorvel_expr_make_true(s.env)));
+  s.unset_done = zorvel_expr_make_temporal_expression(
+      s.env, s.at_start, zorvel_expr_make_assign(s.env, done, zorvel_expr_make_false(s.env)));
+  return s;
+}
+
+static void small_destroy(struct small s) {
+  zorvel_fluent_destroy(s.done);
+  zorvel_type_destroy(s.boolean);
+  zorvel_env_destroy(s.env);
+}
+
+/* A problem in which an action of these two statements brings about what is wanted. */
+static zorvel_problem small_problem(struct small s, zorvel_expr duration, zorvel_expr more) {
+  const zorvel_expr body[] = {duration, s.set_done, more};
+  zorvel_action act = zorvel_action_new(s.env, "act", NULL, 0, NULL, 0, body, 3, NULL, 0);
+  const zorvel_expr statements[] = {s.unset_done, s.is_done};
+  zorvel_problem problem =
+      zorvel_problem_new(s.env, &act, 1, &s.done, 1, NULL, 0, NULL, 0, NULL, 0, statements, 2);
+  zorvel_action_destroy(act);
+  return problem;
+}
+
+static void a_duration_in_a_point_is_fixed(void) {
+  struct small s = small_new();
+  const zorvel_expr three = zorvel_expr_make_integer_constant(s.env, 3);
+  const zorvel_expr duration = zorvel_expr_make_in_assign(s.env, zorvel_expr_make_duration_anchor(s.env),
+                                                          zorvel_expr_make_point_interval(s.env, three));
+  CHECK_OWNED_TEXT(zorvel_expr_get_anml(duration), "(duration :in [3, 3])");
+  zorvel_problem problem = small_problem(s, duration, s.set_done);
+  CHECK(zorvel_problem_has_temporal_uncertainty(problem) == 1);
+  zorvel_ttplan plan = zorvel_do_ftp_planning(problem);
+  CHECK_OWNED_TEXT(zorvel_ttplan_get_exact_string(plan), "0: act() [3]\n");
+  CHECK(zorvel_ttplan_validate(problem, plan) == 1);
+  zorvel_ttplan_destroy(plan);
+  zorvel_problem_destroy(problem);
+  small_destroy(s);
+}
+
+#define UNLISTED                                                                            \
+  "InvalidParameterError: The problem does not list the fluent 'level', which is used in: " \
+  "[end] (level == 1)"
+
+/* Everything that a planner cannot use is named. */
+static void what_cannot_be_planned_for_is_named(void) {
+  struct small s = small_new();
+  const zorvel_expr one = zorvel_expr_make_integer_constant(s.env, 1);
+  const zorvel_expr duration = zorvel_expr_make_assign(s.env, zorvel_expr_make_duration_anchor(s.env), one);
+  zorvel_type number = zorvel_integer_type(s.env);
+  zorvel_fluent level = zorvel_fluent_new(s.env, "level", number, NULL, 0, NULL, 0);
+  const zorvel_expr reference = zorvel_expr_make_fluent_reference(s.env, level, NULL, 0);
+  const zorvel_expr is_one =
+      zorvel_expr_make_temporal_expression(s.env, s.at_end, zorvel_expr_make_equals(s.env, reference, one));
+
+  zorvel_problem problem = small_problem(s, duration, is_one);
+  zorvel_ttplan steps = zorvel_ttplan_new(s.env);
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_do_ftp_planning(problem)), UNLISTED);
+  CHECK_ERROR(zorvel_potplan_is_error(zorvel_do_tsimple_planning(problem)), UNLISTED);
+  CHECK_ERROR(zorvel_potplan_is_error(zorvel_do_iw_planning(problem)), UNLISTED);
+  CHECK_ERROR(zorvel_ttplan_validate(problem, steps) == -1, UNLISTED);
+  zorvel_problem_destroy(problem);
+
+  const zorvel_expr late = zorvel_expr_make_point_interval(s.env, zorvel_expr_make_duration_anchor(s.env));
+  problem = small_problem(
+      s, duration, zorvel_expr_make_temporal_expression(s.env, late, zorvel_expr_get_child(s.is_done, 1)));
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_do_ftp_planning(problem)),
+              "UnsupportedStatementError: A time is not 'start + k' or 'end - k' with a number k, in the "
+              "statement of action 'act': [duration] done");
+  zorvel_problem_destroy(problem);
+
+  problem = small_problem(s, duration, s.set_done);
+  const double weights[] = {NAN, -0.1, 1.1};
+  const char* heuristics[] = {"blind", "hadd"};
+  for (int i = 0; i < 6; ++i) {
+    zorvel_env_set_vector_string_option(s.env, "ftp-heuristic", &heuristics[i % 2], 1);
+    CHECK(zorvel_env_set_float_option(s.env, "weight", weights[i / 2]) == 0);
+    CHECK_ERROR(zorvel_ttplan_is_error(zorvel_do_ftp_planning(problem)),
+                "InvalidParameterError: The option 'weight' must lie between 0 and 1, but it is ");
+    CHECK_ERROR(zorvel_potplan_is_error(zorvel_do_tsimple_planning(problem)),
+                "InvalidParameterError: The option 'weight' must lie between 0 and 1, but it is ");
+  }
+  zorvel_problem_destroy(problem);
+  zorvel_ttplan_destroy(steps);
+  zorvel_fluent_destroy(level);
+  zorvel_type_destroy(number);
+  small_destroy(s);
+}
+
+/* The text of a sum that shares its parts doubles with each of them. */
+static void messages_quote_the_beginning_of_long_expressions(void) {
+  struct small s = small_new();
+  zorvel_type number = zorvel_integer_type(s.env);
+  zorvel_fluent level = zorvel_fluent_new(s.env, "level", number, NULL, 0, NULL, 0);
+  zorvel_expr sum = zorvel_expr_make_fluent_reference(s.env, level, NULL, 0);
+  for (int i = 0; i < 60; ++i)
+    sum = i % 2 == 0 ? zorvel_expr_make_plus(s.env, sum, sum) : zorvel_expr_make_times(s.env, sum, sum);
+  CHECK_ERROR(zorvel_expr_is_error(zorvel_expr_make_not(s.env, sum)), "TypeCheckingError: ");
+  zorvel_expr_make_not(s.env, sum);
+  CHECK(strlen(zorvel_get_last_error_message()) > 2000 && strlen(zorvel_get_last_error_message()) < 2200);
+  zorvel_reset_error_message();
+
+  const zorvel_expr goal = zorvel_expr_make_temporal_expression(
+      s.env, s.at_end, zorvel_expr_make_equals(s.env, sum, zorvel_expr_make_integer_constant(s.env, 1)));
+  zorvel_problem problem =
+      small_problem(s, zorvel_expr_make_assign(s.env, zorvel_expr_make_duration_anchor(s.env), sum), goal);
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_do_ftp_planning(problem)), "InvalidParameterError: ");
+  zorvel_problem_destroy(problem);
+
+  const zorvel_expr begin = zorvel_expr_make_temporal_expression(
+      s.env, s.at_start,
+      zorvel_expr_make_assign(s.env, zorvel_expr_make_fluent_reference(s.env, level, NULL, 0),
+                              zorvel_expr_make_integer_constant(s.env, 0)));
+  const zorvel_expr statements[] = {begin, goal};
+  problem = zorvel_problem_new(s.env, NULL, 0, &level, 1, NULL, 0, NULL, 0, NULL, 0, statements, 2);
+  zorvel_ttplan steps = zorvel_ttplan_new(s.env);
+  char* reason = NULL;
+  CHECK(zorvel_ttplan_explain(problem, steps, &reason) == 0);
+  CHECK(reason != NULL && strlen(reason) > 2000 && strlen(reason) < 5000);
+  free(reason);
+  zorvel_ttplan_destroy(steps);
+  zorvel_problem_destroy(problem);
+  zorvel_fluent_destroy(level);
+  zorvel_type_destroy(number);
+  small_destroy(s);
+}
+
+static void metrics_can_be_taken_off(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem with = parse(env,
+                              "fluent boolean lit;\n[start] lit := false;\n"
+                              "action light() { duration := 5; [end] lit := true; };\n"
+                              "goal [end] lit;\n::(\"metric\", \"minimize-makespan\");\n");
+  zorvel_reset_error_message();
+  CHECK(zorvel_ttplan_is_error(zorvel_do_ftp_planning(with)) && zorvel_get_last_error_message() != NULL);
+  zorvel_problem without = zorvel_problem_without_metrics(with);
+  CHECK(zorvel_problem_equality(with, without) == 0);
+  zorvel_ttplan plan = zorvel_do_ftp_planning(without);
+  CHECK_OWNED_TEXT(zorvel_ttplan_get_exact_string(plan), "0: light() [5]\n");
+  CHECK(zorvel_ttplan_validate(with, plan) == 1);
+  zorvel_problem again = zorvel_problem_without_metrics(without);
+  CHECK(zorvel_problem_equality(again, without) == 1);
+  CHECK_ERROR(zorvel_problem_is_error(zorvel_problem_without_metrics((zorvel_problem){NULL})),
+              NULL_HANDLE_ERROR);
+  zorvel_problem_destroy(again);
+  zorvel_ttplan_destroy(plan);
+  zorvel_problem_destroy(without);
+  zorvel_problem_destroy(with);
+  zorvel_env_destroy(env);
+}
+
 static double not_a_number(zorvel_classical_state state, zorvel_interpretation interpretation,
                            void* user_data) {
   (void)state, (void)interpretation, (void)user_data;
@@ -390,6 +557,10 @@ int main(void) {
   a_custom_heuristic_reads_the_state();
   classical_plans_are_partial_orders();
   a_simulated_effect_computes_its_value();
+  a_duration_in_a_point_is_fixed();
+  what_cannot_be_planned_for_is_named();
+  messages_quote_the_beginning_of_long_expressions();
+  metrics_can_be_taken_off();
   faulty_callbacks_do_no_harm();
   files_are_read_and_written();
   pddl_is_read_from_files_and_from_memory();

@@ -306,6 +306,24 @@ TEST_F(Program, WritesPartialOrdersAndTheirSchedules) {
   EXPECT_EQ(trapped.err, "zorvel: no plan was found: the search left out states that may lead to one\n");
 }
 
+TEST_F(Program, NamesTheStatementThatNoPlannerHandlesAndItsLine) {
+  const fs::path plain = write("plain.anml", "fluent integer x := 0;\n\n[x] x := 1;\ngoal [end] x == 1;\n");
+  const Result refused = run("solve " + quoted(plain));
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_EQ(refused.err, "zorvel: " + plain.string() +
+                             ":3: UnsupportedStatementError: A time is not 'start + k' or 'end - k' with a "
+                             "number k, in the statement: [x] (x := 1)\n");
+  const fs::path lifted =
+      write("lifted.anml",
+            "type T; instance T t;\nfluent integer x(T a); fluent boolean p(T a);\n"
+            "[start] x(t) := 1; [start] p(t) := false;\naction a(T a) {\n"
+            "  duration := 5;\n  [start + x(a)] p(a) := true;\n  [end] x(a) := 2;\n};\ngoal [end] p(t);\n");
+  const Result in_action = run("solve " + quoted(lifted));
+  EXPECT_EQ(in_action.status, 3);
+  EXPECT_EQ(in_action.err.find("zorvel: " + lifted.string() + ":6: UnsupportedStatementError: "), 0U)
+      << in_action.err;
+}
+
 TEST_F(Program, TellsWhyAPlanIsInvalid) {
   const fs::path problem = source_dir / "examples" / "match_cellar.anml";
   const Result result = run("validate --plan " + quoted(write("empty.plan", "")) + " " + quoted(problem));
@@ -325,6 +343,8 @@ TEST_F(Program, EndsCleanlyAtALimitOrAnInterrupt) {
             "action b() { duration := 1; [start] n < 0; [end] p := true; };\n[end] p;\n");
   EXPECT_EQ(run("solve -B blind --time-limit 0.2 " + quoted(endless)).status, 3);
   EXPECT_EQ(run("solve -B blind --memory-limit 1 " + quoted(endless)).status, 3);
+  EXPECT_EQ(run("solve --memory-limit 16 " + quoted(source_dir / "examples" / "match_cellar.anml")).status,
+            0);
   // The limit also holds before the search: here for some 10^14 ground actions.
   std::string text = "type T; instance T o0";
   for (int i = 1; i < 100; ++i) text += ", o" + std::to_string(i);

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <set>
+#include <sstream>
 #include <string>
 
 #include "model/vocabulary.h"
@@ -25,6 +26,12 @@ class Walkers : public ::testing::Test, public Vocabulary {
     std::multiset<std::set<std::string>> result;
     for (const NodeSet& clause : clauses) result.insert(texts(clause));
     return result;
+  }
+  /// As messages quote it.
+  static std::string quoted(const Node* node) {
+    std::ostringstream text;
+    text << print_expression{node};
+    return text.str();
   }
   Node* chain_of_sums(Node* leaf, int depth) {
     Node* sum = leaf;
@@ -311,13 +318,12 @@ TEST_F(Walkers, DisjunctiveNormalForm) {
     disjunctions.push_back(f.make_or(boolean("l" + std::to_string(i)), boolean("m" + std::to_string(i))));
   Node* const product = f.make_and(disjunctions);
   expect_error<InternalError>(
-      [&] { dnf(product); },
-      "The disjunctive normal form grows beyond 2000000 literals: " + to_anml(product));
+      [&] { dnf(product); }, "The disjunctive normal form grows beyond 2000000 literals: " + quoted(product));
   std::vector<Node*> literals;
   for (int i = 0; i < 1200; ++i) literals.push_back(boolean("w" + std::to_string(i)));
   Node* const square = f.make_and(f.make_or(literals), f.make_or(literals));
   expect_error<InternalError>([&] { dnf(square); },
-                              "The disjunctive normal form grows beyond 1000000 clauses: " + to_anml(square));
+                              "The disjunctive normal form grows beyond 1000000 clauses: " + quoted(square));
   // Few clauses that all take up many single literals.
   std::vector<Node*> long_clauses{disjunctions.begin(), disjunctions.begin() + 16};
   long_clauses.insert(long_clauses.end(), literals.begin(), literals.end());

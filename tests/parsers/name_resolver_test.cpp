@@ -23,6 +23,21 @@ std::string value_of(const ConstantImpl& constant, const std::string& instance,
   return value == nullptr ? "" : to_anml(value);
 }
 
+TEST(NameResolver, ConstantsOfTheTopLevelHideThoseOfTypes) {
+  Reading reading(
+      "type A with { constant integer c; constant integer d; }; type Z with { constant integer c; };"
+      "instance A a; instance Z z; constant integer c := 1; a.c := 2; z.c := 3; a.d := c;"
+      "constant integer e := c + a.c; fluent boolean p(integer [0, 9] i); [start] p(c) := true;");
+  ASSERT_EQ(reading.error, "");
+  const auto& members = reading.problem->user_types().at("A")->constants();
+  EXPECT_EQ(value_of(*reading.problem->constants().at("c"), "", {}), "1");
+  EXPECT_EQ(value_of(*members.at("c"), "a", {}), "2");
+  ExpressionFactory& factory = reading.env.expression_factory();
+  Node* const statement = *reading.problem->expressions().begin();
+  Node* const read = statement->children[1]->children[0]->children[0];
+  EXPECT_EQ(factory.get_constant_from_reference(read), reading.problem->constants().at("c"));
+}
+
 TEST(NameResolver, GivesConstantsTheirValues) {
   Reading reading(
       "type T with { constant integer size; constant T twin; }; instance T a, b, c;"

@@ -146,7 +146,7 @@ TEST_F(Plans, SchedulesAPartialOrderAsEarlyAsItsPrecedencesAllow) {
   Node* const post_condition = env.expression_factory().make_boolean_constant(true);
   const auto a = partial_order->add_step(0, action("a"), {}, rational(2));
   const auto b = partial_order->add_step(0, action("b"), {}, std::nullopt, post_condition, instance("t"));
-  const auto c = partial_order->add_step(rational(1, 3), action("c"), {}, rational(1));
+  const auto c = partial_order->add_step(rational(1, 3), action("c"), {}, rational(3));
   const auto d = partial_order->add_step(0, action("d"), {}, rational(1));
   partial_order->add_precedence(a, b);
   partial_order->add_precedence(c, d);
@@ -154,7 +154,7 @@ TEST_F(Plans, SchedulesAPartialOrderAsEarlyAsItsPrecedencesAllow) {
   env.configuration().set_value("plan-epsilon", "0.01");
   env.configuration().set_value("rational-precision", true);
   const TimeTriggeredPlan plan(partial_order);
-  EXPECT_EQ(text(plan), "0: a() [2]\n1/3: c() [1]\n201/100: t.b()\n101/50: d() [1]\n");
+  EXPECT_EQ(text(plan), "0: a() [2]\n1/3: c() [3]\n201/100: t.b()\n1003/300: d() [1]\n");
   EXPECT_EQ(plan.steps().at(rational(201, 100)).front()->post_condition, post_condition);
 
   // The other way the start times become delays and nothing else holds the steps, so they come back.

@@ -1,4 +1,5 @@
 #include "search/support.h"
+#include "support/random_problems.h"
 
 namespace zorvel::tp::ftp {
 namespace {
@@ -46,6 +47,17 @@ TEST(FtpSearch, DenseAndPlainSearchAgreeOnRandomProblems) {
   for (unsigned seed = 0; seed < 150; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     expect_equal_searches(random_problem(seed), heuristics[seed % heuristics.size()], seed % 5 == 0, 300);
+    if (HasFailure()) break;
+  }
+}
+
+TEST(FtpSearch, DenseAndPlainSearchAgreeWhereSeveralChainsOverlap) {
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    timed::Features features = timed::overlapping(seed);
+    features.has_timed_effects = features.has_timed_conditions = seed % 3 == 0;
+    expect_equal_searches(timed::random_problem(seed, features).text(), {seed % 2 == 0 ? "hadd" : "hff"},
+                          false, 100);
     if (HasFailure()) break;
   }
 }

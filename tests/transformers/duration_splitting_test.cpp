@@ -288,7 +288,10 @@ TEST(PartialOrderCompiler, WhatCannotBeOrderedIsRefused) {
       {"action a() { duration <= 0; " + points + "};", "InternalError: Zero-duration action not allowed!"},
       {"action a() { duration <= 9; [end] x := x - duration; " + points + "};",
        "InternalError: (x := (x - duration))"},
-      {"action a() { [end + 1] q := true; };", "InternalError: "},
+      {"action a() { [end + 1] q := true; };",
+       "UnsupportedStatementError: A time is not 'start + k' or 'end - k' with a number k, in the statement "
+       "of "
+       "action 'a': [(end + 1)] (q := true)"},
       {"[start] x := 4.0; action a() { duration := x; " + points + "};", ""},
       {"type V with { fluent boolean v; };",
        "InternalError: This phase can be only applied to flattened models!"},

@@ -9,6 +9,7 @@
 #include "model/walkers/check_contains_walker.h"
 #include "model/walkers/expression_free_vars.h"
 #include "model/walkers/normal_forms.h"
+#include "search/frame/search_weight.h"
 #include "search/heuristics/hlandmarks.h"
 #include "search/heuristics/hmax.h"
 #include "search/heuristics/relaxation/classical_action.h"
@@ -133,6 +134,7 @@ void TpPlanner::apply_transformers() {
 }
 
 std::shared_ptr<Plan> TpPlanner::solve_under(SearchGuard& guard) {
+  search_weight(env());  // refused here even where nothing is weighed
   initialize_heuristic();
   const bool weak_equality = env().configuration().get_boolean_value("weak-equality");
   std::shared_ptr<Plan> plan = _solve(weak_equality, guard);

@@ -1,6 +1,7 @@
 #include "search/heuristics/heuristic.h"
 
 #include "search/forward/dense/dense_problem.h"
+#include "search/frame/search_weight.h"
 
 namespace zorvel {
 
@@ -32,7 +33,7 @@ class SpelledOutState : public tp::SearchState {
 
 }  // namespace
 
-double Heuristic::weight() const { return env().configuration().get_float_value("weight"); }
+double Heuristic::weight() const { return search_weight(env()); }
 
 double Heuristic::evaluate(const tp::ftp::DenseView& view) { return (*this)(SpelledOutState(view)); }
 

@@ -53,6 +53,15 @@
 (reset-assertions)
 (assert p)
 (check-sat)
+(push)
+(check-sat-assuming ((not p)))
+(pop)
+; The answer went with the level.
+(get-unsat-assumptions)
+(push)
+(check-sat)
+(pop)
+(get-value (p))
 ;> success
 ;> success
 ;> sat
@@ -76,3 +85,7 @@
 ;> unsat
 ;> sat
 ;> sat
+;> unsat
+;> (error "levels.smt2:60:23: the last check was not answered unsat")
+;> sat
+;> (error "levels.smt2:64:12: there is no model: the last check was not answered sat, or more was asserted")

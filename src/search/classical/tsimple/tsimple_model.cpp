@@ -115,7 +115,11 @@ void TSimpleModel::note_achievements(SearchState& state) const {
 
 void TSimpleModel::warn_about_what_is_ignored(const std::vector<Node*>& conditions) const {
   std::set<std::string> texts;
-  for (Node* condition : conditions) texts.insert(model::to_anml(condition));
+  for (Node* condition : conditions) {
+    std::ostringstream text;
+    text << model::print_expression{condition};
+    texts.insert(text.str());
+  }
   const bool are_landmarks = &conditions == &landmarks_;
   warn_with_list(env_,
                  are_landmarks

@@ -10,6 +10,7 @@
 #include "model/walkers/normal_forms.h"
 #include "search/classical/tsimple/hmax.h"
 #include "search/classical/tsimple/plan_builder.h"
+#include "search/frame/search_weight.h"
 #include "search/heuristics/hadd.h"
 #include "search/heuristics/hlandmarks.h"
 #include "transformers/free_var_params_compiler.h"
