@@ -155,9 +155,14 @@ bool ProblemInstanceImpl::has_forall() const {
 }
 
 bool ProblemInstanceImpl::has_continuous_change() const {
+  // One walker for all actions: ground ones share most of their nodes.
+  const CheckContainsWalker contains_time(env(), NodeKind::TIME);
   return some_contains(env(), expressions_, NodeKind::TIME) ||
          std::any_of(actions_.begin(), actions_.end(),
-                     [](const auto& entry) { return entry.second->has_continuous_change(); }) ||
+                     [&](const auto& entry) {
+                       return std::ranges::any_of(entry.second->expressions(),
+                                                  [&](Node* node) { return contains_time(node); });
+                     }) ||
          std::any_of(user_types_.begin(), user_types_.end(),
                      [](const auto& entry) { return entry.second->has_continuous_change(); });
 }
@@ -187,7 +192,7 @@ std::ostream& operator<<(std::ostream& out, const ProblemPtr& problem) {
   if (!problem->constants().empty()) out << '\n';
   for (const auto& [name, constant] : problem->constants()) print_constant_values(out, *constant);
   if (!problem->expressions().empty()) out << '\n';
-  for (Node* expression : problem->expressions()) out << print_expression{expression} << ";\n";
+  for (Node* expression : problem->expressions()) out << to_anml(expression) << ";\n";
   return out;
 }
 

@@ -298,25 +298,38 @@ std::optional<CompiledCondition::Literal> ExpressionCompiler::as_literal(Node* c
                                     !is_negated};
 }
 
+const ExpressionCompiler::Conjunct& ExpressionCompiler::conjunct(Node* node) const {
+  if (const auto known = conjuncts_.find(node); known != conjuncts_.end()) return known->second;
+  Conjunct result{as_literal(node), {}};
+  if (!result.literal) result.program = compile(node);
+  return conjuncts_.emplace(node, std::move(result)).first->second;
+}
+
 CompiledCondition ExpressionCompiler::compile_condition(Node* condition) const {
   CompiledCondition result;
   result.layout_ = &layout_;
   result.expression_ = condition;
-  result.slots_read_ = slots_of_expression(layout_, condition);
   std::unordered_set<Node*> seen{condition};
   std::vector<Node*> pending{condition};
   while (!pending.empty()) {
-    Node* const conjunct = pending.back();
+    Node* const node = pending.back();
     pending.pop_back();
-    if (ExpressionFactory::is_and(conjunct)) {
-      for (std::size_t i = conjunct->arity; i-- > 0;)
-        if (seen.insert(conjunct->children[i]).second) pending.push_back(conjunct->children[i]);
-    } else if (const auto literal = as_literal(conjunct)) {
-      result.literals_.push_back(*literal);
-    } else if (conjunct->kind() != NodeKind::TRUE) {
-      result.rest_.push_back(compile(conjunct));
+    if (ExpressionFactory::is_and(node)) {
+      for (std::size_t i = node->arity; i-- > 0;)
+        if (seen.insert(node->children[i]).second) pending.push_back(node->children[i]);
+    } else if (node->kind() != NodeKind::TRUE) {
+      const Conjunct& part = conjunct(node);
+      if (part.literal) {
+        result.literals_.push_back(*part.literal);
+        result.slots_read_.push_back(part.literal->slot);
+        continue;
+      }
+      const auto read = part.program.slots_read();
+      result.slots_read_.insert(result.slots_read_.end(), read.begin(), read.end());
+      result.rest_.push_back(part.program);
     }
   }
+  merge_into(result.slots_read_, {});
   const auto middle = std::stable_partition(result.rest_.begin(), result.rest_.end(),
                                             [](const CompiledExpression& e) { return e.can_raise(); });
   result.raising_ = static_cast<std::size_t>(middle - result.rest_.begin());
@@ -344,36 +357,38 @@ CompiledEffect::Domain ExpressionCompiler::domain_of(const model::FluentImpl& fl
   return domain;
 }
 
-bool ExpressionCompiler::add_assignment(Node* statement, CompiledEffect& result) const {
+const CompiledEffect::Assignment* ExpressionCompiler::assignment(Node* statement) const {
+  auto known = assignments_.find(statement);
+  if (known == assignments_.end())
+    known = assignments_.emplace(statement, compile_assignment(statement)).first;
+  return known->second ? &*known->second : nullptr;
+}
+
+std::optional<CompiledEffect::Assignment> ExpressionCompiler::compile_assignment(Node* statement) const {
   std::unique_ptr<Effect> effect;
   try {
     effect = get_effect(env().expression_factory(), statement, nullptr);
   } catch (const InternalError&) {
-    return false;  // it is raised when the effect takes place, as the plain operation does
+    return std::nullopt;  // it is raised when the effect takes place, as the plain operation does
   }
-  if (effect == nullptr) return false;
+  if (effect == nullptr) return std::nullopt;
   CompiledEffect::Assignment assignment;
   assignment.value = compile(effect->value);
   assignment.domain = domain_of(*effect->fluent);
-  merge_into(result.slots_read_, assignment.value.slots_read());
 
   Node* const reference =
       env().expression_factory().make_fluent_reference(effect->fluent, effect->parameters);
   if (const auto slot = layout_.index().find(reference); slot != layout_.index().end()) {
     assignment.slot = static_cast<std::uint32_t>(slot->second);
-    merge_into(result.slots_written_, std::span(&assignment.slot, 1));
-  } else {
-    assignment.table = layout_.slots_of(*effect->fluent);
-    if (assignment.table == nullptr || assignment.table->arity() != effect->parameters.size()) return false;
-    for (std::size_t i = 0; i < effect->parameters.size(); ++i) {
-      assignment.arguments.push_back(
-          compile_for(effect->parameters[i], *effect->fluent->parameters()[i]->type()));
-      merge_into(result.slots_read_, assignment.arguments.back().slots_read());
-    }
-    merge_into(result.slots_written_, assignment.table->results());
+    return assignment;
   }
-  result.assignments_.push_back(std::move(assignment));
-  return true;
+  assignment.table = layout_.slots_of(*effect->fluent);
+  if (assignment.table == nullptr || assignment.table->arity() != effect->parameters.size())
+    return std::nullopt;
+  for (std::size_t i = 0; i < effect->parameters.size(); ++i)
+    assignment.arguments.push_back(
+        compile_for(effect->parameters[i], *effect->fluent->parameters()[i]->type()));
+  return assignment;
 }
 
 CompiledEffect ExpressionCompiler::compile_effect(Node* effect) const {
@@ -383,13 +398,29 @@ CompiledEffect ExpressionCompiler::compile_effect(Node* effect) const {
   if (effect == nullptr) return result;
   const std::span<Node* const> assignments =
       ExpressionFactory::is_and(effect) ? effect->operands() : std::span<Node* const>(&effect, 1);
-  for (Node* assignment : assignments) {
-    if (add_assignment(assignment, result)) continue;
-    result.is_plain_ = true;
-    const auto slots = slots_of_expression(layout_, assignment);
-    merge_into(result.slots_read_, slots);
-    merge_into(result.slots_written_, slots);
+  const auto append = [](std::vector<std::uint32_t>& slots, std::span<const std::uint32_t> more) {
+    slots.insert(slots.end(), more.begin(), more.end());
+  };
+  for (Node* statement : assignments) {
+    const CompiledEffect::Assignment* const known = assignment(statement);
+    if (known == nullptr) {
+      result.is_plain_ = true;
+      const auto slots = slots_of_expression(layout_, statement);
+      append(result.slots_read_, slots);
+      append(result.slots_written_, slots);
+      continue;
+    }
+    append(result.slots_read_, known->value.slots_read());
+    for (const CompiledExpression& argument : known->arguments)
+      append(result.slots_read_, argument.slots_read());
+    if (known->table != nullptr)
+      append(result.slots_written_, known->table->results());
+    else
+      result.slots_written_.push_back(known->slot);
+    result.assignments_.push_back(*known);
   }
+  merge_into(result.slots_read_, {});
+  merge_into(result.slots_written_, {});
   return result;
 }
 

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <unordered_map>
 #include <vector>
 
 #include "state/compiled_condition.h"
@@ -37,10 +38,21 @@ class ExpressionCompiler : public EnvObject {
   /// The conjunct as a test of one slot, if it is one.
   std::optional<CompiledCondition::Literal> as_literal(Node* conjunct) const;
   CompiledEffect::Domain domain_of(const model::FluentImpl& fluent) const;
-  /// False if the assignment cannot be compiled.
-  bool add_assignment(Node* statement, CompiledEffect& result) const;
+  /// Null if the assignment cannot be compiled.
+  const CompiledEffect::Assignment* assignment(Node* statement) const;
+  std::optional<CompiledEffect::Assignment> compile_assignment(Node* statement) const;
+
+  /// A conjunct of a condition: a literal, or else a program.
+  struct Conjunct {
+    std::optional<CompiledCondition::Literal> literal;
+    CompiledExpression program;
+  };
+  const Conjunct& conjunct(Node* node) const;
 
   const StateLayout& layout_;
+  // Ground actions share most of their conjuncts and assignments; each is compiled once.
+  mutable std::unordered_map<Node*, Conjunct> conjuncts_;
+  mutable std::unordered_map<Node*, std::optional<CompiledEffect::Assignment>> assignments_;
 };
 
 }  // namespace zorvel

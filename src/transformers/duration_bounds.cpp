@@ -53,6 +53,7 @@ bool apply_statement(const ExpressionFactory& factory, const Node* statement, Du
 
 /// Applies the conjuncts up to the first that is no statement on the duration with a number; null if all are.
 Node* first_unreadable(ExpressionFactory& factory, Node* expression, DurationBounds& bounds) {
+  if (apply_statement(factory, expression, bounds)) return nullptr;  // as most are: nothing to simplify
   std::vector<Node*> open{with_duration_first(factory, ExpressionSimplifier(factory.env())(expression))};
   while (!open.empty()) {
     Node* const statement = open.back();

@@ -93,8 +93,7 @@ void EmptyConditionsCompiler::sort_durative_condition(Node* condition, Sorted& s
 }
 
 void EmptyConditionsCompiler::sort_duration_statement(Node* statement, Sorted& sorted) const {
-  if (CheckContainsWalker(env(), NodeKind::OR)(statement))
-    throw InternalError("Duration disjunctions not supported!");
+  if (has_or_(statement)) throw InternalError("Duration disjunctions not supported!");
   sorted.duration_statements.push_back(statement);
   const bool is_fixed = F::is_assign(statement) && F::is_duration_anchor(statement->children[0]);
   Node* const limit = static_fluents_(

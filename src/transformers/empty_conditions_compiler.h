@@ -26,7 +26,8 @@ class EmptyConditionsCompiler : public DurationSplitter {
   explicit EmptyConditionsCompiler(const ProblemPtr& problem)
       : DurationSplitter(problem),
         static_fluents_(problem),
-        has_duration_(problem->env(), NodeKind::DURATION) {}
+        has_duration_(problem->env(), NodeKind::DURATION),
+        has_or_(problem->env(), NodeKind::OR) {}
 
   /// InternalError "This phase can be only applied to flattened models!", "Duration disjunctions not
   /// supported!", "Durative conditions must have the form: [start + c1, start + c2], [start + c1, end - c2]
@@ -59,7 +60,7 @@ class EmptyConditionsCompiler : public DurationSplitter {
   bool stays_whole(const Sorted& sorted) const;
 
   StaticFluents static_fluents_;
-  CheckContainsWalker has_duration_;  // kept for its memo: actions share most of their nodes
+  CheckContainsWalker has_duration_, has_or_;  // kept for their memos: actions share most of their nodes
 };
 
 }  // namespace zorvel::model

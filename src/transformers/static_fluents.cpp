@@ -36,11 +36,15 @@ Node* initial_assignment(F& factory, Node* statement) {
 }  // namespace
 
 Node* StaticFluents::operator()(Node* expression) const {
+  if (const auto known = results_.find(expression); known != results_.end()) return known->second;
   Environment& env = problem_->env();
   const ExpressionSimplifier simplify(env);
-  if (!CheckContainsWalker(env, NodeKind::FLUENT_REFERENCE)(expression)) return simplify(expression);
   // why simplified first: an argument behind a constant must stand as a value to be found.
-  return simplify(ExpressionSubstituter(env, tables().static_values, {}, false)(simplify(expression)));
+  Node* result = simplify(expression);
+  if (CheckContainsWalker(env, NodeKind::FLUENT_REFERENCE)(expression))
+    result = simplify(ExpressionSubstituter(env, tables().static_values, {}, false)(result));
+  results_.emplace(expression, result);
+  return result;
 }
 
 Node* StaticFluents::value(Node* reference) const {
@@ -59,6 +63,7 @@ const StaticFluents::Tables& StaticFluents::tables() const {
   }
   for (Node* statement : problem_->expressions())
     if (initial_assignment(factory, statement) == nullptr) collect_writes(statement, *tables);
+  tables->seen.clear();
   collect_initial_values(*tables);
   for (const auto& [reference, value] : tables->initial_values)
     if (value != nullptr && !is_written(reference, *tables)) tables->static_values.emplace(reference, value);
@@ -67,8 +72,10 @@ const StaticFluents::Tables& StaticFluents::tables() const {
 }
 
 void StaticFluents::collect_writes(Node* expression, Tables& tables) const {
+  // A node writes the same wherever it stands, and ground actions have most of theirs in common.
+  std::unordered_set<Node*>& seen = tables.seen;
+  if (!seen.insert(expression).second) return;
   std::vector<Node*> open{expression};
-  std::unordered_set<Node*> seen{expression};
   while (!open.empty()) {
     Node* const node = open.back();
     open.pop_back();

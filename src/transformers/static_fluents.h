@@ -31,6 +31,7 @@ class StaticFluents {
     std::unordered_set<Node*> written;  // ground references
     std::unordered_map<const FluentImpl*, std::vector<Node*>> patterns;  // writes with other arguments
     NodeMap static_values;
+    std::unordered_set<Node*> seen;  // by collect_writes; emptied once all are collected
   };
   const Tables& tables() const;
   void collect_writes(Node* expression, Tables& tables) const;
@@ -40,6 +41,7 @@ class StaticFluents {
 
   ProblemPtr problem_;
   mutable std::unique_ptr<Tables> tables_;
+  mutable NodeMap results_;  // of operator(): ground actions share most of their statements
 };
 
 }  // namespace zorvel::model

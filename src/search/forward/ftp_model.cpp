@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 #include <stdexcept>
 #include <unordered_map>
 
@@ -16,6 +15,7 @@
 #include "state/effect.h"
 #include "transformers/clashing_effects.h"
 #include "transformers/duration_bounds.h"
+#include "transformers/readable_times.h"
 #include "transformers/static_fluents.h"
 #include "transformers/timing.h"
 
@@ -29,12 +29,16 @@ namespace {
 /// Statements by interval. Filled by node, read in the order of the intervals' texts.
 using ByInterval = std::map<Node*, std::vector<Node*>, NodeIdLess>;
 
-/// The groups as temporal expressions, by the text of their interval.
-std::vector<Node*> in_text_order(ExpressionFactory& factory, const ByInterval& groups) {
-  std::multimap<std::string, Node*> ordered;
-  for (const auto& [interval, bodies] : groups)
-    ordered.emplace(model::to_anml(interval),
-                    factory.make_temporal_expression(interval, factory.make_and(bodies)));
+/// The groups as temporal expressions, by the text of their interval. `texts` remembers the texts.
+std::vector<Node*> in_text_order(ExpressionFactory& factory, const ByInterval& groups,
+                                 std::unordered_map<Node*, std::string>& texts) {
+  std::vector<std::pair<const std::string*, Node*>> ordered;
+  for (const auto& [interval, bodies] : groups) {
+    std::string& text = texts[interval];
+    if (text.empty()) text = model::to_anml(interval);
+    ordered.emplace_back(&text, factory.make_temporal_expression(interval, factory.make_and(bodies)));
+  }
+  std::ranges::stable_sort(ordered, [](const auto& a, const auto& b) { return *a.first < *b.first; });
   std::vector<Node*> result;
   for (const auto& [text, expression] : ordered) result.push_back(expression);
   return result;
@@ -94,11 +98,18 @@ struct FtpModel::Groups {
   std::vector<Node*> duration_statements;
 };
 
+/// What all actions are read with; what it remembers, they have in common.
+struct FtpModel::Reader {
+  model::StaticFluents static_fluents;
+  model::CheckContainsWalker contains_duration;
+  std::unordered_map<Node*, std::string> interval_texts;
+};
+
 FtpModel::FtpModel(Environment& env, const model::ProblemPtr& problem, const rational& epsilon)
     : env_(env), problem_(problem), epsilon_(epsilon) {
   build_global_events();
-  const model::StaticFluents static_fluents(problem);
-  for (const auto& [name, action] : problem->actions()) build_action_events(action, static_fluents);
+  Reader reader{model::StaticFluents(problem), model::CheckContainsWalker(env, NodeKind::DURATION), {}};
+  for (const auto& [name, action] : problem->actions()) build_action_events(action, reader);
   compute_fluents();
   compute_order_keys();
   warn_about_missing_values();
@@ -163,6 +174,7 @@ void FtpModel::build_global_events() {
   std::map<std::string, Node*> references;  // by text, which fixes the order of the slots
   std::vector<std::pair<Node*, Node*>> initial_values;
   for (Node* expression : problem_->expressions()) {
+    model::require_readable_times(env_, expression, nullptr);
     const auto effect = get_effect(factory, expression, nullptr);
     if (!effect) {
       // A bare condition holds at the start.
@@ -194,20 +206,21 @@ void FtpModel::build_global_events() {
     return anchor.from_start ? from_start[anchor.offset + shift] : from_end[-anchor.offset + shift];
   };
   unsigned long pos = 1;
-  for (Node* expression : in_text_order(factory, effects)) {
+  std::unordered_map<Node*, std::string> texts;
+  for (Node* expression : in_text_order(factory, effects, texts)) {
     Event* const event = new_event(EventKind::EFFECT, expression, nullptr, pos++);
     set_anchor(*event, lower_anchor(expression->children[0]));
     moment(event->anchor, 0).effects.push_back(event);
   }
-  for (Node* expression : in_text_order(factory, conditions)) add_condition(expression, nullptr, pos, moment);
+  for (Node* expression : in_text_order(factory, conditions, texts))
+    add_condition(expression, nullptr, pos, moment);
   append_events(from_start, global_start_events_);
   append_events(from_end, global_end_events_);
 }
 
-void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action,
-                                   const model::StaticFluents& static_fluents) {
+void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action, Reader& reader) {
   ExpressionFactory& factory = env_.expression_factory();
-  model::CheckContainsWalker contains_duration(env_, NodeKind::DURATION);
+  const model::CheckContainsWalker& contains_duration = reader.contains_duration;
   Groups groups;
   Node* const at_start = factory.make_point_interval(factory.make_start_anchor());
   for (Node* given : action->expressions()) {
@@ -220,7 +233,7 @@ void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action,
       if (timed || !limits_duration(limit, contains_duration))
         throw InternalError("The duration of an action cannot be read by its effects or conditions: ")
             << model::print_expression{expression} << " in action " << action->name();
-      groups.duration_statements.push_back(static_fluents(limit));
+      groups.duration_statements.push_back(reader.static_fluents(limit));
     } else if (ExpressionFactory::is_assign(body)) {
       if (!factory.is_point_interval(interval))
         throw InternalError("Found an effect over a non-punctual interval");
@@ -265,8 +278,9 @@ void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action,
   // A representative duration, which only orders the events.
   const rational duration = model::ordering_duration(bounds, max_from_start, max_from_end);
 
+  const std::vector<Node*> conditions = in_text_order(factory, groups.conditions, reader.interval_texts);
   std::vector<Node*> at_opening;
-  for (Node* expression : in_text_order(factory, groups.conditions)) {
+  for (Node* expression : conditions) {
     const Node* const interval = expression->children[0];
     const auto [is_from_start, offset] = model::timing(factory, lower_anchor(interval));
     if (factory.is_left_closed(interval) && is_from_start && offset == rational(0))
@@ -284,7 +298,7 @@ void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action,
     return timeline[anchor.from_start ? anchor.offset + shift : duration - (anchor.offset - shift)];
   };
   unsigned long pos = 1;
-  for (Node* expression : in_text_order(factory, groups.effects)) {
+  for (Node* expression : in_text_order(factory, groups.effects, reader.interval_texts)) {
     Event* const event = new_event(EventKind::EFFECT, expression, action, pos++);
     set_anchor(*event, lower_anchor(expression->children[0]));
     const auto simulated = groups.simulated.find(expression->children[0]);
@@ -294,7 +308,7 @@ void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action,
     }
     moment(event->anchor, 0).effects.push_back(event);
   }
-  for (Node* expression : in_text_order(factory, groups.conditions)) {
+  for (Node* expression : conditions) {
     Node* const interval = expression->children[0];
     const auto [is_from_start, offset] = model::timing(factory, lower_anchor(interval));
     const bool is_tested_at_opening =
@@ -329,13 +343,15 @@ void FtpModel::compute_fluents() {
   fluents_.resize(events_.size());
   touch_keys_.resize(events_.size());
   for (const Event& event : events_) {
-    std::set<Node*, NodeIdLess> nodes;
+    std::vector<Node*>& nodes = fluents_[event.index];
     for (Node* expression : read[event.index])
       for (Node* node : free_vars(expression))
-        if (ExpressionFactory::is_fluent_reference(node)) nodes.insert(node);
+        if (ExpressionFactory::is_fluent_reference(node)) nodes.push_back(node);
     if (event.simulated_effect)
-      nodes.insert(event.simulated_effect->fluents.begin(), event.simulated_effect->fluents.end());
-    fluents_[event.index].assign(nodes.begin(), nodes.end());
+      nodes.insert(nodes.end(), event.simulated_effect->fluents.begin(),
+                   event.simulated_effect->fluents.end());
+    std::ranges::sort(nodes, NodeIdLess());
+    nodes.erase(std::unique(nodes.begin(), nodes.end()), nodes.end());
 
     // A key is a slot, or, for a reference whose slot is not known before the search, its fluent and all its
     // fluent's slots. Such references are rare: the actions have none after their free variables became

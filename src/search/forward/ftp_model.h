@@ -16,10 +16,6 @@
 #include "search/forward/event.h"
 #include "state/search_state.h"
 
-namespace zorvel::model {
-class StaticFluents;
-}
-
 namespace zorvel::tp::ftp {
 
 /// Dense number of an action of the ground problem, in the order of the names.
@@ -92,6 +88,7 @@ class FtpModel {
  private:
   struct Groups;
   struct Moment;
+  struct Reader;
   using Timeline = std::map<rational, Moment>;
   /// The moment of an anchor, with a shift that is later for either end.
   using MomentOf = std::function<Moment&(const Anchor&, const rational& shift)>;
@@ -104,8 +101,7 @@ class FtpModel {
   Event* new_event(EventKind kind, Node* expression, const std::shared_ptr<model::ActionImpl>& action,
                    unsigned long pos);
   void build_global_events();
-  void build_action_events(const std::shared_ptr<model::ActionImpl>& action,
-                           const model::StaticFluents& static_fluents);
+  void build_action_events(const std::shared_ptr<model::ActionImpl>& action, Reader& reader);
   void compute_fluents();
   void compute_order_keys();
   void warn_about_missing_values() const;

@@ -37,21 +37,22 @@ DenseProblem::DenseProblem(const FtpModel& model, std::shared_ptr<EvaluationTabl
       precision_(static_cast<double>(model.epsilon() / rational(100))),
       end_distance_(static_cast<double>(rational(1) + model.epsilon())) {
   events_.resize(model.events().size());
-  for (const Event& event : model.events()) compile_event(event);
+  // One simplifier for all, since actions share most of their conjuncts.
+  const model::ExpressionSimplifier simplifier(model.env());
+  for (const Event& event : model.events()) compile_event(event, simplifier);
   add_chain(model.global_start_events(), nullptr);
   add_chain(model.global_end_events(), nullptr);
-  model::ExpressionSimplifier simplifier(model.env());
   for (const ActionModel& source : model.actions()) {
     DenseAction& action = actions_.emplace_back();
     action.opening = tables_->compiler.compile_condition(
         source.start->expression == nullptr ? model.env().expression_factory().make_boolean_constant(true)
                                             : simplifier(source.start->body()));
-    compile_durations(source, action);
+    compile_durations(source, simplifier, action);
     add_chain(source.events, &action);
   }
 }
 
-void DenseProblem::compile_event(const Event& source) {
+void DenseProblem::compile_event(const Event& source, const model::ExpressionSimplifier& simplifier) {
   DenseEvent& event = events_[source.index];
   event.event = &source;
   event.is_effect_like = source.is_effect_like();
@@ -62,8 +63,7 @@ void DenseProblem::compile_event(const Event& source) {
   event.from_start = source.anchor.from_start;
   event.shift = static_cast<double>(source.anchor.from_start ? source.anchor.offset : -source.anchor.offset);
   if (source.kind == EventKind::CONDITION)
-    event.condition =
-        tables_->compiler.compile_condition(model::ExpressionSimplifier(model_.env())(source.body()));
+    event.condition = tables_->compiler.compile_condition(simplifier(source.body()));
   if (event.is_effect_like)
     event.effect = source.simulated_effect
                        ? tables_->compiler.compile_effect(source.body(), source.simulated_effect, {})
@@ -101,10 +101,10 @@ void DenseProblem::add_chain(const std::vector<Event*>& events, DenseAction* act
   }
 }
 
-void DenseProblem::compile_durations(const ActionModel& source, DenseAction& action) {
+void DenseProblem::compile_durations(const ActionModel& source, const model::ExpressionSimplifier& simplifier,
+                                     DenseAction& action) {
   F& factory = model_.env().expression_factory();
   DurationBounds bounds = source.duration_bounds.value_or(DurationBounds());
-  model::ExpressionSimplifier simplifier(model_.env());
   std::vector<Node*> statements;
   for (Node* statement : source.duration_constraints) split(simplifier(statement), statements);
   for (Node* statement : statements) {
@@ -113,7 +113,7 @@ void DenseProblem::compile_durations(const ActionModel& source, DenseAction& act
     else if (statement->arity == 2 && F::is_duration_anchor(statement->children[0]))
       action.open_limits.push_back({statement->kind(), tables_->compiler.compile(statement->children[1])});
     else
-      throw InternalError(model::to_anml(statement));
+      throw InternalError() << model::print_expression{statement};
   }
   action.bounds = bounds;
   std::tie(action.lower, action.upper) = inner_bounds(bounds, model_.epsilon());

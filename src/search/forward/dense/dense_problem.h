@@ -14,6 +14,10 @@
 #include "state/compiled_effect.h"
 #include "state/compiled_expression.h"
 
+namespace zorvel::model {
+class ExpressionSimplifier;
+}
+
 namespace zorvel::tp::ftp {
 
 /// An event with everything that a move asks for, in plain numbers.
@@ -86,8 +90,9 @@ class DenseProblem {
 
  private:
   void add_chain(const std::vector<Event*>& events, DenseAction* action);
-  void compile_event(const Event& event);
-  void compile_durations(const ActionModel& source, DenseAction& action);
+  void compile_event(const Event& event, const model::ExpressionSimplifier& simplifier);
+  void compile_durations(const ActionModel& source, const model::ExpressionSimplifier& simplifier,
+                         DenseAction& action);
 
   const FtpModel& model_;
   std::shared_ptr<EvaluationTables> tables_;

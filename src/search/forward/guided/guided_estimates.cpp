@@ -33,6 +33,7 @@ GuidedEstimates::GuidedEstimates(const DenseProblem& problem, const ValueId* ini
   find_relevant(initial);
   if (must_stop_ && must_stop_()) return;
   find_landmarks(initial);
+  if (must_stop_ && must_stop_()) return;
   build_pieces();
   is_complete_ = true;
 }
@@ -67,16 +68,15 @@ void GuidedEstimates::find_relevant(const ValueId* initial) {
   is_unsolvable_ = run_events(state) == RelaxedPass::unreachable;
 
   const auto is_reached = [&](FactId fact) { return event_pass_->cost(fact) != RelaxedPass::unreachable; };
-  std::size_t relevant = 0;
   for (ActionId action = 0; action < problem_.action_count(); ++action) {
     bool is_reachable = std::ranges::all_of(builder_.opening(action), is_reached);
     for (const std::uint32_t event : problem_.chain(first_action + action).events)
       for (const PieceBuilder::Condition& condition : builder_.conditions(event))
         is_reachable = is_reachable && is_reached(condition.fact);
     is_relevant_[action] = is_reachable ? 1 : 0;
-    relevant += is_reachable ? 1 : 0;
   }
-  if (relevant == problem_.action_count()) return;
+  is_relevant_ = builder_.find_useful([this](ActionId action) { return is_relevant(action); });
+  if (std::ranges::find(is_relevant_, 0) == is_relevant_.end()) return;
   events_ = std::make_unique<RelaxedTask>(builder_.facts());
   builder_.add_events(*events_, [this](ActionId action) { return is_relevant(action); });
   events_->finish();
@@ -84,6 +84,7 @@ void GuidedEstimates::find_relevant(const ValueId* initial) {
 }
 
 void GuidedEstimates::build_pieces() {
+  builder_.note_askers([this](ActionId action) { return is_relevant(action); });
   for (ActionId action = 0; action < problem_.action_count(); ++action) {
     if (!is_relevant(action)) continue;
     split_[action] = builder_.envelope_split(action);

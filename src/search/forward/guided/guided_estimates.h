@@ -42,7 +42,8 @@ class GuidedEstimates {
   bool is_complete() const { return is_complete_; }
   /// Whether even the events, with nothing ever made false, miss a goal: there is no plan.
   bool is_unsolvable() const { return is_unsolvable_; }
-  /// Whether all events of the action can be reached from the initial values.
+  /// Whether all events of the action can be reached from the initial values, and what it writes can matter
+  /// for the problem's own conditions, directly or by way of other such actions. No plan needs any other.
   bool is_relevant(ActionId action) const { return is_relevant_[action] != 0; }
   /// Whether the action writes to a slot what another action or a goal asks for, and later something else:
   /// others may have to take place while it is open.

@@ -47,7 +47,6 @@ PieceBuilder::PieceBuilder(const DenseProblem& problem, EvaluationTables& tables
     }
     read_chain(chain);
   }
-  note_askers();
 }
 
 bool PieceBuilder::poll() {
@@ -110,7 +109,7 @@ std::uint32_t PieceBuilder::position_written(const DenseChain& chain, std::uint3
   return no_position;
 }
 
-void PieceBuilder::note_askers() {
+void PieceBuilder::note_askers(const std::function<bool(ActionId)>& is_wanted) {
   asker_.assign(facts_.size(), nobody);
   const auto note = [&](FactId fact, std::uint32_t asker) {
     if (asker_[fact] == nobody)
@@ -120,6 +119,7 @@ void PieceBuilder::note_askers() {
   };
   for (std::uint32_t chain = 0; chain < first_action + problem_.action_count(); ++chain) {
     const std::uint32_t asker = chain < first_action ? several : chain - first_action;
+    if (chain >= first_action && !is_wanted(asker)) continue;
     if (chain >= first_action)
       for (const FactId fact : opening(asker)) note(fact, asker);
     for (const std::uint32_t event : problem_.chain(chain).events)
@@ -127,6 +127,75 @@ void PieceBuilder::note_askers() {
   }
   for (const FactTable::Rule& rule : facts_.rules())
     for (const FactId fact : rule.body) note(fact, several);
+}
+
+std::vector<char> PieceBuilder::find_useful(const std::function<bool(ActionId)>& is_reachable) const {
+  const std::size_t actions = problem_.action_count();
+  // Facts, and behind them slots, whose every write matters.
+  const std::size_t slots = facts_.slots();
+  std::vector<std::vector<ActionId>> adders(facts_.size()), writers(slots);
+  std::vector<char> is_useful(actions, 0), is_fact_wanted(facts_.size(), 0), is_slot_wanted(slots, 0);
+  std::vector<ActionId> pending;
+  bool is_all_read = false;  // by a simulated effect
+  std::vector<std::vector<std::uint32_t>> rules(facts_.first_change() - facts_.first_formula());
+  for (std::uint32_t rule = 0; rule < facts_.rules().size(); ++rule)
+    rules[facts_.rules()[rule].head - facts_.first_formula()].push_back(rule);
+
+  const auto use = [&](ActionId action) {
+    if (is_useful[action] != 0) return;
+    is_useful[action] = 1;
+    pending.push_back(action);
+  };
+  const auto want_slots = [&](std::span<const std::uint32_t> read) {
+    for (const std::uint32_t slot : read) {
+      if (is_slot_wanted[slot] != 0) continue;
+      is_slot_wanted[slot] = 1;
+      for (const ActionId action : writers[slot]) use(action);
+    }
+  };
+  const auto want = [&](FactId root) {
+    std::vector<FactId> facts{root};
+    while (!facts.empty()) {
+      const FactId fact = facts.back();
+      facts.pop_back();
+      if (is_fact_wanted[fact] != 0) continue;
+      is_fact_wanted[fact] = 1;
+      for (const ActionId action : adders[fact]) use(action);
+      if (facts_.is_predicate(fact)) want_slots(facts_.slots_of(fact));
+      if (!facts_.is_formula(fact)) continue;
+      for (const std::uint32_t rule : rules[fact - facts_.first_formula()])
+        facts.insert(facts.end(), facts_.rules()[rule].body.begin(), facts_.rules()[rule].body.end());
+    }
+  };
+  const auto want_chain = [&](std::uint32_t chain) {
+    for (const std::uint32_t event : problem_.chain(chain).events) {
+      for (const Condition& condition : conditions(event)) want(condition.fact);
+      if (!problem_.event(event).is_effect_like) continue;
+      const CompiledEffect& effect = problem_.event(event).effect;
+      is_all_read = is_all_read || !effect.is_all_assignments();
+      want_slots(effect.slots_read());
+    }
+  };
+  for (ActionId action = 0; action < actions; ++action) {
+    if (!is_reachable(action)) continue;
+    for (const std::uint32_t event : problem_.chain(first_action + action).events) {
+      for (const FactId fact : added(event)) adders[fact].push_back(action);
+      if (!problem_.event(event).is_effect_like) continue;
+      for (const std::uint32_t slot : problem_.event(event).effect.slots_written())
+        writers[slot].push_back(action);
+    }
+  }
+  for (std::uint32_t chain = 0; chain < first_action; ++chain) want_chain(chain);
+  while (!pending.empty() && !is_all_read) {
+    const ActionId action = pending.back();
+    pending.pop_back();
+    for (const FactId fact : opening(action)) want(fact);
+    for (const auto& [kind, limit] : problem_.action(action).open_limits) want_slots(limit.slots_read());
+    want_chain(first_action + action);
+  }
+  if (is_all_read)
+    for (ActionId action = 0; action < actions; ++action) is_useful[action] = is_reachable(action) ? 1 : 0;
+  return is_useful;
 }
 
 bool PieceBuilder::is_asked_by_others(FactId fact, ActionId action) const {

@@ -54,6 +54,12 @@ class PieceBuilder {
     return {added_.data() + events_[event].first_possible, added_.data() + events_[event].last_added};
   }
 
+  /// Those of the actions that can matter for a plan: what they write, some condition of the problem's own
+  /// or of another such action asks for, or it is read by a value or duration of one. Only actions for which
+  /// `is_reachable` holds are looked at.
+  std::vector<char> find_useful(const std::function<bool(ActionId)>& is_reachable) const;
+  /// Must be called before `envelope_split`: notes what actions for which `is_wanted` holds ask for.
+  void note_askers(const std::function<bool(ActionId)>& is_wanted);
   /// The events of all actions for which `is_wanted` holds, as operators owned by their actions. Operators of
   /// one action are consecutive.
   void add_events(RelaxedTask& task, const std::function<bool(ActionId)>& is_wanted) const;
@@ -73,7 +79,6 @@ class PieceBuilder {
   void read_chain(std::uint32_t chain);
   std::uint32_t position_written(const DenseChain& chain, std::uint32_t position, FactId fact) const;
   bool writes_any_of(std::uint32_t event, std::span<const std::uint32_t> slots) const;
-  void note_askers();
   bool is_asked_by_others(FactId fact, ActionId action) const;
   bool takes_back(std::uint32_t event, FactId fact) const;
 

@@ -112,12 +112,22 @@ void FactLandmarks::run(std::span<const FactId> goals, std::span<const FactId> p
 
 void FactLandmarks::look_behind(LandmarkId landmark) {
   const std::vector<FactId> facts = landmarks_[landmark].facts;
-  for (const FactId fact : given_)
-    if (std::find(facts.begin(), facts.end(), fact) != facts.end()) return;  // it may come by itself
+  if (may_come_by_itself(facts)) return;
   const std::vector<OperatorId> achievers = first_achievers(facts);
   if (achievers.empty()) return;  // the goal is out of reach, or the landmark's truth rests on no effect
   add_shared_conditions(achievers, landmark);
   add_disjunctions(achievers, landmark);
+}
+
+bool FactLandmarks::may_come_by_itself(const std::vector<FactId>& facts) const {
+  return std::any_of(given_.begin(), given_.end(), [&](FactId given) {
+    if (std::find(facts.begin(), facts.end(), given) != facts.end()) return true;
+    if (!table_.is_change(given)) return false;
+    const auto readers = table_.predicates_reading(table_.change(given).slot);
+    return std::any_of(readers.begin(), readers.end(), [&](std::uint32_t predicate) {
+      return std::find(facts.begin(), facts.end(), table_.first_predicate() + predicate) != facts.end();
+    });
+  });
 }
 
 std::vector<FactLandmarks::OperatorId> FactLandmarks::first_achievers(const std::vector<FactId>& facts) {

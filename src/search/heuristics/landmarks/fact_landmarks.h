@@ -55,6 +55,8 @@ class FactLandmarks {
   std::vector<FactId> as_landmark(FactId condition) const;
   LandmarkId add(std::vector<FactId> facts, bool is_goal);
   void look_behind(LandmarkId landmark);
+  /// Whether what is given makes one of the facts true, or may make a predicate among them so.
+  bool may_come_by_itself(const std::vector<FactId>& facts) const;
   std::vector<OperatorId> first_achievers(const std::vector<FactId>& facts);
   void explore();
   void reach(FactId fact);

@@ -14,7 +14,7 @@ RelaxedPass::RelaxedPass(const RelaxedTask& task, bool is_optimistic)
       is_optimistic_(is_optimistic),
       values_(table_.slots(), unset_value),
       facts_(table_.size(), FactState{0, 0, no_supporter, 0}),
-      operators_(task.size(), OperatorState{0, 0, 0, 0}),
+      missing_in_state_(task.size()),
       applicable_((task.size() + 63) / 64),
       is_stale_(table_.predicates().size()),
       buckets_(bucket_limit),
@@ -23,7 +23,7 @@ RelaxedPass::RelaxedPass(const RelaxedTask& task, bool is_optimistic)
       operator_step_(task.size(), 0) {
   assert(task.size() < change_bit && table_.size() < change_bit);
   for (OperatorId id = 0; id < task.size(); ++id)
-    operators_[id].missing_in_state = static_cast<std::uint32_t>(task.conditions(id).size());
+    missing_in_state_[id] = static_cast<Count>(task.conditions(id).size());
   for (const OperatorId id : task.unconditional()) applicable_[id / 64] |= std::uint64_t{1} << (id % 64);
 }
 
@@ -32,9 +32,9 @@ void RelaxedPass::set_holds(FactId fact, bool holds) {
   if ((state.pass == always) == holds) return;
   state.pass = holds ? always : 0;
   for (const OperatorId id : task_.operators_with(fact)) {
-    std::uint32_t& missing = operators_[id].missing_in_state;
+    Count& missing = missing_in_state_[id];
     const bool was_applicable = missing == 0;
-    missing = holds ? missing - 1 : missing + 1;
+    missing = static_cast<Count>(holds ? missing - 1 : missing + 1);
     if (was_applicable || missing == 0) applicable_[id / 64] ^= std::uint64_t{1} << (id % 64);
   }
 }
@@ -130,8 +130,10 @@ inline void RelaxedPass::reach(FactId fact, Cost cost, std::uint32_t supporter) 
   }
 }
 
-inline void RelaxedPass::complete(OperatorId id, Cost sum) {
-  const Cost cost = std::min(sum + task_.cost(id), max_cost);
+inline void RelaxedPass::complete(OperatorId id) {
+  Cost cost = task_.cost(id);
+  for (const FactId fact : task_.conditions(id))
+    if (facts_[fact].pass != always) cost = std::min(cost + facts_[fact].cost, max_cost);
   for (const FactId fact : task_.added(id)) reach(fact, cost, id);
 }
 
@@ -146,15 +148,8 @@ void RelaxedPass::complete_extra(std::uint32_t number) {
 inline void RelaxedPass::settle_fact(FactId fact, Cost cost) {
   if (facts_[fact].marked == pass_) settle_marked(fact, cost);
   for (const OperatorId id : task_.operators_with(fact)) {
-    OperatorState& state = operators_[id];
-    if (state.pass != pass_) {
-      state.pass = pass_;
-      state.missing = state.missing_in_state;
-      state.sum = 0;
-    }
-    state.sum = std::min(state.sum + cost, max_cost);
-    assert(state.missing > 0);
-    if (--state.missing == 0) complete(id, state.sum);
+    assert(missing_[id] > 0);
+    if (--missing_[id] == 0) complete(id);
   }
   if (table_.is_change(fact)) settle_change(fact, cost);
 }
@@ -187,9 +182,10 @@ void RelaxedPass::settle_change(FactId fact, Cost cost) {
 
 RelaxedPass::Cost RelaxedPass::settle(bool early) {
   if (is_done(early)) return goal_sum_;
+  missing_ = missing_in_state_;
   for (std::size_t word = 0; word < applicable_.size(); ++word)
     for (std::uint64_t set = applicable_[word]; set != 0; set &= set - 1)
-      complete(static_cast<OperatorId>(word * 64 + static_cast<std::size_t>(std::countr_zero(set))), 0);
+      complete(static_cast<OperatorId>(word * 64 + static_cast<std::size_t>(std::countr_zero(set))));
   for (std::uint32_t number = 0; number < extras_.size(); ++number)
     if (extras_[number].missing == 0) complete_extra(number);
   if (!settle_near(early)) settle_far(early);
@@ -271,7 +267,7 @@ void RelaxedPass::add_step(std::uint32_t supporter, std::uint32_t times) {
 
 std::uint64_t RelaxedPass::bytes() const {
   return facts_.capacity() * (sizeof(FactState) + 2 * sizeof(std::uint32_t)) +
-         operators_.capacity() * (sizeof(OperatorState) + sizeof(std::uint32_t));
+         missing_.capacity() * (2 * sizeof(Count) + sizeof(std::uint32_t));
 }
 
 }  // namespace zorvel

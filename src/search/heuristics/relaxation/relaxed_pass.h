@@ -39,7 +39,7 @@ class RelaxedPass {
   /// Starts a pass from a state.
   void begin(const ValueId* values);
   bool holds(FactId fact) const { return facts_[fact].pass == always; }
-  bool is_applicable(OperatorId id) const { return operators_[id].missing_in_state == 0; }
+  bool is_applicable(OperatorId id) const { return missing_in_state_[id] == 0; }
 
   // Between begin() and settle():
   /// An operator for this pass alone; its number. Its conditions must not repeat.
@@ -54,11 +54,6 @@ class RelaxedPass {
     const FactState& state = facts_[fact];
     return state.pass == always ? 0 : state.pass == pass_ ? state.cost : unreachable;
   }
-  /// Whether all conditions of the operator have been reached; only after a pass that was not `early`.
-  bool is_reached(OperatorId id) const {
-    const OperatorState& state = operators_[id];
-    return state.missing_in_state == 0 || (state.pass == pass_ && state.missing == 0);
-  }
   /// The relaxed plan of the last pass, whose goals are all reached: each operator and extra operator once.
   /// Rules of formulas are left out. Valid until the next call.
   std::span<const Step> extract();
@@ -70,12 +65,6 @@ class RelaxedPass {
     Cost cost;
     std::uint32_t supporter;
     std::uint32_t marked;  // the pass in which a goal or an extra operator waits for it
-  };
-  struct OperatorState {
-    std::uint32_t missing_in_state;  // conditions that do not hold in the state
-    std::uint32_t pass;              // of the next two
-    std::uint32_t missing;
-    Cost sum;
   };
   struct Extra {
     std::uint32_t first_condition, first_added, last_added;  // in extra_facts_
@@ -92,7 +81,7 @@ class RelaxedPass {
   void change_slot(std::uint32_t slot, ValueId value);
   void set_holds(FactId fact, bool holds);
   void reach(FactId fact, Cost cost, std::uint32_t supporter);
-  void complete(OperatorId id, Cost sum);
+  void complete(OperatorId id);
   void complete_extra(std::uint32_t number);
   void settle_fact(FactId fact, Cost cost);
   void settle_marked(FactId fact, Cost cost);
@@ -108,7 +97,10 @@ class RelaxedPass {
   bool has_state_ = false;
   std::vector<ValueId> values_;  // of the state
   std::vector<FactState> facts_;
-  std::vector<OperatorState> operators_;
+  // By operator: its conditions that do not hold in the state, and those not yet settled in the pass. Small
+  // numbers apart from all else, since most of a pass is counting them down.
+  using Count = std::uint32_t;
+  std::vector<Count> missing_in_state_, missing_;
   std::vector<std::uint64_t> applicable_;  // bit set of the operators that miss nothing
   std::vector<std::uint32_t> stale_predicates_;
   std::vector<char> is_stale_;
