@@ -1,4 +1,4 @@
-/* The part of PDDL that is read; docs/pddl.md describes it for its users.
+/* The part of PDDL that is read; docs/pddl-subset.md describes it for its users.
  *
  * Each action is one call of the builder. Lists are left-recursive: their length costs no stack, and their
  * items come in the order of the text. No word is kept for the names of domains and problems.

@@ -12,7 +12,7 @@
 namespace zorvel {
 
 /// Reads planning problems written in PDDL: a domain and a problem, as one text or as two.
-/// docs/pddl.md describes what is read.
+/// docs/pddl-subset.md describes what is read.
 ///
 /// One parser may read several texts, one after the other. After a failure nothing of the text is left but
 /// the place of the error.

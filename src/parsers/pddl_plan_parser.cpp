@@ -87,6 +87,8 @@ class StepReader {
  private:
   std::optional<rational> read_duration(std::string_view text, const ActionImpl& action) const {
     if (!text.empty()) return words_.number(text);
+    const PlanNames::ActionName* const name = names_.find(action.name());
+    if (name != nullptr && name->is_instantaneous) return rational(0);
     const CheckContainsWalker speaks_of_duration(env_, NodeKind::DURATION);
     if (std::any_of(action.expressions().begin(), action.expressions().end(),
                     [&](Node* statement) { return speaks_of_duration(statement); }))
@@ -114,7 +116,7 @@ class StepReader {
       return factory.make_integer_constant(value.numerator());
     }
     if (text == "true" || text == "false") return factory.make_boolean_constant(text == "true");
-    return words_.instance_argument(text);
+    return words_.instance_argument(names_.object_name(std::string(text)));
   }
 
   Environment& env_;

@@ -90,7 +90,8 @@ bool print_pddl_plan(std::ostream& out, const TimeTriggeredPlan& plan, const Pla
       print_decimal(out, time, precision.decimals);
       out << ": ";
       print_step(out, *step, names);
-      if (step->has_duration) {
+      const PlanNames::ActionName* const name = names.find(step->action->name());
+      if (step->has_duration && (name == nullptr || !name->is_instantaneous)) {
         out << " [";
         print_decimal(out, step->duration, precision.decimals);
         out << ']';

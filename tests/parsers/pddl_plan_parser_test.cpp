@@ -168,7 +168,9 @@ TEST_F(PddlPlan, HasTheNamesAndTheOrderOfAPddlText) {
   const auto problem = reader.parse_texts(
       "(define (domain d) (:types t u)\n"
       "(:durative-action load-up :parameters (?a ?b - t ?c - u) :duration (= ?duration 1) :condition (and)"
-      " :effect (and)))",
+      " :effect (and)) (:durative-action LOAD-UP :parameters () :duration (= ?duration 1) :condition (and) "
+      ":effect "
+      "(and)))",
       "(define (problem p) (:objects a-1 b c - t u1 - u))");
   PddlPlanParser parser(env, problem, reader.plan_names());
   const auto plan = parse("0: (load-up a-1 b u1) [1]", parser);
@@ -177,6 +179,8 @@ TEST_F(PddlPlan, HasTheNamesAndTheOrderOfAPddlText) {
   EXPECT_TRUE(print_pddl_plan(out, *plan, reader.plan_names()));
   EXPECT_EQ(out.str(), "0.000: (load-up a-1 b u1) [1.000]\n");
   EXPECT_EQ(outcome("0: (load-down a-1 b u1) [1]", parser), "ParserError: Action not found at line 1");
+  // Here, names that differ in case alone are two.
+  EXPECT_EQ(exact(*parse("0: (LOAD-UP) [1]", parser)), "0: action_LOAD-UP() [1]\n");
 }
 
 }  // namespace
