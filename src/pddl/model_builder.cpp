@@ -1,0 +1,573 @@
+#include "pddl/model_builder.h"
+
+#include <algorithm>
+#include <cassert>
+#include <map>
+#include <unordered_map>
+
+#include "model/expression_factory.h"
+#include "model/model_factory.h"
+#include "pddl/assignments.h"
+#include "pddl/effects.h"
+#include "pddl/expansion.h"
+#include "pddl/initial_state.h"
+#include "pddl/metrics.h"
+#include "pddl/monitors.h"
+#include "pddl/times.h"
+#include "pddl/type_families.h"
+#include "transformers/fresh_names.h"
+
+namespace zorvel::pddl {
+
+namespace {
+
+using namespace model;
+using Kind = ExpressionKind;
+using F = ExpressionFactory;
+
+// About two gigabytes.
+constexpr std::size_t max_ground_atoms = 5000000;
+
+class ModelBuilder : public EnvObject {
+ public:
+  ModelBuilder(Environment& env, Task& task, Messages& messages)
+      : EnvObject(env),
+        factory_(env.expression_factory()),
+        task_(task),
+        messages_(messages),
+        initial_state_(task, messages),
+        expansion_(task, initial_state_, messages),
+        families_(task),
+        monitors_(factory_, [this] { return make_hidden_fluent("__seen"); }),
+        fluents_(task.fluents.size()),
+        constants_(task.fluents.size()),
+        parameters_(task.variable_count()) {}
+
+  BuiltProblem build();
+
+ private:
+  void declare_objects();
+  void declare_fluents();
+  void declare_initial_state();
+  void declare_timed_facts();
+  void declare_goals();
+  void declare_constraint(const Expression& constraint, Binding& binding);
+  void declare_simple_constraint(const Expression& constraint, const Binding& binding);
+  void declare_action(const Action& action);
+
+  std::string take_name(const std::string& name) { return names_.unique(name); }
+  const TypePtr& type_of(const Sort& sort) const { return types_[families_.family_of(sort)]; }
+  ParameterVector parameters_of(const std::vector<const Variable*>& variables);
+  std::shared_ptr<ConstantImpl> constant_of(const Fluent& fluent);
+  Node* membership(const Variable& parameter);
+  Node* reference(const Fluent& fluent, const std::vector<Node*>& arguments);
+  Node* instance(const Object& object) const { return instances_[object.number]; }
+  std::vector<Node*> instances_of(const std::vector<const Object*>& objects) const;
+
+  std::shared_ptr<FluentImpl> make_hidden_fluent(const char* name);
+
+  Node* node(const Expression& expression);
+  std::vector<Node*> nodes(const std::vector<const Expression*>& expressions);
+  Node* at(Node* time, Node* body) {
+    return factory_.make_temporal_expression(factory_.make_point_interval(time), body);
+  }
+  Node* interval(Time time);
+  void add_conditions(const Expression& condition, Time time, std::vector<Node*>& statements);
+
+  void add_duration(const Action& action, std::vector<Node*>& statements);
+  void add_duration_bound(const Action& action, const Expression& bound, std::vector<Node*>& statements);
+  void add_action_conditions(const Action& action, std::vector<Node*>& statements);
+  void add_effects(const Action& action, std::vector<Node*>& statements);
+  Node* condition_of(const Change& change);
+  std::size_t atoms_of(const Fluent& fluent) const;
+
+  ExpressionFactory& factory_;
+  Task& task_;
+  Messages& messages_;
+  const InitialState initial_state_;
+  Expansion expansion_;
+  const TypeFamilies families_;
+  Monitors monitors_;
+  FreshNames names_;  // of everything: the model has one space of names
+  PlanNames plan_names_;
+
+  std::vector<TypePtr> types_;                             // by family
+  std::vector<std::shared_ptr<UserTypeImpl>> user_types_;  // the same
+  std::vector<std::shared_ptr<InstanceImpl>> instance_objects_;
+  std::vector<Node*> instances_;                      // by number of the object
+  std::vector<std::shared_ptr<FluentImpl>> fluents_;  // by number; null for what never changes
+  std::vector<std::shared_ptr<FluentImpl>> hidden_fluents_;
+  std::vector<std::shared_ptr<ConstantImpl>> constants_;  // by number; null until it is needed
+  std::unordered_map<const Sort*, std::shared_ptr<ConstantImpl>> memberships_;
+  std::vector<std::shared_ptr<ConstantImpl>> membership_order_;
+  std::vector<std::shared_ptr<ParameterImpl>> parameters_;  // by number of the variable
+  std::vector<std::string> action_names_;                   // as the model has them
+  std::vector<std::shared_ptr<ActionImpl>> actions_;
+  std::vector<Node*> statements_;  // of the problem
+  Time time_ = Time::start;        // of the expression at hand
+  Node* duration_ = nullptr;       // what `?duration` stands for; null where it stands for nothing
+  ActionCosts costs_;
+  LeftOut preferences_;
+};
+
+void ModelBuilder::declare_objects() {
+  // why first: plans show the names of objects and actions, so others give way to them.
+  for (const Object& object : task_.objects) names_.reserve(object.name.text);
+  for (const Action& action : task_.actions) {
+    const std::string name = take_name(action.name.text);
+    PlanNames::ActionName shown{action.name.text, {}, !action.is_durative};
+    for (std::size_t i = 0; i < action.parameters.size(); ++i) shown.order.push_back(i);
+    plan_names_.add(name, std::move(shown));
+    action_names_.push_back(name);
+  }
+  for (TypeFamilies::Family family = 0; family < families_.size(); ++family) {
+    user_types_.push_back(env().model_factory().make_fresh_user_type(take_name(families_.name(family))));
+    types_.push_back(user_types_.back());
+  }
+  for (const Object& object : task_.objects) {
+    instance_objects_.push_back(
+        env().model_factory().make_instance(object.name.text, user_types_[families_.family_of(object)]));
+    instances_.push_back(factory_.make_instance_reference(instance_objects_.back()));
+    plan_names_.add_object(object.name.text);
+  }
+}
+
+ParameterVector ModelBuilder::parameters_of(const std::vector<const Variable*>& variables) {
+  ParameterVector result;
+  FreshNames names;
+  for (const Variable* variable : variables)
+    result.push_back(
+        std::make_shared<ParameterImpl>(names.unique(variable->name.text), type_of(*variable->sort)));
+  return result;
+}
+
+void ModelBuilder::declare_fluents() {
+  for (const Fluent& fluent : task_.fluents) {
+    if (!initial_state_.changes(fluent)) continue;
+    fluents_[fluent.number] =
+        env().model_factory().make_fluent(take_name(fluent.name.text),
+                                          fluent.is_function ? env().model_factory().make_rational_type()
+                                                             : env().model_factory().make_boolean_type(),
+                                          {}, parameters_of(fluent.parameters));
+  }
+}
+
+std::shared_ptr<ConstantImpl> ModelBuilder::constant_of(const Fluent& fluent) {
+  std::shared_ptr<ConstantImpl>& constant = constants_[fluent.number];
+  if (constant != nullptr) return constant;
+  auto table = fluent.is_function
+                   ? std::make_shared<FunctionValueImpl>()
+                   : std::make_shared<FunctionValueImpl>(factory_.make_boolean_constant(false));
+  for (const InitialState::Row& row : initial_state_.rows(fluent)) {
+    if (!row.holds) continue;
+    table->add_assignment(instances_of(row.arguments), fluent.is_function
+                                                           ? factory_.make_rational_constant(row.value)
+                                                           : factory_.make_boolean_constant(true));
+  }
+  constant =
+      env().model_factory().make_constant(take_name(fluent.name.text),
+                                          fluent.is_function ? env().model_factory().make_rational_type()
+                                                             : env().model_factory().make_boolean_type(),
+                                          {}, parameters_of(fluent.parameters), {{"", table}});
+  return constant;
+}
+
+/// The condition that a parameter stands for an object of its type; null if its family has no others.
+Node* ModelBuilder::membership(const Variable& parameter) {
+  const Sort& sort = *parameter.sort;
+  if (families_.is_whole(sort)) return nullptr;
+  std::shared_ptr<ConstantImpl>& constant = memberships_[&sort];
+  if (constant == nullptr) {
+    const auto table = std::make_shared<FunctionValueImpl>(factory_.make_boolean_constant(false));
+    for (const Object* object : sort.objects)
+      table->add_assignment({instance(*object)}, factory_.make_boolean_constant(true));
+    std::string name = "__is";
+    for (const Type* type : sort.types) name += "_" + type->name.text;
+    const auto member = std::make_shared<ParameterImpl>("x", type_of(sort));
+    constant = env().model_factory().make_constant(take_name(name), env().model_factory().make_boolean_type(),
+                                                   {}, {member}, {{"", table}});
+    membership_order_.push_back(constant);
+  }
+  return factory_.make_constant_reference(constant,
+                                          {factory_.make_parameter_reference(parameters_[parameter.number])});
+}
+
+std::vector<Node*> ModelBuilder::instances_of(const std::vector<const Object*>& objects) const {
+  std::vector<Node*> result;
+  result.reserve(objects.size());
+  for (const Object* object : objects) result.push_back(instance(*object));
+  return result;
+}
+
+Node* ModelBuilder::reference(const Fluent& fluent, const std::vector<Node*>& arguments) {
+  if (const auto& changing = fluents_[fluent.number])
+    return factory_.make_fluent_reference(changing, arguments);
+  return factory_.make_constant_reference(constant_of(fluent), arguments);
+}
+
+std::vector<Node*> ModelBuilder::nodes(const std::vector<const Expression*>& expressions) {
+  std::vector<Node*> result;
+  result.reserve(expressions.size());
+  for (const Expression* expression : expressions) result.push_back(node(*expression));
+  return result;
+}
+
+/// The expression of the model for one without quantifiers.
+Node* ModelBuilder::node(const Expression& expression) {
+  switch (expression.kind) {
+    case Kind::truth:
+    case Kind::falsity: return factory_.make_boolean_constant(expression.kind == Kind::truth);
+    case Kind::object: return instance(*expression.object);
+    case Kind::variable: return factory_.make_parameter_reference(parameters_[expression.variable->number]);
+    case Kind::number: return factory_.make_rational_constant(expression.value);
+    case Kind::duration:
+      if (duration_ != nullptr && time_ != Time::start && reads_fluents(duration_)) {
+        messages_.error(expression.place,
+                        "'?duration' reads what changes: it can be used at the start of the action only");
+        return factory_.make_rational_constant(rational(0));
+      }
+      if (duration_ != nullptr) return duration_;
+      messages_.error(expression.place,
+                      "'?duration' stands for no number here: the duration of the action is "
+                      "not given by '(= ?duration E)'");
+      return factory_.make_rational_constant(rational(0));
+    case Kind::total_time:
+    case Kind::is_violated:
+      messages_.error(expression.place, "only a metric can speak of this");
+      return factory_.make_rational_constant(rational(0));
+    default: break;
+  }
+  const std::vector<Node*> operands = nodes(expression.operands);
+  switch (expression.kind) {
+    case Kind::atom:
+    case Kind::function: return reference(*expression.fluent, operands);
+    case Kind::conjunction: return factory_.make_and(operands);
+    case Kind::disjunction: return factory_.make_or(operands);
+    case Kind::negation: return factory_.make_not(operands[0]);
+    case Kind::equality: return factory_.make_equals(operands[0], operands[1]);
+    case Kind::less: return factory_.make_lt(operands[0], operands[1]);
+    case Kind::less_or_equal: return factory_.make_le(operands[0], operands[1]);
+    case Kind::greater: return factory_.make_gt(operands[0], operands[1]);
+    case Kind::greater_or_equal: return factory_.make_ge(operands[0], operands[1]);
+    case Kind::plus: return factory_.make_plus(operands);
+    case Kind::times: return factory_.make_times(operands);
+    case Kind::divide: return factory_.make_div(operands[0], operands[1]);
+    case Kind::minus:
+      return operands.size() == 1 ? factory_.make_unary_minus(operands[0])
+                                  : factory_.make_minus(operands[0], operands[1]);
+    default: break;
+  }
+  assert(false && "quantifiers, times and effects are taken apart before");
+  return factory_.make_boolean_constant(false);
+}
+
+Node* ModelBuilder::interval(Time time) {
+  switch (time) {
+    case Time::start: return factory_.make_point_interval(factory_.make_start_anchor());
+    case Time::end: return factory_.make_point_interval(factory_.make_end_anchor());
+    default: return factory_.make_open_interval(factory_.make_start_anchor(), factory_.make_end_anchor());
+  }
+}
+
+/// A statement for each part of a condition without quantifiers.
+void ModelBuilder::add_conditions(const Expression& condition, Time time, std::vector<Node*>& statements) {
+  time_ = time;
+  if (condition.kind == Kind::truth) return;
+  if (condition.kind == Kind::conjunction) {
+    for (const Expression* operand : condition.operands) add_conditions(*operand, time, statements);
+    return;
+  }
+  statements.push_back(factory_.make_temporal_expression(interval(time), node(condition)));
+}
+
+std::size_t ModelBuilder::atoms_of(const Fluent& fluent) const {
+  std::size_t atoms = 1;
+  for (const Variable* parameter : fluent.parameters)
+    atoms = std::min(atoms * parameter->sort->objects.size(), max_ground_atoms + 1);
+  return atoms;
+}
+
+void ModelBuilder::declare_initial_state() {
+  std::size_t atoms = 0;
+  for (const Fluent& fluent : task_.fluents) {
+    if (fluents_[fluent.number] == nullptr) continue;
+    const auto start = [&](const std::vector<const Object*>& arguments, Node* value) {
+      Node* const target = factory_.make_fluent_reference(fluents_[fluent.number], instances_of(arguments));
+      statements_.push_back(at(factory_.make_start_anchor(), factory_.make_assign(target, value)));
+    };
+    if (fluent.is_function) {
+      for (const InitialState::Row& row : initial_state_.rows(fluent))
+        start(row.arguments, factory_.make_rational_constant(row.value));
+      continue;
+    }
+    atoms += atoms_of(fluent);
+    if (atoms > max_ground_atoms) {
+      messages_.error(fluent.name.place,
+                      "the predicates that change have more than " + std::to_string(max_ground_atoms) +
+                          " ground atoms; the first that is too many belongs to " + quoted(fluent.name.text));
+      return;
+    }
+    Binding binding(task_);
+    std::vector<const Object*> arguments;
+    Expansion::for_each_choice(
+        fluent.parameters, binding, [] { return false; },
+        [&] {
+          arguments.clear();
+          for (const Variable* parameter : fluent.parameters) arguments.push_back(binding[*parameter]);
+          start(arguments, factory_.make_boolean_constant(initial_state_.holds(fluent, arguments)));
+        });
+  }
+}
+
+std::shared_ptr<FluentImpl> ModelBuilder::make_hidden_fluent(const char* name) {
+  hidden_fluents_.push_back(
+      env().model_factory().make_fluent(take_name(name), env().model_factory().make_boolean_type(), {}, {}));
+  return hidden_fluents_.back();
+}
+
+void ModelBuilder::declare_timed_facts() {
+  struct Moment {
+    Place place;
+    std::vector<Node*> targets;  // in the order of the text
+    std::map<Node*, Node*> values;
+  };
+  std::map<rational, Moment> moments;
+  Node* const yes = factory_.make_boolean_constant(true);
+  for (const Fact& fact : task_.facts) {
+    if (is_initial(fact)) continue;
+    Moment& moment = moments[*fact.time];
+    Node* const target =
+        factory_.make_fluent_reference(fluents_[fact.fluent->number], instances_of(fact.arguments));
+    Node* const value = fact.fluent->is_function ? factory_.make_rational_constant(fact.value)
+                                                 : factory_.make_boolean_constant(fact.holds);
+    Node*& known = moment.values[target];
+    if (known == nullptr) moment.targets.push_back(target);
+    if (known != yes) known = value;  // an add wins over a delete
+    moment.place = fact.place;
+  }
+  for (const auto& [time, moment] : moments) {
+    std::vector<Node*> assignments;
+    for (Node* target : moment.targets)
+      assignments.push_back(factory_.make_assign(target, moment.values.at(target)));
+    for (Node* update : monitors_.updates(assignments, moment.place, messages_))
+      assignments.push_back(update);
+    for (Node* assignment : assignments)
+      statements_.push_back(at(factory_.make_rational_constant(time), assignment));
+  }
+}
+
+void ModelBuilder::declare_goals() {
+  const Binding nothing(task_);
+  for (const Expression* goal : task_.goals) {
+    const Expression* const required = without_preferences(task_, *goal, preferences_, messages_);
+    for (const TimedExpression& part : distribute_times(task_, *required, messages_)) {
+      if (part.expression != required && part.time != Time::end)
+        messages_.error(part.expression->place, "a goal holds at the end");
+      add_conditions(*expansion_.condition(*part.expression, nothing), Time::end, statements_);
+    }
+  }
+}
+
+/// The constraint without its quantifiers; those inside of its conditions stay.
+void ModelBuilder::declare_constraint(const Expression& constraint, Binding& binding) {
+  switch (constraint.kind) {
+    case Kind::truth: return;
+    case Kind::conjunction:
+      for (const Expression* operand : constraint.operands) declare_constraint(*operand, binding);
+      return;
+    case Kind::forall:
+      Expansion::for_each_choice(
+          constraint.variables, binding, [] { return false; },
+          [&] { declare_constraint(*constraint.operands[0], binding); });
+      return;
+    default: declare_simple_constraint(constraint, binding);
+  }
+}
+
+void ModelBuilder::declare_simple_constraint(const Expression& constraint, const Binding& binding) {
+  Node* const start = factory_.make_start_anchor();
+  Node* const end = factory_.make_end_anchor();
+  const auto number = [&](std::size_t i) {
+    return factory_.make_plus(start, factory_.make_rational_constant(constraint.operands[i]->value));
+  };
+  const auto condition = [&](std::size_t i) {
+    return node(*expansion_.condition(*constraint.operands[i], binding));
+  };
+  Expansion start_values(task_, initial_state_, messages_, true);
+  const auto at_start = [&](std::size_t i) {
+    return start_values.condition(*constraint.operands[i], binding)->kind == Kind::truth;
+  };
+  const auto state = [&](Node* when, Node* what) {
+    statements_.push_back(factory_.make_temporal_expression(when, what));
+  };
+  const auto sometime_within = [&](Node* last, Node* what) {
+    state(factory_.make_contains(factory_.make_closed_interval(start, last), nullptr, ""), what);
+  };
+  switch (constraint.kind) {
+    case Kind::end: return state(factory_.make_point_interval(end), condition(0));
+    case Kind::always: return state(factory_.make_closed_interval(start, end), condition(0));
+    case Kind::sometime: return sometime_within(end, condition(0));
+    case Kind::within: return sometime_within(number(0), condition(1));
+    case Kind::hold_during:
+      return state(factory_.make_left_open_interval(number(0), number(1)), condition(2));
+    case Kind::hold_after: return state(factory_.make_left_open_interval(number(0), end), condition(1));
+    case Kind::at_most_once: return monitors_.at_most_once(condition(0), statements_);
+    case Kind::sometime_after:
+      return monitors_.sometime_after(condition(0), condition(1), at_start(0), at_start(1), statements_);
+    case Kind::sometime_before: return monitors_.sometime_before(condition(0), condition(1), statements_);
+    default: messages_.error(constraint.place, "'always-within' is not planned for");
+  }
+}
+
+void ModelBuilder::add_duration_bound(const Action& action, const Expression& bound,
+                                      std::vector<Node*>& statements) {
+  switch (bound.kind) {
+    case Kind::truth: return;
+    case Kind::conjunction:
+    case Kind::at_start:
+    case Kind::at_end:
+      for (const Expression* operand : bound.operands) add_duration_bound(action, *operand, statements);
+      return;
+    case Kind::over_all: messages_.error(bound.place, "a duration is read at the start"); return;
+    default: break;
+  }
+  const Binding nothing(task_);
+  const bool is_turned = bound.operands[1]->kind == Kind::duration;
+  Node* const value = node(*expansion_.number(*bound.operands[is_turned ? 0 : 1], nothing));
+  Node* const left = is_turned ? value : factory_.make_duration_anchor();
+  Node* const right = is_turned ? factory_.make_duration_anchor() : value;
+  switch (bound.kind) {
+    case Kind::equality:
+      duration_ = value;
+      statements.push_back(factory_.make_equals(factory_.make_duration_anchor(), value));
+      return;
+    case Kind::less: statements.push_back(factory_.make_lt(left, right)); return;
+    case Kind::less_or_equal: statements.push_back(factory_.make_le(left, right)); return;
+    case Kind::greater: statements.push_back(factory_.make_gt(left, right)); return;
+    default: statements.push_back(factory_.make_ge(left, right)); return;
+  }
+}
+
+void ModelBuilder::add_duration(const Action& action, std::vector<Node*>& statements) {
+  duration_ = nullptr;
+  time_ = Time::start;
+  Node* const zero = factory_.make_rational_constant(rational(0));
+  if (!action.is_durative)
+    statements.push_back(factory_.make_equals(factory_.make_duration_anchor(), zero));
+  else if (action.duration != nullptr && action.duration->kind != Kind::truth)
+    add_duration_bound(action, *action.duration, statements);
+  else
+    statements.push_back(factory_.make_ge(factory_.make_duration_anchor(), zero));
+}
+
+void ModelBuilder::add_action_conditions(const Action& action, std::vector<Node*>& statements) {
+  for (const Variable* parameter : action.parameters)
+    if (Node* const member = membership(*parameter))
+      statements.push_back(at(factory_.make_start_anchor(), member));
+  if (action.condition == nullptr) return;
+  const Binding nothing(task_);
+  const Expression* const required = without_preferences(task_, *action.condition, preferences_, messages_);
+  for (const TimedExpression& part : distribute_times(task_, *required, messages_)) {
+    if (!action.is_durative && part.expression != required)
+      messages_.error(part.expression->place,
+                      "an ':action' has no 'at start', 'over all' and 'at end'; a ':durative-action' has");
+    add_conditions(*expansion_.condition(*part.expression, nothing), part.time, statements);
+  }
+}
+
+/// The condition of a `when` at the time of its effect; null if there is none.
+Node* ModelBuilder::condition_of(const Change& change) {
+  std::vector<Node*> conditions;
+  for (const TimedExpression& condition : change.conditions) {
+    if (condition.time != change.time)
+      messages_.error(condition.expression->place,
+                      "a 'when' whose condition has another time than its effect is not planned for");
+    conditions.push_back(node(*condition.expression));
+  }
+  if (conditions.empty()) return nullptr;
+  return conditions.size() == 1 ? conditions[0] : factory_.make_and(conditions);
+}
+
+void ModelBuilder::add_effects(const Action& action, std::vector<Node*>& statements) {
+  const std::vector<Change> changes = changes_of(action, task_, expansion_, messages_);
+  for (const Time time : {Time::start, Time::end}) {
+    std::vector<ModelChange> at_time;
+    time_ = time;
+    for (const Change& change : changes) {
+      if (change.time != time) continue;
+      at_time.push_back({&change, node(*change.target),
+                         change.value == nullptr ? nullptr : node(*change.value), condition_of(change)});
+    }
+    std::vector<Node*> assignments = join_changes(factory_, at_time, messages_);
+    for (Node* update : monitors_.updates(assignments, action.name.place, messages_))
+      assignments.push_back(update);
+    for (Node* assignment : assignments)
+      statements.push_back(factory_.make_temporal_expression(interval(time), assignment));
+    for (const ModelChange& change : at_time)
+      if (change.value != nullptr && change.target->arity == 0) costs_.note(actions_.size(), change);
+  }
+}
+
+void ModelBuilder::declare_action(const Action& action) {
+  const ParameterVector parameters = parameters_of(action.parameters);
+  for (std::size_t i = 0; i < parameters.size(); ++i)
+    parameters_[action.parameters[i]->number] = parameters[i];
+  std::vector<Node*> statements;
+  add_duration(action, statements);
+  const bool has_choice =
+      std::none_of(action.parameters.begin(), action.parameters.end(),
+                   [](const Variable* parameter) { return parameter->sort->objects.empty(); });
+  if (has_choice) {
+    add_action_conditions(action, statements);
+    add_effects(action, statements);
+  } else {
+    // Without an object for a parameter, what is said of it may have no type that fits.
+    statements.push_back(at(factory_.make_start_anchor(), factory_.make_boolean_constant(false)));
+  }
+  actions_.push_back(env().model_factory().make_action(action_names_[actions_.size()], {}, false, parameters,
+                                                       statements, {}));
+}
+
+BuiltProblem ModelBuilder::build() {
+  declare_objects();
+  declare_fluents();
+  declare_initial_state();
+  declare_goals();
+  Binding binding(task_);
+  for (const Expression* constraint : task_.constraints)
+    declare_constraint(*without_preferences(task_, *constraint, preferences_, messages_), binding);
+  declare_timed_facts();
+  for (const Action& action : task_.actions) declare_action(action);
+  std::vector<std::shared_ptr<PlanQualityMetric>> metrics;
+  if (task_.metric) {
+    const Binding nothing(task_);
+    const Metric metric{task_.metric->place, task_.metric->is_maximized,
+                        expansion_.number(*task_.metric->expression, nothing)};
+    const auto to_node = [&](const Expression& expression) { return node(expression); };
+    metrics = build_metrics(factory_, metric, to_node, costs_, actions_, messages_);
+  }
+  messages_.raise_errors();
+  if (preferences_.count > 0)
+    messages_.warn(
+        preferences_.first,
+        "preferences are left out of account; there " +
+            (preferences_.count == 1 ? std::string("is one") : "are " + std::to_string(preferences_.count)));
+  std::vector<std::shared_ptr<FluentImpl>> fluents(hidden_fluents_);
+  std::vector<std::shared_ptr<ConstantImpl>> constants;
+  std::copy_if(fluents_.begin(), fluents_.end(), std::back_inserter(fluents),
+               [](const auto& f) { return !!f; });
+  std::copy_if(constants_.begin(), constants_.end(), std::back_inserter(constants),
+               [](const auto& c) { return !!c; });
+  constants.insert(constants.end(), membership_order_.begin(), membership_order_.end());
+  return {env().model_factory().make_problem_instance(actions_, fluents, constants, instance_objects_,
+                                                      user_types_, statements_, {}, metrics),
+          std::move(plan_names_)};
+}
+
+}  // namespace
+
+BuiltProblem build_problem(Environment& env, Task& task, Messages& messages) {
+  return ModelBuilder(env, task, messages).build();
+}
+
+}  // namespace zorvel::pddl

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "core/environment.h"
+#include "model/problem_instance.h"
+#include "pddl/messages.h"
+#include "pddl/tree.h"
+#include "plans/plan_names.h"
+
+namespace zorvel::pddl {
+
+struct BuiltProblem {
+  model::ProblemPtr problem;
+  PlanNames names;
+};
+
+/// The problem of the model that a task stands for. Predicates and functions that nothing changes become
+/// constants, all others fluents; atoms that the initial state does not mention are false. What is wrong is
+/// noted in `messages`, and the problem is whole only if nothing was.
+BuiltProblem build_problem(Environment& env, Task& task, Messages& messages);
+
+}  // namespace zorvel::pddl

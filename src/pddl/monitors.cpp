@@ -1,0 +1,133 @@
+#include "pddl/monitors.h"
+
+#include <optional>
+#include <unordered_map>
+
+#include "model/walkers/expression_substituter.h"
+
+namespace zorvel::pddl {
+
+namespace {
+
+using F = model::ExpressionFactory;
+
+/// The references to fluents in an expression, each once, in the order of a walk.
+std::vector<Node*> references_in(Node* expression) {
+  std::vector<Node*> references, open{expression};
+  std::unordered_map<const Node*, bool> seen;
+  while (!open.empty()) {
+    Node* const node = open.back();
+    open.pop_back();
+    if (!seen.try_emplace(node, true).second) continue;
+    if (F::is_fluent_reference(node)) references.push_back(node);
+    for (Node* child : node->operands()) open.push_back(child);
+  }
+  return references;
+}
+
+/// When two references to one fluent are the same, as a list of equalities; nothing if they never are.
+std::optional<std::vector<Node*>> unify(F& factory, const Node* a, const Node* b) {
+  std::vector<Node*> equalities;
+  for (std::size_t i = 0; i < a->arity; ++i) {
+    Node* const left = a->children[i];
+    Node* const right = b->children[i];
+    if (left == right) continue;
+    if (F::is_instance_reference(left) && F::is_instance_reference(right)) return std::nullopt;
+    equalities.push_back(factory.make_equals(left, right));
+  }
+  return equalities;
+}
+
+}  // namespace
+
+Node* condition_after(F& factory, Node* condition, const std::vector<Node*>& assignments, const Place& place,
+                      Messages& messages) {
+  model::NodeMap replaced;
+  for (Node* reference : references_in(condition)) {
+    const auto fluent = factory.get_fluent_from_reference(reference);
+    Node* value = reference;
+    for (const Node* assignment : assignments) {
+      Node* const target = assignment->children[0];
+      if (factory.get_fluent_from_reference(target) != fluent) continue;
+      const auto equalities = unify(factory, target, reference);
+      if (!equalities) continue;
+      Node* const assigned = assignment->children[1];
+      if (equalities->empty()) {
+        value = assigned;
+      } else if (fluent->type()->is_boolean()) {
+        Node* const is_same = factory.make_and(*equalities);
+        value = factory.make_or(factory.make_and(is_same, assigned),
+                                factory.make_and(factory.make_not(is_same), value));
+      } else {
+        messages.error(place,
+                       "the action changes a function that a constraint speaks of, at an argument that is "
+                       "a parameter; that is not planned for");
+      }
+    }
+    if (value != reference) replaced.emplace(reference, value);
+  }
+  if (replaced.empty()) return condition;
+  return model::ExpressionSubstituter(factory.env(), replaced, {}, false)(condition);
+}
+
+Node* Monitors::add_memory(bool at_start, std::vector<Node*>& statements) {
+  Node* const memory = factory_.make_fluent_reference(make_fluent_(), {});
+  statements.push_back(factory_.make_temporal_expression(
+      factory_.make_point_interval(factory_.make_start_anchor()),
+      factory_.make_assign(memory, factory_.make_boolean_constant(at_start))));
+  return memory;
+}
+
+void Monitors::at_most_once(Node* condition, std::vector<Node*>& statements) {
+  Node* const is_over = add_memory(false, statements);
+  monitors_.push_back({Kind::at_most_once, is_over, condition, condition});
+  statements.push_back(factory_.make_temporal_expression(
+      factory_.make_closed_interval(factory_.make_start_anchor(), factory_.make_end_anchor()),
+      factory_.make_not(both(is_over, condition))));
+}
+
+void Monitors::sometime_after(Node* condition, Node* later, bool condition_at_start, bool later_at_start,
+                              std::vector<Node*>& statements) {
+  Node* const is_pending = add_memory(condition_at_start && !later_at_start, statements);
+  monitors_.push_back({Kind::sometime_after, is_pending, condition, later});
+  statements.push_back(factory_.make_temporal_expression(
+      factory_.make_point_interval(factory_.make_end_anchor()), factory_.make_not(is_pending)));
+}
+
+void Monitors::sometime_before(Node* condition, Node* earlier, std::vector<Node*>& statements) {
+  Node* const was_seen = add_memory(false, statements);
+  monitors_.push_back({Kind::sometime_before, was_seen, condition, earlier});
+  statements.push_back(factory_.make_temporal_expression(
+      factory_.make_closed_interval(factory_.make_start_anchor(), factory_.make_end_anchor()),
+      factory_.make_or(factory_.make_not(condition), was_seen)));
+}
+
+Node* Monitors::next_value(const Monitor& monitor, Node* condition_after_event,
+                           Node* other_after_event) const {
+  switch (monitor.kind) {
+    // It was true before the event, and is no longer.
+    case Kind::at_most_once:
+      return factory_.make_or(monitor.memory,
+                              both(monitor.condition, factory_.make_not(condition_after_event)));
+    case Kind::sometime_after:
+      return both(factory_.make_or(monitor.memory, condition_after_event),
+                  factory_.make_not(other_after_event));
+    // The state before the event counts, for the other condition has to be true strictly earlier.
+    case Kind::sometime_before: return factory_.make_or(monitor.memory, monitor.other);
+  }
+  return monitor.memory;
+}
+
+std::vector<Node*> Monitors::updates(const std::vector<Node*>& assignments, const Place& place,
+                                     Messages& messages) const {
+  std::vector<Node*> result;
+  for (const Monitor& monitor : monitors_) {
+    Node* const condition = condition_after(factory_, monitor.condition, assignments, place, messages);
+    Node* const other = condition_after(factory_, monitor.other, assignments, place, messages);
+    if (condition == monitor.condition && other == monitor.other) continue;
+    result.push_back(factory_.make_assign(monitor.memory, next_value(monitor, condition, other)));
+  }
+  return result;
+}
+
+}  // namespace zorvel::pddl

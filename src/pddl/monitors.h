@@ -1,0 +1,58 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "model/expression_factory.h"
+#include "model/fluent.h"
+#include "pddl/messages.h"
+
+namespace zorvel::pddl {
+
+/// Hidden fluents that remember what a plan has gone through, for the constraints that speak of it. The
+/// events that may change the conditions of such a constraint set its fluent as well.
+///
+/// All conditions are ground.
+class Monitors {
+ public:
+  /// `make_fluent` gives a new boolean fluent without parameters.
+  Monitors(model::ExpressionFactory& factory, std::function<std::shared_ptr<model::FluentImpl>()> make_fluent)
+      : factory_(factory), make_fluent_(std::move(make_fluent)) {}
+
+  // Each adds what the constraint says of the whole plan to `statements`. `at_start` is what a condition is
+  // in the initial state.
+  void at_most_once(Node* condition, std::vector<Node*>& statements);
+  void sometime_after(Node* condition, Node* later, bool condition_at_start, bool later_at_start,
+                      std::vector<Node*>& statements);
+  void sometime_before(Node* condition, Node* earlier, std::vector<Node*>& statements);
+
+  /// What an event that makes these assignments adds to them.
+  std::vector<Node*> updates(const std::vector<Node*>& assignments, const Place& place,
+                             Messages& messages) const;
+
+ private:
+  enum class Kind { at_most_once, sometime_after, sometime_before };
+  struct Monitor {
+    Kind kind;
+    Node* memory;  // the reference to the hidden fluent
+    Node* condition;
+    Node* other;
+  };
+
+  Node* add_memory(bool at_start, std::vector<Node*>& statements);
+  Node* next_value(const Monitor& monitor, Node* condition_after, Node* other_after) const;
+  Node* both(Node* a, Node* b) const { return factory_.make_and(a, b); }
+
+  model::ExpressionFactory& factory_;
+  std::function<std::shared_ptr<model::FluentImpl>()> make_fluent_;
+  std::vector<Monitor> monitors_;
+};
+
+/// What a ground condition is after the assignments, as a condition on the state before them; the condition
+/// itself if they cannot change it. A function that may or may not be assigned, by what a parameter stands
+/// for, is an error.
+Node* condition_after(model::ExpressionFactory& factory, Node* condition,
+                      const std::vector<Node*>& assignments, const Place& place, Messages& messages);
+
+}  // namespace zorvel::pddl

@@ -1,0 +1,213 @@
+#include "pddl/reader.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <sstream>
+
+#include "core/errors.h"
+#include "model/constant.h"
+#include "model/instance.h"
+#include "model/metric.h"
+#include "model/user_type.h"
+#include "parsers/pddl_plan_parser.h"
+#include "plans/pddl_plan_printer.h"
+#include "reading.h"
+#include "test_helpers.h"
+#include "validation/tt_validator.h"
+
+namespace zorvel {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+std::string problem_of(const std::string& sections) {
+  return "(define (problem p) (:domain d) " + sections + ")";
+}
+std::string domain_of(const std::string& sections) { return "(define (domain d) " + sections + ")"; }
+
+/// Whether a plan in the PDDL format is valid; an error of its text counts as not valid.
+bool is_valid(PddlTexts& texts, const std::string& plan) {
+  std::istringstream stream(plan);
+  PddlPlanParser parser(texts.env, texts.problem, texts.reader.plan_names());
+  return TTValidator(texts.env, texts.problem).check_validity(parser.parse(stream));
+}
+
+// Three kinds of things move; only trucks need fuel, and `object` is asked for by nothing.
+const std::string transport = domain_of(R"(
+  (:requirements :typing :durative-actions :fluents :adl)
+  (:types truck boat - vehicle crate vehicle - thing place - object)
+  (:constants Depot - place)
+  (:predicates (at ?x - thing ?p - place) (Road ?a ?b - place) (in ?c - crate ?v - vehicle))
+  (:functions (distance ?a ?b - place) (fuel ?t - truck) - number (total-cost))
+  (:durative-action drive :parameters (?t - truck ?a ?b - place)
+    :duration (= ?duration (/ (distance ?a ?b) 2))
+    :condition (and (at start (at ?t ?a)) (over all (road ?a ?b)) (at start (>= (fuel ?t) 1)))
+    :effect (and (at start (not (at ?t ?a))) (at end (at ?t ?b)) (at end (decrease (fuel ?t) 1))
+                 (at end (increase (total-cost) (distance ?a ?b)))))
+  (:action load :parameters (?c - crate ?v - vehicle ?p - place)
+    :precondition (and (at ?c ?p) (at ?v ?p)) :effect (and (in ?c ?v) (not (at ?c ?p)))))");
+const std::string two_places = problem_of(R"(
+  (:objects t1 - truck b1 - boat c1 - crate Harbour - place)
+  (:init (at t1 depot) (at b1 Harbour) (at c1 harbour) (road depot harbour) (= (distance depot harbour) 4.5) (= (distance harbour depot) 4.5)
+         (road harbour depot)
+         (= (fuel t1) 1) (= (total-cost) 0))
+  (:goal (in c1 t1)))");
+
+TEST(PddlReader, AHierarchyBecomesOneTypeWithConditionsOnMembership) {
+  PddlTexts read(transport, two_places);
+  ASSERT_EQ(read.error, "");
+  // One family below `thing`; places stay by themselves.
+  const auto& objects = read.problem->instances();
+  EXPECT_EQ(objects.at("t1")->type(), objects.at("c1")->type());
+  EXPECT_EQ(objects.at("t1")->type()->name(), "thing");
+  EXPECT_EQ(objects.at("Depot")->type()->name(), "place");
+  EXPECT_TRUE(read.problem->actions().contains("drive"));
+  // A boat cannot be driven, and a boat is no crate: each plan is wrong only in that.
+  EXPECT_TRUE(is_valid(read, "0: (drive t1 depot harbour) [2.25]\n3: (LOAD c1 T1 Harbour)"));
+  EXPECT_FALSE(is_valid(read, "0: (drive b1 harbour depot) [2.25]\n3: (load c1 t1 harbour)"));
+  EXPECT_FALSE(is_valid(read, "0: (drive t1 depot harbour) [2]\n3: (load c1 t1 harbour)"));
+}
+
+TEST(PddlReader, WhatNeverChangesIsAConstantAndNamedAsDeclared) {
+  PddlTexts read(transport, two_places);
+  ASSERT_EQ(read.error, "");
+  EXPECT_EQ(read.problem->constants().count("Road"), 1U);
+  EXPECT_EQ(read.problem->constants().count("distance"), 1U);
+  EXPECT_EQ(read.problem->fluents().count("Road"), 0U);
+  EXPECT_EQ(read.problem->constants().at("Road")->value()->assignments().size(), 3U);  // two rows and `false`
+  // The closed world speaks of things that have the declared type, and of no others.
+  EXPECT_TRUE(read.has_statement("[start] (at(c1, Depot) := false)"));
+  EXPECT_TRUE(read.has_statement("[start] (in(c1, b1) := false)"));
+  EXPECT_FALSE(read.has_statement("[start] (in(b1, c1) := false)"));
+}
+
+TEST(PddlReader, PlansOfInstantaneousActionsHaveNoBracket) {
+  PddlTexts read(transport, two_places);
+  ASSERT_EQ(read.error, "");
+  std::istringstream text("0: (drive t1 depot harbour) [2.25]\n3: (load c1 t1 harbour)\n");
+  PddlPlanParser parser(read.env, read.problem, read.reader.plan_names());
+  std::ostringstream out;
+  EXPECT_TRUE(print_pddl_plan(out, *parser.parse(text), read.reader.plan_names()));
+  EXPECT_EQ(out.str(), "0.000: (drive t1 Depot Harbour) [2.250]\n3.000: (load c1 t1 Harbour)\n");
+}
+
+/// One action over two objects of type `t`, `a` and `b`, with predicates p, q (one argument), r (none) and
+/// functions f (one argument) and g (none); `s` is true of `a` alone and never changes.
+struct Small {
+  Small(const std::string& action, const std::string& init = "", const std::string& goal = "(and)")
+      : texts(
+            domain_of(
+                "(:types t) (:predicates (p ?x - t) (q ?x - t) (s ?x - t) (r)) (:functions (f ?x - t) (g) "
+                "(w ?x - t)) (:action change :parameters (?x ?y - t) :effect (and (not (p ?x)) (not (q "
+                "?x)) (r) (assign (f ?x) 0) (assign (g) 0))) (:durative-action act " +
+                action + ")"),
+            problem_of(
+                "(:objects a b - t) (:init (s a) (= (w a) 2) (= (w b) 3) (= (f a) 1) (= (f b) 1) (= (g) 0) " +
+                init + ") (:goal " + goal + ")")) {}
+  Texts act() const { return texts.problem == nullptr ? Texts{texts.error} : texts.statements("act"); }
+  PddlTexts texts;
+};
+
+struct Row {
+  const char* action;
+  Texts statements;
+};
+
+TEST(PddlReader, ConditionsAndDurations) {
+  const std::vector<Row> rows{
+      // No sections at all, and empty ones.
+      {":parameters ()", {"(duration >= 0.0)"}},
+      {":parameters () :duration () :condition () :effect ()", {"(duration >= 0.0)"}},
+      {":duration (and (>= ?duration 2) (at start (<= ?duration (w a))))",
+       {"(duration <= 2.0)", "(duration >= 2.0)"}},
+      {":parameters (?x - t) :duration (= (+ (w ?x) (f ?x)) ?duration)", {"(duration == (w(x) + f(x)))"}},
+      // Times inside of `and` and `forall`; blanks and letters as they come.
+      {":duration (= ?duration 1) :condition (AND (at  start (r)) (forall (?z - t) (and (at\nend (p ?z)) "
+       "(over all "
+       "(or (q ?z) (not (r)))))))",
+       {"(all) (q(a) or (not r))", "(all) (q(b) or (not r))", "[end] p(a)", "[end] p(b)", "[start] r",
+        "(duration == 1.0)"}},
+      // What is known beforehand is decided: s holds of a alone.
+      {":duration (= ?duration 1) :condition (at start (exists (?z - t) (and (s ?z) (p ?z))))",
+       {"[start] p(a)", "(duration == 1.0)"}},
+      {":duration (= ?duration 1) :condition (at start (forall (?z - t) (imply (s ?z) (q ?z))))",
+       {"[start] q(a)", "(duration == 1.0)"}},
+      {":duration (= ?duration 1) :condition (at start (exists (?z - t) (= ?z b)))", {"(duration == 1.0)"}},
+      {":duration (= ?duration 1) :condition (at start (forall (?z - t) (s ?z)))",
+       {"[start] false", "(duration == 1.0)"}},
+      {":duration (= ?duration 1) :condition (at start (and (< (g) (- 3 5)) (> (w a) -1.5e1) (= (g) (- (* 2 "
+       "3)))))",
+       {"[start] (g < -2.0)", "[start] (g == -6.0)", "(duration == 1.0)"}},
+  };
+  for (const Row& row : rows) {
+    Texts expected = row.statements;
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(Small(row.action).act(), expected) << row.action;
+  }
+}
+
+TEST(PddlReader, EffectsAtOneMomentAreOneAssignmentEach) {
+  const std::vector<Row> rows{
+      {":duration (= ?duration 1) :effect (and (at end (r)) (at start (not (r))))",
+       {"[end] (r := true)", "[start] (r := false)"}},
+      // An add wins over a delete, also where only the parameters say that they meet.
+      {":duration (= ?duration 1) :effect (at end (and (not (r)) (r)))", {"[end] (r := true)"}},
+      {":parameters (?x ?y - t) :duration (= ?duration 1) :effect (at end (and (not (p ?x)) (p ?y)))",
+       {"[end] (p(x) := (x == y))", "[end] (p(y) := true)"}},
+      {":duration (= ?duration 1) :effect (forall (?z - t) (at end (when (s ?z) (p ?z))))",
+       {"[end] (p(a) := true)"}},
+      {":duration (= ?duration 1) :effect (at end (forall (?z - t) (and (when (q ?z) (r)) (when (p ?z) (not "
+       "(r))))))",
+       {"[end] (r := (q(a) or q(b) or (r and (not (p(a) or p(b))))))"}},
+      {":duration (= ?duration 3) :effect (at end (and (increase (g) ?duration) (decrease (g) 1) (scale-up "
+       "(f a) 2) (scale-down (f b) 2)))",
+       {"[end] (f(a) := (f(a) * 2.0))", "[end] (f(b) := (f(b) / 2.0))", "[end] (g := ((g + 3.0) - 1.0))"}},
+      {":effect (= (g) 5)", {"[start] (g := 5.0)"}},
+  };
+  for (const Row& row : rows) {
+    Texts expected = row.statements;
+    Texts found = Small(row.action).act();
+    found.erase(std::remove_if(found.begin(), found.end(),
+                               [](const std::string& text) { return text.starts_with("(duration"); }),
+                found.end());
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(found, expected) << row.action;
+  }
+}
+
+TEST(PddlReader, FactsGoalsAndConstraints) {
+  const std::vector<Row> rows{
+      {"(:init (p a) (not (p b)) (p a) (= (g) -3) (at 5 (not (p a))) (at 0 (r)) (at 5.5 (= (g) 2)) (at 7 "
+       "(and (p a) (not (p b)))))",
+       {"[11/2] (g := 2.0)", "[5.0] (p(a) := false)", "[7.0] (p(a) := true)", "[7.0] (p(b) := false)",
+        "[start] (g := -3.0)", "[start] (p(a) := true)", "[start] (r := true)"}},
+      {"(:goal (and (p a) (forall (?z - t) (or (q ?z) (p ?z)))))",
+       {"[end] (q(a) or p(a))", "[end] (q(b) or p(b))", "[end] p(a)"}},
+      {"(:constraints (and (at end (r)) (forall (?z - t) (always (p ?z))) (sometime (q a)) (within 5 (p a)) "
+       "(hold-during 1 2 (r)) (hold-after 3 (r))))",
+       {"((start + 1.0), (start + 2.0)] r", "((start + 3.0), end] r", "[all] contains q(a)", "[all] p(a)",
+        "[all] p(b)", "[end] r", "[start, (start + 5.0)] contains p(a)"}},
+      {"(:goal (and (preference one (r)) (p a))) (:constraints (preference two (always (r))))",
+       {"[end] p(a)"}},
+  };
+  for (const Row& row : rows) {
+    PddlTexts read(domain_of("(:types t) (:predicates (p ?x - t) (q ?x - t) (r)) (:functions (g)) (:action "
+                             "change :parameters (?x - t) :effect "
+                             "(and (p ?x) (q ?x) (r) (assign (g) 1)))"),
+                   problem_of(std::string("(:objects a b - t)") + row.action));
+    ASSERT_EQ(read.error, "") << row.action;
+    // Of the closed world only what is true.
+    Texts found = read.statements();
+    found.erase(std::remove_if(found.begin(), found.end(),
+                               [](const std::string& text) {
+                                 return text.starts_with("[start] (") && text.ends_with(" := false)");
+                               }),
+                found.end());
+    EXPECT_EQ(found, row.statements) << row.action;
+  }
+}
+
+}  // namespace
+}  // namespace zorvel
