@@ -544,6 +544,19 @@ ZORVEL_API zorvel_problem zorvel_parse_pddl(zorvel_env env, const char* domain_f
 ZORVEL_API zorvel_problem zorvel_parse_pddl_text(zorvel_env env, const char* domain_text,
                                                  const char* problem_text, int* error_line);
 
+/* Reads a domain and a problem in full PDDL: hierarchies of types, constants, instantaneous actions, all
+ * connectives and quantifiers, conditional effects, numbers, timed facts, constraints and metrics. What is
+ * read is in docs/pddl.md. The files may come in either order. Actions, parameters and objects keep their
+ * names (an action that shares its name with an object gets underscores behind it) and their order; an
+ * instantaneous action has duration 0. Names are compared without case. Fluents that nothing changes are
+ * constants.
+ *
+ * A ParserError has a line for each fault, up to ten: "<file>:<line>:<column>: <what is wrong>". A file that
+ * cannot be read: as for zorvel_parse_pddl. */
+ZORVEL_API zorvel_problem zorvel_read_pddl(zorvel_env env, const char* domain_file, const char* problem_file);
+/* The same for texts in memory, which errors call "domain" and "problem". */
+ZORVEL_API zorvel_problem zorvel_read_pddl_text(zorvel_env env, const char* domain, const char* problem);
+
 /* Time-triggered plans. Times are exact and passed as text: an integer or a fraction, "3" or "5/2", never
  * "2.5". */
 

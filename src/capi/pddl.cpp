@@ -1,6 +1,7 @@
 #include "parsers/pddl_parser.h"
 
 #include "capi/frame.h"
+#include "pddl/reader.h"
 
 using namespace zorvel;  // NOLINT: the bodies below are C functions
 using namespace zorvel::capi;
@@ -45,6 +46,21 @@ zorvel_problem zorvel_parse_pddl_text(zorvel_env env, const char* domain_text, c
         throw;
       }
     });
+  });
+}
+
+zorvel_problem zorvel_read_pddl(zorvel_env env, const char* domain_file, const char* problem_file) {
+  return at_boundary([&] {
+    PddlReader reader(to_cxx(env));
+    const std::string domain = to_text(domain_file, "domain_file");
+    return to_handle<zorvel_problem>(reader.read_files(domain, to_text(problem_file, "problem_file")));
+  });
+}
+zorvel_problem zorvel_read_pddl_text(zorvel_env env, const char* domain, const char* problem) {
+  return at_boundary([&] {
+    PddlReader reader(to_cxx(env));
+    std::string domain_text = to_text(domain, "domain");
+    return to_handle<zorvel_problem>(reader.read_texts(std::move(domain_text), to_text(problem, "problem")));
   });
 }
 }

@@ -17,10 +17,10 @@
 #include "model/expression_factory.h"
 #include "model/unsupported_statement.h"
 #include "parsers/anml_parser.h"
-#include "parsers/pddl_parser.h"
 #include "parsers/pddl_plan_parser.h"
 #include "parsers/statement_line.h"
 #include "parsers/ttp_parser.h"
+#include "pddl/reader.h"
 #include "plans/pddl_plan_printer.h"
 #include "plans/time_triggered_plan.h"
 #include "search/classical/iw_planner.h"
@@ -110,12 +110,15 @@ Input read_pddl(Environment& env, const std::vector<std::string>& files, const c
   if (files.size() != 2)
     throw InputError(std::string("'") + command + " --pddl' takes a domain file and a problem file, not " +
                      std::to_string(files.size()) + (files.size() == 1 ? " file" : " files"));
-  PddlParser parser(env);
+  PddlReader reader(env);
   try {
-    const model::ProblemPtr problem = parser.parse_files(files[0], files[1]);
-    return {problem, parser.plan_names()};
-  } catch (const std::exception& error) {
-    throw InputError(parser.error_place() + ": " + error.what());
+    const model::ProblemPtr problem = reader.read_files(files[0], files[1]);
+    return {problem, reader.plan_names()};
+  } catch (const ParserError& error) {
+    // Its lines have all that is needed; the name of its class would hide where the first of them is.
+    throw InputError(error.message().substr(std::string_view(ParserError().what()).size()));
+  } catch (const ZorvelError& error) {
+    throw InputError(error.message());
   }
 }
 

@@ -194,6 +194,8 @@ static void error_handles(void) {
   REFUSES(problem, zorvel_parse_anml(no_env, "x"));
   REFUSES(problem, zorvel_parse_pddl(no_env, "x", "y"));
   REFUSES(problem, zorvel_parse_pddl_text(no_env, "x", "y", NULL));
+  REFUSES(problem, zorvel_read_pddl(no_env, "x", "y"));
+  REFUSES(problem, zorvel_read_pddl_text(no_env, "x", "y"));
   REFUSES_INT(zorvel_dump_anml(NULL_OF(problem), "x"));
 
   REFUSES(ttplan, zorvel_ttplan_new(no_env));

@@ -513,6 +513,29 @@ static void write_text(const char* path, const char* text) {
   CHECK(file != NULL && fputs(text, file) >= 0 && fclose(file) == 0);
 }
 
+static void full_pddl_is_read_and_all_its_faults_are_reported(void) {
+  zorvel_env env = zorvel_env_new();
+  const char* domain =
+      "(define (domain d) (:types wax wick - candle candle) (:predicates (at ?x - candle) (lit))\n"
+      "(:action light :parameters (?x - wick) :precondition (not (at ?x)) :effect (and (at ?x) (Lit))))\n";
+  zorvel_problem problem = zorvel_read_pddl_text(
+      env, domain, "(define (problem p) (:objects a - wax b - wick) (:goal (and (lit) (not (at a)))))");
+  CHECK(!zorvel_problem_is_error(problem));
+  zorvel_ttplan plan = zorvel_do_ftp_planning(problem);
+  CHECK_OWNED_TEXT(zorvel_ttplan_get_exact_string(plan), "0: light(b) [0]\n");
+  CHECK(zorvel_ttplan_validate(problem, plan) == 1);
+  CHECK_ERROR(zorvel_problem_is_error(zorvel_read_pddl_text(
+                  env, domain, "(define (problem p) (:objects a - wix)\n (:goal (and (lit a) (out))))")),
+              "ParserError: problem:1:35: the type 'wix' is not declared; did you mean 'wax'?\n"
+              "problem:2:15: the predicate 'lit' has 1 argument, not 0 arguments as in (lit) at domain:1:85\n"
+              "problem:2:23: the predicate 'out' is not declared");
+  CHECK_ERROR(zorvel_problem_is_error(zorvel_read_pddl(env, "no_such_file", "x")),
+              "InvalidParameterError: Input file 'no_such_file' does not exist!");
+  zorvel_ttplan_destroy(plan);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
 static void pddl_is_read_from_files_and_from_memory(void) {
   zorvel_env env = zorvel_env_new();
   int line = -1;
@@ -564,5 +587,6 @@ int main(void) {
   faulty_callbacks_do_no_harm();
   files_are_read_and_written();
   pddl_is_read_from_files_and_from_memory();
+  full_pddl_is_read_and_all_its_faults_are_reported();
   return check_result();
 }
