@@ -341,7 +341,10 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
   print_warnings(env, warnings);
   if (!plan) {
     if (planner->outcome() == SearchOutcome::no_plan) {
-      std::cerr << "zorvel: there is no plan" << (takes_actions_as_atomic ? " of atomic actions\n" : "\n");
+      std::cerr << "zorvel: there is no plan"
+                << (takes_actions_as_atomic            ? " of atomic actions\n"
+                    : planner->may_miss_self_overlap() ? " in which no action overlaps itself\n"
+                                                       : "\n");
       return refuted;
     }
     std::cerr << "zorvel: no plan was found: " << explanation(planner->outcome()) << '\n';

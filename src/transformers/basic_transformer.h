@@ -58,6 +58,9 @@ class BasicTransformer {
   /// Builds `new_problem()` and the tables of the mapping. To be called once, before any other operation.
   virtual void do_computation() = 0;
 
+  /// Whether `map_back` leaves out steps of some actions.
+  virtual bool drops_steps() const { return false; }
+
   const ProblemPtr& problem() const { return problem_; }          ///< The input.
   const ProblemPtr& new_problem() const { return new_problem_; }  ///< Null before `do_computation`.
 

@@ -34,6 +34,8 @@ class ContainsCompiler : public BasicTransformer {
   std::shared_ptr<TimeTriggeredPlan> map_forward(
       const std::shared_ptr<TimeTriggeredPlan>& plan) const override;
 
+  bool drops_steps() const override { return !new_actions_.empty(); }
+
  private:
   std::unordered_set<std::shared_ptr<ActionImpl>> new_actions_;
 };

@@ -178,5 +178,76 @@ TEST(GuidedSearch, OpensActionsThatCannotBeTakenWhole) {
   }
 }
 
+// Whoever is open holds a lock, so that no other plan could let it overlap itself; or not.
+TEST(GuidedSearch, KnowsWhereSelfOverlapIsLeftOut) {
+  struct Case {
+    const char* name;
+    const char* text;
+    bool may_miss;
+  };
+  const Case cases[] = {
+      {"taken and given back", "[start] free; [start] free := false; [end] free := true; [end] p := true;",
+       false},
+      {"never given back", "[start] free; [start] free := false; [end] p := true;", false},
+      {"not taken", "[start] free; [end] p := true;", true},
+      {"not needed", "[start] free := false; [end] free := true; [end] p := true;", true},
+      {"given back too early",
+       "[start] free; [start] free := false; [start + 1] free := true; [end] p := true;", true},
+      {"taken too late", "[start] free; [start + 1] free := false; [end] free := true; [end] p := true;",
+       true},
+      {"a single moment", "[start] p := true;", false}};
+  const auto check = [](const std::string& text, bool may_miss, bool is_finite) {
+    Environment env;
+    const model::ProblemPtr problem = parse(env, text);
+    GuidedPlanner guided(env, problem);
+    FtpPlanner forward(env, problem);
+    std::vector<FtpPlanner*> planners{&guided};
+    if (is_finite) planners.push_back(&forward);
+    for (FtpPlanner* const planner : planners) {
+      planner->set_limits(at_most(1000));
+      EXPECT_EQ(planner->solve(), nullptr);
+      ASSERT_EQ(planner->outcome(), SearchOutcome::no_plan);
+      EXPECT_EQ(planner->may_miss_self_overlap(), may_miss) << planner->name();
+    }
+  };
+  // The goal asks for what two actions that never meet would bring about, as far as the estimates see.
+  const std::string fluents =
+      "fluent boolean free := true; fluent boolean p := false;"
+      "fluent boolean q := false; fluent boolean r := false;";
+  const std::string hopeless =
+      "action b() { duration := 0; [start] p; [start] q := true; [start] p := false;"
+      " [start] r := true; }; goal [end] p; goal [end] q; goal [end] not r;";
+  for (const Case& shown : cases) {
+    SCOPED_TRACE(shown.name);
+    check(fluents + "action a() { duration := 4; " + shown.text + " };" + hopeless, shown.may_miss, true);
+  }
+  SCOPED_TRACE("a timed effect gives the lock back");
+  check(fluents + "[3] free := true; action a() { duration := 4; " + cases[0].text + " };" + hopeless, true,
+        true);
+  SCOPED_TRACE("two share the lock, and one that does not hold it gives it back");
+  const std::string other =
+      "action c() { duration := 4; [start] free; [start] free := false;"
+      " [end] free := true; [end] p := true; };";
+  const std::string stranger = "action d() { duration := 0; [start] free := true; [start] p := true; };";
+  check(fluents + "action a() { duration := 4; " + cases[0].text + " };" + other + hopeless, false, true);
+  check(fluents + "action a() { duration := 4; " + cases[0].text + " };" + stranger + hopeless, true, false);
+}
+
+// The step that stands for a `contains` is not the caller's: the plan that ends first wins although that step
+// comes behind its end.
+TEST(GuidedSearch, StepsThatAreTakenOffDoNotCountForTheMakespan) {
+  Environment env;
+  const model::ProblemPtr problem =
+      parse(env,
+            "fluent boolean p := false; fluent boolean q := false;"
+            "action slow() { duration := 4; [start] p := true; [end] q := true; };"
+            "action quick() { duration := 3.995; [end] p := true; [end] q := true; };"
+            "[start, end] contains p; goal [end] q;");
+  GuidedPlanner planner(env, problem);
+  while (planner.next() != nullptr) {}
+  EXPECT_TRUE(planner.is_proved_optimal());
+  EXPECT_EQ(planner.best_makespan(), rational(799, 200));
+}
+
 }  // namespace
 }  // namespace zorvel::tp::ftp

@@ -2,6 +2,7 @@
 
 #include "search/forward/plain/plain_search.h"
 #include "search/forward/plan_replay.h"
+#include "search/forward/self_overlap.h"
 
 namespace zorvel::tp::ftp {
 
@@ -52,6 +53,17 @@ SearchOutcome FtpPlanner::search_densely(bool weak, SearchGuard& guard, std::vec
   events = search.events();
   statistics_ = search.statistics();
   return outcome;
+}
+
+bool FtpPlanner::may_miss_self_overlap() {
+  if (!dense_) dense_ = std::make_unique<DenseProblem>(*model_, tables_);
+  const auto initial = Successors<double>(*model_, {}, 1).initial_world();
+  if (!initial) return false;  // a condition at time 0 fails
+  std::vector<ValueId> values;
+  for (Node* node : initial->assignments()) values.push_back(dense_->values().id_of(node));
+  std::vector<char> is_used(dense_->action_count(), 0);
+  for (const ActionId action : relevant_ids()) is_used[action] = 1;
+  return may_need_self_overlap(*dense_, values.data(), [&](ActionId action) { return is_used[action] != 0; });
 }
 
 std::shared_ptr<Plan> FtpPlanner::build_plan(const std::vector<const Event*>& events) {

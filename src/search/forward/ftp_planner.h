@@ -28,6 +28,7 @@ class FtpPlanner : public TpPlanner {
 
   const FtpModel& model() const { return *model_; }
   const SearchStatistics& statistics() const { return statistics_; }
+  bool may_miss_self_overlap() override;
 
   /// As `replay_events`, on the planner's own model.
   std::shared_ptr<TimeTriggeredPlan> get_plan_from_event_list(const std::vector<const Event*>& events,

@@ -36,6 +36,9 @@ class Planner : public EnvObject {
   void set_limits(SearchLimits limits) { limits_ = std::move(limits); }
   /// How the last `solve` ended. Where it is neither `plan_found` nor `no_plan`, nothing is known.
   SearchOutcome outcome() const { return outcome_; }
+  /// After `no_plan`: whether there may be plans in which an action overlaps itself, which the planner does
+  /// not look for.
+  virtual bool may_miss_self_overlap() { return false; }
 
  protected:
   /// Runs the transformer and makes its result the problem.

@@ -6,8 +6,8 @@
 namespace zorvel::tp::ftp {
 
 GuidedModel::GuidedModel(const DenseProblem& problem, const std::uint32_t* values,
-                         const std::vector<std::uint32_t>& initially_in_force)
-    : problem_(problem) {
+                         const std::vector<std::uint32_t>& initially_in_force, std::vector<char> is_counted)
+    : problem_(problem), is_counted_(std::move(is_counted)) {
   collect_force(initially_in_force);
   collect_touched();
   constant_writes_.resize(problem.model().events().size());

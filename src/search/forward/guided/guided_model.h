@@ -12,9 +12,10 @@ namespace zorvel::tp::ftp {
 /// What the moves of the guided search ask of the problem beside the events: decided once, before the search.
 class GuidedModel {
  public:
-  /// `values` is any state with all slots set.
+  /// `values` is any state with all slots set. `is_counted` tells by action whether its steps stand in the
+  /// caller's plan, so that they count for the makespan.
   GuidedModel(const DenseProblem& problem, const std::uint32_t* values,
-              const std::vector<std::uint32_t>& initially_in_force);
+              const std::vector<std::uint32_t>& initially_in_force, std::vector<char> is_counted);
 
   const DenseProblem& problem() const { return problem_; }
 
@@ -46,6 +47,9 @@ class GuidedModel {
   /// Whether the effect writes a constant that makes the condition of the opener false.
   bool breaks(std::uint32_t effect, std::uint32_t opener) const;
 
+  /// Whether steps of the action count for the makespan.
+  bool is_counted(ActionId action) const { return is_counted_[action] != 0; }
+
   /// Whether some event is measured from the plan's end and lies before it, so that the end is a time point
   /// that constraints reach.
   bool end_matters() const { return end_matters_; }
@@ -62,6 +66,7 @@ class GuidedModel {
   std::vector<std::uint32_t> touched_;
   std::uint32_t touched_count_ = 0;
   std::vector<std::vector<SlotWrite>> constant_writes_;  // by event
+  std::vector<char> is_counted_;                         // by action
   bool end_matters_ = false;
 };
 

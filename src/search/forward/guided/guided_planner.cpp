@@ -7,6 +7,7 @@
 #include "core/errors.h"
 #include "search/forward/guided/makespan_bound.h"
 #include "search/forward/guided/plan_trimmer.h"
+#include "search/forward/self_overlap.h"
 
 namespace zorvel::tp::ftp {
 
@@ -31,11 +32,12 @@ rational makespan_of(const TimeTriggeredPlan& plan) {
 /// The problem in the form of the search, and what is known of it before any search.
 struct GuidedPlanner::Prepared {
   Prepared(const FtpModel& source, std::shared_ptr<EvaluationTables> tables,
-           std::unique_ptr<SearchState<double>> initial_state, std::function<bool()> must_stop)
+           std::unique_ptr<SearchState<double>> initial_state, std::vector<char> is_counted,
+           std::function<bool()> must_stop)
       : problem(source, std::move(tables)),
         initial(std::move(initial_state)),
         values(values_of(problem, *initial)),
-        model(problem, values.data(), in_force(*initial)),
+        model(problem, values.data(), in_force(*initial), std::move(is_counted)),
         estimates(problem, values.data(), std::move(must_stop)) {}
 
   static std::vector<std::uint32_t> values_of(const DenseProblem& problem, const SearchState<double>& state) {
@@ -71,6 +73,13 @@ const std::string& GuidedPlanner::name() const {
   return name;
 }
 
+bool GuidedPlanner::may_miss_self_overlap() {
+  // The estimates look at events, not at open actions: where they see no plan, there is none at all.
+  if (!prepared_ || prepared_->estimates.is_unsolvable()) return false;
+  return may_need_self_overlap(prepared_->problem, prepared_->values.data(),
+                               [this](ActionId action) { return prepared_->estimates.is_relevant(action); });
+}
+
 std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::next() {
   SearchGuard guard(limits_);
   return next_under(guard);
@@ -87,11 +96,26 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::next_under(SearchGuard& guard)
   return best_plan_ ? find_better() : find_first();
 }
 
+/// By action: whether the caller's plan has a step for each of its steps.
+std::vector<char> GuidedPlanner::counted_actions() const {
+  std::vector<char> is_counted(model().actions().size(), 1);
+  if (std::ranges::none_of(transformers(),
+                           [](const auto& transformer) { return transformer->drops_steps(); }))
+    return is_counted;
+  for (ActionId id = 0; id < is_counted.size(); ++id) {
+    auto plan = std::make_shared<TimeTriggeredPlan>(env());
+    plan->add_step(std::make_shared<TimeTriggeredStep>(rational(1), model().actions()[id].action,
+                                                       std::vector<Node*>{}, rational(1)));
+    is_counted[id] = map_back(plan)->size() > 0 ? 1 : 0;
+  }
+  return is_counted;
+}
+
 bool GuidedPlanner::prepare() {
   if (!prepared_) {
     auto initial = Successors<double>(model(), {}, 1).initial_state();
     if (!initial) return false;
-    auto prepared = std::make_unique<Prepared>(model(), tables(), std::move(initial),
+    auto prepared = std::make_unique<Prepared>(model(), tables(), std::move(initial), counted_actions(),
                                                [this] { return guard_->must_stop(1); });
     if (must_stop()) return false;
     prepared_ = std::move(prepared);
@@ -141,7 +165,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
     if (outcome_ == SearchOutcome::plan_found) {
       auto plan = accept(search.moves(), search.events());
       first_searches_.clear();
-      bound_ = least_makespan(prepared_->problem, prepared_->values.data());
+      bound_ = least_makespan(prepared_->model, prepared_->values.data());
       return plan;
     }
     if (outcome_ == SearchOutcome::no_plan) is_exhausted_ = true;

@@ -22,6 +22,7 @@ class GuidedPlanner : public FtpPlanner {
   ~GuidedPlanner() override;
 
   const std::string& name() const override;
+  bool may_miss_self_overlap() override;
   /// The first plan.
   std::shared_ptr<Plan> solve_under(SearchGuard& guard) override { return next_under(guard); }
   /// Leaves out parts of the search, to see what they are worth. Before the first search.
@@ -49,6 +50,7 @@ class GuidedPlanner : public FtpPlanner {
   struct Prepared;
 
   bool prepare();
+  std::vector<char> counted_actions() const;
   std::shared_ptr<TimeTriggeredPlan> find_first();
   std::shared_ptr<TimeTriggeredPlan> find_better();
   std::shared_ptr<TimeTriggeredPlan> trim_best();

@@ -168,7 +168,9 @@ bool GuidedSuccessors::add_end(Chain& added, const DenseAction& action) {
   }
   const bool has_end = added.end != no_point;
   const Place end{has_end ? added.end : added.start, has_end ? 0.0 : lower};
-  if (makespan_ != no_point && !network_.add_before(end.point, makespan_, end.shift)) return false;
+  const bool is_counted =
+      makespan_ != no_point && model_.is_counted(added.chain - DenseProblem::first_action_chain);
+  if (is_counted && !network_.add_before(end.point, makespan_, end.shift)) return false;
   return plan_end_ == no_point ||
          network_.add_before(end.point, plan_end_, end.shift + problem_.end_distance());
 }

@@ -72,8 +72,8 @@ struct Clock {
 
 class Propagation {
  public:
-  Propagation(const DenseProblem& problem, const std::uint32_t* values)
-      : problem_(problem), values_(values), labels_(problem.slots(), values) {}
+  Propagation(const GuidedModel& model, const std::uint32_t* values)
+      : model_(model), problem_(model.problem()), values_(values), labels_(problem_.slots(), values) {}
 
   double run() {
     for (const std::uint32_t index : problem_.chain(DenseProblem::start_chain).events) {
@@ -109,11 +109,13 @@ class Propagation {
     }
     for (const Literal& literal : action.opening.literals())
       clock.start = std::max(clock.start, labels_.of(literal).time);
+    const bool is_counted = model_.is_counted(id);
     bool has_changed = false;
     for (std::size_t at = 0; at < events.size() && clock.start != never; ++at) {
       const DenseEvent& event = problem_.event(events[at]);
       if (event.is_effect_like) {
-        const Label label{clock.earliest(event) + problem_.epsilon(), clock.start + clock.least_duration};
+        const Label label{clock.earliest(event) + problem_.epsilon(),
+                          is_counted ? clock.start + clock.least_duration : 0.0};
         if (write(event, label)) has_changed = true;
         continue;
       }
@@ -156,6 +158,7 @@ class Propagation {
     return has_changed;
   }
 
+  const GuidedModel& model_;
   const DenseProblem& problem_;
   const std::uint32_t* values_;
   Labels labels_;
@@ -163,8 +166,8 @@ class Propagation {
 
 }  // namespace
 
-double least_makespan(const DenseProblem& problem, const std::uint32_t* values) {
-  return Propagation(problem, values).run();
+double least_makespan(const GuidedModel& model, const std::uint32_t* values) {
+  return Propagation(model, values).run();
 }
 
 }  // namespace zorvel::tp::ftp

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "search/forward/dense/dense_problem.h"
+#include "search/forward/guided/guided_model.h"
 
 namespace zorvel::tp::ftp {
 
@@ -13,6 +13,6 @@ namespace zorvel::tp::ftp {
 ///
 /// Only literals over single fluents count; comparisons and formulas are taken to hold. `values` are the
 /// initial ones, by slot.
-double least_makespan(const DenseProblem& problem, const std::uint32_t* values);
+double least_makespan(const GuidedModel& model, const std::uint32_t* values);
 
 }  // namespace zorvel::tp::ftp
