@@ -268,11 +268,24 @@ TEST(GuidedEstimates, OfHandmadeProblems) {
   const std::string light =
       "action light { duration := 5; [start] p := true; [end] p := false; };"
       "action mend { duration := 3; [start] p; [end] q := true; }; [end] q;";
+  const std::string two_lamps =
+      "action short { duration := 3; [start] p := true; [end] p := false; };"
+      "action long { duration := 10; [start] p := true; [end] p := false; };"
+      "action use { duration := 5; (start, end) p; [end] q := true; }; [end] q;";
   const std::string count =
       "action up { duration := 1; [end] n := n + 2; }; action down { duration := 1; [end] n := n - 1; };";
   const Case cases[] = {
       {"an envelope has two pieces and is one action", light, {}, 2, 2, {"light"}, {"light"}},
       {"what an open envelope holds up is there", light, {"light", "light"}, 1, 1, {"mend"}, {"light"}},
+      {"of two that hold it up, one does so for too short a time",
+       two_lamps,
+       {},
+       2,
+       2,
+       {"long"},
+       {"long", "short"}},
+      {"also once that one is open", two_lamps, {"short", "short"}, 2, 2, {"long"}, {"long", "short"}},
+      {"the other one does", two_lamps, {"long", "long"}, 1, 1, {"use"}, {"long", "short"}},
       {"its rest is a piece too",
        "action light { duration := 5; [start] p := true; [end] p := false; [end] r := true; };"
        "action mend { duration := 3; [start] p; [end] q := true; }; [end] q; [end] r;",

@@ -12,6 +12,7 @@ namespace {
 constexpr auto first_action = DenseProblem::first_action_chain;
 constexpr std::uint32_t own_chains = first_action;  // the problem's own chains come before the actions'
 constexpr FactId no_mark = no_fact;
+constexpr std::uint32_t the_state = ~std::uint32_t{0};  // in place of a chain: what holds already
 
 // Of the search for landmarks, in conditions of operators looked at: some tenths of a second at most.
 constexpr std::uint64_t most_landmark_work = 30'000'000;
@@ -90,9 +91,12 @@ void GuidedEstimates::build_pieces() {
     split_[action] = builder_.envelope_split(action);
     if (is_envelope(action)) open_mark_[action] = builder_.facts().new_mark();
   }
+  windows_ = std::make_unique<WindowFacts>(problem_, builder_,
+                                           [this](ActionId action) { return is_relevant(action); });
   pieces_ = std::make_unique<RelaxedTask>(builder_.facts());
   for (ActionId action = 0; action < problem_.action_count(); ++action)
-    if (is_relevant(action)) builder_.add_pieces(*pieces_, action, split_[action], open_mark_[action]);
+    if (is_relevant(action))
+      builder_.add_pieces(*pieces_, action, split_[action], open_mark_[action], *windows_);
   pieces_->finish();
   piece_pass_ = std::make_unique<RelaxedPass>(*pieces_, false);
 }
@@ -163,6 +167,7 @@ void GuidedEstimates::add_own_chain(RelaxedPass& pass, const OpenChain& open) {
   for (const TimedFact& timed : timed_facts_[open.chain]) {
     if (timed.last_position < open.cursor) break;
     gained_.push_back(timed.fact);
+    if (windows_) windows_->append_all(timed.fact, gained_);
   }
   if (gained_.empty()) return;
   pass.add_extra({}, gained_, 1);
@@ -178,8 +183,9 @@ void GuidedEstimates::add_open_piece(std::uint32_t chain, std::uint32_t first, s
     if (has_conditions)
       for (const PieceBuilder::Condition& condition : builder_.conditions(event))
         if (condition.written_at == PieceBuilder::no_position || condition.written_at < first)
-          needed_.push_back(condition.fact);
+          needed_.push_back(windows_->needed(chain - first_action, condition.fact));
     gained_.insert(gained_.end(), builder_.added(event).begin(), builder_.added(event).end());
+    windows_->append_given(chain - first_action, position, gained_);
   }
   if (mark != no_mark) gained_.push_back(mark);
   if (gained_.empty()) return;
@@ -218,6 +224,13 @@ GuidedEstimates::Cost GuidedEstimates::run_pieces(const StateView& state) {
   add_goals(*piece_pass_, state);
   for (const OpenChain& open : state.open)
     open.chain < own_chains ? add_own_chain(*piece_pass_, open) : add_open_pieces(open);
+  gained_.clear();
+  windows_->append_holding(
+      state.open, [this](FactId fact) { return piece_pass_->holds(fact); }, gained_);
+  if (!gained_.empty()) {
+    piece_pass_->add_extra({}, gained_, 0);
+    extra_chains_.push_back(the_state);
+  }
   return piece_pass_->settle(true);
 }
 
@@ -261,6 +274,7 @@ double GuidedEstimates::read_relaxed_plan(RelaxedPass& pass, const RelaxedTask& 
     actions += step.times - 1;
     if (step.is_extra) {
       const std::uint32_t chain = extra_chains_[step.number];
+      if (chain == the_state) continue;
       if (std::ranges::find(preferred_chains_, chain) != preferred_chains_.end()) continue;
       preferred_chains_.push_back(chain);
       // The second piece of an envelope that is open before its split may have been counted.
@@ -274,7 +288,7 @@ double GuidedEstimates::read_relaxed_plan(RelaxedPass& pass, const RelaxedTask& 
       counted_in_[action] = evaluation_;
       ++actions;
     }
-    if (!pass.is_applicable(step.number) || open_in_[action] == evaluation_) continue;
+    if (!pass.is_free(step.number) || open_in_[action] == evaluation_) continue;
     if (problem_.action(action).opening.holds(state.values)) preferred_.push_back(action);
   }
   std::ranges::sort(preferred_);

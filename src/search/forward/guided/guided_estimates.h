@@ -10,6 +10,7 @@
 
 #include "search/forward/dense/dense_problem.h"
 #include "search/forward/guided/piece_builder.h"
+#include "search/forward/guided/window_facts.h"
 #include "search/frame/state_view.h"
 #include "search/heuristics/landmarks/landmark_graph.h"
 #include "search/heuristics/landmarks/landmark_truths.h"
@@ -97,6 +98,7 @@ class GuidedEstimates {
   std::vector<char> is_relevant_;                      // by action
   std::vector<std::uint32_t> split_;                   // by action: see PieceBuilder::envelope_split
   std::vector<FactId> open_mark_;                      // by action: of an envelope
+  std::unique_ptr<WindowFacts> windows_;
   std::unique_ptr<RelaxedTask> events_, pieces_;
   std::unique_ptr<RelaxedPass> event_pass_, piece_pass_;
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cassert>
 
+#include "search/forward/guided/window_facts.h"
+
 namespace zorvel::tp::ftp {
 
 namespace {
@@ -246,8 +248,8 @@ void PieceBuilder::add_events(RelaxedTask& task, const std::function<bool(Action
   }
 }
 
-void PieceBuilder::add_pieces(RelaxedTask& task, ActionId action, std::uint32_t split,
-                              FactId open_fact) const {
+void PieceBuilder::add_pieces(RelaxedTask& task, ActionId action, std::uint32_t split, FactId open_fact,
+                              const WindowFacts& windows) const {
   const DenseChain& chain = problem_.chain(first_action + action);
   std::vector<FactId> needed(opening(action).begin(), opening(action).end()), gained;
   const auto close_piece = [&] {
@@ -266,8 +268,9 @@ void PieceBuilder::add_pieces(RelaxedTask& task, ActionId action, std::uint32_t 
     const std::uint32_t event = chain.events[position];
     for (const Condition& condition : conditions(event))
       if (condition.written_at == no_position || condition.written_at < first)
-        needed.push_back(condition.fact);
+        needed.push_back(windows.needed(action, condition.fact));
     gained.insert(gained.end(), added(event).begin(), added(event).end());
+    windows.append_given(action, position, gained);
   }
   close_piece();
 }

@@ -11,6 +11,8 @@
 
 namespace zorvel::tp::ftp {
 
+class WindowFacts;
+
 /// The events of a ground problem as facts, and the pieces that the relaxations of the guided search are made
 /// of.
 ///
@@ -64,10 +66,13 @@ class PieceBuilder {
   /// one action are consecutive.
   void add_events(RelaxedTask& task, const std::function<bool(ActionId)>& is_wanted) const;
   /// The pieces of one action; two if `split` is a position in its chain, the second of which starts there.
-  void add_pieces(RelaxedTask& task, ActionId action, std::uint32_t split, FactId open_fact) const;
+  void add_pieces(RelaxedTask& task, ActionId action, std::uint32_t split, FactId open_fact,
+                  const WindowFacts& windows) const;
   /// The position in the chain of an envelope of the first write that takes back what other actions or the
   /// goals ask for; `no_position` for actions that are none.
   std::uint32_t envelope_split(ActionId action) const;
+  /// Whether an effect can end the truth of a fact that an earlier one of its chain brought about.
+  bool takes_back(std::uint32_t event, FactId fact) const;
 
  private:
   struct EventFacts {
@@ -80,7 +85,6 @@ class PieceBuilder {
   std::uint32_t position_written(const DenseChain& chain, std::uint32_t position, FactId fact) const;
   bool writes_any_of(std::uint32_t event, std::span<const std::uint32_t> slots) const;
   bool is_asked_by_others(FactId fact, ActionId action) const;
-  bool takes_back(std::uint32_t event, FactId fact) const;
 
   const DenseProblem& problem_;
   std::function<bool()> must_stop_;

@@ -217,6 +217,11 @@ void RelaxedPass::settle_far(bool early) {
   }
 }
 
+bool RelaxedPass::is_free(OperatorId id) const {
+  const auto conditions = task_.conditions(id);
+  return std::all_of(conditions.begin(), conditions.end(), [this](FactId fact) { return cost(fact) == 0; });
+}
+
 std::span<const RelaxedPass::Step> RelaxedPass::extract() {
   for (const Step& step : steps_)
     if (!step.is_extra) operator_step_[step.number] = 0;

@@ -39,7 +39,6 @@ class RelaxedPass {
   /// Starts a pass from a state.
   void begin(const ValueId* values);
   bool holds(FactId fact) const { return facts_[fact].pass == always; }
-  bool is_applicable(OperatorId id) const { return missing_in_state_[id] == 0; }
 
   // Between begin() and settle():
   /// An operator for this pass alone; its number. Its conditions must not repeat.
@@ -54,6 +53,8 @@ class RelaxedPass {
     const FactState& state = facts_[fact];
     return state.pass == always ? 0 : state.pass == pass_ ? state.cost : unreachable;
   }
+  /// Whether the conditions of the operator cost nothing: after `settle`, if the operator was reached.
+  bool is_free(OperatorId id) const;
   /// The relaxed plan of the last pass, whose goals are all reached: each operator and extra operator once.
   /// Rules of formulas are left out. Valid until the next call.
   std::span<const Step> extract();
