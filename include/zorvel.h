@@ -688,9 +688,9 @@ ZORVEL_API zorvel_potplan zorvel_do_tsimple_planning_with_custom_heuristic(zorve
 ZORVEL_API zorvel_potplan zorvel_do_iw_planning(zorvel_problem problem);
 
 /* The guided search: the planner that solves most, and the program's own choice. Greedy, over moves that take
- * whole actions where nothing has to happen meanwhile, with three estimates side by side. The metric of a
- * problem is left out of account but for the makespan. An error handle without an error text: there is no
- * plan in which no action overlaps itself. */
+ * whole actions where nothing has to happen meanwhile, with three estimates side by side. A metric of the
+ * problem does not steer it and is no error, unlike in the other planners. An error handle without an error
+ * text: there is no plan in which no action overlaps itself. */
 ZORVEL_API zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem);
 /* As zorvel_do_ftp_planning_with_limits. */
 ZORVEL_API zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, double seconds,

@@ -28,20 +28,29 @@ std::string makespan_of(const tp::ftp::GuidedPlanner& planner) {
 std::shared_ptr<Plan> improve_plan(tp::ftp::GuidedPlanner& planner, SearchLimits limits,
                                    const Deadline& deadline,
                                    const std::function<void(const std::shared_ptr<Plan>&)>& on_plan) {
-  std::shared_ptr<Plan> best = planner.best_plan();
-  for (unsigned number = 1; best; ++number) {
+  std::shared_ptr<Plan> best;
+  std::optional<rational> least_cost;
+  auto found = planner.best_plan();
+  unsigned plans = 0;
+  while (found) {
+    const auto cost = planner.action_cost(*found);
     std::ostringstream seconds;
     seconds << std::fixed << std::setprecision(1) << deadline.seconds_passed();
-    std::cerr << "zorvel: plan " << number << ": makespan " << makespan_of(planner) << " after "
-              << seconds.str() << " s\n";
-    on_plan(best);
+    std::cerr << "zorvel: plan " << ++plans << ": makespan " << makespan_of(planner);
+    if (cost) std::cerr << ", cost " << rounded(static_cast<double>(*cost));
+    std::cerr << " after " << seconds.str() << " s\n";
+    if (!cost || !least_cost || *cost <= *least_cost) {
+      best = found;
+      least_cost = cost;
+      on_plan(best);
+    }
     limits.seconds = deadline.seconds_left();
     planner.set_limits(limits);
-    const std::shared_ptr<Plan> better = planner.next();
-    if (!better) break;
-    best = better;
+    found = planner.next();
   }
-  if (planner.is_proved_optimal())
+  if (least_cost)
+    std::cerr << "zorvel: the plan is the cheapest of " << plans << " found\n";
+  else if (planner.is_proved_optimal())
     std::cerr << "zorvel: the plan is optimal: makespan " << makespan_of(planner) << '\n';
   else
     // A bound is rounded down, so that what is said is true.
@@ -49,6 +58,12 @@ std::shared_ptr<Plan> improve_plan(tp::ftp::GuidedPlanner& planner, SearchLimits
               << ", and no plan takes less than "
               << rounded(std::floor(planner.makespan_bound() * 100 + 1e-6) / 100) << '\n';
   return best;
+}
+
+void report_cost(const tp::ftp::GuidedPlanner& planner, const std::shared_ptr<Plan>& plan) {
+  const auto cost = planner.action_cost(static_cast<const TimeTriggeredPlan&>(*plan));
+  if (cost)
+    std::cerr << "zorvel: the actions of the plan cost " << rounded(static_cast<double>(*cost)) << '\n';
 }
 
 }  // namespace zorvel::cli

@@ -11,9 +11,13 @@ namespace zorvel::cli {
 
 /// Goes on from the first plan of the planner to shorter ones, until a limit or an interrupt ends it or the
 /// best plan is proved to be one. Standard error gets a line for each plan, the first one too, and a last one
-/// that says what is known; `on_plan` is called with each. The best plan.
+/// that says what is known; `on_plan` is called with each plan that is the best so far, which is the
+/// shortest, or the cheapest where the problem has a metric of action costs. The best plan.
 std::shared_ptr<Plan> improve_plan(tp::ftp::GuidedPlanner& planner, SearchLimits limits,
                                    const Deadline& deadline,
                                    const std::function<void(const std::shared_ptr<Plan>&)>& on_plan);
+
+/// Tells what the plan costs, if the problem has a metric of action costs.
+void report_cost(const tp::ftp::GuidedPlanner& planner, const std::shared_ptr<Plan>& plan);
 
 }  // namespace zorvel::cli

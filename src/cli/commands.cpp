@@ -311,7 +311,8 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
   }
   std::optional<Deadline> deadline(std::in_place, options.get_float_value("time-limit"));
   const Input input = read_problem(env, files, "solve");
-  const model::ProblemPtr problem = to_plannable(env, input.problem);
+  const bool takes_metrics = algorithm == "auto";
+  const model::ProblemPtr problem = takes_metrics ? input.problem : to_plannable(env, input.problem);
   std::size_t warnings = print_warnings(env);
 
   const std::unique_ptr<Planner> planner = naming_lines(input, [&] { return make_planner(env, problem); });
@@ -350,6 +351,7 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
     std::cerr << "zorvel: no plan was found: " << explanation(planner->outcome()) << '\n';
     return gave_up;
   }
+  if (takes_metrics) report_cost(static_cast<const tp::ftp::GuidedPlanner&>(*planner), plan);
   if (plan->size() == 0) std::cerr << "zorvel: the goal holds from the start; the plan has no step\n";
   write_plan(env, plan, input.names);
   return success;

@@ -94,6 +94,100 @@ static void no_plan_is_no_error(void) {
   zorvel_env_destroy(env);
 }
 
+struct seen_plans {
+  int plans, calls_before_stop;
+  double makespan;
+};
+
+static int see_plan(zorvel_ttplan plan, double makespan, double seconds, void* user_data) {
+  struct seen_plans* seen = user_data;
+  CHECK(!zorvel_ttplan_is_error(plan));
+  CHECK(seconds >= 0);
+  CHECK(seen->plans == 0 || makespan < seen->makespan);
+  seen->makespan = makespan;
+  return ++seen->plans == seen->calls_before_stop;
+}
+
+static int stop_at_once(const zorvel_search_progress* progress, void* user_data) {
+  ++*(int*)user_data;
+  CHECK(progress->seconds >= 0);
+  return 1;
+}
+
+static void plans_get_shorter_until_that_is_proved(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem problem = parse(env,
+                                 "fluent boolean p := false;\n"
+                                 "action slow() { duration := 9; [end] p := true; };\n"
+                                 "action fast() { duration := 3; [end] p := true; };\n"
+                                 "goal [end] p;\n"
+                                 ":: (\"metric\", \"minimize-makespan\");\n");
+  zorvel_search_outcome outcome = ZORVEL_TIME_LIMIT;
+  zorvel_ttplan first = zorvel_do_guided_planning_with_limits(problem, 0, 0, &outcome);
+  CHECK(!zorvel_ttplan_is_error(first) && outcome == ZORVEL_PLAN_FOUND);
+  CHECK(zorvel_ttplan_validate(problem, first) == 1);
+  zorvel_ttplan_destroy(first);
+
+  zorvel_search search = zorvel_search_new(problem, NULL, NULL, 0);
+  CHECK(!zorvel_search_is_error(search));
+  CHECK(zorvel_search_get_bound(search) == 0);
+  int plans = 0;
+  while (1) {
+    zorvel_ttplan plan = zorvel_search_next(search, 0, &outcome);
+    if (zorvel_ttplan_is_error(plan)) break;
+    CHECK(outcome == ZORVEL_PLAN_FOUND);
+    CHECK(zorvel_ttplan_validate(problem, plan) == 1);
+    zorvel_ttplan_destroy(plan);
+    ++plans;
+  }
+  CHECK(plans >= 1 && outcome == ZORVEL_NO_PLAN);
+  CHECK(zorvel_search_get_bound(search) == 3);
+  zorvel_search_progress progress;
+  CHECK(zorvel_search_get_progress(search, &progress) == 0);
+  CHECK_ERROR(zorvel_search_get_progress(search, NULL) == -1,
+              "InvalidParameterError: The argument 'progress'");
+  zorvel_search_destroy(search);
+  const char* name = "no-such-option";
+  const char* value = "1";
+  CHECK_ERROR(zorvel_search_is_error(zorvel_search_new(problem, &name, &value, 1)),
+              "InvalidParameterError: There is no option 'no-such-option' of a search");
+
+  struct seen_plans seen = {0, 0, 0};
+  zorvel_ttplan best = zorvel_do_anytime_planning(problem, 0, 0, see_plan, &seen, &outcome);
+  CHECK(!zorvel_ttplan_is_error(best) && outcome == ZORVEL_PLAN_FOUND && seen.makespan == 3);
+  zorvel_ttplan_destroy(best);
+  struct seen_plans stopped = {0, 1, 0};
+  best = zorvel_do_anytime_planning(problem, 0, 0, see_plan, &stopped, &outcome);
+  CHECK(!zorvel_ttplan_is_error(best) && outcome == ZORVEL_INTERRUPTED && stopped.plans == 1);
+  zorvel_ttplan_destroy(best);
+  zorvel_problem_destroy(problem);
+
+  problem = parse(env,
+                  "fluent integer n := 0;\n"
+                  "action up() { duration := 1; [end] n := n + 1; };\n"
+                  "goal [end] (n == 1) or (n == -1);\n");
+  const char* planners[] = {"auto", "ftp", "tsimple", "iw"};
+  for (int i = 0; i < 4; ++i) {
+    zorvel_ttplan plan = zorvel_do_planning_with_limits(problem, planners[i], 0, 0, NULL, NULL, &outcome);
+    CHECK(!zorvel_ttplan_is_error(plan) && outcome == ZORVEL_PLAN_FOUND);
+    zorvel_ttplan_destroy(plan);
+  }
+  CHECK_ERROR(
+      zorvel_ttplan_is_error(zorvel_do_planning_with_limits(problem, "dijkstra", 0, 0, NULL, NULL, &outcome)),
+      "InvalidParameterError: There is no planner 'dijkstra'");
+  zorvel_problem_destroy(problem);
+  problem = parse(env,
+                  "fluent integer n := 0;\n"
+                  "action up() { duration := 1; [end] n := n + 1; };\n"
+                  "goal [end] (n == -1);\n");
+  int calls = 0;
+  CHECK_NOTHING(zorvel_ttplan_is_error(
+      zorvel_do_planning_with_limits(problem, "ftp", 20, 0, stop_at_once, &calls, &outcome)));
+  CHECK(outcome == ZORVEL_INTERRUPTED && calls >= 1);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
 struct counting {
   zorvel_env env;
   zorvel_expr fluent;
@@ -577,6 +671,7 @@ static void pddl_is_read_from_files_and_from_memory(void) {
 int main(void) {
   a_plan_is_found_validated_and_read_again();
   no_plan_is_no_error();
+  plans_get_shorter_until_that_is_proved();
   a_custom_heuristic_reads_the_state();
   classical_plans_are_partial_orders();
   a_simulated_effect_computes_its_value();

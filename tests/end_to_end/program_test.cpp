@@ -324,6 +324,40 @@ TEST_F(Program, NamesTheStatementThatNoPlannerHandlesAndItsLine) {
       << in_action.err;
 }
 
+TEST_F(Program, GoesOnToBetterPlansAndSaysWhatIsKnownOfThem) {
+  const std::string actions =
+      "fluent boolean p := false;\n"
+      "action slow() :: (\"cost\", 2) { duration := 9; [end] p := true; };\n"
+      "action fast() :: (\"cost\", 17) { duration := 3; [end] p := true; };\ngoal [end] p;\n";
+  const fs::path shortest = write("shortest.anml", actions);
+  const fs::path file = shortest.parent_path() / "best.plan";
+  const Result any = run("solve --anytime --output-plan " + quoted(file) + " " + quoted(shortest));
+  EXPECT_EQ(any.status, 0);
+  EXPECT_EQ(read(file), "0: fast() [3]\n");
+  EXPECT_EQ(any.err.find("zorvel: plan 1: makespan "), 0U) << any.err;
+  EXPECT_NE(any.err.find("\nzorvel: the plan is optimal: makespan 3\n"), std::string::npos) << any.err;
+
+  const fs::path cheapest =
+      write("cheapest.anml", actions + ":: (\"metric\", \"minimize-action-cost\", 1);\n");
+  const Result cheap = run("solve --anytime " + quoted(cheapest));
+  EXPECT_EQ(cheap.status, 0);
+  EXPECT_NE(cheap.err.find(", cost 17 after "), std::string::npos) << cheap.err;
+  const bool has_slow = cheap.err.find(", cost 2 after ") != std::string::npos;
+  EXPECT_EQ(cheap.out, has_slow ? "0: slow() [9]\n" : "0: fast() [3]\n");
+  EXPECT_EQ(run("solve " + quoted(cheapest)).err.find("zorvel: the actions of the plan cost "), 0U);
+
+  for (const char* const refused : {"-a auto -B hadd", "-a ftp --anytime", "-A hadd", "-a auto -S"})
+    EXPECT_EQ(run("solve " + std::string(refused) + " " + quoted(shortest)).status, 2) << refused;
+  const fs::path twice =
+      write("twice.anml",
+            "fluent boolean p := false; fluent boolean q := false;\n"
+            "action a() { duration := 5; [start] p := true; [end] p := false; };\n"
+            "action b() { duration := 7; [start, end] p; [end] q := true; };\ngoal [end] q;\n");
+  const Result overlapping = run("solve " + quoted(twice));
+  EXPECT_EQ(overlapping.status, 1);
+  EXPECT_EQ(overlapping.err, "zorvel: there is no plan in which no action overlaps itself\n");
+}
+
 TEST_F(Program, TellsWhyAPlanIsInvalid) {
   const fs::path problem = source_dir / "examples" / "match_cellar.anml";
   const Result result = run("validate --plan " + quoted(write("empty.plan", "")) + " " + quoted(problem));

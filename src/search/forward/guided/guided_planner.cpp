@@ -8,6 +8,8 @@
 #include "search/forward/guided/makespan_bound.h"
 #include "search/forward/guided/plan_trimmer.h"
 #include "search/forward/self_overlap.h"
+#include "transformers/plan_quality.h"
+#include "transformers/without_metrics.h"
 
 namespace zorvel::tp::ftp {
 
@@ -19,13 +21,6 @@ constexpr std::array makespan_weights{1.0, 0.3, 3.0, 0.0};
 constexpr std::size_t landmark_list = 1;
 constexpr std::uint64_t first_slice = 2000, slice = 1000;  // expansions of the searches for the first plan
 constexpr std::uint64_t first_budget = 2000;               // expansions; doubled in each cycle of weights
-
-rational makespan_of(const TimeTriggeredPlan& plan) {
-  rational latest(0);
-  for (const auto& [start, steps] : plan.steps())
-    for (const auto& step : steps) latest = std::max(latest, start + step->duration);
-  return latest;
-}
 
 }  // namespace
 
@@ -64,13 +59,21 @@ struct GuidedPlanner::Prepared {
 };
 
 GuidedPlanner::GuidedPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic)
-    : FtpPlanner(env, std::move(problem), std::move(custom_heuristic)) {}
+    : FtpPlanner(env, model::without_metrics(problem), std::move(custom_heuristic)),
+      source_(std::move(problem)) {
+  if (model::has_metric_on_final_values(*source_))
+    env.warning_manager().warn("the metric of the problem is left out of account by this planner");
+}
 
 GuidedPlanner::~GuidedPlanner() = default;
 
 const std::string& GuidedPlanner::name() const {
   static const std::string name = "Guided";
   return name;
+}
+
+std::optional<rational> GuidedPlanner::action_cost(const TimeTriggeredPlan& plan) const {
+  return model::action_cost(source_, plan);
 }
 
 bool GuidedPlanner::may_miss_self_overlap() {
@@ -143,7 +146,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept(std::vector<Move> moves
     plan = get_plan_from_event_list(events, false);
   }
   plan = std::dynamic_pointer_cast<TimeTriggeredPlan>(map_back(plan));
-  const rational makespan = makespan_of(*plan);
+  const rational makespan = model::makespan(*plan);
   if (best_plan_ && makespan >= best_makespan_) return nullptr;
   best_moves_ = std::move(moves);
   best_plan_ = plan;

@@ -15,6 +15,9 @@ namespace zorvel::tp::ftp {
 ///
 /// The makespan of a plan is the latest end of one of its steps. Every plan is replayed in exact numbers,
 /// with only the order that its events need among each other, before it is handed out.
+///
+/// Metrics do not steer the search: plans get shorter whether or not the problem asks for the least makespan,
+/// and `action_cost` tells what each costs. Metrics on final values are left out, with a warning.
 class GuidedPlanner : public FtpPlanner {
  public:
   /// InternalError for a problem with a feature that the planner cannot handle.
@@ -36,6 +39,8 @@ class GuidedPlanner : public FtpPlanner {
   /// The plan found last, null without one, and its makespan.
   const std::shared_ptr<TimeTriggeredPlan>& best_plan() const { return best_plan_; }
   const rational& best_makespan() const { return best_makespan_; }
+  /// What the steps of a plan cost, by the problem's metric of action costs; none without one.
+  std::optional<rational> action_cost(const TimeTriggeredPlan& plan) const;
   /// No plan in which no action overlaps itself, with this epsilon, takes less. Meaningful after the first
   /// plan.
   double makespan_bound() const { return bound_; }
@@ -61,6 +66,7 @@ class GuidedPlanner : public FtpPlanner {
   bool must_stop();
   void add(const SearchStatistics& statistics);
 
+  model::ProblemPtr source_;  // as the caller gave it, with its metrics
   GuidedParts parts_;
   std::unique_ptr<Prepared> prepared_;
   std::vector<Move> best_moves_;
