@@ -202,8 +202,10 @@ class InterruptGuard {
   Handler old_int_, old_term_;
 };
 
-const char* explanation(SearchOutcome outcome) {
-  switch (outcome) {
+const char* explanation(const Planner& planner) {
+  if (planner.outcome() == SearchOutcome::incomplete && planner.may_have_lost_plans())
+    return "what uncertain durations may do was taken to be worse than it may be";
+  switch (planner.outcome()) {
     case SearchOutcome::time_limit: return "the time limit was reached";
     case SearchOutcome::memory_limit: return "the memory limit was reached";
     case SearchOutcome::interrupted: return "the search was interrupted";
@@ -348,7 +350,7 @@ Status solve(Environment& env, const std::vector<std::string>& files) {
                                                        : "\n");
       return refuted;
     }
-    std::cerr << "zorvel: no plan was found: " << explanation(planner->outcome()) << '\n';
+    std::cerr << "zorvel: no plan was found: " << explanation(*planner) << '\n';
     return gave_up;
   }
   if (takes_metrics) report_cost(static_cast<const tp::ftp::GuidedPlanner&>(*planner), plan);

@@ -58,6 +58,8 @@ class BasicTransformer {
   /// Builds `new_problem()` and the tables of the mapping. To be called once, before any other operation.
   virtual void do_computation() = 0;
 
+  /// Whether the input may have a plan where the new problem has none.
+  virtual bool may_lose_plans() const { return false; }
   /// Whether `map_back` leaves out steps of some actions.
   virtual bool drops_steps() const { return false; }
 

@@ -41,6 +41,9 @@ class TemporalUncertaintyCompiler : public OneToOneTransformer {
   /// of its statements begins. An action whose bounds no duration of 0 or more keeps can never be taken, and
   /// is warned of.
   void do_computation() override;
+  /// With shadows: that they and their fluents are uncertain for the same reason is not seen, and nobody else
+  /// may write a fluent while it is uncertain.
+  bool may_lose_plans() const override { return !shadows_.all_shadows().empty(); }
 
  protected:
   /// What it says of shadows is left out.

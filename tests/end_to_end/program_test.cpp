@@ -356,6 +356,15 @@ TEST_F(Program, GoesOnToBetterPlansAndSaysWhatIsKnownOfThem) {
   const Result overlapping = run("solve " + quoted(twice));
   EXPECT_EQ(overlapping.status, 1);
   EXPECT_EQ(overlapping.err, "zorvel: there is no plan in which no action overlaps itself\n");
+  const fs::path unsure =
+      write("unsure.anml",
+            "fluent boolean p := false; fluent boolean q := false;\n"
+            "action a() { duration :in [1, 3]; [end] p := true; };\ngoal [end] p and q;\n");
+  const Result cautious = run("solve " + quoted(unsure));
+  EXPECT_EQ(cautious.status, 3);
+  EXPECT_EQ(
+      cautious.err,
+      "zorvel: no plan was found: what uncertain durations may do was taken to be worse than it may be\n");
 }
 
 TEST_F(Program, TellsWhyAPlanIsInvalid) {

@@ -46,6 +46,11 @@ std::shared_ptr<Plan> Planner::solve() {
   return solve_under(guard);
 }
 
+bool Planner::may_have_lost_plans() const {
+  return std::ranges::any_of(transformers_,
+                             [](const auto& transformer) { return transformer->may_lose_plans(); });
+}
+
 void Planner::apply(std::shared_ptr<model::BasicTransformer> transformer) {
   transformer->do_computation();
   problem_ = transformer->new_problem();

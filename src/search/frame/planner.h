@@ -34,8 +34,13 @@ class Planner : public EnvObject {
   const std::vector<std::shared_ptr<model::BasicTransformer>>& transformers() const { return transformers_; }
 
   void set_limits(SearchLimits limits) { limits_ = std::move(limits); }
-  /// How the last `solve` ended. Where it is neither `plan_found` nor `no_plan`, nothing is known.
-  SearchOutcome outcome() const { return outcome_; }
+  /// How the last `solve` ended. Where it is neither `plan_found` nor `no_plan`, nothing is known. A search
+  /// that ended without a plan on a problem that may have lost plans on the way is `incomplete`.
+  SearchOutcome outcome() const {
+    return outcome_ == SearchOutcome::no_plan && may_have_lost_plans() ? SearchOutcome::incomplete : outcome_;
+  }
+  /// Whether a transformer may have lost plans.
+  bool may_have_lost_plans() const;
   /// After `no_plan`: whether there may be plans in which an action overlaps itself, which the planner does
   /// not look for.
   virtual bool may_miss_self_overlap() { return false; }

@@ -43,9 +43,9 @@ class GuidedPlanner : public FtpPlanner {
   std::optional<rational> action_cost(const TimeTriggeredPlan& plan) const;
   /// No plan in which no action overlaps itself, with this epsilon, takes less. Meaningful after the first
   /// plan.
-  double makespan_bound() const { return bound_; }
+  double makespan_bound() const { return may_have_lost_plans() ? 0.0 : bound_; }
   /// Whether `next` has ended with a proof that the best plan is one of least makespan.
-  bool is_proved_optimal() const { return is_exhausted_ && best_plan_ != nullptr; }
+  bool is_proved_optimal() const { return is_exhausted_ && best_plan_ != nullptr && !may_have_lost_plans(); }
 
  protected:
   void initialize_heuristic() override {}
