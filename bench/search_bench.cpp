@@ -10,6 +10,7 @@
 #include <ctime>
 #include <exception>
 #include <filesystem>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -30,26 +31,16 @@ void run(const std::string& heuristic, unsigned long expansions, const std::stri
   zorvel::SearchLimits limits;
   limits.expansions = expansions;
   planner.set_limits(limits);
-  const double before = processor_seconds();
   const auto plan = planner.solve();
   const double after = processor_seconds();
   const auto& statistics = planner.statistics();
-  // The part of `solve` that is not the search builds tables and heuristics, and the plan.
-  const double seconds = statistics.processor_seconds > 0 ? statistics.processor_seconds : after - before;
   const std::filesystem::path path(file);
-  std::printf(
-      "%-34s %4zu fluents %5zu actions  set-up %7.3f s  %8llu expanded  %9.0f/s  %5.1f children  %6.0f "
-      "bytes/state%s\n",
-      (path.parent_path().filename() / path.stem()).c_str(), planner.model().references().size(),
-      planner.model().actions().size(), after - before_setup - seconds,
-      static_cast<unsigned long long>(statistics.expanded),
-      static_cast<double>(statistics.expanded) / seconds,
-      static_cast<double>(statistics.stored) / static_cast<double>(statistics.expanded),
-      statistics.most_states == 0
-          ? 0.0
-          : static_cast<double>(statistics.bytes_at_most) / static_cast<double>(statistics.most_states),
-      plan ? "  solved" : "");
+  // The part of `solve` that is not the search builds tables and heuristics, and the plan.
+  std::printf("%-34s %4zu fluents %5zu actions  set-up %7.3f s  ",
+              (path.parent_path().filename() / path.stem()).c_str(), planner.model().references().size(),
+              planner.model().actions().size(), after - before_setup - statistics.processor_seconds);
   std::fflush(stdout);
+  std::cout << statistics << (plan ? "  solved" : "") << std::endl;
 }
 
 }  // namespace

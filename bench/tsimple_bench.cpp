@@ -11,6 +11,7 @@
 #include <ctime>
 #include <exception>
 #include <filesystem>
+#include <iostream>
 #include <string>
 
 #include "core/environment.h"
@@ -39,16 +40,11 @@ void run(const std::string& heuristic, std::size_t width, unsigned long expansio
   const auto plan = planner.solve();
   const auto& statistics = planner.statistics();
   const std::filesystem::path path(file);
-  std::printf(
-      "%-34s %4zu slots %5zu actions  set-up %7.3f s  %8llu expanded  %9.0f/s  %10.0f evaluated/s  %6.0f "
-      "bytes/state%s\n",
-      (path.parent_path().filename() / path.stem()).c_str(), planner.model().index().size(),
-      planner.searched_actions().size(), before - before_setup,
-      static_cast<unsigned long long>(statistics.expanded),
-      static_cast<double>(statistics.expanded) / statistics.processor_seconds,
-      static_cast<double>(statistics.evaluated) / statistics.processor_seconds,
-      static_cast<double>(statistics.bytes) / static_cast<double>(statistics.stored), plan ? "  solved" : "");
+  std::printf("%-34s %4zu slots %5zu actions  set-up %7.3f s  ",
+              (path.parent_path().filename() / path.stem()).c_str(), planner.model().index().size(),
+              planner.searched_actions().size(), before - before_setup);
   std::fflush(stdout);
+  std::cout << statistics << (plan ? "  solved" : "") << std::endl;
 }
 
 void run_all_widths(const std::string& heuristic, unsigned long expansions, const std::string& file) {

@@ -1,9 +1,12 @@
 # Flags that every target of the project gets through the interface target zorvel_flags.
 
-# project() has put empty entries for a build type of our own into the cache.
+# project() has put empty entries for build types of our own into the cache.
 foreach(language C CXX)
   if(NOT CMAKE_${language}_FLAGS_DEV)
     set(CMAKE_${language}_FLAGS_DEV "-O1 -g" CACHE STRING "Flags of the Dev build type" FORCE)
+  endif()
+  if(NOT CMAKE_${language}_FLAGS_CHECK)
+    set(CMAKE_${language}_FLAGS_CHECK "-O2" CACHE STRING "Flags of the Check build type" FORCE)
   endif()
 endforeach()
 set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")

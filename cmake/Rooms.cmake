@@ -33,3 +33,11 @@ function(zorvel_room name)
   list(JOIN ROOM_USES "," uses)
   set_property(GLOBAL APPEND PROPERTY ZORVEL_ROOM_ARROWS "${name}:${uses}")
 endfunction()
+
+# The arrows between the folders of a room: `zorvel_folders(room "folder:other,..." ...)`. The test `layers`
+# checks them too, and that none of these folders outgrows itself.
+function(zorvel_folders room)
+  foreach(arrow IN LISTS ARGN)
+    set_property(GLOBAL APPEND PROPERTY ZORVEL_ROOM_ARROWS "${room}/${arrow}")
+  endforeach()
+endfunction()

@@ -2,6 +2,7 @@
 
 #include "capi/frame.h"
 #include "search/frame/planner.h"
+#include "search/heuristics/heuristic.h"
 
 // What the functions that plan have in common.
 

@@ -27,16 +27,7 @@
 #include "search/classical/tsimple/tsimple_planner.h"
 #include "search/forward/ftp_planner.h"
 #include "search/forward/guided/guided_planner.h"
-#include "transformers/constant_promoter.h"
-#include "transformers/contains_compiler.h"
-#include "transformers/empty_conditions_compiler.h"
-#include "transformers/flattener.h"
-#include "transformers/forall_compiler.h"
-#include "transformers/free_var_params_compiler.h"
-#include "transformers/grounder.h"
-#include "transformers/partial_order_compiler.h"
-#include "transformers/set_compiler.h"
-#include "transformers/temporal_uncertainty_compiler.h"
+#include "transformers/chain.h"
 #include "transformers/without_metrics.h"
 #include "validation/tt_validator.h"
 
@@ -254,45 +245,12 @@ const MakePlanner& find_planner(const std::string& algorithm) {
   throw InputError("the algorithm '" + algorithm + "' is not part of this version; there is " + names);
 }
 
-using MakeTransformer =
-    std::function<std::shared_ptr<model::BasicTransformer>(const model::ProblemPtr&, bool prune)>;
-
-const std::map<std::string, MakeTransformer>& transformers() {
-  static const std::map<std::string, MakeTransformer> makers{
-      {"flattener", [](const auto& problem, bool) { return std::make_shared<model::Flattener>(problem); }},
-      {"action-grounder",
-       [](const auto& problem, bool prune) {
-         return std::make_shared<model::Grounder>(problem, false, prune);
-       }},
-      {"full-grounder", [](const auto& problem,
-                           bool prune) { return std::make_shared<model::Grounder>(problem, true, prune); }},
-      {"contains-compiler",
-       [](const auto& problem, bool) { return std::make_shared<model::ContainsCompiler>(problem); }},
-      {"temporal-uncertainty-compiler",
-       [](const auto& problem, bool) {
-         return std::make_shared<model::TemporalUncertaintyCompiler>(problem);
-       }},
-      {"constant-promoter",
-       [](const auto& problem, bool) { return std::make_shared<model::ConstantPromoter>(problem); }},
-      {"empty-conditions-compiler",
-       [](const auto& problem, bool) { return std::make_shared<model::EmptyConditionsCompiler>(problem); }},
-      {"partial-order-compiler",
-       [](const auto& problem, bool) { return std::make_shared<model::PartialOrderCompiler>(problem); }},
-      {"set-compiler",
-       [](const auto& problem, bool) { return std::make_shared<model::SetCompiler>(problem); }},
-      {"free-var-params-compiler",
-       [](const auto& problem, bool) { return std::make_shared<model::FreeVarParamsCompiler>(problem); }},
-      {"forall-compiler",
-       [](const auto& problem, bool) { return std::make_shared<model::ForallCompiler>(problem); }}};
-  return makers;
-}
-
 }  // namespace
 
 const std::vector<std::string>& transformer_names() {
   static const std::vector<std::string> names = [] {
     std::vector<std::string> result;
-    for (const auto& [name, maker] : transformers()) result.push_back(name);
+    for (const model::TransformerRow& row : model::transformer_table()) result.emplace_back(row.name);
     return result;
   }();
   return names;
@@ -379,12 +337,13 @@ Status transform(Environment& env, const std::vector<std::string>& files) {
   const auto& names = options.get_vector_string_value("transformer");
   if (names.empty()) throw InputError("'transform' needs a transformer: -t NAME");
   for (const std::string& name : names)
-    if (!transformers().contains(name))
+    if (model::find_transformer(name) == nullptr)
       throw InputError("the transformer '" + name + "' is not part of this version");
   model::ProblemPtr problem = read_problem(env, files, "transform").problem;
-  const bool prune = !options.get_boolean_value("disable-prune-actions");
+  model::ChainOptions chain_options;
+  chain_options.prune_actions = !options.get_boolean_value("disable-prune-actions");
   for (const std::string& name : names) {
-    const auto transformer = transformers().at(name)(problem, prune);
+    const auto transformer = model::find_transformer(name)->make(problem, chain_options);
     transformer->do_computation();
     problem = transformer->new_problem();
   }

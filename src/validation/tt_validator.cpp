@@ -1,22 +1,27 @@
 #include "validation/tt_validator.h"
 
+#include <array>
+#include <string_view>
 #include <utility>
 
 #include "core/errors.h"
 #include "core/log.h"
 #include "model/action.h"
-#include "transformers/features.h"
-#include "transformers/flattener.h"
-#include "transformers/forall_compiler.h"
+#include "transformers/chain.h"
 #include "transformers/grounder.h"
-#include "transformers/increase_decrease_compiler.h"
-#include "transformers/set_compiler.h"
-#include "transformers/temporal_uncertainty_compiler.h"
 #include "validation/plan_form.h"
 #include "validation/replay.h"
 #include "validation/timeline.h"
 
 namespace zorvel {
+
+namespace {
+
+constexpr auto chain_of_all = std::to_array<std::string_view>(
+    {"flattener", "increase-decrease-compiler", "forall-compiler", "temporal-uncertainty-compiler"});
+constexpr auto chain_of_sets = std::to_array<std::string_view>({"action-grounder", "set-compiler"});
+
+}  // namespace
 
 TTValidator::TTValidator(Environment& env, const model::ProblemPtr& problem)
     : EnvObject(env), problem_(problem), simulated_problem_(problem) {
@@ -27,27 +32,15 @@ TTValidator::TTValidator(Environment& env, const model::ProblemPtr& problem)
 TTValidator::~TTValidator() = default;
 
 void TTValidator::apply_transformers() {
-  if (model::has_members(*simulated_problem_))
-    add_transformer(std::make_shared<model::Flattener>(simulated_problem_));
-  if (model::IncreaseDecreaseCompiler::is_needed(*simulated_problem_))
-    add_transformer(std::make_shared<model::IncreaseDecreaseCompiler>(simulated_problem_));
-  if (simulated_problem_->has_forall())
-    add_transformer(std::make_shared<model::ForallCompiler>(simulated_problem_));
-  if (simulated_problem_->has_temporal_uncertainty())
-    add_transformer(std::make_shared<model::TemporalUncertaintyCompiler>(simulated_problem_));
-  if (model::uses_sets(*simulated_problem_)) {
-    if (!simulated_problem_->is_ground(true))
-      add_transformer(grounder_ = std::make_shared<model::Grounder>(simulated_problem_, false, true));
-    add_transformer(std::make_shared<model::SetCompiler>(simulated_problem_));
-  }
+  model::TransformerChain chain(problem_);
+  chain.apply(chain_of_all);
+  if (model::uses_sets(*chain.problem())) chain.apply(chain_of_sets);
+  simulated_problem_ = chain.problem();
+  transformers_ = chain.transformers();
+  for (const auto& transformer : transformers_)
+    if (auto grounder = std::dynamic_pointer_cast<model::Grounder>(transformer)) grounder_ = grounder;
   if (simulated_problem_->has_continuous_change()) throw InternalError("Continuous change is not supported!");
   if (simulated_problem_->has_processes()) throw InternalError("Processes are not supported!");
-}
-
-void TTValidator::add_transformer(std::shared_ptr<model::BasicTransformer> transformer) {
-  transformer->do_computation();
-  simulated_problem_ = transformer->new_problem();
-  transformers_.push_back(std::move(transformer));
 }
 
 std::shared_ptr<TimeTriggeredPlan> TTValidator::map_forward(const std::shared_ptr<TimeTriggeredPlan>& plan) {

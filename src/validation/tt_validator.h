@@ -55,7 +55,6 @@ class TTValidator : public EnvObject {
   /// False, with the reason set, if the grounder left out the action of a step. Messages show `shown`, the
   /// plan before the transformers.
   bool is_kept_by_grounder(const TimeTriggeredPlan& mapped, const TimeTriggeredPlan& shown);
-  void add_transformer(std::shared_ptr<model::BasicTransformer> transformer);
 
   model::ProblemPtr problem_;            // as given
   model::ProblemPtr simulated_problem_;  // behind the transformers

@@ -1,17 +1,8 @@
 #include <algorithm>
-#include <type_traits>
 
 #include "search/rich_problems.h"
 #include "search/support.h"
-#include "transformers/empty_conditions_compiler.h"
-#include "transformers/features.h"
-#include "transformers/flattener.h"
-#include "transformers/forall_compiler.h"
-#include "transformers/grounder.h"
-#include "transformers/increase_decrease_compiler.h"
-#include "transformers/partial_order_compiler.h"
-#include "transformers/set_compiler.h"
-#include "transformers/temporal_uncertainty_compiler.h"
+#include "transformers/chain.h"
 
 namespace zorvel {
 namespace {
@@ -53,28 +44,13 @@ void check_stages(Environment& env, const Transformers& transformers, std::share
 }
 
 /// Every transformer that takes plans forward, in the order of the chain, where the problem asks for it.
-Transformers reversible_chain(model::ProblemPtr problem) {
-  Transformers chain;
-  const auto add = [&](bool is_needed, const auto& make) {
-    if (!is_needed) return;
-    chain.push_back(make(problem));
-    chain.back()->do_computation();
-    problem = chain.back()->new_problem();
-  };
-  const auto of = []<class T>(std::type_identity<T>) {
-    return [](const model::ProblemPtr& input) { return std::make_shared<T>(input); };
-  };
-  using namespace model;
-  add(has_members(*problem), of(std::type_identity<Flattener>()));
-  add(IncreaseDecreaseCompiler::is_needed(*problem), of(std::type_identity<IncreaseDecreaseCompiler>()));
-  add(problem->has_forall(), of(std::type_identity<ForallCompiler>()));
-  add(problem->has_temporal_uncertainty(), of(std::type_identity<TemporalUncertaintyCompiler>()));
-  add(!problem->is_ground(true),
-      [](const ProblemPtr& input) { return std::make_shared<Grounder>(input, false, true); });
-  add(uses_sets(*problem), of(std::type_identity<SetCompiler>()));
-  add(true, of(std::type_identity<EmptyConditionsCompiler>()));
-  add(true, of(std::type_identity<PartialOrderCompiler>()));
-  return chain;
+Transformers reversible_chain(const model::ProblemPtr& problem) {
+  model::TransformerChain chain(problem);
+  for (const char* name :
+       {"flattener", "increase-decrease-compiler", "forall-compiler", "temporal-uncertainty-compiler",
+        "action-grounder", "set-compiler", "empty-conditions-compiler", "partial-order-compiler"})
+    chain.apply(name);
+  return chain.transformers();
 }
 
 TEST(Chain, PlansOfRichProblemsAreValidAtEachStage) {

@@ -27,10 +27,11 @@ class LandmarkPlanner : public FtpPlanner {
     env().configuration().set_value("ftp-heuristic", std::vector<std::string>{"hlandmarks"});
     relaxer_.do_computation();
   }
-  tp::HLandmarks& heuristic() {
+  HLandmarks& heuristic() {
     if (heuristics_.empty()) initialize_heuristic();
-    return static_cast<tp::HLandmarks&>(*heuristics_.at(0));
+    return static_cast<HLandmarks&>(*heuristics_.at(0));
   }
+  double estimate(SearchState<double>& state) { return heuristic().estimate(view_.of(state)); }
   const LandmarkGraph& graph() { return heuristic().graph(); }
   const model::TemporallyAwareRelaxer& relaxer() const { return relaxer_; }
 
@@ -72,6 +73,7 @@ class LandmarkPlanner : public FtpPlanner {
  private:
   model::TemporallyAwareRelaxer relaxer_;
   Successors<double> successors_{model(), {}, 1};
+  PlainView view_{model(), *tables()};
 };
 
 /// Small problems of what makes landmarks hard to find: objects, conditions with alternatives, values that
@@ -317,7 +319,7 @@ TEST(Landmarks, TheCountAlongAPathIsThatOfTheDefinition) {
     CountByDefinition expected(planner);
     std::mt19937 random(seed);
     for (int step = 0; step < 15; ++step) {
-      EXPECT_EQ(planner.heuristic()(*state), expected(*state)) << "step " << step;
+      EXPECT_EQ(planner.estimate(*state), expected(*state)) << "step " << step;
       ++states;
       auto children = planner.children(*state);
       if (children.empty()) break;
@@ -410,20 +412,26 @@ TEST(Landmarks, LostGoalsCountAgainAndOutOfOrderDoesNotCount) {
     return factory.make_fluent_reference(problem->fluents().at(name), std::vector<Node*>());
   };
   const StateIndex index{{reference("p"), 0}, {reference("q"), 1}, {reference("g"), 2}};
-  std::vector<ClassicalAction> actions;
-  for (const auto& [name, action] : problem->actions()) actions.emplace_back(problem, action);
-  tsimple::HLandmarks heuristic(env, std::make_shared<EvaluationTables>(env, index),
-                                {{reference("g"), reference("q")}}, actions,
-                                {false_value, false_value, true_value});
+  RelaxedProblem::Parts parts;
+  parts.tables = std::make_shared<EvaluationTables>(env, index);
+  parts.initial = {false_value, false_value, true_value};
+  parts.goals = {reference("g"), reference("q")};
+  for (const auto& [name, action] : problem->actions()) parts.actions.emplace_back(problem, action);
+  parts.source_count = parts.actions.size();
+  parts.sources = {0, 1};
+  HLandmarks heuristic(std::make_shared<RelaxedProblem>(env, std::move(parts)));
   EXPECT_EQ(heuristic.graph().size(), 3U);
   EXPECT_EQ(heuristic.graph().orderings().size(), 1U);
-  const auto estimate = [&](bool p, bool q, bool g, zorvel::HLandmarks::SetId& set) {
+  const auto estimate = [&](bool p, bool q, bool g, HLandmarks::SetId& set) {
     const ValueId slots[] = {ValueTable::of_boolean(p), ValueTable::of_boolean(q), ValueTable::of_boolean(g)};
-    return heuristic.estimate(slots, set);
+    StateView view;
+    view.values = slots;
+    view.parent_note = set;
+    view.note = &set;
+    return heuristic.estimate(view);
   };
-  zorvel::HLandmarks::SetId set = 0;
+  HLandmarks::SetId set = 0;
   EXPECT_EQ(estimate(false, false, true, set), 2.0);
-  EXPECT_EQ(set, heuristic.initial_set());
   const auto initial = set;
   EXPECT_EQ(estimate(false, false, false, set), 3.0);  // the goal is lost,
   EXPECT_EQ(set, initial);                             // not what was reached

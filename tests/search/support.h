@@ -10,6 +10,8 @@
 
 #include "parsers/anml_parser.h"
 #include "search/forward/ftp_planner.h"
+#include "search/forward/plain/ftp_successors.h"
+#include "search/forward/plain/plain_view.h"
 #include "test_helpers.h"
 #include "validation/tt_validator.h"
 

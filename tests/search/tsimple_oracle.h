@@ -101,10 +101,21 @@ class PlainSearch {
     const std::shared_ptr<Heuristic> heuristic = planner_.heuristic();
     const double w = heuristic ? heuristic->weight() : 0.0;
     Result result;
-    const auto estimate = [&](const SearchState& state) {
+    const auto estimate = [&](const SearchState& state) -> double {
       if (!heuristic) return 0.0;
       ++result.evaluated;
-      return (*heuristic)(state);
+      std::vector<ValueId> values(state.assignments().size());
+      planner_.tables().layout.pack(state, values.data());
+      StateView view;
+      view.values = values.data();
+      view.depth = static_cast<std::uint32_t>(state.g());
+      view.parent_note = state.parent == nullptr ? 0 : notes_.at(state.parent);
+      view.note = &notes_[&state];
+      const double h = heuristic->estimate(view);
+      if (h <= 0) return h;
+      const std::size_t wanted = model_.goals().size() + model_.landmarks().size();
+      const std::size_t met = state.achieved_goals + state.achieved_landmarks.size();
+      return h + planner_.cost_of_missing() * static_cast<double>(wanted - met);
     };
     const auto is_worse = [](const SearchState* a, const SearchState* b) { return a->f(0) > b->f(0); };
 
@@ -176,6 +187,7 @@ class PlainSearch {
   std::size_t width_;
   std::set<Tuple> tuples_;
   std::vector<std::unique_ptr<SearchState>> states_;
+  std::map<const SearchState*, std::uint32_t> notes_;  // of the heuristic
 };
 
 /// Whether some sequence of all actions of the model leads to its goals.

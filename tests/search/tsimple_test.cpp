@@ -2,7 +2,6 @@
 
 #include "model/model_factory.h"
 #include "search/heuristics/hmax.h"
-#include "search/heuristics/relaxation/value_reachability.h"
 #include "search/tsimple_oracle.h"
 
 namespace zorvel::tsimple {
@@ -69,7 +68,19 @@ TEST(TSimpleSearch, FindsWhatThePlainSearchFinds) {
   EXPECT_GT(incomplete, 10);
 }
 
-TEST(TSimpleSearch, KeepsBitsOfTheHeuristicWithEachState) {
+/// Its note is the number of moves behind a state, and one more; so it is 0 for no state.
+class HNotes : public Heuristic {
+ public:
+  using Heuristic::Heuristic;
+  double estimate(const StateView& state) override {
+    EXPECT_EQ(state.parent_note, state.depth);
+    *state.note = state.parent_note + 1;
+    return 0.0;
+  }
+  bool keeps_notes() const override { return true; }
+};
+
+TEST(TSimpleSearch, KeepsTheNoteOfTheHeuristicWithEachState) {
   Environment env;
   const TSimplePlanner planner(
       env, parse(env,
@@ -77,18 +88,7 @@ TEST(TSimpleSearch, KeepsBitsOfTheHeuristicWithEachState) {
                  "action up() { duration := 1; [end] n := n + 1; };\n"));
   EvaluationTables tables(env, planner.model().index());
   SearchOptions options;
-  options.heuristic_bits = 46;
-  options.evaluate = [](const StateView& view) {
-    // The bits of all depths on the way: those of the parent, and one more.
-    std::copy(view.parent_bits.begin(), view.parent_bits.end(), view.bits.begin());
-    view.bits[view.depth / 32] |= 1U << (view.depth % 32);
-    unsigned count = 0;
-    for (unsigned depth = 0; depth < 46; ++depth) count += view.bits[depth / 32] >> (depth % 32) & 1U;
-    EXPECT_EQ(count, view.depth + 1);
-    EXPECT_EQ(view.parent_bits.empty(), view.depth == 0);
-    EXPECT_EQ(view.achieved_landmarks, view.depth >= 3 ? 1U : 0U);
-    return 0.0;
-  };
+  options.heuristic = std::make_shared<HNotes>(env);
   SearchGuard guard(SearchLimits{});
   ClassicalSearch search(planner.model(), tables, {0}, options, guard);
   EXPECT_EQ(search.run(), SearchOutcome::plan_found);
@@ -448,20 +448,21 @@ TEST(TSimplePlanner, LimitsEndASearchThatHasNoEnd) {
 
 /// Compares both forms of HMax on the states of a random walk; how many of them the packed one could answer.
 int compare_on_walk(Environment& env, const std::string& text, unsigned seed) {
+  env.configuration().set_value("tsimple-heuristic", std::string("hmax"));
   const TSimplePlanner planner(env, parse(env, text));
   const TSimpleModel& model = planner.model();
-  const auto tables = std::make_shared<EvaluationTables>(env, model.index());
-  ValueReachability packed(*tables, model.goals(), model.actions());
-  zorvel::HMax plain(env, model.index(), model.goals(), model.actions());
+  HMax& hmax = dynamic_cast<HMax&>(*planner.heuristic());
   std::mt19937 random(seed);
   int answered = 0;
   for (const auto& state : random_walk(planner, random)) {
     std::vector<ValueId> values(model.index().size());
-    tables->layout.pack(*state, values.data());
-    const auto layers = packed.layers(values.data());
-    if (!layers) continue;
+    planner.tables().layout.pack(*state, values.data());
+    StateView view;
+    view.values = values.data();
+    const double layers = hmax.estimate(view);
+    if (hmax.was_plain()) continue;
     ++answered;
-    EXPECT_EQ(*layers, plain(*state))
+    EXPECT_EQ(layers, hmax.estimate_plainly(view))
         << text << model::to_anml(state->as_expression(model.index(), env.expression_factory(), 0));
     if (testing::Test::HasFailure()) break;
   }

@@ -1,18 +1,29 @@
 #include "search/classical/iw_planner.h"
 
+#include <array>
+#include <string_view>
+
 #include "core/log.h"
 #include "search/classical/tsimple/tsimple_planner.h"
 
 namespace zorvel::iw {
 
+namespace {
+
+constexpr auto chain_to_fluents =
+    std::to_array<std::string_view>({"flattener", "increase-decrease-compiler", "forall-compiler"});
+// The rest is left to the planner of each width, which runs a chain of its own.
+constexpr auto chain_to_ground = std::to_array<std::string_view>(
+    {"constant-promoter", "temporal-uncertainty-compiler", "action-grounder"});
+
+}  // namespace
+
 IWPlanner::IWPlanner(Environment& env, model::ProblemPtr problem) : Planner(env, std::move(problem)) {
-  apply_flattener(false);
-  apply_increase_decrease_compiler();
-  apply_forall_compiler();
-  unpromoted_ = problem_;
-  apply_constant_promoter();
-  apply_temporal_uncertainty_compiler(true);
-  apply_grounder(true);
+  apply_chain(chain_to_fluents);
+  fluents_ = this->problem();
+  model::ChainOptions options;
+  options.steps_are_atomic = true;
+  apply_chain(chain_to_ground, options);
   require_discrete_change();
 }
 
@@ -30,7 +41,7 @@ std::shared_ptr<Plan> IWPlanner::solve_under(SearchGuard& guard) {
 
 std::shared_ptr<Plan> IWPlanner::search(SearchGuard& guard) {
   outcome_ = SearchOutcome::incomplete;
-  const std::size_t widest = unpromoted_->all_ground_fluents(false).size();
+  const std::size_t widest = fluents_->all_ground_fluents(false).size();
   while (outcome_ == SearchOutcome::incomplete && width_ < widest) {
     // Narrow searches of a large problem are mostly set-up.
     if (guard.must_stop_now()) {
@@ -39,7 +50,7 @@ std::shared_ptr<Plan> IWPlanner::search(SearchGuard& guard) {
     }
     ++width_;
     ZORVEL_LOG(INFO) << "Start IW(" << width_ << ")";
-    tsimple::TSimplePlanner planner(env(), problem_, width_);
+    tsimple::TSimplePlanner planner(env(), problem(), width_);
     const std::shared_ptr<Plan> plan = planner.solve_under(guard);
     outcome_ = planner.outcome();
     expanded_ += planner.statistics().expanded;

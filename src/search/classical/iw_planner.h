@@ -28,7 +28,7 @@ class IWPlanner : public Planner {
  private:
   std::shared_ptr<Plan> search(SearchGuard& guard);
 
-  model::ProblemPtr unpromoted_;  // with all fluents of the caller's problem: their number bounds the width
+  model::ProblemPtr fluents_;  // with all fluents of the caller's problem: their number bounds the width
   std::size_t width_ = 0;
   std::uint64_t expanded_ = 0;
 };

@@ -6,11 +6,13 @@
 #include <unordered_map>
 
 #include "core/errors.h"
+#include "core/unsupported_problem.h"
 #include "model/expression_factory.h"
 #include "model/model_factory.h"
 #include "model/walkers/check_contains_walker.h"
 #include "model/walkers/expression_free_vars.h"
 #include "model/walkers/expression_simplifier.h"
+#include "search/forward/event_semantics.h"
 #include "search/frame/missing_values.h"
 #include "state/effect.h"
 #include "transformers/clashing_effects.h"
@@ -231,7 +233,8 @@ void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action, Re
     if (contains_duration(body)) {
       Node* const limit = model::with_duration_first(factory, body);
       if (timed || !limits_duration(limit, contains_duration))
-        throw InternalError("The duration of an action cannot be read by its effects or conditions: ")
+        throw UnsupportedProblemError(
+            "The duration of an action cannot be read by its effects or conditions: ")
             << model::print_expression{expression} << " in action " << action->name();
       groups.duration_statements.push_back(reader.static_fluents(limit));
     } else if (ExpressionFactory::is_assign(body)) {
@@ -326,6 +329,14 @@ void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action, Re
   }
   append_events(timeline, entry.events);
   actions_.push_back(std::move(entry));
+}
+
+std::vector<std::uint32_t> FtpModel::chain_lengths() const {
+  std::vector<std::uint32_t> lengths;
+  for (const ActionModel& action : actions_)
+    lengths.push_back(static_cast<std::uint32_t>(std::count_if(
+        action.events.begin(), action.events.end(), [](const Event* e) { return !is_tested_at_opening(*e); })));
+  return lengths;
 }
 
 void FtpModel::compute_fluents() {

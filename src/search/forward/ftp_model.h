@@ -40,9 +40,9 @@ struct ActionModel {
 class FtpModel {
  public:
   /// `problem` must be ground and without transformable features. InternalError on a statement that cannot be
-  /// laid out: an effect over an interval, an unknown form of time anchor, an effect or condition that reads
-  /// the duration. InvalidParameterError on what the problem itself states for a moment before its start, or
-  /// writes twice at one moment.
+  /// laid out, an effect over an interval or an unknown form of time anchor; UnsupportedProblemError on an
+  /// effect or condition that reads the duration. InvalidParameterError on what the problem itself states for
+  /// a moment before its start, or writes twice at one moment.
   FtpModel(Environment& env, const model::ProblemPtr& problem, const rational& epsilon);
 
   Environment& env() const { return env_; }
@@ -56,6 +56,8 @@ class FtpModel {
   const std::vector<ActionModel>& actions() const { return actions_; }
   /// The number of the action of this name; raises std::out_of_range if there is none.
   ActionId action_id(const std::string& name) const;
+  /// How many events each action leaves pending when it opens.
+  std::vector<std::uint32_t> chain_lengths() const;
   const Event* start_event() const { return start_event_; }
   const Event* end_event() const { return end_event_; }
   const std::vector<Event*>& global_start_events() const { return global_start_events_; }

@@ -1,44 +1,78 @@
 #include "search/forward/ftp_planner.h"
 
+#include <algorithm>
+#include <cassert>
+#include <numeric>
+
+#include "core/errors.h"
+#include "core/log.h"
+#include "search/forward/dense/dense_search.h"
+#include "search/forward/plain/ftp_successors.h"
 #include "search/forward/plain/plain_search.h"
 #include "search/forward/plan_replay.h"
 #include "search/forward/self_overlap.h"
+#include "search/frame/search_weight.h"
+#include "search/heuristics/heuristic_set.h"
 
 namespace zorvel::tp::ftp {
 
 FtpPlanner::FtpPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic)
-    : TpPlanner(env, std::move(problem), std::move(custom_heuristic)) {
-  model_ = std::make_unique<FtpModel>(env, problem_, plan_epsilon(env));
+    : Planner(env, std::move(problem)), custom_heuristic_(std::move(custom_heuristic)) {
+  apply_temporal_chain(static_cast<bool>(custom_heuristic_));
+  model_ = std::make_unique<FtpModel>(env, this->problem(), plan_epsilon(env));
   tables_ = std::make_shared<EvaluationTables>(env, model_->index());
+  openable_.resize(model_->actions().size());
+  std::iota(openable_.begin(), openable_.end(), 0);
 }
 
 FtpPlanner::~FtpPlanner() = default;
 
-std::unique_ptr<tp::SearchState> FtpPlanner::_initial_state() {
-  return Successors<double>(*model_, {}, heuristics_.size()).initial_world();
+const std::string& FtpPlanner::name() const {
+  static const std::string name = "FTP";
+  return name;
 }
 
-std::vector<ActionId> FtpPlanner::relevant_ids() const {
-  std::vector<ActionId> ids;
-  for (const auto& action : relevant_actions_) ids.push_back(model_->action_id(action->name()));
-  return ids;
+void FtpPlanner::initialize_heuristic() {
+  heuristics_.clear();
+  if (custom_heuristic_) {
+    heuristics_.push_back(std::make_shared<HCustom>(env(), tables_, custom_heuristic_));
+    return;
+  }
+  const auto initial = Successors<double>(*model_, {}, 0).initial_world();
+  if (!initial) return;  // the search has nothing to begin with
+  std::vector<ValueId> values(tables_->layout.slots());
+  tables_->layout.pack(*initial, values.data());
+  HeuristicSet set =
+      make_heuristics(env(), Engine::temporal, env().configuration().get_vector_string_value("ftp-heuristic"),
+                      [&] { return relax_time(problem(), tables_, values, model_->chain_lengths()); });
+  heuristics_ = std::move(set.heuristics);
+  if (set.relevant) openable_ = *std::move(set.relevant);
 }
 
-std::shared_ptr<Plan> FtpPlanner::_solve(bool weak_equality, SearchGuard& guard) {
+std::shared_ptr<Plan> FtpPlanner::solve_under(SearchGuard& guard) {
+  search_weight(env());  // refused here even where nothing is weighed
+  initialize_heuristic();
+  const bool weak_equality = env().configuration().get_boolean_value("weak-equality");
+  std::shared_ptr<Plan> plan = search(weak_equality, guard);
+  if (weak_equality && outcome_ == SearchOutcome::no_plan) {
+    ZORVEL_LOG(INFO) << "Weak Equality detected unsolvability. Resorting to tree-search!";
+    plan = search(false, guard);
+  }
+  return plan;
+}
+
+std::shared_ptr<Plan> FtpPlanner::search(bool weak, SearchGuard& guard) {
   const Configuration& options = env().configuration();
   std::vector<const Event*> events;
   const bool needs_plain_search = options.get_boolean_value("simultaneity") ||
                                   options.get_boolean_value("ftp-deordering") ||
                                   options.get_integer_value("ftp-diamond") >= 0;
-  outcome_ = needs_plain_search ? search_plainly(weak_equality, guard, events)
-                                : search_densely(weak_equality, guard, events);
+  outcome_ = needs_plain_search ? search_plainly(weak, guard, events) : search_densely(weak, guard, events);
   return outcome_ == SearchOutcome::plan_found ? build_plan(events) : nullptr;
 }
 
 SearchOutcome FtpPlanner::search_plainly(bool weak, SearchGuard& guard, std::vector<const Event*>& events) {
-  PlainSearch search(
-      *model_, heuristics_.size(), [this](tp::SearchState& state) { return set_heuristics(state); },
-      relevant_ids(), guard);
+  PlainSearch search(*model_, *tables_, heuristics_, openable_, guard);
   const SearchOutcome outcome = search.run(weak);
   events = search.events();
   statistics_ = search.statistics();
@@ -48,7 +82,7 @@ SearchOutcome FtpPlanner::search_plainly(bool weak, SearchGuard& guard, std::vec
 SearchOutcome FtpPlanner::search_densely(bool weak, SearchGuard& guard, std::vector<const Event*>& events) {
   if (!dense_) dense_ = std::make_unique<DenseProblem>(*model_, tables_);
   const auto initial = Successors<double>(*model_, {}, heuristics_.size()).initial_world();
-  DenseSearch search(*dense_, heuristics_, relevant_ids(), guard);
+  DenseSearch search(*dense_, heuristics_, openable_, guard);
   const SearchOutcome outcome = search.run(initial.get(), weak);
   events = search.events();
   statistics_ = search.statistics();
@@ -62,7 +96,7 @@ bool FtpPlanner::may_miss_self_overlap() {
   std::vector<ValueId> values;
   for (Node* node : initial->assignments()) values.push_back(dense_->values().id_of(node));
   std::vector<char> is_used(dense_->action_count(), 0);
-  for (const ActionId action : relevant_ids()) is_used[action] = 1;
+  for (const ActionId action : openable_) is_used[action] = 1;
   return may_need_self_overlap(*dense_, values.data(), [&](ActionId action) { return is_used[action] != 0; });
 }
 

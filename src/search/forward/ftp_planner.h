@@ -1,14 +1,15 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "plans/time_triggered_plan.h"
 #include "search/forward/dense/dense_problem.h"
-#include "search/forward/dense/dense_search.h"
 #include "search/forward/ftp_model.h"
-#include "search/forward/plain/ftp_successors.h"
 #include "search/frame/planner.h"
+#include "search/frame/search_statistics.h"
+#include "search/heuristics/heuristic.h"
 
 namespace zorvel::tp::ftp {
 
@@ -20,11 +21,18 @@ namespace zorvel::tp::ftp {
 /// ordered by f with a tolerance of 1e-7, then by the number of todo lists. States with nothing left but the
 /// final checks are searched once for each world. With the option `weak-equality`, states with equal worlds,
 /// as many todo lists and a first list of equal length are searched once.
-class FtpPlanner : public TpPlanner {
+class FtpPlanner : public Planner {
  public:
-  /// InternalError for a problem with a feature that the planner cannot handle.
+  /// `custom_heuristic` may be empty; otherwise it is the only heuristic, and needs a flat problem without
+  /// sets. InternalError for a problem with a feature that the planner cannot handle.
   FtpPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic = {});
   ~FtpPlanner() override;
+
+  const std::string& name() const override;
+  /// Searches with the heuristics of the option `ftp-heuristic`. With `weak-equality` states that differ in
+  /// their open actions alone can be taken for one, which can lose all plans; so a search that finds none is
+  /// repeated without.
+  std::shared_ptr<Plan> solve_under(SearchGuard& guard) override;
 
   const FtpModel& model() const { return *model_; }
   const SearchStatistics& statistics() const { return statistics_; }
@@ -35,22 +43,23 @@ class FtpPlanner : public TpPlanner {
                                                               bool deordering);
 
  protected:
-  std::shared_ptr<Plan> _solve(bool weak_equality, SearchGuard& guard) override;
-  std::unique_ptr<tp::SearchState> _initial_state() override;
-  const StateIndex& index() const override { return model_->index(); }
-  std::shared_ptr<EvaluationTables> tables() const override { return tables_; }
+  void initialize_heuristic();
+  const std::shared_ptr<EvaluationTables>& tables() const { return tables_; }
   // Each of them searches once and leaves the events of the plan.
   SearchOutcome search_densely(bool weak, SearchGuard& guard, std::vector<const Event*>& events);
   SearchOutcome search_plainly(bool weak, SearchGuard& guard, std::vector<const Event*>& events);
 
   SearchStatistics statistics_;
+  std::vector<std::shared_ptr<Heuristic>> heuristics_;  // null: blind
 
  private:
-  std::vector<ActionId> relevant_ids() const;
+  std::shared_ptr<Plan> search(bool weak, SearchGuard& guard);
   std::shared_ptr<Plan> build_plan(const std::vector<const Event*>& events);
 
+  HCustom::Function custom_heuristic_;
   std::unique_ptr<FtpModel> model_;
   std::shared_ptr<EvaluationTables> tables_;
+  std::vector<ActionId> openable_;       // ascending; those that can be reached and matter
   std::unique_ptr<DenseProblem> dense_;  // built by the first search
 };
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -10,10 +9,7 @@
 #include "plans/plan.h"
 #include "search/frame/search_guard.h"
 #include "search/frame/search_limits.h"
-#include "search/heuristics/hadd.h"
-#include "search/heuristics/heuristic.h"
-#include "state/search_state.h"
-#include "transformers/basic_transformer.h"
+#include "transformers/chain.h"
 
 namespace zorvel {
 
@@ -21,17 +17,19 @@ namespace zorvel {
 /// handles.
 class Planner : public EnvObject {
  public:
-  Planner(Environment& env, model::ProblemPtr problem) : EnvObject(env), problem_(std::move(problem)) {}
+  Planner(Environment& env, model::ProblemPtr problem) : EnvObject(env), chain_(std::move(problem)) {}
   virtual const std::string& name() const = 0;
-  /// A plan of the caller's problem, or null if there is none. InternalError for a problem that the planner
-  /// cannot handle comes from its constructor.
+  /// A plan of the caller's problem, or null if there is none. InternalError, or UnsupportedProblemError, for
+  /// a problem that the planner cannot handle comes from its constructor.
   std::shared_ptr<Plan> solve();
   /// The same under a guard of the caller's, who runs several planners under one.
   virtual std::shared_ptr<Plan> solve_under(SearchGuard& guard) = 0;
 
   /// The problem as the engine sees it, after all transformers.
-  const model::ProblemPtr& problem() const { return problem_; }
-  const std::vector<std::shared_ptr<model::BasicTransformer>>& transformers() const { return transformers_; }
+  const model::ProblemPtr& problem() const { return chain_.problem(); }
+  const std::vector<std::shared_ptr<model::BasicTransformer>>& transformers() const {
+    return chain_.transformers();
+  }
 
   void set_limits(SearchLimits limits) { limits_ = std::move(limits); }
   /// How the last `solve` ended. Where it is neither `plan_found` nor `no_plan`, nothing is known. A search
@@ -46,60 +44,26 @@ class Planner : public EnvObject {
   virtual bool may_miss_self_overlap() { return false; }
 
  protected:
-  /// Runs the transformer and makes its result the problem.
-  void apply(std::shared_ptr<model::BasicTransformer> transformer);
-  std::shared_ptr<Plan> map_back(std::shared_ptr<Plan> plan) const;
-
-  // The steps that the chains of several planners share; each does nothing where the problem does not need
-  // it. Objects, sets and a user's own heuristic, which would see neither, do not go together.
-  void apply_flattener(bool has_custom_heuristic);
-  void apply_increase_decrease_compiler();
-  void apply_forall_compiler();
-  void apply_constant_promoter();
-  void apply_temporal_uncertainty_compiler(bool steps_are_atomic);
-  void apply_grounder(bool prune_actions);
-  void apply_set_compiler(bool has_custom_heuristic);
+  /// Runs these transformers in this order, each where the problem needs it. With a user's own heuristic the
+  /// fluents stay as they were written: InternalError where the problem has objects or sets, which it would
+  /// not see.
+  void apply_chain(model::TransformerChain::Names names, const model::ChainOptions& options = {},
+                   bool has_custom_heuristic = false);
+  /// The chain of the planners that lay out actions in time, down to events of one order.
+  void apply_temporal_chain(bool has_custom_heuristic = false);
+  /// The chain of the planners that take actions as atomic, down to ground actions without sets.
+  void apply_classical_chain(bool has_custom_heuristic = false);
   /// InternalError for continuous change and processes, which no engine handles.
   void require_discrete_change() const;
+  std::shared_ptr<Plan> map_back(std::shared_ptr<Plan> plan) const {
+    return chain_.map_back(std::move(plan));
+  }
 
-  model::ProblemPtr problem_;
-  std::vector<std::shared_ptr<model::BasicTransformer>> transformers_;
   SearchLimits limits_;
   SearchOutcome outcome_ = SearchOutcome::not_run;
-};
-
-/// What the forward temporal search engines share: the pipeline of transformers, the heuristics, and the set
-/// of actions that may be opened.
-class TpPlanner : public Planner {
- public:
-  /// `custom_heuristic` may be empty; otherwise it is the only heuristic, and needs a flat problem without
-  /// sets.
-  TpPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic);
-
-  const std::string& name() const override;
-  /// Searches with the heuristics of the option `ftp-heuristic`. With `weak-equality` states that differ in
-  /// their open actions alone can be taken for one, which can lose all plans; so a search that finds none is
-  /// repeated without.
-  std::shared_ptr<Plan> solve_under(SearchGuard& guard) override;
-
- protected:
-  using ActionSet = std::set<std::shared_ptr<model::ActionImpl>, model::ActionLt>;
-
-  virtual std::shared_ptr<Plan> _solve(bool weak_equality, SearchGuard& guard) = 0;
-  virtual std::unique_ptr<tp::SearchState> _initial_state() = 0;
-  virtual const StateIndex& index() const = 0;
-  virtual std::shared_ptr<EvaluationTables> tables() const = 0;
-  virtual void initialize_heuristic();
-  /// Sets the f values of a state from its g; false if a heuristic says that it is a dead end.
-  bool set_heuristics(tp::SearchState& state);
-
-  std::vector<std::shared_ptr<Heuristic>> heuristics_;  // null: blind
-  ActionSet relevant_actions_;
-  HCustom::Function custom_heuristic_;
 
  private:
-  void apply_transformers();
-  void prepare_relaxation_heuristics(const std::set<std::string>& names);
+  model::TransformerChain chain_;
 };
 
 }  // namespace zorvel

@@ -13,6 +13,9 @@ struct OpenChain {
   std::uint32_t cursor;
 };
 
+/// The number of the first action's chain.
+inline constexpr std::uint32_t first_action_chain = 2;
+
 /// What a heuristic sees of a state of any search. Everything it points to is valid during the call alone.
 struct StateView {
   const std::uint32_t* values = nullptr;  ///< By slot, as numbers of the search's table of values.

@@ -4,7 +4,7 @@
 #include <bit>
 #include <limits>
 
-namespace zorvel::tp::ftp {
+namespace zorvel {
 
 namespace {
 
@@ -24,17 +24,17 @@ std::uint64_t hash_of(const std::vector<std::uint32_t>& words) {
 
 }  // namespace
 
-EstimateCache::EstimateCache(const DenseProblem& problem, std::size_t estimates)
-    : problem_(problem),
-      most_open_(std::min<std::size_t>(problem.action_count(), 16)),
-      key_words_(problem.slots() + most_open_),
+EstimateCache::EstimateCache(std::size_t slots, const std::vector<std::uint32_t>& action_chain_lengths,
+                             std::size_t estimates)
+    : slots_(slots),
+      most_open_(std::min<std::size_t>(action_chain_lengths.size(), 16)),
+      key_words_(slots + most_open_),
       estimates_(estimates),
       entry_bytes_(key_words_ * sizeof(std::uint32_t) + estimates * sizeof(double) + sizeof(std::uint64_t)) {
-  const auto chains = static_cast<std::uint32_t>(DenseProblem::first_action_chain + problem.action_count());
   std::uint32_t position = 0;
-  for (std::uint32_t chain = 0; chain < chains; ++chain) {
+  for (const std::uint32_t length : action_chain_lengths) {
     first_position_.push_back(position);
-    position += static_cast<std::uint32_t>(problem.chain(chain).events.size());
+    position += length;
   }
   const std::size_t entries =
       std::bit_floor(std::clamp<std::size_t>(most_bytes / entry_bytes_, 1, most_entries));
@@ -45,13 +45,13 @@ EstimateCache::EstimateCache(const DenseProblem& problem, std::size_t estimates)
   key_.resize(key_words_);
 }
 
-bool EstimateCache::write_key(const DenseView& view) {
-  const auto open = std::copy_n(view.values, problem_.slots(), key_.begin());
+bool EstimateCache::write_key(const StateView& state) {
+  const auto open = std::copy_n(state.values, slots_, key_.begin());
   auto end = open;
-  for (const Todo& todo : view.todo) {
-    if (todo.chain < DenseProblem::first_action_chain) continue;
+  for (const OpenChain& chain : state.open) {
+    if (chain.chain < first_action_chain) continue;
     if (end == key_.end()) return false;
-    *end++ = first_position_[todo.chain] + todo.cursor;
+    *end++ = first_position_[chain.chain - first_action_chain] + chain.cursor;
   }
   // The order in which the actions were opened has no part in an estimate.
   std::sort(open, end);
@@ -59,8 +59,8 @@ bool EstimateCache::write_key(const DenseView& view) {
   return true;
 }
 
-double* EstimateCache::find(const DenseView& view) {
-  if (!write_key(view)) return nullptr;
+double* EstimateCache::find(const StateView& state) {
+  if (!write_key(state)) return nullptr;
   const std::uint64_t hash = hash_of(key_);
   const std::size_t entry = (hash >> 20) & mask_;
   std::uint32_t* const kept = keys_.get() + entry * key_words_;
@@ -73,4 +73,4 @@ double* EstimateCache::find(const DenseView& view) {
   return values;
 }
 
-}  // namespace zorvel::tp::ftp
+}  // namespace zorvel

@@ -5,9 +5,9 @@
 #include <memory>
 #include <vector>
 
-#include "search/forward/dense/dense_problem.h"
+#include "search/frame/state_view.h"
 
-namespace zorvel::tp::ftp {
+namespace zorvel {
 
 /// Estimates of states met before, by all that an estimate may depend on: the slots, and how far each open
 /// action has come. Without duplicate detection a search meets the same again and again, behind other orders
@@ -17,21 +17,22 @@ namespace zorvel::tp::ftp {
 /// fills.
 class EstimateCache {
  public:
-  /// `estimates` is how many are kept for a state. The problem must outlive the cache.
-  EstimateCache(const DenseProblem& problem, std::size_t estimates);
+  /// `slots` is the number of values of a state, `estimates` how many are kept for it, and
+  /// `action_chain_lengths` says how many events each action leaves pending when it opens.
+  EstimateCache(std::size_t slots, const std::vector<std::uint32_t>& action_chain_lengths,
+                std::size_t estimates);
 
   /// The estimates of the state, NaN where none was stored; valid until the next call. Null if more actions
   /// are open than an entry holds.
-  double* find(const DenseView& view);
+  double* find(const StateView& state);
 
   std::uint64_t bytes() const { return used_ * entry_bytes_; }
 
  private:
-  bool write_key(const DenseView& view);
+  bool write_key(const StateView& state);
 
-  const DenseProblem& problem_;
-  std::vector<std::uint32_t> first_position_;  // by chain: the number of its first position
-  std::size_t most_open_, key_words_, estimates_, entry_bytes_, mask_;
+  std::vector<std::uint32_t> first_position_;  // by action: the number of its chain's first position
+  std::size_t slots_, most_open_, key_words_, estimates_, entry_bytes_, mask_;
   std::uint64_t used_ = 0;
   std::vector<std::uint64_t> hashes_;  // 0: an unused entry
   std::unique_ptr<std::uint32_t[]> keys_;
@@ -39,4 +40,4 @@ class EstimateCache {
   std::vector<std::uint32_t> key_;  // scratch
 };
 
-}  // namespace zorvel::tp::ftp
+}  // namespace zorvel

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "core/errors.h"
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "state/operations.h"
@@ -28,31 +27,32 @@ std::size_t number_of_values(const HMax::Assignments& assignments) {
 
 }  // namespace
 
-HMax::HMax(Environment& env, const StateIndex& index, std::vector<Node*> goals,
-           std::vector<ClassicalAction> classical_actions, const ProgressFluents& progress)
-    : Heuristic(env),
-      index_(index),
-      goals_(std::move(goals)),
-      classical_actions_(std::move(classical_actions)),
-      progress_(progress) {}
+HMax::HMax(std::shared_ptr<const RelaxedProblem> problem)
+    : Heuristic(problem->env()),
+      problem_(std::move(problem)),
+      reachability_(problem_->extended_tables(), problem_->goals(), problem_->actions()),
+      values_(problem_->extended_initial()) {}
 
-HMax::Assignments HMax::initial_assignments(const SearchState& state) const {
-  F& factory = env().expression_factory();
-  Assignments assignments;
-  for (const auto& [reference, slot] : index_)
-    if (state.value(slot) != nullptr) assignments[reference].insert(state.value(slot));
-  for (const auto& [action, ring] : progress_)
-    for (const auto& [k, reference] : ring)
-      assignments[reference].insert(factory.make_boolean_constant(k == 1));
-  if (progress_.empty()) return assignments;
-  for (const auto& [action, pending] : temporal(state).todo_sizes()) {
-    const auto ring = progress_.find(action);
-    if (ring == progress_.end()) throw InternalError();
-    const auto reference = ring->second.find(ring->second.size() + 1 - pending);
-    if (reference == ring->second.end()) throw InternalError();
-    assignments[reference->second].insert(factory.make_boolean_constant(true));
-  }
-  return assignments;
+void HMax::read(const StateView& state) {
+  std::copy_n(state.values, problem_->initial().size(), values_.begin());
+  open_.clear();
+  for (const OpenChain& open : state.open)
+    if (const auto at = problem_->rings().position(open))
+      open_.emplace_back(static_cast<std::uint32_t>(problem_->ring_slot(*at)), true_value);
+}
+
+double HMax::estimate(const StateView& state) {
+  if (problem_->goals().empty()) return 0.0;
+  if (problem_->initial().empty()) return dead_end;
+  read(state);
+  const auto layers = reachability_.layers(values_.data(), open_);
+  was_plain_ = !layers;
+  return layers ? *layers : layers_by_expressions();
+}
+
+double HMax::estimate_plainly(const StateView& state) {
+  read(state);
+  return layers_by_expressions();
 }
 
 /// What an effect can write while its arguments may have the values of the evaluator.
@@ -63,7 +63,7 @@ std::vector<Node*> HMax::references_written(const AllValuesEvaluator& evaluator,
   for (std::size_t i = 0; i < effect.parameters.size(); ++i) {
     model::NodeSet choice = evaluator(effect.parameters[i]);
     if (choice.contains(AllValuesEvaluator::any_value(factory))) {
-      for (const auto& [reference, slot] : index_)
+      for (const auto& [reference, slot] : problem_->tables().layout.index())
         if (factory.get_fluent_from_reference(reference) == effect.fluent) references.push_back(reference);
       return references;
     }
@@ -75,18 +75,25 @@ std::vector<Node*> HMax::references_written(const AllValuesEvaluator& evaluator,
   return references;
 }
 
-double HMax::operator()(const SearchState& state) {
-  if (goals_.empty()) return 0.0;
+double HMax::layers_by_expressions() const {
+  if (problem_->goals().empty()) return 0.0;
+  if (problem_->initial().empty()) return dead_end;
   F& factory = env().expression_factory();
-  Assignments reached = initial_assignments(state);
-  if (state.assignments().empty()) return dead_end;
+  const EvaluationTables& tables = problem_->extended_tables();
+  Assignments reached;
+  for (std::size_t slot = 0; slot < values_.size(); ++slot)
+    if (values_[slot] != unset_value)
+      reached[tables.layout.reference(slot)].insert(tables.values.node_of(values_[slot]));
+  for (const auto& [slot, value] : open_)
+    reached[tables.layout.reference(slot)].insert(tables.values.node_of(value));
+  const std::vector<Node*>& goals = problem_->goals();
   std::size_t size = number_of_values(reached);
   for (double depth = 0.0;; depth += 1.0) {
-    const AllValuesEvaluator evaluator(env(), reached, value_limit);
-    if (std::all_of(goals_.begin(), goals_.end(), [&](Node* goal) { return can_be_true(evaluator, goal); }))
+    const AllValuesEvaluator evaluator(env(), reached, ValueReachability::value_limit);
+    if (std::all_of(goals.begin(), goals.end(), [&](Node* goal) { return can_be_true(evaluator, goal); }))
       return depth;
     Assignments next;
-    for (const ClassicalAction& action : classical_actions_) {
+    for (const ClassicalAction& action : problem_->actions()) {
       if (!can_be_true(evaluator, action.condition())) continue;
       for (const auto& [reference, effect] : action.effects()) {
         model::NodeSet values = evaluator(effect->value);
@@ -119,7 +126,7 @@ double HMax::operator()(const SearchState& state) {
     for (const auto& [reference, values] : next) {
       model::NodeSet& known = reached[reference];
       known.insert(values.begin(), values.end());
-      if (known.size() > value_limit) known = {AllValuesEvaluator::any_value(factory)};
+      if (known.size() > ValueReachability::value_limit) known = {AllValuesEvaluator::any_value(factory)};
     }
     const std::size_t grown = number_of_values(reached);
     if (grown == size) return dead_end;

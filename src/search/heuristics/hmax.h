@@ -1,12 +1,11 @@
 #pragma once
 
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
-#include "search/heuristics/hadd.h"
 #include "search/heuristics/heuristic.h"
-#include "search/heuristics/relaxation/classical_action.h"
+#include "search/heuristics/relaxation/relaxed_problem.h"
+#include "search/heuristics/relaxation/value_reachability.h"
 #include "state/all_values_evaluator.h"
 
 namespace zorvel {
@@ -14,30 +13,32 @@ namespace zorvel {
 /// The number of layers of a relaxed reachability analysis over sets of values (the first layer that holds
 /// all goals; Bonet and Geffner 2001, in its form for multi-valued and numeric variables by Hoffmann 2003).
 ///
-/// With progress fluents it estimates temporal states. A numeric fluent that has taken `value_limit` values
-/// counts as able to take any.
+/// ValueReachability counts the layers. Its twin, the same analysis on expressions, says what it must find,
+/// and answers where it has no answer; the tests compare them.
 class HMax : public Heuristic {
  public:
   using Assignments = AllValuesEvaluator::Values;
-  static constexpr std::size_t value_limit = 10000;
 
-  /// `index` must outlive the heuristic.
-  HMax(Environment& env, const StateIndex& index, std::vector<Node*> goals,
-       std::vector<ClassicalAction> classical_actions, const ProgressFluents& progress = {});
+  explicit HMax(std::shared_ptr<const RelaxedProblem> problem);
 
-  double operator()(const SearchState& state) override;
+  double estimate(const StateView& state) override;
+  /// The estimate by the analysis on expressions alone; slow.
+  double estimate_plainly(const StateView& state);
+  /// Whether the last `estimate` needed the slow form.
+  bool was_plain() const { return was_plain_; }
   bool is_worth_caching() const override { return true; }
-  const StateIndex& interpretation() const { return index_; }
-  const std::vector<Node*>& goals() const { return goals_; }
 
  private:
-  Assignments initial_assignments(const SearchState& state) const;
+  /// Sets the slots of the state, and what open actions make possible beside them.
+  void read(const StateView& state);
+  double layers_by_expressions() const;
   std::vector<Node*> references_written(const AllValuesEvaluator& evaluator, const Effect& effect) const;
 
-  const StateIndex& index_;
-  std::vector<Node*> goals_;
-  std::vector<ClassicalAction> classical_actions_;
-  ProgressFluents progress_;
+  std::shared_ptr<const RelaxedProblem> problem_;
+  ValueReachability reachability_;
+  std::vector<ValueId> values_;                // of the state, with all actions idle
+  std::vector<ValueReachability::Fact> open_;  // of open actions, beside them
+  bool was_plain_ = false;
 };
 
 }  // namespace zorvel

@@ -62,7 +62,8 @@ ClassicalSearch::ClassicalSearch(const TSimpleModel& model, EvaluationTables& ta
       landmarks_(compile(tables, model.landmarks())),
       goals_of_slot_(readers(slots_, goals_)),
       landmarks_of_slot_(readers(slots_, landmarks_)),
-      states_(slots_, 32 * (words_of(landmarks_.size()) + words_of(options_.heuristic_bits))),
+      keeps_notes_(options_.heuristic && options_.heuristic->keeps_notes()),
+      states_(slots_, 32 * (words_of(landmarks_.size()) + (keeps_notes_ ? 1 : 0))),
       child_(slots_),
       landmark_words_(words_of(landmarks_.size())) {
   parent_goals_.resize(goals_.size());
@@ -84,6 +85,7 @@ SearchOutcome ClassicalSearch::run() {
   const SearchOutcome outcome = search();
   statistics_.seconds = guard_.seconds() - started;
   statistics_.processor_seconds = static_cast<double>(std::clock() - processor_start) / CLOCKS_PER_SEC;
+  statistics_.most_states = statistics_.stored;
   statistics_.bytes = memory();
   ZORVEL_LOG(DEBUG) << (outcome == SearchOutcome::plan_found ? "Plan Found!" : "No Plan Exists!");
   ZORVEL_LOG(DEBUG) << "Explored " << statistics_.expanded << " states";
@@ -108,7 +110,7 @@ void ClassicalSearch::push_initial() {
   if (seen_ && !options_.skips_initial_tuples) seen_->add_all(child_.data());
   const StateInfo info{no_state, 0, 0, static_cast<std::uint32_t>(initial.achieved_goals)};
   // The initial state is searched even if the heuristic takes it for a dead end.
-  const double h = estimate(info, {}).value_or(dead_end);
+  const double h = estimate(info, 0).value_or(dead_end);
   ZORVEL_LOG(INFO) << "Initial H=" << h;
   ++statistics_.stored;
   open_.push_back({h * options_.weight, states_.insert(info, child_bits_, child_.data(), child_hash_)});
@@ -187,7 +189,7 @@ void ClassicalSearch::make_child(StateId parent, std::uint32_t action) {
   }
   if (is_wanted)
     evaluate_and_push({parent, action, states_.info(parent).depth + 1, child_goals_},
-                      bits.subspan(landmark_words_));
+                      keeps_notes_ ? bits[landmark_words_] : 0);
   undo_child();
 }
 
@@ -236,22 +238,27 @@ bool ClassicalSearch::is_novel() {
 }
 
 /// The estimate for the child; none if it is a dead end.
-std::optional<double> ClassicalSearch::estimate(const StateInfo& info,
-                                                std::span<const std::uint32_t> parent_bits) {
-  if (!options_.evaluate) return 0.0;
+std::optional<double> ClassicalSearch::estimate(const StateInfo& info, std::uint32_t parent_note) {
+  if (!options_.heuristic) return 0.0;
   ++statistics_.evaluated;
-  const std::span<std::uint32_t> bits(child_bits_);
-  const double h = options_.evaluate({child_.data(), info.depth, info.achieved_goals,
-                                      count_bits(bits.first(landmark_words_)), parent_bits,
-                                      bits.subspan(landmark_words_)});
+  StateView view;
+  view.values = child_.data();
+  view.depth = info.depth;
+  view.parent_note = parent_note;
+  if (keeps_notes_) view.note = &child_bits_[landmark_words_];
+  double h = options_.heuristic->estimate(view);
   guard_.must_stop(work_of_estimate);
   if (h < 0) return std::nullopt;
+  if (h > 0 && options_.cost_of_missing > 0) {
+    const std::size_t met = info.achieved_goals + count_bits(std::span(child_bits_).first(landmark_words_));
+    h += options_.cost_of_missing * static_cast<double>(goals_.size() + landmarks_.size() - met);
+  }
   if (best_estimate_ < 0 || h < best_estimate_) best_estimate_ = h;
   return h;
 }
 
-void ClassicalSearch::evaluate_and_push(const StateInfo& info, std::span<const std::uint32_t> parent_bits) {
-  const auto h = estimate(info, parent_bits);
+void ClassicalSearch::evaluate_and_push(const StateInfo& info, std::uint32_t parent_note) {
+  const auto h = estimate(info, parent_note);
   if (!h) return;
   ++statistics_.stored;
   const double w = options_.weight;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -9,45 +8,24 @@
 
 #include "search/classical/tsimple/compiled_action.h"
 #include "search/classical/tsimple/state_table.h"
-#include "search/classical/tsimple/successor_generator.h"
 #include "search/classical/tsimple/trie.h"
 #include "search/classical/tsimple/tsimple_model.h"
 #include "search/frame/evaluation_tables.h"
 #include "search/frame/search_guard.h"
+#include "search/frame/search_statistics.h"
+#include "search/frame/successor_generator.h"
+#include "search/heuristics/heuristic.h"
 
 namespace zorvel::tsimple {
-
-/// What a heuristic sees of a packed state.
-struct StateView {
-  const ValueId* values;
-  std::uint32_t depth;
-  std::uint32_t achieved_goals;
-  std::uint32_t achieved_landmarks;
-  /// Bits that the heuristic keeps with each state: its parent's (none for the initial state), and those to
-  /// be set, which are 0.
-  std::span<const std::uint32_t> parent_bits;
-  std::span<std::uint32_t> bits;
-};
 
 struct SearchOptions {
   std::size_t width = 0;          ///< Of the novelty test; 0: none.
   bool serializes_goals = false;  ///< Whether a state with one more goal than its parent is committed to.
   bool skips_initial_tuples =
       false;  ///< Whether the tuples of initial and committed states are not recorded.
-  /// The estimate for a state, below 0 for a dead end; empty: blind.
-  std::function<double(const StateView&)> evaluate;
-  double weight = 0;               ///< Of the estimate: f = (1 - weight) * g + weight * h.
-  std::size_t heuristic_bits = 0;  ///< How many bits the heuristic keeps with each state.
-};
-
-/// What a search did, beside its answer.
-struct SearchStatistics {
-  std::uint64_t expanded = 0;
-  std::uint64_t stored = 0;     ///< States put into the open list.
-  std::uint64_t evaluated = 0;  ///< Calls of the heuristic.
-  std::uint64_t bytes = 0;      ///< Memory of states, open list and tables at the end.
-  double seconds = 0;
-  double processor_seconds = 0;  ///< Of the loop alone.
+  std::shared_ptr<Heuristic> heuristic;  ///< Null: blind.
+  double weight = 0;                     ///< Of the estimate: f = (1 - weight) * g + weight * h.
+  double cost_of_missing = 0;            ///< See HeuristicRow.
 };
 
 /// Best-first graph search over packed states, with an optional novelty test (Lipovetzky and Geffner 2012).
@@ -84,8 +62,8 @@ class ClassicalSearch {
   void undo_child();
   void note_achievements();
   bool is_novel();
-  void evaluate_and_push(const StateInfo& info, std::span<const std::uint32_t> parent_bits);
-  std::optional<double> estimate(const StateInfo& info, std::span<const std::uint32_t> parent_bits);
+  void evaluate_and_push(const StateInfo& info, std::uint32_t parent_note);
+  std::optional<double> estimate(const StateInfo& info, std::uint32_t parent_note);
   bool is_goal(const StateInfo& info) const { return info.achieved_goals == goals_.size(); }
   std::uint64_t memory() const;
   void log_state(const char* title, const Entry& entry) const;
@@ -102,6 +80,7 @@ class ClassicalSearch {
   std::vector<CompiledCondition> goals_, landmarks_;
   std::vector<std::vector<std::uint32_t>> goals_of_slot_, landmarks_of_slot_;
 
+  bool keeps_notes_;
   StateTable states_;
   std::vector<Entry> open_;
   std::unique_ptr<Trie> seen_;  // null without a novelty test
@@ -115,7 +94,7 @@ class ClassicalSearch {
   std::size_t plain_writes_ = 0;
   std::uint32_t child_hash_ = 0, child_goals_ = 0, parent_goal_count_ = 0;
   std::vector<std::uint32_t> child_bits_;
-  std::size_t landmark_words_;
+  std::size_t landmark_words_;  // of the bits of a state; behind them may stand the note of a heuristic
   std::vector<std::uint32_t> goal_stamps_, landmark_stamps_;  // the child for which each was last tested
   std::uint32_t stamp_ = 0;
 

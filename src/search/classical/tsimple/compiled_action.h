@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "search/classical/tsimple/successor_generator.h"
 #include "search/frame/evaluation_tables.h"
+#include "search/frame/successor_generator.h"
 #include "search/heuristics/relaxation/classical_action.h"
 #include "state/compiled_condition.h"
 #include "state/compiled_effect.h"

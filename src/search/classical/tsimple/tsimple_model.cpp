@@ -92,8 +92,8 @@ void TSimpleModel::add_statement(Node* expression) {
     ignored_.push_back(expression);
 }
 
-SearchState TSimpleModel::initial_state() const {
-  SearchState state(index_.size());
+zorvel::SearchState TSimpleModel::initial_values() const {
+  zorvel::SearchState state(index_.size(), 1);
   for (const auto& [reference, value] : initial_values_) {
     // why a new evaluator each time: a value may read those set before it.
     const ExpressionEvaluator evaluate(env_, index_, state);
@@ -101,6 +101,11 @@ SearchState TSimpleModel::initial_state() const {
     const auto type = factory.get_fluent_from_reference(reference)->type();
     state.set_value(index_, reference, model::as_value_of(factory, *type, evaluate(value)));
   }
+  return state;
+}
+
+SearchState TSimpleModel::initial_state() const {
+  SearchState state(initial_values());
   note_achievements(state);
   return state;
 }

@@ -29,6 +29,8 @@ class TSimpleModel {
   const std::vector<ClassicalAction>& actions() const { return actions_; }
   const StateIndex& index() const { return index_; }
 
+  zorvel::SearchState initial_values() const;
+  /// InternalError if a goal or a landmark reads a fluent without an initial value.
   SearchState initial_state() const;
   /// Enters the landmarks that hold in the state, and counts its goals.
   void note_achievements(SearchState& state) const;

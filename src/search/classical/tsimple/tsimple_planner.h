@@ -7,6 +7,7 @@
 #include "search/classical/tsimple/classical_search.h"
 #include "search/classical/tsimple/tsimple_model.h"
 #include "search/frame/planner.h"
+#include "search/heuristics/relaxation/relaxed_problem.h"
 
 namespace zorvel::tsimple {
 
@@ -35,14 +36,14 @@ class TSimplePlanner : public Planner {
   const std::vector<std::uint32_t>& searched_actions() const { return searched_actions_; }
   /// Null: blind.
   const std::shared_ptr<Heuristic>& heuristic() const { return heuristic_; }
+  double cost_of_missing() const { return cost_of_missing_; }
+  /// Of the heuristic and the search.
+  const EvaluationTables& tables() const { return *tables_; }
   const SearchStatistics& statistics() const { return statistics_; }
 
  private:
-  void apply_transformers(bool is_guided_by_user);
   void initialize_heuristic(HCustom::Function custom_heuristic);
-  void initialize_landmarks();
-  void initialize_additive_heuristic(bool extracts_plans);
-  std::vector<model::NodeSet> goal_clauses() const;  // in disjunctive normal form
+  std::shared_ptr<const RelaxedProblem> relaxed_problem() const;
   std::shared_ptr<Plan> plan_of(const ClassicalSearch& search) const;
 
   std::size_t width_;
@@ -50,8 +51,7 @@ class TSimplePlanner : public Planner {
   std::shared_ptr<EvaluationTables> tables_;
   std::vector<std::uint32_t> searched_actions_;
   std::shared_ptr<Heuristic> heuristic_;
-  std::function<double(const StateView&)> evaluate_;  // the heuristic on packed states
-  std::size_t heuristic_bits_ = 0;                    // that it keeps with each state
+  double cost_of_missing_ = 0;  // see HeuristicRow
   SearchStatistics statistics_;
 };
 

@@ -2,6 +2,7 @@
 
 #include "model/expression_factory.h"
 #include "model/walkers/expression_simplifier.h"
+#include "search/forward/event_semantics.h"
 #include "transformers/duration_bounds.h"
 
 namespace zorvel::tp::ftp {
@@ -74,15 +75,11 @@ void DenseProblem::add_chain(const std::vector<Event*>& events, DenseAction* act
   const auto index = static_cast<std::uint32_t>(chains_.size());
   DenseChain& chain = chains_.emplace_back();
   for (const Event* event : events) {
-    const bool is_at_start = event->anchor.from_start && event->anchor.offset == rational(0);
-    if (action != nullptr && is_at_start && event->is_opener() && !event->is_left_open) {
-      action->direct_openers.push_back(event->index);  // the opening itself tests it
+    if (is_tested_at_opening(*event)) {
+      // By the opening itself; the initial state has tested the problem's own, and put them in force.
+      if (action != nullptr) action->direct_openers.push_back(event->index);
       continue;
     }
-    // The initial state has tested the problem's own conditions at its start, and put them in force.
-    if (action == nullptr && is_at_start && event->kind == EventKind::CONDITION && !event->is_closer() &&
-        !event->is_left_open)
-      continue;
     events_[event->index].chain = index;
     chain.events.push_back(event->index);
   }

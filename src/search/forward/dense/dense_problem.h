@@ -10,6 +10,7 @@
 #include "search/forward/dense/dense_state.h"
 #include "search/forward/ftp_model.h"
 #include "search/frame/evaluation_tables.h"
+#include "search/frame/state_view.h"
 #include "state/compiled_condition.h"
 #include "state/compiled_effect.h"
 #include "state/compiled_expression.h"
@@ -59,7 +60,8 @@ struct DenseAction {
 /// all conditions and effects compiled. Immutable but for the value table, which grows with the values met.
 class DenseProblem {
  public:
-  static constexpr std::uint32_t start_chain = 0, end_chain = 1, first_action_chain = 2;
+  static constexpr std::uint32_t start_chain = 0, end_chain = 1,
+                                 first_action_chain = zorvel::first_action_chain;
 
   DenseProblem(const FtpModel& model, std::shared_ptr<EvaluationTables> tables);
   DenseProblem(const DenseProblem&) = delete;
@@ -101,16 +103,6 @@ class DenseProblem {
   std::vector<DenseAction> actions_;
   std::uint32_t longest_chain_ = 0;
   double epsilon_, precision_, end_distance_;
-};
-
-/// What a heuristic sees of a state: the values of the slots and the chains to be done.
-struct DenseView {
-  const DenseProblem& problem;
-  const std::uint32_t* values;
-  std::span<const Todo> todo;
-  /// What a heuristic that depends on the path keeps with a state: 0 in the initial state, and in a new one
-  /// what its parent has. There is room for one such heuristic in a search.
-  std::uint32_t* note = nullptr;
 };
 
 }  // namespace zorvel::tp::ftp

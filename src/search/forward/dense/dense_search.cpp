@@ -50,11 +50,13 @@ DenseSearch::DenseSearch(const DenseProblem& problem, const Heuristics& heuristi
   f_.resize(lists);
   weights_.resize(lists);
   if (std::ranges::any_of(heuristics, [](const auto& h) { return h && h->is_worth_caching(); }))
-    estimates_ = std::make_unique<EstimateCache>(problem, heuristics.size());
+    estimates_ =
+        std::make_unique<EstimateCache>(problem.slots(), problem.model().chain_lengths(), heuristics.size());
 }
 
 bool DenseSearch::evaluate() {
-  const double g = successors_.built_depth();
+  const StateView state = successors_.built();
+  const double g = state.depth;
   if (heuristics_.empty()) {
     f_[0] = g;
     return true;
@@ -65,13 +67,13 @@ bool DenseSearch::evaluate() {
     for (std::size_t i = 0; i < heuristics_.size(); ++i)
       if (heuristics_[i]) weights_[i] = heuristics_[i]->weight();
   }
-  double* const known = estimates_ ? estimates_->find(successors_.built()) : nullptr;
+  double* const known = estimates_ ? estimates_->find(state) : nullptr;
   for (std::size_t i = 0; i < heuristics_.size(); ++i) {
     if (!heuristics_[i]) {
       f_[i] = g;
       continue;
     }
-    const double h = estimate(i, known);
+    const double h = estimate(i, state, known);
     if (h == dead_end) return false;
     if (best_estimate_ < 0 || h < best_estimate_) best_estimate_ = h;
     f_[i] = (1 - weights_[i]) * g + weights_[i] * h;
@@ -79,12 +81,12 @@ bool DenseSearch::evaluate() {
   return true;
 }
 
-double DenseSearch::estimate(std::size_t heuristic, double* known) {
+double DenseSearch::estimate(std::size_t heuristic, const StateView& state, double* known) {
   const bool is_cached = known != nullptr && heuristics_[heuristic]->is_worth_caching();
   if (is_cached && !std::isnan(known[heuristic])) return known[heuristic];
   ++statistics_.evaluated;
   guard_.must_stop(work_of_estimate);
-  const double h = heuristics_[heuristic]->evaluate(successors_.built());
+  const double h = heuristics_[heuristic]->estimate(state);
   if (is_cached) known[heuristic] = h;
   return h;
 }
@@ -278,7 +280,7 @@ SearchOutcome DenseSearch::search(bool weak) {
     if (guard_.outcome() != SearchOutcome::not_run) return guard_.outcome();
     if (live_ >= statistics_.most_states + most_states_step) {
       statistics_.most_states = live_;
-      statistics_.bytes_at_most = memory();
+      statistics_.bytes = memory();
     }
     if (weak) insert(closed_, state, weak_tag(state));
     drop(ref);

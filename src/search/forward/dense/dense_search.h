@@ -10,21 +10,11 @@
 
 #include "search/forward/dense/dense_successors.h"
 #include "search/frame/search_guard.h"
+#include "search/frame/search_statistics.h"
 #include "search/heuristics/estimate_cache.h"
 #include "search/heuristics/heuristic.h"
 
 namespace zorvel::tp::ftp {
-
-/// What a search did, beside its answer.
-struct SearchStatistics {
-  std::uint64_t expanded = 0;
-  std::uint64_t stored = 0;         ///< States put into the open lists.
-  std::uint64_t evaluated = 0;      ///< Calls of heuristics.
-  std::uint64_t most_states = 0;    ///< The most that were held at one time (in steps of some hundreds).
-  std::uint64_t bytes_at_most = 0;  ///< Memory of states, constraints, open lists and tables at that moment.
-  double seconds = 0;               ///< By the clock on the wall.
-  double processor_seconds = 0;     ///< Of the loop alone.
-};
 
 /// Best-first search over dense states, one open list a heuristic, served in turn.
 ///
@@ -77,7 +67,7 @@ class DenseSearch {
 
   bool evaluate();
   /// The estimate of the built state; `known`, if not null, is its entry in the cache.
-  double estimate(std::size_t heuristic, double* known);
+  double estimate(std::size_t heuristic, const StateView& state, double* known);
   void push_built();
   Ref pop(std::size_t list);
   void expand(const DenseState* state);

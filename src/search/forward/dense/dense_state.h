@@ -26,7 +26,7 @@ struct DenseState {
       newest_effect;           ///< The cell's event of the newest effect on the path, `no_event` without one.
   std::uint32_t effect_point;  ///< Its anchor.
   std::uint32_t unverified;    ///< 1 if a condition is in force that was not tested when it opened.
-  std::uint32_t note;          ///< See DenseView.
+  std::uint32_t note;          ///< See StateView.
   double frozen_newest;        ///< Time of the newest event on the path, where its anchor is frozen.
   double frozen_effect;        ///< Likewise of the newest effect.
 };

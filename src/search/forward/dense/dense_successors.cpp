@@ -34,6 +34,12 @@ DenseSuccessors::DenseSuccessors(const DenseProblem& problem)
 
 DenseSuccessors::~DenseSuccessors() = default;
 
+StateView DenseSuccessors::built() {
+  open_.clear();
+  for (const Todo& todo : todo_) open_.push_back({todo.chain, todo.cursor});
+  return {built_values_, open_, state_.depth, state_.note, &state_.note};
+}
+
 bool DenseSuccessors::build_initial(const SearchState<double>& plain) {
   state_ = {};
   state_.base = state_.next_point = first_action_point;

@@ -37,9 +37,8 @@ class DenseSuccessors {
   /// Builds the child of `parent` that applies the first event of its todo list number `list`.
   [[nodiscard]] bool apply(const DenseState* parent, std::size_t list);
 
-  /// The state built last.
-  DenseView built() { return {problem_, built_values_, todo_, &state_.note}; }
-  std::uint32_t built_depth() const { return state_.depth; }
+  /// The state built last, whose note is still its parent's; valid until the next call of anything.
+  StateView built();
   BlockPool::Ref keep();
 
   const DenseState* state(BlockPool::Ref ref) const { return pool_.at<DenseState>(ref); }
@@ -75,8 +74,9 @@ class DenseSuccessors {
   std::vector<SlotWrite> writes_;  // scratch of apply_logic
   std::vector<Todo> todo_;
   std::vector<std::uint32_t> active_;
-  PathCell cell_;           // of the move
-  bool completes_ = false;  // the move left its action without pending events
+  std::vector<OpenChain> open_;  // scratch of built
+  PathCell cell_;                // of the move
+  bool completes_ = false;       // the move left its action without pending events
   struct PendingEffect {
     double time;
     std::uint32_t anchor, event;

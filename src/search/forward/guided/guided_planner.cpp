@@ -7,6 +7,7 @@
 #include "core/errors.h"
 #include "search/forward/guided/makespan_bound.h"
 #include "search/forward/guided/plan_trimmer.h"
+#include "search/forward/plain/ftp_successors.h"
 #include "search/forward/self_overlap.h"
 #include "transformers/plan_quality.h"
 #include "transformers/without_metrics.h"

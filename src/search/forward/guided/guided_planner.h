@@ -47,10 +47,6 @@ class GuidedPlanner : public FtpPlanner {
   /// Whether `next` has ended with a proof that the best plan is one of least makespan.
   bool is_proved_optimal() const { return is_exhausted_ && best_plan_ != nullptr && !may_have_lost_plans(); }
 
- protected:
-  void initialize_heuristic() override {}
-  std::shared_ptr<Plan> _solve(bool, SearchGuard& guard) override { return next_under(guard); }
-
  private:
   struct Prepared;
 

@@ -28,7 +28,7 @@ GuidedSearch::GuidedSearch(const GuidedModel& model, GuidedEstimates& estimates,
       is_open_(problem_.action_count(), false),
       is_preferred_(problem_.action_count(), false) {
   best_.fill(std::numeric_limits<double>::infinity());
-  std::vector<std::vector<tsimple::SuccessorGenerator::Demand>> demands;
+  std::vector<std::vector<SuccessorGenerator::Demand>> demands;
   for (ActionId id = 0; id < problem_.action_count(); ++id) {
     if (!estimates_.is_relevant(id)) continue;
     generated_.push_back(id);
@@ -36,7 +36,7 @@ GuidedSearch::GuidedSearch(const GuidedModel& model, GuidedEstimates& estimates,
     for (const auto& literal : problem_.action(id).opening.literals())
       if (literal.is_equal) of_action.push_back({literal.slot, literal.expected});
   }
-  generator_ = std::make_unique<tsimple::SuccessorGenerator>(std::move(demands));
+  generator_ = std::make_unique<SuccessorGenerator>(std::move(demands));
 }
 
 GuidedSearch::Ref GuidedSearch::find_key() const {
@@ -252,7 +252,7 @@ void GuidedSearch::log_progress(const SearchGuard& guard) {
 }
 
 SearchOutcome GuidedSearch::finish(SearchOutcome outcome) {
-  statistics_.bytes_at_most = memory();
+  statistics_.bytes = memory();
   statistics_.most_states = statistics_.stored;
   return outcome;
 }

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "search/classical/tsimple/successor_generator.h"
 #include "search/forward/dense/dense_search.h"
 #include "search/forward/guided/guided_estimates.h"
 #include "search/forward/guided/guided_successors.h"
 #include "search/forward/guided/move_queues.h"
 #include "search/forward/guided/type_buckets.h"
 #include "search/frame/search_guard.h"
+#include "search/frame/successor_generator.h"
 
 namespace zorvel::tp::ftp {
 
@@ -101,7 +101,7 @@ class GuidedSearch {
   bool has_begun_ = false;
 
   std::vector<ActionId> generated_;  // the actions that the generator knows, by its numbers
-  std::unique_ptr<tsimple::SuccessorGenerator> generator_;
+  std::unique_ptr<SuccessorGenerator> generator_;
   std::vector<Ref> table_;  // open addressing by hash: the newest state of each key
   std::size_t keys_ = 0;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <set>
 #include <unordered_map>
@@ -67,6 +68,7 @@ class SearchState : public tp::SearchState {
   std::vector<TodoList> todo;  ///< At most two lists of the problem's own events, then one an open action.
   std::set<const Event*, EventIndexLess> active_conditions;  ///< The openers of the intervals now in force.
   std::shared_ptr<const StatePath> path;
+  std::uint32_t note = 0;  ///< See StateView: the parent's until a heuristic has set it.
 };
 
 }  // namespace zorvel::tp::ftp

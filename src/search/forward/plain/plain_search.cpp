@@ -41,19 +41,39 @@ auto is_worse(std::size_t heuristic) {
 
 }  // namespace
 
-PlainSearch::PlainSearch(const FtpModel& model, std::size_t heuristics, Evaluate evaluate,
+PlainSearch::PlainSearch(const FtpModel& model, const EvaluationTables& tables, const Heuristics& heuristics,
                          std::vector<ActionId> openable, SearchGuard& guard)
     : model_(model),
-      lists_(std::max<std::size_t>(1, heuristics)),
+      heuristics_(heuristics),
+      lists_(std::max<std::size_t>(1, heuristics.size())),
       openable_(std::move(openable)),
       guard_(guard),
       successors_(model, options_of(model.env().configuration()), lists_,
-                  [this](State& state) { return evaluate_(state); }),
-      evaluate_(std::move(evaluate)) {
+                  [this](State& state) { return evaluate(state); }),
+      view_(model, tables) {
   const std::int64_t diamond = model.env().configuration().get_integer_value("ftp-diamond");
   if (diamond >= 0) build_openable_sets(diamond);
   open_.resize(lists_);
   for (std::size_t i = 0; i < lists_; ++i) open_numbers_.push_back(i);
+}
+
+bool PlainSearch::evaluate(State& state) {
+  const double g = state.g();
+  if (heuristics_.empty()) state.set_f(g, 0);
+  const StateView view = view_.of(state);
+  for (std::size_t i = 0; i < heuristics_.size(); ++i) {
+    if (!heuristics_[i]) {
+      state.set_f(g, i);
+      continue;
+    }
+    ++statistics_.evaluated;
+    const double h = heuristics_[i]->estimate(view);
+    if (h == dead_end) return false;
+    if (best_estimate_ < 0 || h < best_estimate_) best_estimate_ = h;
+    const double w = heuristics_[i]->weight();
+    state.set_f((1 - w) * g + w * h, i);
+  }
+  return true;
 }
 
 bool PlainSearch::WeakEquality::operator()(const State* a, const State* b) const {
@@ -167,10 +187,11 @@ SearchOutcome PlainSearch::run(bool weak) {
   const SearchGuard::Watch watch(guard_, [this](SearchProgress& progress) {
     progress.open = open_.empty() ? 0 : open_.front().size();
     progress.stored_bytes = bytes_;
+    progress.best_estimate = best_estimate_;
   });
   auto initial = successors_.initial_state();
   SearchOutcome outcome = SearchOutcome::no_plan;
-  if (initial && initial->tn.consistent() && evaluate_(*initial)) {
+  if (initial && initial->tn.consistent() && evaluate(*initial)) {
     push(std::move(initial));
     outcome = search(weak);
   }

@@ -1,13 +1,14 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <unordered_set>
 #include <vector>
 
-#include "search/forward/dense/dense_search.h"
 #include "search/forward/plain/ftp_successors.h"
+#include "search/forward/plain/plain_view.h"
 #include "search/frame/search_guard.h"
+#include "search/frame/search_statistics.h"
+#include "search/heuristics/heuristic.h"
 
 namespace zorvel::tp::ftp {
 
@@ -16,11 +17,10 @@ namespace zorvel::tp::ftp {
 /// is what that is tested against.
 class PlainSearch {
  public:
-  using Evaluate = std::function<bool(tp::SearchState&)>;
+  using Heuristics = std::vector<std::shared_ptr<Heuristic>>;
 
-  /// `evaluate` sets the f values of a state from its g; false for a dead end. The guard must outlive the
-  /// search.
-  PlainSearch(const FtpModel& model, std::size_t heuristics, Evaluate evaluate,
+  /// As DenseSearch; `tables` are those of the heuristics.
+  PlainSearch(const FtpModel& model, const EvaluationTables& tables, const Heuristics& heuristics,
               std::vector<ActionId> openable, SearchGuard& guard);
 
   SearchOutcome run(bool weak);
@@ -43,6 +43,8 @@ class PlainSearch {
   };
 
   SearchOutcome search(bool weak);
+  /// Sets the f values of a state from its g; false if a heuristic says that it is a dead end.
+  bool evaluate(State& state);
   void push(std::unique_ptr<State> state);
   void expand(const State& state);
   bool is_seen_at_end(const State& state);
@@ -50,17 +52,19 @@ class PlainSearch {
   bool are_mutex(ActionId a, ActionId b) const;
 
   const FtpModel& model_;
+  const Heuristics& heuristics_;
   std::size_t lists_;
   std::vector<ActionId> openable_;
   SearchGuard& guard_;
   Successors<double> successors_;
-  Evaluate evaluate_;
+  PlainView view_;
   std::vector<std::vector<ActionId>> openable_sets_;
   bool has_sets_ = false;
   std::vector<OpenList> open_;
   std::vector<std::size_t> open_numbers_;
   std::unordered_set<std::string> end_values_;
   std::uint64_t bytes_ = 0;  // of the states held, roughly
+  double best_estimate_ = -1;
   std::vector<const Event*> events_;
   SearchStatistics statistics_;
 };

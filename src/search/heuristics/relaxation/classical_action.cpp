@@ -92,17 +92,19 @@ void ClassicalAction::add_condition(Node* condition) {
 }
 
 const std::vector<Node*>& ClassicalAction::predicates_added(bool all) const {
-  if (has_predicates_added_) return predicates_added_;
-  has_predicates_added_ = true;
-  for (const auto& [reference, effect] : effects_) add_predicates_of(reference, effect->value, all);
+  std::optional<std::vector<Node*>>& known = predicates_added_[all ? 1 : 0];
+  if (known) return *known;
+  std::vector<Node*>& added = known.emplace();
+  for (const auto& [reference, effect] : effects_) add_predicates_of(reference, effect->value, all, added);
   for (const auto& simulated : simulated_effects())
-    for (Node* reference : simulated->fluents) add_predicates_of(reference, nullptr, all);
+    for (Node* reference : simulated->fluents) add_predicates_of(reference, nullptr, all, added);
   std::unordered_set<Node*> seen;
-  std::erase_if(predicates_added_, [&](Node* predicate) { return !seen.insert(predicate).second; });
-  return predicates_added_;
+  std::erase_if(added, [&](Node* predicate) { return !seen.insert(predicate).second; });
+  return added;
 }
 
-void ClassicalAction::add_predicates_of(Node* reference, Node* value, bool all) const {
+void ClassicalAction::add_predicates_of(Node* reference, Node* value, bool all,
+                                        std::vector<Node*>& added) const {
   if (value == reference) return;  // keeps what is there, and so adds nothing
   F& factory = env().expression_factory();
   const auto fluent = factory.get_fluent_from_reference(reference);
@@ -126,17 +128,15 @@ void ClassicalAction::add_predicates_of(Node* reference, Node* value, bool all) 
   for (const std::vector<Node*>& arguments : cartesian_product(choices)) {
     Node* const ground = factory.make_fluent_reference(fluent, arguments);
     if (type->is_boolean()) {
-      if (value == nullptr || !F::is_kind(value, NodeKind::FALSE)) predicates_added_.push_back(ground);
-      if (value == nullptr || !F::is_kind(value, NodeKind::TRUE))
-        predicates_added_.push_back(factory.make_not(ground));
+      if (value == nullptr || !F::is_kind(value, NodeKind::FALSE)) added.push_back(ground);
+      if (value == nullptr || !F::is_kind(value, NodeKind::TRUE)) added.push_back(factory.make_not(ground));
     }
     if (!type->is_user_defined() && !all) continue;
     if (value != nullptr && F::is_value(value)) {
-      predicates_added_.push_back(factory.make_equals(ground, value));
+      added.push_back(factory.make_equals(ground, value));
     } else if (is_finite(type)) {
       for (std::size_t item = 0; item < model::domain_size(instances, type); ++item)
-        predicates_added_.push_back(
-            factory.make_equals(ground, model::domain_item(env(), instances, type, item)));
+        added.push_back(factory.make_equals(ground, model::domain_item(env(), instances, type, item)));
     } else if (!all) {
       throw InternalError("Found an undefined finite-domain type");
     }

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <optional>
 #include <unordered_set>
 #include <vector>
 
@@ -39,7 +41,7 @@ class ClassicalAction {
     return action_->simulated_effects();
   }
   /// The predicates that the action may make true, in a fixed order. Effects on numeric fluents add nothing
-  /// unless `all` is set. The first call decides; later ones return its result.
+  /// unless `all` is set.
   const std::vector<Node*>& predicates_added(bool all) const;
   /// The fluents that it writes, simulated effects included.
   std::unordered_set<const model::FluentImpl*> written_fluents() const;
@@ -48,7 +50,7 @@ class ClassicalAction {
   Environment& env() const { return problem_->env(); }
   void add_effect(Node* expression, const std::shared_ptr<Effect>& effect);
   void add_condition(Node* condition);
-  void add_predicates_of(Node* reference, Node* value, bool all) const;
+  void add_predicates_of(Node* reference, Node* value, bool all, std::vector<Node*>& added) const;
 
   model::ProblemPtr problem_;
   std::shared_ptr<model::ActionImpl> action_;
@@ -57,8 +59,7 @@ class ClassicalAction {
   std::vector<Node*> conditions_;
   std::vector<Node*> predicates_conditions_;
   Effects effects_;
-  mutable std::vector<Node*> predicates_added_;
-  mutable bool has_predicates_added_ = false;
+  mutable std::array<std::optional<std::vector<Node*>>, 2> predicates_added_;  // by `all`
 };
 
 /// A goal or condition as the abstractions want it: negations in front of atoms, constants folded, so that

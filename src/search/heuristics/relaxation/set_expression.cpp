@@ -7,7 +7,7 @@
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "model/types.h"
-#include "search/heuristics/hmax.h"
+#include "search/heuristics/relaxation/value_reachability.h"
 
 namespace zorvel {
 
@@ -265,7 +265,7 @@ void SetExpression::run_arithmetic(Step& step) {
       default: return values.quotient(a, b);
     }
   };
-  constexpr std::size_t limit = HMax::value_limit;
+  constexpr std::size_t limit = ValueReachability::value_limit;
   std::vector<ValueId> running = operand(step, 0), next;
   for (std::size_t i = 1; i < step.operands; ++i) {
     const auto& right = operand(step, i);

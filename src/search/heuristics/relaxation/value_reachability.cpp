@@ -6,7 +6,6 @@
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "search/heuristics/heuristic.h"
-#include "search/heuristics/hmax.h"
 
 namespace zorvel {
 
@@ -199,7 +198,7 @@ void ValueReachability::add(Fact fact) {
   const auto [slot, value] = fact;
   std::vector<ValueId>& set = sets_[slot];
   if (set.size() == 1 && set[0] == any_value_id) return;
-  if (value == any_value_id || set.size() == HMax::value_limit) {
+  if (value == any_value_id || set.size() == value_limit) {
     if (value != any_value_id && (bits_[slot].size() > value / 64) &&
         (bits_[slot][value / 64] >> (value % 64) & 1) != 0)
       return;
@@ -318,12 +317,13 @@ bool ValueReachability::fire(Effect& effect) {
   });
 }
 
-std::optional<double> ValueReachability::layers(const ValueId* values) {
+std::optional<double> ValueReachability::layers(const ValueId* values, std::span<const Fact> more) {
   if (!is_compiled_) return std::nullopt;
   if (!has_goals_) return 0.0;
   if (sets_.empty()) return dead_end;
   begin();
   for (std::uint32_t slot = 0; slot < sets_.size(); ++slot) add({slot, values[slot]});
+  for (const Fact& fact : more) add(fact);
   for (double depth = 0.0;; depth += 1.0) {
     take_new_facts();
     const auto is_reached = goals_can_hold();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -20,13 +21,17 @@ namespace zorvel {
 /// gave a new value to a slot that they read.
 class ValueReachability {
  public:
+  using Fact = std::pair<std::uint32_t, ValueId>;  ///< A slot and a value that it can have.
+  /// A number that has taken so many values counts as able to take any.
+  static constexpr std::size_t value_limit = 10000;
+
   /// `tables` must outlive it.
   ValueReachability(EvaluationTables& tables, const std::vector<Node*>& goals,
                     const std::vector<ClassicalAction>& actions);
 
   /// The number of the first layer in which all goals can be true, or `dead_end`; none where only the plain
-  /// form of HMax has an answer or an error.
-  std::optional<double> layers(const ValueId* values);
+  /// form of HMax has an answer or an error. `more` are values that slots have beside those of `values`.
+  std::optional<double> layers(const ValueId* values, std::span<const Fact> more = {});
 
  private:
   /// A test of one slot: some value is `value`, or with `is_equal` false some value is another one.
@@ -45,7 +50,6 @@ class ValueReachability {
     std::vector<SetExpression> arguments;
     std::vector<ValueRange> argument_ranges;
   };
-  using Fact = std::pair<std::uint32_t, ValueId>;  // slot and value
   struct Action {
     std::vector<SetExpression> conditions;  // beyond its tests
     std::vector<Effect> effects;            // beyond its facts

@@ -6,7 +6,7 @@
 
 #include "state/compiled_condition.h"
 
-namespace zorvel::tsimple {
+namespace zorvel {
 
 /// Finds the actions whose literals hold in a state, by a decision tree over slots (Helmert, The Fast
 /// Downward Planning System, 2006): its cost follows the actions found, not all of them.
@@ -48,4 +48,4 @@ class SuccessorGenerator {
   std::vector<std::uint32_t> pending_, found_;
 };
 
-}  // namespace zorvel::tsimple
+}  // namespace zorvel

@@ -1,11 +1,11 @@
-#include "search/classical/tsimple/successor_generator.h"
+#include "search/frame/successor_generator.h"
 
 #include <algorithm>
 #include <map>
 #include <numeric>
 #include <utility>
 
-namespace zorvel::tsimple {
+namespace zorvel {
 
 namespace {
 
@@ -124,4 +124,4 @@ std::span<const std::uint32_t> SuccessorGenerator::applicable(const ValueId* val
   return found_;
 }
 
-}  // namespace zorvel::tsimple
+}  // namespace zorvel

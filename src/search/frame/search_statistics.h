@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+
+namespace zorvel {
+
+/// What a search did, beside its answer.
+struct SearchStatistics {
+  std::uint64_t expanded = 0;
+  std::uint64_t stored = 0;       ///< States put into the open lists.
+  std::uint64_t evaluated = 0;    ///< Calls of heuristics.
+  std::uint64_t most_states = 0;  ///< The most that were held at one time (in steps of some hundreds).
+  std::uint64_t bytes = 0;        ///< Memory of states, open lists and tables at that moment.
+  double seconds = 0;             ///< By the clock on the wall.
+  double processor_seconds = 0;   ///< Of the loop alone.
+};
+
+/// One line of figures: what was done, how fast by processor time, and the memory of a state.
+std::ostream& operator<<(std::ostream& out, const SearchStatistics& statistics);
+
+}  // namespace zorvel
