@@ -26,17 +26,17 @@ class Guided : public FtpPlanner {
     if (initial_) estimates_.emplace(dense_, values_of(*initial_).data());
   }
   bool has_initial_state() const { return initial_ != nullptr; }
-  const SearchState<double>& initial() const { return *initial_; }
+  const PlainState<double>& initial() const { return *initial_; }
   GuidedEstimates& estimates() { return *estimates_; }
   const DenseProblem& dense() const { return dense_; }
 
-  std::vector<ValueId> values_of(const SearchState<double>& state) {
+  std::vector<ValueId> values_of(const PlainState<double>& state) {
     std::vector<ValueId> values;
     for (std::size_t slot = 0; slot < dense_.slots(); ++slot)
       values.push_back(dense_.values().id_of(state.value(slot)));
     return values;
   }
-  GuidedEstimates::Estimate evaluate(const SearchState<double>& state, std::uint32_t& note) {
+  GuidedEstimates::Estimate evaluate(const PlainState<double>& state, std::uint32_t& note) {
     std::vector<OpenChain> open;
     for (const TodoList& list : state.todo) {
       const std::uint32_t front = list.front().first->index, chain = dense_.event(front).chain;
@@ -51,18 +51,18 @@ class Guided : public FtpPlanner {
     view.note = &note;
     return estimates_->evaluate(view);
   }
-  GuidedEstimates::Estimate evaluate(const SearchState<double>& state) {
+  GuidedEstimates::Estimate evaluate(const PlainState<double>& state) {
     std::uint32_t note = 0;
     return evaluate(state, note);
   }
   /// The state behind a move: the opening of an action, or else its next event.
-  std::unique_ptr<SearchState<double>> next(const SearchState<double>& state, const std::string& action) {
+  std::unique_ptr<PlainState<double>> next(const PlainState<double>& state, const std::string& action) {
     for (const TodoList& list : state.todo)
       if (list.front().first->action && list.front().first->action->name() == action)
         return successors_.apply(state, list.front(), false);
     return successors_.open(state, model().action_id(action), false);
   }
-  std::unique_ptr<SearchState<double>> next(const SearchState<double>& state, const Event& event) {
+  std::unique_ptr<PlainState<double>> next(const PlainState<double>& state, const Event& event) {
     if (event.kind == EventKind::START_ACTION) return next(state, event.action->name());
     for (const TodoList& list : state.todo)
       if (list.front().first == &event) return successors_.apply(state, list.front(), false);
@@ -94,7 +94,7 @@ class Guided : public FtpPlanner {
 
   DenseProblem dense_;
   Successors<double> successors_{model(), {}, 1};
-  std::unique_ptr<SearchState<double>> initial_;
+  std::unique_ptr<PlainState<double>> initial_;
   std::optional<GuidedEstimates> estimates_;
 };
 
@@ -104,14 +104,14 @@ void check_along(Guided& guided, const std::vector<const Event*>& events) {
   EXPECT_FALSE(estimates.is_unsolvable());
   const LandmarkGraph& graph = estimates.landmarks();
   std::vector<std::size_t> first_true(graph.size(), events.size() + 1);
-  const auto look = [&](const SearchState<double>& state, std::size_t step) {
+  const auto look = [&](const PlainState<double>& state, std::size_t step) {
     const auto values = guided.values_of(state);
     for (LandmarkId landmark = 0; landmark < graph.size(); ++landmark)
       if (graph.is_true(landmark, values.data())) first_true[landmark] = std::min(first_true[landmark], step);
   };
   std::uint32_t note = 0;
-  const SearchState<double>* state = &guided.initial();
-  std::unique_ptr<SearchState<double>> held;
+  const PlainState<double>* state = &guided.initial();
+  std::unique_ptr<PlainState<double>> held;
   for (std::size_t step = 0;; ++step) {
     const auto estimate = guided.evaluate(*state, note);
     ASSERT_FALSE(estimate.is_dead_end) << "step " << step;
@@ -212,17 +212,22 @@ TEST(GuidedEstimates, AreTheClassicalOnesWhereActionsAreSinglePieces) {
     Guided guided(env, text);
     const DenseProblem& dense = guided.dense();
     const auto& problem = guided.problem();
-    std::vector<Node*> goals;
+    RelaxedProblem::Parts parts;
     for (Node* expression : problem->expressions())
       if (!model::ExpressionFactory::is_assign(expression->children[1]))
-        goals.push_back(normalized_condition(env, expression->children[1]));
-    if (goals.empty()) continue;
-    std::vector<ClassicalAction> actions;
-    for (const auto& [name, action] : problem->actions()) actions.emplace_back(problem, action);
-    const auto dnf = model::ToDNF(env)(env.expression_factory().make_and(goals));
+        parts.goals.push_back(normalized_condition(env, expression->children[1]));
+    if (parts.goals.empty()) continue;
+    for (const auto& [name, action] : problem->actions()) {
+      parts.sources.push_back(static_cast<std::uint32_t>(parts.actions.size()));
+      parts.actions.emplace_back(problem, action);
+    }
+    parts.source_count = parts.actions.size();
     const auto tables = std::make_shared<EvaluationTables>(env, guided.model().index());
-    HAdd hadd(env, tables, dnf, actions);
+    parts.tables = tables;
     std::vector<ValueId> values = guided.values_of(guided.initial());
+    for (const ValueId value : values)
+      parts.initial.push_back(tables->values.id_of(dense.values().node_of(value)));
+    HAdd hadd(std::make_shared<RelaxedProblem>(env, std::move(parts)));
     Picker random(seed);
     const std::vector<OpenChain> open{{DenseProblem::end_chain, 0}};
     for (int step = 0; step < 12; ++step) {
@@ -232,7 +237,9 @@ TEST(GuidedEstimates, AreTheClassicalOnesWhereActionsAreSinglePieces) {
       view.values = values.data();
       view.open = open;
       const auto estimate = guided.estimates().evaluate(view);
-      const double expected = hadd.evaluate(other.data());
+      StateView classical;
+      classical.values = other.data();
+      const double expected = hadd.estimate(classical);
       ASSERT_EQ(estimate.is_dead_end, expected == dead_end);
       if (!estimate.is_dead_end) {
         ASSERT_EQ(estimate.values[2], expected);
@@ -390,8 +397,8 @@ TEST(GuidedEstimates, OfHandmadeProblems) {
     }
     Environment env;
     Guided guided(env, fluents + text);
-    const SearchState<double>* state = &guided.initial();
-    std::unique_ptr<SearchState<double>> held;
+    const PlainState<double>* state = &guided.initial();
+    std::unique_ptr<PlainState<double>> held;
     for (const std::string& move : test.moves) {
       auto child = guided.next(*state, move);
       ASSERT_NE(child, nullptr);

@@ -37,7 +37,7 @@ struct Relaxed {
 
 /// The additive costs by plain value iteration over a table of nodes.
 double additive_by_iteration(Environment& env, const StateIndex& index, const Relaxed& relaxed,
-                             const tp::SearchState& state) {
+                             const PlainState<double>& state) {
   F& factory = env.expression_factory();
   std::map<Node*, double> costs;
   const auto cost_of = [&](Node* literal) {
@@ -101,7 +101,7 @@ void walk(FtpPlanner& planner, unsigned seed, Visit visit) {
   std::mt19937 random(seed);
   for (int step = 0; state && step < 12; ++step) {
     visit(*state);
-    std::vector<std::unique_ptr<SearchState<double>>> children;
+    std::vector<std::unique_ptr<PlainState<double>>> children;
     for (const TodoList& list : state->todo)
       children.push_back(successors.apply(*state, list.front(), false));
     for (ActionId action = 0; action < planner.model().actions().size(); ++action)
@@ -122,7 +122,7 @@ TEST(Heuristics, AdditiveCostsAreTheFixpointOfTheirEquations) {
     const auto& index = planner.model().index();
     HAdd hadd(relaxed.problem);
     HFF hff(relaxed.problem);
-    walk(planner, seed, [&](SearchState<double>& state) {
+    walk(planner, seed, [&](PlainState<double>& state) {
       const double expected = additive_by_iteration(env, index, relaxed, state);
       EXPECT_EQ(hadd.estimate(relaxed.view.of(state)), expected);
       // What the goal needs is among what a full pass reaches.
@@ -195,7 +195,7 @@ TEST(Heuristics, LayersWithOpenActionsAreThoseOfThePlainForm) {
     FtpPlanner planner(env, parse(env, random_problem(seed)));
     Relaxed relaxed(planner);
     HMax hmax(relaxed.problem);
-    walk(planner, seed, [&](SearchState<double>& state) {
+    walk(planner, seed, [&](PlainState<double>& state) {
       const StateView view = relaxed.view.of(state);
       EXPECT_EQ(hmax.estimate(view), hmax.estimate_plainly(view));
       answered += hmax.was_plain() ? 0 : 1;

@@ -31,12 +31,12 @@ class LandmarkPlanner : public FtpPlanner {
     if (heuristics_.empty()) initialize_heuristic();
     return static_cast<HLandmarks&>(*heuristics_.at(0));
   }
-  double estimate(SearchState<double>& state) { return heuristic().estimate(view_.of(state)); }
+  double estimate(PlainState<double>& state) { return heuristic().estimate(view_.of(state)); }
   const LandmarkGraph& graph() { return heuristic().graph(); }
   const model::TemporallyAwareRelaxer& relaxer() const { return relaxer_; }
 
   /// The values of all references, progress fluents included, as the definition of the heuristic has them.
-  std::unordered_map<Node*, Node*> values(const tp::SearchState& state) {
+  std::unordered_map<Node*, Node*> values(const PlainState<double>& state) {
     F& factory = env().expression_factory();
     std::unordered_map<Node*, Node*> result;
     for (const auto& [reference, slot] : model().index()) result[reference] = state.value(slot);
@@ -54,21 +54,21 @@ class LandmarkPlanner : public FtpPlanner {
     return F::is_kind(evaluator(expression), NodeKind::TRUE);
   }
   /// By number of the landmark.
-  std::vector<bool> truths(const tp::SearchState& state) {
+  std::vector<bool> truths(const PlainState<double>& state) {
     const auto seen = values(state);
     std::vector<bool> result;
     for (Node* landmark : graph().landmarks()) result.push_back(holds(landmark, seen));
     return result;
   }
-  std::vector<std::unique_ptr<SearchState<double>>> children(const SearchState<double>& state) {
-    std::vector<std::unique_ptr<SearchState<double>>> result;
+  std::vector<std::unique_ptr<PlainState<double>>> children(const PlainState<double>& state) {
+    std::vector<std::unique_ptr<PlainState<double>>> result;
     for (const TodoList& list : state.todo) result.push_back(successors_.apply(state, list.front(), false));
     for (ActionId action = 0; action < model().actions().size(); ++action)
       result.push_back(successors_.open(state, action, false));
     std::erase(result, nullptr);
     return result;
   }
-  std::unique_ptr<SearchState<double>> initial() { return successors_.initial_state(); }
+  std::unique_ptr<PlainState<double>> initial() { return successors_.initial_state(); }
 
  private:
   model::TemporallyAwareRelaxer relaxer_;
@@ -135,7 +135,7 @@ std::string random_achiever_problem(unsigned seed) {
 /// paths to the goal with what happened on them; how many goal states were met.
 int expect_sound(LandmarkPlanner& planner, std::size_t most_states) {
   struct Visit {
-    std::unique_ptr<SearchState<double>> state;
+    std::unique_ptr<PlainState<double>> state;
     std::vector<bool> now, ever;
     std::set<Ordering> violated;
   };
@@ -277,7 +277,7 @@ TEST(Landmarks, FirstAchieversAreThoseOfTheDefinition) {
 class CountByDefinition {
  public:
   explicit CountByDefinition(LandmarkPlanner& planner) : planner_(planner) {}
-  double operator()(const SearchState<double>& state) {
+  double operator()(const PlainState<double>& state) {
     const LandmarkGraph& graph = planner_.graph();
     const std::vector<bool> now = planner_.truths(state);
     std::set<std::uint32_t> reached = state.path ? reached_ : std::set<std::uint32_t>();

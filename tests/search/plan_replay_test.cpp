@@ -40,7 +40,7 @@ std::vector<const Event*> random_path(const FtpModel& model, unsigned seed, std:
   std::vector<const Event*> events;
   int failures = 0;
   while (state && failures < 50 && (openings > 0 || !state->todo.empty())) {
-    std::unique_ptr<SearchState<double>> next;
+    std::unique_ptr<PlainState<double>> next;
     const Event* event = nullptr;
     const bool opens = openings > 0 && (state->todo.empty() || random() % 3 == 0);
     if (opens) {

@@ -31,16 +31,16 @@ class PlainSearch {
   explicit PlainSearch(const TSimplePlanner& planner, std::size_t width = 0)
       : planner_(planner), model_(planner.model()), env_(planner.env()), width_(width) {}
 
-  bool is_applicable(const ClassicalAction& action, const SearchState& state) const {
+  bool is_applicable(const ClassicalAction& action, const PathState& state) const {
     return std::all_of(action.conditions().begin(), action.conditions().end(),
                        [&](Node* condition) { return tp::check(env_, state, condition, model_.index()); });
   }
 
   /// Null if the action leads nowhere. The novelty test is the caller's; `written` gets the slots for it.
-  std::unique_ptr<SearchState> apply(const ClassicalAction& action, const SearchState& state,
-                                     std::vector<unsigned long>& written) const {
+  std::unique_ptr<PathState> apply(const ClassicalAction& action, const PathState& state,
+                                   std::vector<unsigned long>& written) const {
     if (!is_applicable(action, state)) return nullptr;
-    auto child = std::make_unique<SearchState>(static_cast<const zorvel::SearchState&>(state));
+    auto child = std::make_unique<PathState>(static_cast<const zorvel::SearchState&>(state));
     child->achieved_landmarks = state.achieved_landmarks;
     model::ExpressionFactory& factory = env_.expression_factory();
     const ExpressionEvaluator evaluate(env_, model_.index(), state);
@@ -72,7 +72,7 @@ class PlainSearch {
   }
 
   /// All `size`-subsets of the slots with `slot` among them; all subsets if it is none.
-  bool add_all_tuple_combinations(const SearchState& state, const unsigned long* slot) {
+  bool add_all_tuple_combinations(const PathState& state, const unsigned long* slot) {
     bool is_new = false;
     const std::size_t slots = state.assignments().size();
     if (width_ > slots) return false;
@@ -91,7 +91,7 @@ class PlainSearch {
   struct Result {
     SearchOutcome outcome = SearchOutcome::no_plan;
     std::uint64_t expanded = 0, stored = 1, evaluated = 0;
-    const SearchState* goal = nullptr;
+    const PathState* goal = nullptr;
   };
 
   Result run(std::uint64_t most_expansions) {
@@ -101,7 +101,7 @@ class PlainSearch {
     const std::shared_ptr<Heuristic> heuristic = planner_.heuristic();
     const double w = heuristic ? heuristic->weight() : 0.0;
     Result result;
-    const auto estimate = [&](const SearchState& state) -> double {
+    const auto estimate = [&](const PathState& state) -> double {
       if (!heuristic) return 0.0;
       ++result.evaluated;
       std::vector<ValueId> values(state.assignments().size());
@@ -117,17 +117,17 @@ class PlainSearch {
       const std::size_t met = state.achieved_goals + state.achieved_landmarks.size();
       return h + planner_.cost_of_missing() * static_cast<double>(wanted - met);
     };
-    const auto is_worse = [](const SearchState* a, const SearchState* b) { return a->f(0) > b->f(0); };
+    const auto is_worse = [](const PathState* a, const PathState* b) { return a->f(0) > b->f(0); };
 
-    states_.push_back(std::make_unique<SearchState>(model_.initial_state()));
-    std::vector<SearchState*> open{states_.back().get()};
+    states_.push_back(std::make_unique<PathState>(model_.initial_state()));
+    std::vector<PathState*> open{states_.back().get()};
     if (width_ > 0 && !skips) add_all_tuple_combinations(*open[0], nullptr);
     open[0]->set_f(estimate(*open[0]) * w, 0);
     Set open_set{open[0]}, closed;
     bool left_out = false;
     while (!open.empty()) {
       std::pop_heap(open.begin(), open.end(), is_worse);
-      SearchState* const state = open.back();
+      PathState* const state = open.back();
       open.pop_back();
       open_set.erase(state);
       closed.insert(state);
@@ -174,28 +174,28 @@ class PlainSearch {
 
  private:
   struct Hash {
-    std::size_t operator()(const SearchState* state) const { return static_cast<std::size_t>(state->hash()); }
+    std::size_t operator()(const PathState* state) const { return static_cast<std::size_t>(state->hash()); }
   };
   struct Equal {
-    bool operator()(const SearchState* a, const SearchState* b) const { return *a == *b; }
+    bool operator()(const PathState* a, const PathState* b) const { return *a == *b; }
   };
-  using Set = std::unordered_set<SearchState*, Hash, Equal>;
+  using Set = std::unordered_set<PathState*, Hash, Equal>;
 
   const TSimplePlanner& planner_;
   const TSimpleModel& model_;
   Environment& env_;
   std::size_t width_;
   std::set<Tuple> tuples_;
-  std::vector<std::unique_ptr<SearchState>> states_;
-  std::map<const SearchState*, std::uint32_t> notes_;  // of the heuristic
+  std::vector<std::unique_ptr<PathState>> states_;
+  std::map<const PathState*, std::uint32_t> notes_;  // of the heuristic
 };
 
 /// Whether some sequence of all actions of the model leads to its goals.
 inline bool has_plan(const TSimplePlanner& planner) {
   const TSimpleModel& model = planner.model();
   const PlainSearch plain(planner);
-  std::deque<std::unique_ptr<SearchState>> states;
-  states.push_back(std::make_unique<SearchState>(model.initial_state()));
+  std::deque<std::unique_ptr<PathState>> states;
+  states.push_back(std::make_unique<PathState>(model.initial_state()));
   std::set<std::vector<Node*>> seen{states.back()->assignments()};
   for (std::size_t i = 0; i < states.size(); ++i) {
     if (states[i]->achieved_goals == model.goals().size()) return true;

@@ -129,13 +129,13 @@ std::vector<POTPlan::StepPtr> linearisation(const POTPlan& plan, std::mt19937& r
   return order;
 }
 
-using States = std::deque<std::unique_ptr<SearchState>>;
+using States = std::deque<std::unique_ptr<PathState>>;
 
 /// The states of a random walk from the initial one.
 States random_walk(const TSimplePlanner& planner, std::mt19937& random) {
   const PlainSearch plain(planner);
   States states;
-  states.push_back(std::make_unique<SearchState>(planner.model().initial_state()));
+  states.push_back(std::make_unique<PathState>(planner.model().initial_state()));
   for (int step = 0; step < 8; ++step) {
     States children;
     for (const ClassicalAction& action : planner.model().actions()) {
@@ -166,7 +166,7 @@ TEST(TSimplePlan, EveryOrderThatItAllowsLeadsToTheSameState) {
       const auto order = linearisation(*plan, random);
       orders.insert(order);
       States states;
-      states.push_back(std::make_unique<SearchState>(planner.model().initial_state()));
+      states.push_back(std::make_unique<PathState>(planner.model().initial_state()));
       for (const auto& step : order) {
         std::vector<unsigned long> written;
         auto next = PlainSearch(planner).apply(*actions.at(step->action->name()), *states.back(), written);

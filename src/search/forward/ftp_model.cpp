@@ -334,8 +334,9 @@ void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action, Re
 std::vector<std::uint32_t> FtpModel::chain_lengths() const {
   std::vector<std::uint32_t> lengths;
   for (const ActionModel& action : actions_)
-    lengths.push_back(static_cast<std::uint32_t>(std::count_if(
-        action.events.begin(), action.events.end(), [](const Event* e) { return !is_tested_at_opening(*e); })));
+    lengths.push_back(
+        static_cast<std::uint32_t>(std::count_if(action.events.begin(), action.events.end(),
+                                                 [](const Event* e) { return !is_tested_at_opening(*e); })));
   return lengths;
 }
 

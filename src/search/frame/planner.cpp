@@ -1,7 +1,7 @@
 #include "search/frame/planner.h"
 
-#include <array>
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <string_view>
 

@@ -93,7 +93,7 @@ SearchOutcome ClassicalSearch::run() {
 }
 
 void ClassicalSearch::push_initial() {
-  const SearchState initial = model_.initial_state();
+  const PathState initial = model_.initial_state();
   tables_.layout.pack(initial, initial_.data());
   std::vector<std::vector<SuccessorGenerator::Demand>> demands;
   for (const std::uint32_t number : action_numbers_) {

@@ -18,7 +18,7 @@ using F = model::ExpressionFactory;
 namespace {
 
 rational duration_in(Environment& env, const model::ActionImpl& action, const StateIndex& index,
-                     const SearchState& before) {
+                     const PathState& before) {
   const F& factory = env.expression_factory();
   Node* value = duration_statement(env, action);
   if (value != nullptr && !F::is_numeric_constant(value))
@@ -79,7 +79,7 @@ class PlanBuilder {
     for (const ClassicalAction& action : model.actions()) actions_.emplace(action.action().get(), &action);
   }
 
-  void add(const SearchState& state) {
+  void add(const PathState& state) {
     const auto position = static_cast<unsigned long>(steps_.size());
     const rational duration = duration_in(env_, *state.last_action, model_.index(), *state.parent);
     Step added;
@@ -156,9 +156,9 @@ class PlanBuilder {
 
 }  // namespace
 
-std::shared_ptr<POTPlan> build_plan(const TSimpleModel& model, const SearchState& state) {
-  std::vector<const SearchState*> way;
-  for (const SearchState* at = &state; at->last_action; at = at->parent) way.push_back(at);
+std::shared_ptr<POTPlan> build_plan(const TSimpleModel& model, const PathState& state) {
+  std::vector<const PathState*> way;
+  for (const PathState* at = &state; at->last_action; at = at->parent) way.push_back(at);
   PlanBuilder builder(model);
   for (auto at = way.rbegin(); at != way.rend(); ++at) builder.add(**at);
   return builder.take();

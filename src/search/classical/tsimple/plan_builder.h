@@ -14,6 +14,6 @@ namespace zorvel::tsimple {
 /// reference that it writes; so every order that the plan allows leads to the same state. A simulated effect
 /// may read everything. InternalError "Actions duration not specified!" for a step whose duration no
 /// statement fixes, and "The duration of an action is negative: ".
-std::shared_ptr<POTPlan> build_plan(const TSimpleModel& model, const SearchState& state);
+std::shared_ptr<POTPlan> build_plan(const TSimpleModel& model, const PathState& state);
 
 }  // namespace zorvel::tsimple

@@ -92,8 +92,8 @@ void TSimpleModel::add_statement(Node* expression) {
     ignored_.push_back(expression);
 }
 
-zorvel::SearchState TSimpleModel::initial_values() const {
-  zorvel::SearchState state(index_.size(), 1);
+SearchState TSimpleModel::initial_values() const {
+  SearchState state(index_.size(), 1);
   for (const auto& [reference, value] : initial_values_) {
     // why a new evaluator each time: a value may read those set before it.
     const ExpressionEvaluator evaluate(env_, index_, state);
@@ -104,13 +104,13 @@ zorvel::SearchState TSimpleModel::initial_values() const {
   return state;
 }
 
-SearchState TSimpleModel::initial_state() const {
-  SearchState state(initial_values());
+PathState TSimpleModel::initial_state() const {
+  PathState state(initial_values());
   note_achievements(state);
   return state;
 }
 
-void TSimpleModel::note_achievements(SearchState& state) const {
+void TSimpleModel::note_achievements(PathState& state) const {
   for (std::size_t i = 0; i < landmarks_.size(); ++i)
     if (tp::check(env_, state, landmarks_[i], index_)) state.achieved_landmarks.insert(i);
   state.achieved_goals = 0;

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "model/problem_instance.h"
-#include "search/classical/tsimple/search_state.h"
+#include "search/classical/tsimple/path_state.h"
 #include "search/heuristics/relaxation/classical_action.h"
 
 namespace zorvel::tsimple {
@@ -29,11 +29,11 @@ class TSimpleModel {
   const std::vector<ClassicalAction>& actions() const { return actions_; }
   const StateIndex& index() const { return index_; }
 
-  zorvel::SearchState initial_values() const;
+  SearchState initial_values() const;
   /// InternalError if a goal or a landmark reads a fluent without an initial value.
-  SearchState initial_state() const;
+  PathState initial_state() const;
   /// Enters the landmarks that hold in the state, and counts its goals.
-  void note_achievements(SearchState& state) const;
+  void note_achievements(PathState& state) const;
 
  private:
   void add_statement(Node* expression);

@@ -82,9 +82,9 @@ std::shared_ptr<Plan> TSimplePlanner::solve_under(SearchGuard& guard) {
 }
 
 std::shared_ptr<Plan> TSimplePlanner::plan_of(const ClassicalSearch& search) const {
-  std::deque<SearchState> way;  // a deque, since states point to their parents
+  std::deque<PathState> way;  // a deque, since states point to their parents
   for (const StateId id : search.path()) {
-    SearchState& state = way.emplace_back(tables_->layout.unpack(search.states().values(id), 1));
+    PathState& state = way.emplace_back(tables_->layout.unpack(search.states().values(id), 1));
     const StateInfo info = search.states().info(id);
     state.set_g(info.depth);
     if (info.parent == no_state) continue;

@@ -231,7 +231,7 @@ void DenseSearch::log_progress(const OpenList& list) {
   last_log_ = std::chrono::steady_clock::now();
 }
 
-SearchOutcome DenseSearch::run(const SearchState<double>* initial, bool weak) {
+SearchOutcome DenseSearch::run(const PlainState<double>* initial, bool weak) {
   ZORVEL_LOG(INFO) << "Start FTP";
   const double started = guard_.seconds();
   last_log_ = std::chrono::steady_clock::now();

@@ -31,7 +31,7 @@ class DenseSearch {
 
   /// Searches from `initial` (null: nothing to search). With `weak`, a state that is weakly equal to an
   /// expanded one is dropped. The outcome; if a plan was found, its events are in `events()`.
-  SearchOutcome run(const SearchState<double>* initial, bool weak);
+  SearchOutcome run(const PlainState<double>* initial, bool weak);
   const std::vector<const Event*>& events() const { return events_; }
   const SearchStatistics& statistics() const { return statistics_; }
 

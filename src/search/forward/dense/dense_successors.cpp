@@ -40,7 +40,7 @@ StateView DenseSuccessors::built() {
   return {built_values_, open_, state_.depth, state_.note, &state_.note};
 }
 
-bool DenseSuccessors::build_initial(const SearchState<double>& plain) {
+bool DenseSuccessors::build_initial(const PlainState<double>& plain) {
   state_ = {};
   state_.base = state_.next_point = first_action_point;
   state_.newest_effect = no_event;

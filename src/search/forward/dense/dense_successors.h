@@ -30,7 +30,7 @@ class DenseSuccessors {
 
   /// Builds the dense form of the initial state. False if the problem's own timed events contradict each
   /// other.
-  [[nodiscard]] bool build_initial(const SearchState<double>& plain);
+  [[nodiscard]] bool build_initial(const PlainState<double>& plain);
 
   /// Builds the child of `parent` that opens an action that is not open. False if it is not possible.
   [[nodiscard]] bool open(const DenseState* parent, ActionId action);

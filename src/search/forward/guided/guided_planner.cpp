@@ -28,7 +28,7 @@ constexpr std::uint64_t first_budget = 2000;               // expansions; double
 /// The problem in the form of the search, and what is known of it before any search.
 struct GuidedPlanner::Prepared {
   Prepared(const FtpModel& source, std::shared_ptr<EvaluationTables> tables,
-           std::unique_ptr<SearchState<double>> initial_state, std::vector<char> is_counted,
+           std::unique_ptr<PlainState<double>> initial_state, std::vector<char> is_counted,
            std::function<bool()> must_stop)
       : problem(source, std::move(tables)),
         initial(std::move(initial_state)),
@@ -36,12 +36,12 @@ struct GuidedPlanner::Prepared {
         model(problem, values.data(), in_force(*initial), std::move(is_counted)),
         estimates(problem, values.data(), std::move(must_stop)) {}
 
-  static std::vector<std::uint32_t> values_of(const DenseProblem& problem, const SearchState<double>& state) {
+  static std::vector<std::uint32_t> values_of(const DenseProblem& problem, const PlainState<double>& state) {
     std::vector<std::uint32_t> values;
     for (Node* node : state.assignments()) values.push_back(problem.values().id_of(node));
     return values;
   }
-  static std::vector<std::uint32_t> in_force(const SearchState<double>& state) {
+  static std::vector<std::uint32_t> in_force(const PlainState<double>& state) {
     std::vector<std::uint32_t> openers;
     for (const Event* opener : state.active_conditions) openers.push_back(opener->index);
     return openers;
@@ -53,7 +53,7 @@ struct GuidedPlanner::Prepared {
   }
 
   DenseProblem problem;
-  std::unique_ptr<SearchState<double>> initial;
+  std::unique_ptr<PlainState<double>> initial;
   std::vector<std::uint32_t> values;
   GuidedModel model;
   GuidedEstimates estimates;

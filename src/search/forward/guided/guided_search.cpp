@@ -257,7 +257,7 @@ SearchOutcome GuidedSearch::finish(SearchOutcome outcome) {
   return outcome;
 }
 
-SearchOutcome GuidedSearch::run(const SearchState<double>& initial, SearchGuard& guard,
+SearchOutcome GuidedSearch::run(const PlainState<double>& initial, SearchGuard& guard,
                                 std::uint64_t most_expansions) {
   const std::uint64_t first = statistics_.expanded;
   const double started = guard.seconds();

@@ -49,7 +49,7 @@ class GuidedSearch {
 
   /// Searches on for a goal; from `initial` at the first call. `expansion_limit` after so many more
   /// expansions.
-  SearchOutcome run(const SearchState<double>& initial, SearchGuard& guard,
+  SearchOutcome run(const PlainState<double>& initial, SearchGuard& guard,
                     std::uint64_t most_expansions = std::numeric_limits<std::uint64_t>::max());
   /// From now on only plans of a makespan below this are looked for. Only where the search is bounded.
   void set_bound(double makespan) { bound_ = makespan; }

@@ -55,7 +55,7 @@ void GuidedSuccessors::add_fixed_points(bool has_plan_start) {
   makespan_ = options_.is_bounded ? network_.add_point() : no_point;
 }
 
-bool GuidedSuccessors::build_initial(const SearchState<double>& plain) {
+bool GuidedSuccessors::build_initial(const PlainState<double>& plain) {
   header_ = {};
   for (std::size_t slot = 0; slot < values_.size(); ++slot)
     values_[slot] = problem_.values().id_of(plain.assignments()[slot]);

@@ -48,7 +48,7 @@ class GuidedSuccessors {
   // Each of these builds a state in scratch memory; only `keep` stores it.
 
   /// False if the plan's own timed events contradict each other.
-  [[nodiscard]] bool build_initial(const SearchState<double>& plain);
+  [[nodiscard]] bool build_initial(const PlainState<double>& plain);
   /// A state that was kept becomes the one built last, for `finishes`.
   void restore(Ref ref);
   /// False if the move is not possible.

@@ -2,7 +2,7 @@
 
 namespace zorvel::tp::ftp {
 
-PlanTrimmer::PlanTrimmer(const GuidedModel& model, const SearchState<double>& initial)
+PlanTrimmer::PlanTrimmer(const GuidedModel& model, const PlainState<double>& initial)
     : initial_(initial), successors_(model, {PathOrder::causal, true}) {}
 
 std::optional<double> PlanTrimmer::follow(Ref from, std::span<const Move> moves, std::vector<Move>& taken) {

@@ -38,18 +38,19 @@ struct EventIndexLess {
 /// One node of the temporal search: a world state and what is still owed. `T` is the number type of its
 /// network: double in a search, rational where a plan is extracted.
 template <class T>
-class SearchState : public tp::SearchState {
+class PlainState : public zorvel::SearchState {
  public:
+  using TodoSizes = std::unordered_map<std::shared_ptr<model::ActionImpl>, std::size_t>;
   using Network = TemporalNetwork<EventInstance, T>;
 
-  SearchState(std::size_t slots, std::size_t heuristics, const rational& epsilon)
-      : tp::SearchState(slots, heuristics), tn(epsilon) {}
-  SearchState(const SearchState& other) = default;
+  PlainState(std::size_t slots, std::size_t heuristics, const rational& epsilon)
+      : zorvel::SearchState(slots, heuristics), tn(epsilon) {}
+  PlainState(const PlainState& other) = default;
   /// A copy without the pending entries of `event`; a list that becomes empty is dropped.
-  SearchState(const SearchState& other, const Event* event) : SearchState(other) { remove_pending(event); }
+  PlainState(const PlainState& other, const Event* event) : PlainState(other) { remove_pending(event); }
 
-  std::size_t open_actions() const override { return todo.size(); }
-  TodoSizes todo_sizes() const override {
+  /// The number of pending events of each open action.
+  TodoSizes todo_sizes() const {
     TodoSizes sizes;
     for (const TodoList& list : todo)
       if (list.back().first->action) sizes.emplace(list.back().first->action, list.size());

@@ -25,7 +25,7 @@ struct SuccessorOptions {
 template <class T>
 class Successors {
  public:
-  using State = SearchState<T>;
+  using State = PlainState<T>;
   using StatePtr = std::unique_ptr<State>;
   /// Sets the f values of a new state; false if it is a dead end. Empty: no heuristics.
   using Evaluate = std::function<bool(State&)>;

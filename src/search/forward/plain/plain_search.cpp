@@ -20,7 +20,7 @@ SuccessorOptions options_of(const Configuration& configuration) {
 }
 
 /// The memory of a state. States share path cells and constraints, so a few of these are counted for each.
-std::uint64_t bytes_of(const SearchState<double>& state) {
+std::uint64_t bytes_of(const PlainState<double>& state) {
   constexpr std::uint64_t of_shared = 512, of_list = 64, of_set_node = 48;
   std::uint64_t bytes = sizeof state + of_shared + state.assignments().size() * sizeof(Node*) +
                         state.tn.values().size() * sizeof(std::pair<unsigned, double>) +

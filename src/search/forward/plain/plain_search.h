@@ -28,7 +28,7 @@ class PlainSearch {
   const SearchStatistics& statistics() const { return statistics_; }
 
  private:
-  using State = SearchState<double>;
+  using State = PlainState<double>;
   struct Container {
     std::unique_ptr<State> state;  // null once an open list has taken it
     std::vector<double> f;

@@ -7,7 +7,7 @@ namespace zorvel::tp::ftp {
 PlainView::PlainView(const FtpModel& model, const EvaluationTables& tables)
     : model_(model), tables_(tables), chain_lengths_(model.chain_lengths()), values_(tables.layout.slots()) {}
 
-StateView PlainView::of(SearchState<double>& state) {
+StateView PlainView::of(PlainState<double>& state) {
   tables_.layout.pack(state, values_.data());
   open_.clear();
   for (const TodoList& list : state.todo) {

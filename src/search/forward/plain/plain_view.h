@@ -15,7 +15,7 @@ class PlainView {
   /// Both are referred to; the tables are those of the heuristics.
   PlainView(const FtpModel& model, const EvaluationTables& tables);
   /// Valid until the next call. The cursors of the problem's own chains are 0: no estimate reads them.
-  StateView of(SearchState<double>& state);
+  StateView of(PlainState<double>& state);
 
  private:
   const FtpModel& model_;

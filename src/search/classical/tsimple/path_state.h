@@ -10,12 +10,12 @@ namespace zorvel::tsimple {
 
 /// A classical state in its plain form, with the way to it. A search packs its states (see StateTable); this
 /// form is for the user's code, for building plans, and for saying what the packed one has to do.
-class SearchState : public zorvel::SearchState {
+class PathState : public zorvel::SearchState {
  public:
-  explicit SearchState(std::size_t slots) : zorvel::SearchState(slots, 1) {}
-  explicit SearchState(const zorvel::SearchState& values) : zorvel::SearchState(values) {}
+  explicit PathState(std::size_t slots) : zorvel::SearchState(slots, 1) {}
+  explicit PathState(const zorvel::SearchState& values) : zorvel::SearchState(values) {}
 
-  const SearchState* parent = nullptr;             ///< Not owned; null in the initial state.
+  const PathState* parent = nullptr;               ///< Not owned; null in the initial state.
   std::shared_ptr<model::ActionImpl> last_action;  ///< Null in the initial state.
   /// Numbers of the landmarks that held here or in an ancestor.
   std::set<unsigned long> achieved_landmarks;
