@@ -18,7 +18,10 @@ std::ostream& operator<<(std::ostream& out, const SearchStatistics& statistics) 
                 static_cast<double>(statistics.evaluated) / seconds,
                 static_cast<double>(statistics.stored) / expanded,
                 static_cast<double>(statistics.bytes) / states);
-  return out << line.data();
+  out << line.data();
+  if (statistics.moves_offered > 0)
+    out << "  " << statistics.moves_offered << " moves offered, " << statistics.moves_taken << " taken";
+  return out;
 }
 
 }  // namespace zorvel

@@ -12,8 +12,10 @@ struct SearchStatistics {
   std::uint64_t evaluated = 0;    ///< Calls of heuristics.
   std::uint64_t most_states = 0;  ///< The most that were held at one time (in steps of some hundreds).
   std::uint64_t bytes = 0;        ///< Memory of states, open lists and tables at that moment.
-  double seconds = 0;             ///< By the clock on the wall.
-  double processor_seconds = 0;   ///< Of the loop alone.
+  // Of searches that keep moves in their open lists: how many they put there, and took out of them.
+  std::uint64_t moves_offered = 0, moves_taken = 0;
+  double seconds = 0;            ///< By the clock on the wall.
+  double processor_seconds = 0;  ///< Of the loop alone.
 };
 
 /// One line of figures: what was done, how fast by processor time, and the memory of a state.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <ctime>
 
 #include "core/log.h"
 
@@ -254,6 +255,8 @@ void GuidedSearch::log_progress(const SearchGuard& guard) {
 SearchOutcome GuidedSearch::finish(SearchOutcome outcome) {
   statistics_.bytes = memory();
   statistics_.most_states = statistics_.stored;
+  statistics_.moves_offered = queues_.stored();
+  statistics_.moves_taken = queues_.taken();
   return outcome;
 }
 
@@ -261,8 +264,10 @@ SearchOutcome GuidedSearch::run(const PlainState<double>& initial, SearchGuard& 
                                 std::uint64_t most_expansions) {
   const std::uint64_t first = statistics_.expanded;
   const double started = guard.seconds();
+  const std::clock_t processor_start = std::clock();
   const auto end = [&](SearchOutcome outcome) {
     statistics_.seconds += guard.seconds() - started;
+    statistics_.processor_seconds += static_cast<double>(std::clock() - processor_start) / CLOCKS_PER_SEC;
     return finish(outcome);
   };
   if (!has_begun_) {
