@@ -1,9 +1,8 @@
 #include "pddl/assignments.h"
 
 #include <algorithm>
-#include <cassert>
 #include <map>
-#include <optional>
+#include <set>
 
 #include "model/fluent.h"
 
@@ -25,14 +24,20 @@ bool has_parameters(const Node* reference) {
 /// The changes of one fluent at one moment.
 class ChangesOfFluent {
  public:
-  ChangesOfFluent(F& factory, std::vector<const ModelChange*> changes, Messages& messages)
-      : factory_(factory), changes_(std::move(changes)), messages_(messages) {
+  ChangesOfFluent(F& factory, Choices& choices, const InstanceOf& instance,
+                  std::vector<const ModelChange*> changes, Messages& messages)
+      : factory_(factory),
+        choices_(choices),
+        instance_(instance),
+        changes_(std::move(changes)),
+        messages_(messages) {
     for (std::size_t i = 0; i < changes_.size(); ++i) {
-      std::vector<std::size_t>& same = ground_[changes_[i]->target];
+      std::vector<std::size_t>& same = changes_of_[changes_[i]->target];
       if (same.empty()) targets_.push_back(changes_[i]->target);
       same.push_back(i);
       if (has_parameters(changes_[i]->target)) with_parameters_.push_back(i);
     }
+    write_out_parameters();
   }
 
   void append_assignments(std::vector<Node*>& assignments) const {
@@ -42,6 +47,48 @@ class ChangesOfFluent {
   }
 
  private:
+  /// Two assignments of one fluent at one moment can never be taken. So where a quantifier has written out
+  /// the objects that a parameter may stand for as well, each object gets one assignment, and the parameter
+  /// none.
+  void write_out_parameters() {
+    std::vector<Node*> kept;
+    std::set<Node*> known(targets_.begin(), targets_.end());
+    std::vector<Node*> added;
+    for (Node* target : targets_) {
+      const bool meets_object =
+          has_parameters(target) && std::any_of(targets_.begin(), targets_.end(), [&](Node* other) {
+            std::vector<Node*> ignored;
+            return !has_parameters(other) && unify(target, other, ignored);
+          });
+      if (!meets_object) {
+        kept.push_back(target);
+        continue;
+      }
+      std::vector<Node*> arguments(target->operands().begin(), target->operands().end());
+      write_out(*changes_[changes_of_.at(target).front()]->change->target, arguments, 0, known, added);
+    }
+    targets_ = std::move(kept);
+    targets_.insert(targets_.end(), added.begin(), added.end());
+  }
+
+  void write_out(const Expression& target, std::vector<Node*>& arguments, std::size_t position,
+                 std::set<Node*>& known, std::vector<Node*>& added) {
+    if (position == arguments.size()) {
+      const auto fluent = factory_.get_fluent_from_reference(changes_.front()->target);
+      Node* const reference = factory_.make_fluent_reference(fluent, arguments);
+      if (known.insert(reference).second) added.push_back(reference);
+      return;
+    }
+    if (!F::is_parameter_reference(arguments[position]))
+      return write_out(target, arguments, position + 1, known, added);
+    Node* const parameter = arguments[position];
+    for (const Object* object : target.operands[position]->variable->sort->objects) {
+      arguments[position] = instance_(*object);
+      write_out(target, arguments, position + 1, known, added);
+    }
+    arguments[position] = parameter;
+  }
+
   /// A change, and when it is one of the target at hand; null for always.
   struct Meeting {
     const ModelChange* change;
@@ -51,15 +98,11 @@ class ChangesOfFluent {
   /// The changes that may be ones of `target`, in their order.
   std::vector<Meeting> meetings(Node* target) const {
     std::vector<std::size_t> candidates;
-    if (has_parameters(target)) {
-      candidates.resize(changes_.size());
-      for (std::size_t i = 0; i < changes_.size(); ++i) candidates[i] = i;
-    } else {
-      // References to other objects are never met; there may be very many of them.
-      candidates = ground_.at(target);
+    if (const auto own = changes_of_.find(target); own != changes_of_.end()) candidates = own->second;
+    // Where two references with parameters meet, the action cannot be taken anyway.
+    if (!has_parameters(target))
       candidates.insert(candidates.end(), with_parameters_.begin(), with_parameters_.end());
-      std::sort(candidates.begin(), candidates.end());
-    }
+    std::sort(candidates.begin(), candidates.end());
     std::vector<Meeting> result;
     for (const std::size_t i : candidates) {
       std::vector<Node*> conditions;
@@ -110,47 +153,58 @@ class ChangesOfFluent {
   }
 
   Node* number_of(Node* target) const {
-    const std::vector<Meeting> all = meetings(target);
-    std::vector<Meeting> own;  // not only for some values of the parameters
-    for (const Meeting& meeting : all)
-      if (meeting.change->target == target) own.push_back(meeting);
-    assert(!own.empty());
-    const auto sums = [](const Meeting& meeting) {
-      return meeting.change->change->kind == Kind::increase || meeting.change->change->kind == Kind::decrease;
-    };
-    if (own.size() > 1 && !std::all_of(own.begin(), own.end(), sums))
-      messages_.error(own[1].change->change->place,
+    check_that_they_go_together(target);
+    Node* value = target;
+    for (const Meeting& meeting : meetings(target)) value = changed(value, meeting);
+    return value;
+  }
+
+  static bool is_sum(const Meeting& meeting) {
+    return meeting.change->change->kind == Kind::increase || meeting.change->change->kind == Kind::decrease;
+  }
+
+  /// Of changes that may or may not take place, those of two that do are made in the order of the text.
+  void check_that_they_go_together(Node* target) const {
+    std::vector<Meeting> always;
+    const auto own = changes_of_.find(target);
+    if (own == changes_of_.end()) return;
+    for (const std::size_t i : own->second)
+      if (changes_[i]->condition == nullptr) always.push_back({changes_[i], nullptr});
+    if (always.size() > 1 && !std::all_of(always.begin(), always.end(), is_sum))
+      messages_.error(always[1].change->change->place,
                       "the action changes one function twice at one time; only increases and decreases go "
                       "together");
-    if (std::any_of(all.begin(), all.end(), [](const Meeting& m) { return m.change->condition != nullptr; }))
-      messages_.error(own.front().change->change->place, "a function changed by a 'when' is not planned for");
-    Node* value = target;
-    for (const Meeting& meeting : own) value = changed(value, meeting);
-    return value;
   }
 
   Node* changed(Node* old, const Meeting& meeting) const {
     Node* const operand = meeting.change->value;
+    Node* const condition = meeting.condition;
+    Node* const sum_operand = condition == nullptr ? operand : choices_.if_else_zero(condition, operand);
+    Node* result = operand;
     switch (meeting.change->change->kind) {
-      case Kind::increase: return factory_.make_plus(old, operand);
-      case Kind::decrease: return factory_.make_minus(old, operand);
-      case Kind::scale_up: return factory_.make_times(old, operand);
-      case Kind::scale_down: return factory_.make_div(old, operand);
-      default: return operand;
+      case Kind::increase: return factory_.make_plus(old, sum_operand);
+      case Kind::decrease: return factory_.make_minus(old, sum_operand);
+      case Kind::scale_up: result = factory_.make_times(old, operand); break;
+      case Kind::scale_down: result = factory_.make_div(old, operand); break;
+      default: break;
     }
+    return condition == nullptr ? result : choices_.if_else(condition, result, old);
   }
 
   F& factory_;
+  Choices& choices_;
+  const InstanceOf& instance_;
   std::vector<const ModelChange*> changes_;
   Messages& messages_;
-  std::vector<Node*> targets_;                        // each once, in the order of the text
-  std::map<Node*, std::vector<std::size_t>> ground_;  // the changes of each target; looked up only
+  std::vector<Node*> targets_;                            // each once, in the order of the text
+  std::map<Node*, std::vector<std::size_t>> changes_of_;  // those of each target; looked up only
   std::vector<std::size_t> with_parameters_;
 };
 
 }  // namespace
 
-std::vector<Node*> join_changes(F& factory, const std::vector<ModelChange>& changes, Messages& messages) {
+std::vector<Node*> join_changes(F& factory, Choices& choices, const InstanceOf& instance,
+                                const std::vector<ModelChange>& changes, Messages& messages) {
   std::vector<const model::FluentImpl*> fluents;
   std::map<const model::FluentImpl*, std::vector<const ModelChange*>> by_fluent;
   for (const ModelChange& change : changes) {
@@ -160,7 +214,7 @@ std::vector<Node*> join_changes(F& factory, const std::vector<ModelChange>& chan
   }
   std::vector<Node*> assignments;
   for (const model::FluentImpl* fluent : fluents)
-    ChangesOfFluent(factory, by_fluent[fluent], messages).append_assignments(assignments);
+    ChangesOfFluent(factory, choices, instance, by_fluent[fluent], messages).append_assignments(assignments);
   return assignments;
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "model/expression_factory.h"
+#include "pddl/choices.h"
 #include "pddl/effects.h"
 
 namespace zorvel::pddl {
@@ -15,13 +17,21 @@ struct ModelChange {
   Node* condition = nullptr;  ///< At the time of the effect; null if there is none.
 };
 
+/// The reference to an object.
+using InstanceOf = std::function<Node*(const Object&)>;
+
 /// One assignment for each reference that the changes of an action at one moment write. What they do to one
 /// atom together is `p := a or (p and not d)`, where `a` and `d` are the conditions under which it is added
-/// and deleted: an add wins over a delete. References that may or may not be the same, by what their
-/// parameters stand for, get assignments that are equal where they are. Increases of one function are summed.
+/// and deleted: an add wins over a delete. Increases of one function are summed. A number that changes only
+/// under a condition is one of `choices`.
+///
+/// Two references whose parameters stand for the same objects are written twice; such an action can never be
+/// taken. Where a quantifier has written out the objects, the reference with a parameter is written out as
+/// well.
 ///
 /// Changes of a function that do not go together, such as two assignments, are errors.
-std::vector<Node*> join_changes(model::ExpressionFactory& factory, const std::vector<ModelChange>& changes,
+std::vector<Node*> join_changes(model::ExpressionFactory& factory, Choices& choices,
+                                const InstanceOf& instance, const std::vector<ModelChange>& changes,
                                 Messages& messages);
 
 }  // namespace zorvel::pddl

@@ -38,7 +38,8 @@ class ModelBuilder : public EnvObject {
         initial_state_(task, messages),
         expansion_(task, initial_state_, messages),
         families_(task),
-        monitors_(factory_, [this] { return make_hidden_fluent("__seen"); }),
+        choices_(factory_, [this] { return make_truth_table(); }),
+        monitors_(factory_, choices_, [this] { return make_hidden_fluent("__seen", true, {}); }),
         fluents_(task.fluents.size()),
         constants_(task.fluents.size()),
         parameters_(task.variable_count()) {}
@@ -64,7 +65,9 @@ class ModelBuilder : public EnvObject {
   Node* instance(const Object& object) const { return instances_[object.number]; }
   std::vector<Node*> instances_of(const std::vector<const Object*>& objects) const;
 
-  std::shared_ptr<FluentImpl> make_hidden_fluent(const char* name);
+  std::shared_ptr<FluentImpl> make_hidden_fluent(const char* name, bool is_boolean,
+                                                 ParameterVector parameters);
+  std::shared_ptr<ConstantImpl> make_truth_table();
 
   Node* node(const Expression& expression);
   std::vector<Node*> nodes(const std::vector<const Expression*>& expressions);
@@ -79,6 +82,9 @@ class ModelBuilder : public EnvObject {
   void add_action_conditions(const Action& action, std::vector<Node*>& statements);
   void add_effects(const Action& action, std::vector<Node*>& statements);
   Node* condition_of(const Change& change);
+  Node* keep(Node* value, bool is_boolean);
+  void add_kept_values(std::vector<Node*>& statements);
+  std::vector<Node*> own_parameters();
   std::size_t atoms_of(const Fluent& fluent) const;
 
   ExpressionFactory& factory_;
@@ -87,6 +93,7 @@ class ModelBuilder : public EnvObject {
   const InitialState initial_state_;
   Expansion expansion_;
   const TypeFamilies families_;
+  Choices choices_;
   Monitors monitors_;
   FreshNames names_;  // of everything: the model has one space of names
   PlanNames plan_names_;
@@ -99,13 +106,16 @@ class ModelBuilder : public EnvObject {
   std::vector<std::shared_ptr<FluentImpl>> hidden_fluents_;
   std::vector<std::shared_ptr<ConstantImpl>> constants_;  // by number; null until it is needed
   std::unordered_map<const Sort*, std::shared_ptr<ConstantImpl>> memberships_;
-  std::vector<std::shared_ptr<ConstantImpl>> membership_order_;
+  std::vector<std::shared_ptr<ConstantImpl>> hidden_constants_;
   std::vector<std::shared_ptr<ParameterImpl>> parameters_;  // by number of the variable
   std::vector<std::string> action_names_;                   // as the model has them
   std::vector<std::shared_ptr<ActionImpl>> actions_;
-  std::vector<Node*> statements_;  // of the problem
-  Time time_ = Time::start;        // of the expression at hand
-  Node* duration_ = nullptr;       // what `?duration` stands for; null where it stands for nothing
+  std::vector<Node*> statements_;              // of the problem
+  const Action* action_ = nullptr;             // the one at hand
+  std::vector<const Expression*> conditions_;  // of the action at hand, without times
+  std::vector<std::pair<Node*, Node*>> kept_;  // what it keeps from its start on, and where
+  Time time_ = Time::start;                    // of the expression at hand
+  Node* duration_ = nullptr;  // what `?duration` stands for; null where it stands for nothing
   ActionCosts costs_;
   LeftOut preferences_;
 };
@@ -186,7 +196,7 @@ Node* ModelBuilder::membership(const Variable& parameter) {
     const auto member = std::make_shared<ParameterImpl>("x", type_of(sort));
     constant = env().model_factory().make_constant(take_name(name), env().model_factory().make_boolean_type(),
                                                    {}, {member}, {{"", table}});
-    membership_order_.push_back(constant);
+    hidden_constants_.push_back(constant);
   }
   return factory_.make_constant_reference(constant,
                                           {factory_.make_parameter_reference(parameters_[parameter.number])});
@@ -221,12 +231,8 @@ Node* ModelBuilder::node(const Expression& expression) {
     case Kind::variable: return factory_.make_parameter_reference(parameters_[expression.variable->number]);
     case Kind::number: return factory_.make_rational_constant(expression.value);
     case Kind::duration:
-      if (duration_ != nullptr && time_ != Time::start && reads_fluents(duration_)) {
-        messages_.error(expression.place,
-                        "'?duration' reads what changes: it can be used at the start of the action only");
-        return factory_.make_rational_constant(rational(0));
-      }
-      if (duration_ != nullptr) return duration_;
+      if (duration_ != nullptr)
+        return time_ != Time::start && reads_fluents(duration_) ? keep(duration_, false) : duration_;
       messages_.error(expression.place,
                       "'?duration' stands for no number here: the duration of the action is "
                       "not given by '(= ?duration E)'");
@@ -319,10 +325,25 @@ void ModelBuilder::declare_initial_state() {
   }
 }
 
-std::shared_ptr<FluentImpl> ModelBuilder::make_hidden_fluent(const char* name) {
-  hidden_fluents_.push_back(
-      env().model_factory().make_fluent(take_name(name), env().model_factory().make_boolean_type(), {}, {}));
+std::shared_ptr<FluentImpl> ModelBuilder::make_hidden_fluent(const char* name, bool is_boolean,
+                                                             ParameterVector parameters) {
+  ModelFactory& factory = env().model_factory();
+  hidden_fluents_.push_back(factory.make_fluent(
+      take_name(name), is_boolean ? factory.make_boolean_type() : factory.make_rational_type(), {},
+      std::move(parameters)));
   return hidden_fluents_.back();
+}
+
+std::shared_ptr<ConstantImpl> ModelBuilder::make_truth_table() {
+  ModelFactory& factory = env().model_factory();
+  const auto table = std::make_shared<FunctionValueImpl>();
+  for (const bool value : {false, true})
+    table->add_assignment({factory_.make_boolean_constant(value)},
+                          factory_.make_rational_constant(rational(value ? 1 : 0)));
+  const auto parameter = std::make_shared<ParameterImpl>("x", factory.make_boolean_type());
+  hidden_constants_.push_back(factory.make_constant(take_name("__truth"), factory.make_rational_type(), {},
+                                                    {parameter}, {{"", table}}));
+  return hidden_constants_.back();
 }
 
 void ModelBuilder::declare_timed_facts() {
@@ -349,8 +370,7 @@ void ModelBuilder::declare_timed_facts() {
     std::vector<Node*> assignments;
     for (Node* target : moment.targets)
       assignments.push_back(factory_.make_assign(target, moment.values.at(target)));
-    for (Node* update : monitors_.updates(assignments, moment.place, messages_))
-      assignments.push_back(update);
+    for (Node* update : monitors_.updates(assignments)) assignments.push_back(update);
     for (Node* assignment : assignments)
       statements_.push_back(at(factory_.make_rational_constant(time), assignment));
   }
@@ -471,7 +491,8 @@ void ModelBuilder::add_action_conditions(const Action& action, std::vector<Node*
     if (!action.is_durative && part.expression != required)
       messages_.error(part.expression->place,
                       "an ':action' has no 'at start', 'over all' and 'at end'; a ':durative-action' has");
-    add_conditions(*expansion_.condition(*part.expression, nothing), part.time, statements);
+    conditions_.push_back(expansion_.condition(*part.expression, nothing));
+    add_conditions(*conditions_.back(), part.time, statements);
   }
 }
 
@@ -479,13 +500,85 @@ void ModelBuilder::add_action_conditions(const Action& action, std::vector<Node*
 Node* ModelBuilder::condition_of(const Change& change) {
   std::vector<Node*> conditions;
   for (const TimedExpression& condition : change.conditions) {
-    if (condition.time != change.time)
+    time_ = condition.time;
+    Node* const holds = node(*condition.expression);
+    if (condition.time == change.time) {
+      conditions.push_back(holds);
+    } else if (condition.time == Time::start) {
+      conditions.push_back(keep(holds, true));
+    } else {
       messages_.error(condition.expression->place,
-                      "a 'when' whose condition has another time than its effect is not planned for");
-    conditions.push_back(node(*condition.expression));
+                      condition.time == Time::all
+                          ? "'over all' in the condition of a 'when' is not planned for"
+                          : "an effect at the start cannot depend on what is true at the end");
+    }
   }
+  time_ = change.time;
   if (conditions.empty()) return nullptr;
   return conditions.size() == 1 ? conditions[0] : factory_.make_and(conditions);
+}
+
+/// A hidden fluent of the action that has the value of this expression at the start from then on.
+Node* ModelBuilder::keep(Node* value, bool is_boolean) {
+  for (const auto& [known, reference] : kept_)
+    if (known == value) return reference;
+  Node* const reference = factory_.make_fluent_reference(
+      make_hidden_fluent("__kept", is_boolean, parameters_of(action_->parameters)), own_parameters());
+  kept_.emplace_back(value, reference);
+  return reference;
+}
+
+std::vector<Node*> ModelBuilder::own_parameters() {
+  std::vector<Node*> result;
+  for (const Variable* parameter : action_->parameters)
+    result.push_back(factory_.make_parameter_reference(parameters_[parameter->number]));
+  return result;
+}
+
+/// What an action keeps would be lost if it overlapped itself, so then it may not: a hidden fluent is true
+/// while it is open.
+void ModelBuilder::add_kept_values(std::vector<Node*>& statements) {
+  if (kept_.empty()) return;
+  Node* const start = factory_.make_start_anchor();
+  for (const auto& [value, reference] : kept_)
+    statements.push_back(at(start, factory_.make_assign(reference, value)));
+  Node* const is_open = factory_.make_fluent_reference(
+      make_hidden_fluent("__open", true, parameters_of(action_->parameters)), own_parameters());
+  Node* const no = factory_.make_boolean_constant(false);
+  statements.push_back(at(start, factory_.make_not(is_open)));
+  statements.push_back(at(start, factory_.make_assign(is_open, factory_.make_boolean_constant(true))));
+  statements.push_back(at(factory_.make_end_anchor(), factory_.make_assign(is_open, no)));
+  std::size_t atoms = 0;
+  Binding binding(task_);
+  std::vector<const Object*> arguments;
+  const auto is_excluded = [&] {
+    return atoms > max_ground_atoms ||
+           std::any_of(conditions_.begin(), conditions_.end(), [&](const Expression* condition) {
+             return expansion_.decide(*condition, binding) == false;
+           });
+  };
+  Expansion::for_each_choice(action_->parameters, binding, is_excluded, [&] {
+    if (++atoms > max_ground_atoms) return;
+    arguments.clear();
+    for (const Variable* parameter : action_->parameters) arguments.push_back(binding[*parameter]);
+    const std::vector<Node*> objects = instances_of(arguments);
+    const auto initially = [&](Node* reference, Node* value) {
+      const auto fluent = factory_.get_fluent_from_reference(reference);
+      statements_.push_back(
+          at(start, factory_.make_assign(factory_.make_fluent_reference(fluent, objects), value)));
+    };
+    initially(is_open, no);
+    // Nothing reads what is kept before it is set, but a search wants to know all values.
+    for (const auto& [value, reference] : kept_)
+      initially(reference, factory_.get_fluent_from_reference(reference)->type()->is_boolean()
+                               ? no
+                               : factory_.make_rational_constant(rational(0)));
+  });
+  if (atoms > max_ground_atoms)
+    messages_.error(action_->name.place,
+                    "the action " + quoted(action_->name.text) +
+                        " keeps a value from its start to its end, and there are more than " +
+                        std::to_string(max_ground_atoms) + " choices of its parameters");
 }
 
 void ModelBuilder::add_effects(const Action& action, std::vector<Node*>& statements) {
@@ -498,9 +591,9 @@ void ModelBuilder::add_effects(const Action& action, std::vector<Node*>& stateme
       at_time.push_back({&change, node(*change.target),
                          change.value == nullptr ? nullptr : node(*change.value), condition_of(change)});
     }
-    std::vector<Node*> assignments = join_changes(factory_, at_time, messages_);
-    for (Node* update : monitors_.updates(assignments, action.name.place, messages_))
-      assignments.push_back(update);
+    std::vector<Node*> assignments = join_changes(
+        factory_, choices_, [this](const Object& object) { return instance(object); }, at_time, messages_);
+    for (Node* update : monitors_.updates(assignments)) assignments.push_back(update);
     for (Node* assignment : assignments)
       statements.push_back(factory_.make_temporal_expression(interval(time), assignment));
     for (const ModelChange& change : at_time)
@@ -509,6 +602,9 @@ void ModelBuilder::add_effects(const Action& action, std::vector<Node*>& stateme
 }
 
 void ModelBuilder::declare_action(const Action& action) {
+  action_ = &action;
+  conditions_.clear();
+  kept_.clear();
   const ParameterVector parameters = parameters_of(action.parameters);
   for (std::size_t i = 0; i < parameters.size(); ++i)
     parameters_[action.parameters[i]->number] = parameters[i];
@@ -520,6 +616,7 @@ void ModelBuilder::declare_action(const Action& action) {
   if (has_choice) {
     add_action_conditions(action, statements);
     add_effects(action, statements);
+    add_kept_values(statements);
   } else {
     // Without an object for a parameter, what is said of it may have no type that fits.
     statements.push_back(at(factory_.make_start_anchor(), factory_.make_boolean_constant(false)));
@@ -558,7 +655,7 @@ BuiltProblem ModelBuilder::build() {
                [](const auto& f) { return !!f; });
   std::copy_if(constants_.begin(), constants_.end(), std::back_inserter(constants),
                [](const auto& c) { return !!c; });
-  constants.insert(constants.end(), membership_order_.begin(), membership_order_.end());
+  constants.insert(constants.end(), hidden_constants_.begin(), hidden_constants_.end());
   return {env().model_factory().make_problem_instance(actions_, fluents, constants, instance_objects_,
                                                       user_types_, statements_, {}, metrics),
           std::move(plan_names_)};

@@ -40,8 +40,7 @@ std::optional<std::vector<Node*>> unify(F& factory, const Node* a, const Node* b
 
 }  // namespace
 
-Node* condition_after(F& factory, Node* condition, const std::vector<Node*>& assignments, const Place& place,
-                      Messages& messages) {
+Node* condition_after(F& factory, Choices& choices, Node* condition, const std::vector<Node*>& assignments) {
   model::NodeMap replaced;
   for (Node* reference : references_in(condition)) {
     const auto fluent = factory.get_fluent_from_reference(reference);
@@ -54,14 +53,12 @@ Node* condition_after(F& factory, Node* condition, const std::vector<Node*>& ass
       Node* const assigned = assignment->children[1];
       if (equalities->empty()) {
         value = assigned;
-      } else if (fluent->type()->is_boolean()) {
-        Node* const is_same = factory.make_and(*equalities);
-        value = factory.make_or(factory.make_and(is_same, assigned),
-                                factory.make_and(factory.make_not(is_same), value));
       } else {
-        messages.error(place,
-                       "the action changes a function that a constraint speaks of, at an argument that is "
-                       "a parameter; that is not planned for");
+        Node* const is_same = equalities->size() == 1 ? equalities->front() : factory.make_and(*equalities);
+        value = fluent->type()->is_boolean()
+                    ? factory.make_or(factory.make_and(is_same, assigned),
+                                      factory.make_and(factory.make_not(is_same), value))
+                    : choices.if_else(is_same, assigned, value);
       }
     }
     if (value != reference) replaced.emplace(reference, value);
@@ -118,12 +115,11 @@ Node* Monitors::next_value(const Monitor& monitor, Node* condition_after_event,
   return monitor.memory;
 }
 
-std::vector<Node*> Monitors::updates(const std::vector<Node*>& assignments, const Place& place,
-                                     Messages& messages) const {
+std::vector<Node*> Monitors::updates(const std::vector<Node*>& assignments) const {
   std::vector<Node*> result;
   for (const Monitor& monitor : monitors_) {
-    Node* const condition = condition_after(factory_, monitor.condition, assignments, place, messages);
-    Node* const other = condition_after(factory_, monitor.other, assignments, place, messages);
+    Node* const condition = condition_after(factory_, choices_, monitor.condition, assignments);
+    Node* const other = condition_after(factory_, choices_, monitor.other, assignments);
     if (condition == monitor.condition && other == monitor.other) continue;
     result.push_back(factory_.make_assign(monitor.memory, next_value(monitor, condition, other)));
   }

