@@ -1,17 +1,23 @@
 #include "cli/program.h"
 
 #include <algorithm>
+#include <cassert>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <new>
 #include <string>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "cli/commands.h"
 #include "core/environment.h"
 #include "core/errors.h"
 #include "core/log.h"
+#include "core/planner_options.h"
+#include "search/heuristics/heuristic_set.h"
 
 namespace zorvel::cli {
 
@@ -49,6 +55,22 @@ std::vector<std::string> spelled_out(int argc, const char* const* argv) {
   return words;
 }
 
+/// Lets an option of the table have these values, and those `kept_free` for other engines, alone.
+void allow(Configuration& options, std::string_view key, const std::vector<std::string>& names,
+           std::unordered_set<std::string> kept_free = {}) {
+  const auto rows = planner_options();
+  const auto row = std::find_if(rows.begin(), rows.end(), [&](const OptionRow& r) { return r.key == key; });
+  assert(row != rows.end());
+  const std::string name(key), help(row->help), group(row->group);
+  std::unordered_set<std::string> allowed = std::move(kept_free);
+  allowed.insert(names.begin(), names.end());
+  if (row->kind == OptionKind::texts)
+    options.add_vector_string_option(name, help, group, options.get_vector_string_value(name), allowed,
+                                     row->shortcut);
+  else
+    options.add_string_option(name, help, group, options.get_string_value(name), allowed, row->shortcut);
+}
+
 int run(Environment& env, int argc, const char* const* argv) {
   Configuration& options = env.configuration();
   options.add_float_option("time-limit", "Ends the search after so many seconds; 0 for no limit.", "solve",
@@ -62,6 +84,10 @@ int run(Environment& env, int argc, const char* const* argv) {
   options.add_vector_string_option(
       "guided-without", "Leaves out a part of the guided search, to see what it is worth.", "solve", {},
       {"atomic-moves", "duplicates", "preferred", "hff", "landmarks", "hadd"});
+  allow(options, "transformer", transformer_names(),
+        {"bounder", "intermediate-effects-compiler", "usertype-fluents-compiler"});
+  allow(options, "ftp-heuristic", heuristic_names(Engine::temporal), {"rlvalue", "rldistance"});
+  allow(options, "tsimple-heuristic", heuristic_names(Engine::classical));
   const std::vector<std::string> words = spelled_out(argc, argv);
   std::vector<const char*> pointers;
   for (const std::string& word : words) pointers.push_back(word.c_str());

@@ -119,7 +119,14 @@ int Configuration::parse_from_command_line(int argc, const char* const* argv,
   for (const OptionRow& row : planner_options())
     descriptions.push_back({std::string(row.key), std::string(row.help), std::string(row.group),
                             split(row.allowed), row.kind, row.shortcut});
-  descriptions.insert(descriptions.end(), added_.begin(), added_.end());
+  for (const Description& added : added_) {
+    const auto row = std::find_if(descriptions.begin(), descriptions.end(),
+                                  [&](const Description& other) { return other.key == added.key; });
+    if (row == descriptions.end())
+      descriptions.push_back(added);
+    else
+      *row = added;
+  }
   std::vector<std::pair<std::string, const CLI::Option*>> all;
   for (const Description& option : descriptions) {
     std::string name = "--" + option.key;

@@ -6,6 +6,8 @@ namespace zorvel {
 
 namespace {
 
+// Which transformers and heuristics there are is in their own tables, from which the program takes the values
+// that it allows.
 constexpr std::array planner_option_table = std::to_array<OptionRow>({
     {"version", OptionKind::boolean, "generic", 'v', "false", "Print version"},
     {"function", OptionKind::positional_text, "generic", 0, "", "Indicates the action to perform.",
@@ -16,10 +18,7 @@ constexpr std::array planner_option_table = std::to_array<OptionRow>({
      "Enables debug mode, letting exceptions to propagate to top-level."},
     {"pddl", OptionKind::boolean, "generic", 'P', "false",
      "Expect a PDDL specification instead of an ANML one."},
-    {"transformer", OptionKind::texts, "generic", 't', "", "The transformer to apply to the input problem.",
-     "flattener action-grounder full-grounder bounder empty-conditions-compiler partial-order-compiler "
-     "temporal-uncertainty-compiler intermediate-effects-compiler usertype-fluents-compiler "
-     "contains-compiler set-compiler constant-promoter free-var-params-compiler forall-compiler"},
+    {"transformer", OptionKind::texts, "generic", 't', "", "The transformer to apply to the input problem."},
     {"showproblem", OptionKind::boolean, "generic", 'p', "false",
      "Print the planning problem after transforming it."},
     {"bounding-problem", OptionKind::text, "generic", 'b', "",
@@ -60,11 +59,10 @@ constexpr std::array planner_option_table = std::to_array<OptionRow>({
      "Number of optimization steps in SMT-based planning."},
     {"weight", OptionKind::real, "solve", 'w', "0.5", "Weight parameter for weighted A*, between 0 and 1."},
     {"tsimple-heuristic", OptionKind::text, "solve", 'A', "hmax",
-     "Name of the heuristic to be used in tsimple.", "hadd hlandmarks hmax hff blind"},
+     "Name of the heuristic to be used in tsimple."},
     {"tsimple-goals-serialization", OptionKind::boolean, "solve", 'S', "false",
      "Enables goals serialization in tsimple."},
-    {"ftp-heuristic", OptionKind::texts, "solve", 'B', "hadd", "Name of the heuristic to be used in ftp.",
-     "hadd hlandmarks hmax hff hsize blind rlvalue rldistance"},
+    {"ftp-heuristic", OptionKind::texts, "solve", 'B', "hadd", "Name of the heuristic to be used in ftp."},
     {"ftp-deordering", OptionKind::boolean, "solve", 'd', "false", "Enables deordering in ftp planner."},
     {"ftp-deordering-plan", OptionKind::boolean, "solve", 'r', "false",
      "Enables plan deordering in ftp planner."},

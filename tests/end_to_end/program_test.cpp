@@ -13,6 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "search/heuristics/heuristic_set.h"
+#include "transformers/chain.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -404,6 +407,23 @@ TEST_F(Program, EndsCleanlyAtALimitOrAnInterrupt) {
   const Result interrupted =
       run("solve -B blind " + quoted(endless) + " & pid=$!; sleep 1; kill -INT $pid; wait $pid");
   EXPECT_EQ(interrupted.status, 3);
+}
+
+TEST_F(Program, TakesEveryNameOfItsTablesAndNoOther) {
+  const std::string example = quoted(source_dir / "examples" / "match_cellar.anml");
+  std::vector<std::string> lines;
+  for (const std::string& name : zorvel::heuristic_names(zorvel::Engine::temporal))
+    lines.push_back("solve -a ftp -B " + name + " --time-limit 1 ");
+  for (const std::string& name : zorvel::heuristic_names(zorvel::Engine::classical))
+    lines.push_back("solve -a tsimple -A " + name + " --time-limit 1 ");
+  for (const auto& row : zorvel::model::transformer_table())
+    lines.push_back("transform -t " + std::string(row.name) + " --output " + quoted(folder_ / "new") + " ");
+  for (const std::string& line : lines) {
+    const Result result = run(line + example);
+    EXPECT_NE(result.status, 2) << line << result.err;
+  }
+  for (const char* line : {"solve -B hadd2 ", "solve -A hsize ", "transform -t grounder "})
+    EXPECT_EQ(run(line + example).status, 2) << line;
 }
 
 TEST_F(Program, TransformsAProblemIntoOneThatCanBeSolved) {
