@@ -7,6 +7,7 @@
 
 #include "core/errors.h"
 #include "core/log.h"
+#include "core/unsupported_problem.h"
 #include "model/fluent.h"
 #include "model/model_factory.h"
 #include "model/walkers/check_contains_walker.h"
@@ -27,7 +28,7 @@ bool is_contains_statement(const Node* statement) {
 }
 
 [[noreturn]] void refuse(const char* reason, Node* statement) {
-  throw InternalError(reason) << ": " << print_expression{statement};
+  throw UnsupportedProblemError(reason) << ": " << print_expression{statement};
 }
 
 /// One `contains` statement and what was made for it.

@@ -22,9 +22,9 @@ class ContainsCompiler : public BasicTransformer {
  public:
   explicit ContainsCompiler(const ProblemPtr& problem) : BasicTransformer(problem) {}
 
-  /// InternalError, with the statement, for a `contains` over a single moment, one that ends before it has
-  /// begun, one that asks for a length ("Unsupported contains with duration: "), a label that no `contains`
-  /// has, and a label that does not stand alone as one end of an interval.
+  /// UnsupportedProblemError, with the statement, for a `contains` over a single moment, one that ends before
+  /// it has begun, one that asks for a length ("Unsupported contains with duration: "), a label that no
+  /// `contains` has, and a label that does not stand alone as one end of an interval.
   void do_computation() override;
   ActionStep map_back(const ActionStep& step) const override;  ///< "Not implemented yet!"
   /// Steps of new actions are left out; what was ordered through one of them stays ordered.

@@ -4,6 +4,7 @@
 
 #include "core/errors.h"
 #include "core/log.h"
+#include "core/unsupported_problem.h"
 #include "model/model_factory.h"
 #include "model/walkers/check_contains_walker.h"
 #include "transformers/duration_bounds.h"
@@ -20,7 +21,7 @@ bool is_effect(const Node* body) {
 }
 
 [[noreturn]] void refuse_form() {
-  throw InternalError(
+  throw UnsupportedProblemError(
       "Durative conditions must have the form: [start + c1, start + c2], [start + c1, end - c2] or [end - "
       "c1, "
       "end - c2] with c1>=0 and c2>=0");
@@ -93,7 +94,7 @@ void EmptyConditionsCompiler::sort_durative_condition(Node* condition, Sorted& s
 }
 
 void EmptyConditionsCompiler::sort_duration_statement(Node* statement, Sorted& sorted) const {
-  if (has_or_(statement)) throw InternalError("Duration disjunctions not supported!");
+  if (has_or_(statement)) throw UnsupportedProblemError("Duration disjunctions not supported!");
   sorted.duration_statements.push_back(statement);
   const bool is_fixed = F::is_assign(statement) && F::is_duration_anchor(statement->children[0]);
   Node* const limit = static_fluents_(

@@ -29,10 +29,10 @@ class EmptyConditionsCompiler : public DurationSplitter {
         has_duration_(problem->env(), NodeKind::DURATION),
         has_or_(problem->env(), NodeKind::OR) {}
 
-  /// InternalError "This phase can be only applied to flattened models!", "Duration disjunctions not
-  /// supported!", "Durative conditions must have the form: [start + c1, start + c2], [start + c1, end - c2]
-  /// or [end - c1, end - c2] with c1>=0 and c2>=0", "Multiple MINIMIZE_ACTION_COST metric", and for a
-  /// statement on the duration that is no limit the statement as text.
+  /// UnsupportedProblemError "Duration disjunctions not supported!" and "Durative conditions must have the
+  /// form: [start + c1, start + c2], [start + c1, end - c2] or [end - c1, end - c2] with c1>=0 and c2>=0";
+  /// InternalError "This phase can be only applied to flattened models!", "Multiple MINIMIZE_ACTION_COST
+  /// metric", and for a statement on the duration that is no limit the statement as text.
   void do_computation() override;
 
  private:

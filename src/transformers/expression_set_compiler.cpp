@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "core/errors.h"
+#include "core/unsupported_problem.h"
 #include "model/constant.h"
 #include "model/fluent.h"
 #include "model/walkers/expression_identity.h"
@@ -21,7 +22,8 @@ bool is_true(const Node* node) { return F::is_kind(node, NodeKind::TRUE); }
 bool is_false(const Node* node) { return F::is_kind(node, NodeKind::FALSE); }
 
 [[noreturn]] void refuse(Node* expression) {
-  throw InternalError("Set compiler is not able to handle this expression: ") << print_expression{expression};
+  throw UnsupportedProblemError("Set compiler is not able to handle this expression: ")
+      << print_expression{expression};
 }
 
 const TypePtr& element_type(const TypePtr& set) { return static_cast<const SetTypeBase&>(*set).type(); }
@@ -121,9 +123,9 @@ const std::vector<Node*>& ExpressionSetCompiler::domain(const TypePtr& element) 
   const auto known = domains_.find(element);
   if (known != domains_.end()) return known->second;
   if (!element->is_finite_domain())
-    throw InternalError("Infinite sets are not supported: ") << element->reference_name();
+    throw UnsupportedProblemError("Infinite sets are not supported: ") << element->reference_name();
   if (domain_size(problem_.instances(), element) > max_domain)
-    throw InternalError("A set has too many possible members: ") << element->reference_name();
+    throw UnsupportedProblemError("A set has too many possible members: ") << element->reference_name();
   std::vector<Node*> items = domain_items(env(), problem_.instances(), element);
   std::sort(items.begin(), items.end(), NodeIdLess());  // so that members come in their order
   return domains_.emplace(element, std::move(items)).first->second;

@@ -36,10 +36,10 @@ struct ExpressionForSet {
 ///    time are found to clash even if they change different members (but `s := s` does nothing);
 ///  - `not t[e]` for each other element, since a value outside of the type cannot be assigned.
 ///
-/// Raises InternalError "Set compiler is not able to handle this expression: " and the expression for an
-/// element that is no value, and for sets where they have no meaning (`s :+= t`, `s < t`, a set as argument);
-/// "Found an undefined finite-domain type" for sets of sets; an InternalError without a text for `forall`;
-/// std::out_of_range "map::at" for a constant that the table lacks.
+/// Raises UnsupportedProblemError "Set compiler is not able to handle this expression: " and the expression
+/// for an element that is no value, and for sets where they have no meaning (`s :+= t`, `s < t`, a set as
+/// argument); InternalError "Found an undefined finite-domain type" for sets of sets; an InternalError
+/// without a text for `forall`; std::out_of_range "map::at" for a constant that the table lacks.
 class ExpressionSetCompiler : public ExpressionWalker<ExpressionForSet> {
  public:
   /// From the objects of the input to those of the result. For look-ups only.
@@ -51,9 +51,10 @@ class ExpressionSetCompiler : public ExpressionWalker<ExpressionForSet> {
                         const ConstantTable& constants);
   ~ExpressionSetCompiler() override;
 
-  /// The elements that a set of this element type can hold, by node id. InternalError
-  /// "Infinite sets are not supported: " and the type, "Found an undefined finite-domain type", and "A set
-  /// has too many possible members: " and the type for more than a million.
+  /// The elements that a set of this element type can hold, by node id.
+  /// UnsupportedProblemError "Infinite sets are not supported: " and the type, and "A set has too many
+  /// possible members: " and the type for more than a million; InternalError "Found an undefined
+  /// finite-domain type".
   const std::vector<Node*>& domain(const TypePtr& element) const;
 
  protected:

@@ -5,6 +5,7 @@
 
 #include "core/errors.h"
 #include "core/log.h"
+#include "core/unsupported_problem.h"
 #include "model/model_factory.h"
 #include "model/walkers/expression_simplifier.h"
 #include "model/walkers/instantiate_walker.h"
@@ -315,7 +316,7 @@ void Flattener::add_actions(Path& path, const UserTypeImpl& type, MetricRewriter
 void Flattener::add_action(const std::shared_ptr<ActionImpl>& action, const std::string& name,
                            const Path& path, const UserTypeImpl* owner, MetricRewriter& metrics) {
   if (!action->simulated_effects().empty())
-    throw InternalError("Flattening cannot be applied to problem with simulated effects");
+    throw UnsupportedProblemError("Flattening cannot be applied to problem with simulated effects");
   NodeMap references;
   const ParameterVector parameters = flat_parameters(action->parameters(), owner, &references);
   Node* const object = owner == nullptr ? nullptr : factory().make_parameter_reference(parameters.front());

@@ -20,8 +20,8 @@ namespace zorvel::model {
 ///
 /// Instances are made anew, since their types are; parameters of plans are translated in both directions.
 ///
-/// A name that is taken gets underscores behind it. InternalError "Flattening cannot be applied to problem
-/// with simulated effects" if an action has some: the callback knows nothing of the new fluents.
+/// A name that is taken gets underscores behind it. UnsupportedProblemError "Flattening cannot be applied to
+/// problem with simulated effects" if an action has some: the callback knows nothing of the new fluents.
 class Flattener : public BasicTransformer {
  public:
   explicit Flattener(const ProblemPtr& problem) : BasicTransformer(problem) {}

@@ -4,6 +4,7 @@
 
 #include "core/errors.h"
 #include "core/log.h"
+#include "core/unsupported_problem.h"
 #include "model/model_factory.h"
 #include "model/walkers/expression_substituter.h"
 #include "transformers/finite_domain.h"
@@ -19,7 +20,7 @@ std::size_t number_of_combinations(const std::vector<std::vector<Node*>>& domain
   std::size_t product = 1;
   for (const auto& domain : domains) {
     if (!domain.empty() && product > std::numeric_limits<std::size_t>::max() / domain.size())
-      throw InternalError("The variables of a forall have too many combinations of values");
+      throw UnsupportedProblemError("The variables of a forall have too many combinations of values");
     product *= domain.size();
   }
   return product;

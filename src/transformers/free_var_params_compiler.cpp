@@ -6,6 +6,7 @@
 
 #include "core/errors.h"
 #include "core/log.h"
+#include "core/unsupported_problem.h"
 #include "model/constant.h"
 #include "model/fluent.h"
 #include "model/model_factory.h"
@@ -192,7 +193,7 @@ class NestingRemover {
 void FreeVarParamsCompiler::do_computation() {
   require_flat("This phase can be only applied to flattened models!");
   if (!problem_->metrics().empty())
-    throw InternalError("The free var params compiler does not support metrics");
+    throw UnsupportedProblemError("The free var params compiler does not support metrics");
   ZORVEL_LOG(DEBUG) << "Free var params compiler started!";
   ProblemParts parts(*problem_);
   for (const auto& [name, action] : problem_->actions()) {

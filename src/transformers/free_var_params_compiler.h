@@ -15,8 +15,8 @@ class FreeVarParamsCompiler : public BasicTransformer {
  public:
   explicit FreeVarParamsCompiler(const ProblemPtr& problem) : BasicTransformer(problem) {}
 
-  /// InternalError "This phase can be only applied to flattened models!" or "The free var params compiler
-  /// does not support metrics".
+  /// InternalError "This phase can be only applied to flattened models!", UnsupportedProblemError "The free
+  /// var params compiler does not support metrics".
   void do_computation() override;
   /// The old action with the parameters as given. InternalError "Found an action that is unknown to the
   /// transformer!".

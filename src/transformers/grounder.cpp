@@ -5,6 +5,7 @@
 
 #include "core/errors.h"
 #include "core/log.h"
+#include "core/unsupported_problem.h"
 #include "model/constant.h"
 #include "model/fluent.h"
 #include "model/hash_mix.h"
@@ -104,7 +105,7 @@ std::vector<std::shared_ptr<ConstantImpl>> Grounder::ground_constants() {
     }
     const SplitParameters split(*problem_, constant->parameters());
     if (!split.infinite.empty())
-      throw InternalError("Ground all not supported for Constant with infinite formal parameters!");
+      throw UnsupportedProblemError("Ground all not supported for Constant with infinite formal parameters!");
     const auto table = constant->value();
     GroundNames names(*problem_, name);
     for_each_tuple(split.domains, [&, &constant = constant](const std::vector<Node*>& values) {
@@ -151,7 +152,8 @@ void Grounder::do_computation() {
   };
   for (const auto& [name, action] : problem_->actions()) {
     if (full_ && !action->simulated_effects().empty())
-      throw InternalError("Grounding on fluents cannot be applied to problem with simulated effects");
+      throw UnsupportedProblemError(
+          "Grounding on fluents cannot be applied to problem with simulated effects");
     if (!action->has_parameters() && has_clashing_effects(*action)) {
       env().warning_manager().warn("Action '" + name +
                                    "' writes one fluent twice at one moment and can never be taken");

@@ -27,11 +27,11 @@ namespace zorvel::model {
 ///
 /// Errors of `do_computation`: InternalError "The grounding phase can be only applied to flattened models!",
 /// "Found an undefined finite-domain type" (a parameter of a set type), "Multiple MINIMIZE_ACTION_COST
-/// metrics", "The following action does not have a cost: " and the name; with `full` also "Grounding on
-/// fluents cannot be applied to problem with simulated effects", "Ground all not supported for Constant with
-/// infinite formal parameters!" and "Constants values are not fully defined!" (unless the option "pddl" is
-/// set); GroundingFailedError for an application whose arguments do not become constants, and for a domain
-/// with more than 2^31 values; UndefinedConstantError for the cost of an action.
+/// metrics", "The following action does not have a cost: " and the name; with `full` also "Constants
+/// values are not fully defined!" (unless the option "pddl" is set) and UnsupportedProblemError "Grounding on
+/// fluents cannot be applied to problem with simulated effects" and "Ground all not supported for Constant
+/// with infinite formal parameters!"; GroundingFailedError for an application whose arguments do not become
+/// constants, and for a domain with more than 2^31 values; UndefinedConstantError for the cost of an action.
 class Grounder : public BasicTransformer {
  public:
   /// What the enumeration of actions did, for benchmarks.

@@ -5,6 +5,7 @@
 
 #include "core/errors.h"
 #include "core/log.h"
+#include "core/unsupported_problem.h"
 #include "model/model_factory.h"
 #include "transformers/duration_bounds.h"
 #include "transformers/readable_times.h"
@@ -117,7 +118,7 @@ std::optional<std::vector<DurationSplitter::Draft>> PartialOrderCompiler::split(
   const bool has_both = points.has_start_offset && points.has_end_offset;
   // Where the state has a word in the duration too, this is a version that was split off for the duration 0.
   if (has_both && limits.has_upper && last == rational(0) && points.open_limits.empty())
-    throw InternalError("Zero-duration action not allowed!");
+    throw UnsupportedProblemError("Zero-duration action not allowed!");
   if (limits.has_upper && first == last && !limits.is_empty() && points.are_out_of_order_at(first)) {
     add(exact_draft(action, points, first));
     return drafts;

@@ -30,9 +30,9 @@ class PartialOrderCompiler : public DurationSplitter {
         static_fluents_(problem),
         has_duration_(problem->env(), NodeKind::DURATION) {}
 
-  /// InternalError "This phase can be only applied to flattened models!", "Zero-duration action not
-  /// allowed!", an empty text for a time anchor of an unknown form, and for a statement on
-  /// the duration that is no limit the statement as text.
+  /// UnsupportedProblemError "Zero-duration action not allowed!"; InternalError "This phase can be only
+  /// applied to flattened models!", an empty text for a time anchor of an unknown form, and for a statement
+  /// on the duration that is no limit the statement as text.
   void do_computation() override;
 
  private:

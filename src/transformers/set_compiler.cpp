@@ -5,6 +5,7 @@
 
 #include "core/errors.h"
 #include "core/log.h"
+#include "core/unsupported_problem.h"
 #include "model/constant.h"
 #include "model/fluent.h"
 #include "model/model_factory.h"
@@ -26,14 +27,15 @@ const TypePtr& element_type(const TypePtr& set) { return static_cast<const SetTy
 /// Whether the type is a set; InternalError if it is one that no finite number of booleans can tell.
 bool is_finite_set(const TypePtr& type, const std::string& name) {
   if (type->is_set() && !type->is_finite_domain())
-    throw InternalError("Infinite sets are not supported: ") << type->reference_name() << ' ' << name;
+    throw UnsupportedProblemError("Infinite sets are not supported: ")
+        << type->reference_name() << ' ' << name;
   return type->is_set();
 }
 
 void require_no_set_parameter(const std::string& name, const ParameterVector& parameters) {
   for (const auto& parameter : parameters)
     if (parameter->type()->is_set())
-      throw InternalError("Parameters that are sets are not supported: ") << name;
+      throw UnsupportedProblemError("Parameters that are sets are not supported: ") << name;
 }
 
 /// The parameters of a membership fluent or constant: the element, then those of the set.
@@ -49,7 +51,7 @@ Node* rewritten(ExpressionSetCompiler& compiler, Node* expression) {
   const ExpressionForSet result = compiler(expression);
   compiler.clear_memoization();  // the members of every intermediate set would add up
   if (result.is_set())
-    throw InternalError("Set compiler is not able to handle this expression: ")
+    throw UnsupportedProblemError("Set compiler is not able to handle this expression: ")
         << print_expression{expression};
   return result.expression;
 }
@@ -183,7 +185,7 @@ ConstantImpl::Values SetCompiler::member_values(ExpressionSetCompiler& compiler,
       const bool is_known = std::ranges::all_of(
           set.members, [](const auto& member) { return F::is_kind(member.second, NodeKind::TRUE); });
       if (!set.is_set() || !is_known)
-        throw InternalError("Set compiler is not able to handle this expression: ")
+        throw UnsupportedProblemError("Set compiler is not able to handle this expression: ")
             << print_expression{value};
       if (inside != set.members.size())
         throw InternalError(outside_member) << constant.name() << " := " << print_expression{value};
@@ -218,7 +220,7 @@ std::shared_ptr<ActionImpl> SetCompiler::without_sets(ExpressionSetCompiler& com
                                                       const std::shared_ptr<ActionImpl>& action,
                                                       MetricRewriter& metrics) {
   if (!action->simulated_effects().empty())
-    throw InternalError("Set compiler cannot be applied to problem with simulated effects");
+    throw UnsupportedProblemError("Set compiler cannot be applied to problem with simulated effects");
   require_no_set_parameter(action->name(), action->parameters());
   ParameterVector parameters;
   NodeMap references;

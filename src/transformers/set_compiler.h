@@ -21,12 +21,12 @@ namespace zorvel::model {
 /// A fluent cannot hold an element outside of its type. An effect that would give it one makes its action
 /// impossible at that moment; a constant, or a statement of the problem itself, that does is refused.
 ///
-/// Errors of `do_computation`, beside those of `ExpressionSetCompiler`, all InternalError: "The set compiler
-/// can be only applied to flattened models!"; "Set compiler cannot be applied to problem with simulated
-/// effects"; "Infinite sets are not supported: ", type and name; "Parameters that are sets are not supported:
-/// " and the name of the fluent, constant or action; "A set is given a member outside of its type: " and the
-/// statement or constant; "Multiple MINIMIZE_ACTION_COST metrics"; "The following action does not have a
-/// cost: " and the name.
+/// Errors of `do_computation`, beside those of `ExpressionSetCompiler`, UnsupportedProblemError "Set compiler
+/// cannot be applied to problem with simulated effects", "Infinite sets are not supported: ", type and name,
+/// "Parameters that are sets are not supported: " and the name of the fluent, constant or action;
+/// InternalError "The set compiler can be only applied to flattened models!"; "A set is given a member
+/// outside of its type: " and the statement or constant; "Multiple MINIMIZE_ACTION_COST metrics"; "The
+/// following action does not have a cost: " and the name.
 class SetCompiler : public OneToOneTransformer {
  public:
   /// Unknown actions of plans: InternalError "Found an action that is unknown to the set compiler!".

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/errors.h"
+#include "core/unsupported_problem.h"
 #include "model/fluent.h"
 
 namespace zorvel::model {
@@ -41,7 +42,7 @@ std::vector<Node*> expand_condition(Environment& env, Node* condition, const Nod
   std::sort(references.begin(), references.end(), [](const Node* a, const Node* b) { return a->id > b->id; });
   constexpr std::size_t bits = 8 * sizeof(std::size_t);
   if (references.size() >= bits || (std::size_t{1} << references.size()) > max_readings)
-    throw InternalError("The condition ")
+    throw UnsupportedProblemError("The condition ")
         << print_expression{condition} << " can be read in more than " << max_readings << " ways, for it has "
         << references.size() << " references to fluents of uncertain values";
 
@@ -119,7 +120,8 @@ std::vector<Node*> ShadowFluents::expand(Node* statement, bool is_initial) const
 
 std::vector<Node*> ShadowFluents::expand_body(Node* body, bool is_initial) const {
   if (has_forall_(body) && has_assign_(body))
-    throw InternalError("Cannot tell the values of a forall that assigns apart: ") << print_expression{body};
+    throw UnsupportedProblemError("Cannot tell the values of a forall that assigns apart: ")
+        << print_expression{body};
   std::vector<Node*> result;
   // why operand by operand: the readings of n conditions add up, those of their conjunction multiply.
   for (Node* operand : operands_of_conjunction(body)) {

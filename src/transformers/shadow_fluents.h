@@ -19,8 +19,8 @@ namespace zorvel::model {
 std::vector<Node*> operands_of_conjunction(Node* expression);
 
 /// All ways to read each reference, a key of `shadows`, either as it stands or as its shadow, the value. The
-/// condition itself comes first, and each expression once. InternalError "The condition ... can be read in
-/// more than 1000000 ways" before they are built.
+/// condition itself comes first, and each expression once. UnsupportedProblemError "The condition ... can be
+/// read in more than 1000000 ways" before they are built.
 std::vector<Node*> expand_condition(Environment& env, Node* condition, const NodeMap& shadows);
 
 /// Which fluents have a shadow, and what becomes of statements that speak of them.
@@ -48,7 +48,7 @@ class ShadowFluents {
   /// effect is one on the fluent and one on its shadow, with the right side read as the fluents and as the
   /// shadows. Where the right side can have a third value, or the target is not known or has no shadow,
   /// conditions demand that what it reads is certain; the problem's own effects at the start need none.
-  /// InternalError for a `forall` around an effect.
+  /// UnsupportedProblemError for a `forall` around an effect.
   std::vector<Node*> expand(Node* statement, bool is_initial) const;
 
  private:

@@ -36,10 +36,10 @@ class TemporalUncertaintyCompiler : public OneToOneTransformer {
   /// that it reads and writes, and what follows waits for the longest duration, only the duration is fixed.
   explicit TemporalUncertaintyCompiler(const ProblemPtr& problem, bool steps_are_atomic = false);
 
-  /// InternalError for a problem that is not flat, for simulated effects, increases and decreases, and for an
-  /// action whose uncertain duration has bounds that read fluents, is read elsewhere, or may end before one
-  /// of its statements begins. An action whose bounds no duration of 0 or more keeps can never be taken, and
-  /// is warned of.
+  /// InternalError for a problem that is not flat, UnsupportedProblemError for simulated effects, increases
+  /// and decreases, and for an action whose uncertain duration has bounds that read fluents, is read
+  /// elsewhere, or may end before one of its statements begins. An action whose bounds no duration of 0 or
+  /// more keeps can never be taken, and is warned of.
   void do_computation() override;
   /// With shadows: that they and their fluents are uncertain for the same reason is not seen, and nobody else
   /// may write a fluent while it is uncertain.

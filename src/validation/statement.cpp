@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "core/errors.h"
+#include "core/unsupported_problem.h"
 #include "model/expression_factory.h"
 
 namespace zorvel::validation {
@@ -72,7 +73,7 @@ class StatementCompiler {
     }
     if (ExpressionFactory::is_contains(interval)) {
       if (interval->arity > 1 && interval->children[1] != nullptr)
-        throw InternalError("Unsupported contains with duration");
+        throw UnsupportedProblemError("Unsupported contains with duration");
       statement.is_contains = true;
       interval = interval->children[0];
     }

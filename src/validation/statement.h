@@ -52,9 +52,9 @@ struct Statement {
 ///
 /// An effect over more than a point raises InternalError "Found an effect over a non-punctual interval", one
 /// on anything but a fluent InternalError "Found an unknown effect kind: " and the expression, a `contains`
-/// that asks for a length InternalError "Unsupported contains with duration", an end of an interval that is
-/// not fixed by the times of the step InvalidParameterError "Unsupported timing for expression: " and the
-/// expression.
+/// that asks for a length UnsupportedProblemError "Unsupported contains with duration", an end of an interval
+/// that is not fixed by the times of the step InvalidParameterError "Unsupported timing for expression: " and
+/// the expression.
 std::vector<Statement> compile_statements(FluentSlots& slots, const model::ParameterVector& parameters,
                                           Node* expression);
 

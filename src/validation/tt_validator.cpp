@@ -6,6 +6,7 @@
 
 #include "core/errors.h"
 #include "core/log.h"
+#include "core/unsupported_problem.h"
 #include "model/action.h"
 #include "transformers/chain.h"
 #include "transformers/grounder.h"
@@ -39,8 +40,9 @@ void TTValidator::apply_transformers() {
   transformers_ = chain.transformers();
   for (const auto& transformer : transformers_)
     if (auto grounder = std::dynamic_pointer_cast<model::Grounder>(transformer)) grounder_ = grounder;
-  if (simulated_problem_->has_continuous_change()) throw InternalError("Continuous change is not supported!");
-  if (simulated_problem_->has_processes()) throw InternalError("Processes are not supported!");
+  if (simulated_problem_->has_continuous_change())
+    throw UnsupportedProblemError("Continuous change is not supported!");
+  if (simulated_problem_->has_processes()) throw UnsupportedProblemError("Processes are not supported!");
 }
 
 std::shared_ptr<TimeTriggeredPlan> TTValidator::map_forward(const std::shared_ptr<TimeTriggeredPlan>& plan) {

@@ -31,8 +31,8 @@ class CompiledProblem;
 class TTValidator : public EnvObject {
  public:
   /// Takes `problem` to the form that is simulated. A problem with time that passes continuously or processes
-  /// raises InternalError, as does whatever its transformers refuse. Where the world chooses a duration, the
-  /// plan has to give the longest one, and is valid if it works for all.
+  /// raises UnsupportedProblemError, as does whatever its transformers refuse. Where the world chooses a
+  /// duration, the plan has to give the longest one, and is valid if it works for all.
   TTValidator(Environment& env, const model::ProblemPtr& problem);
   ~TTValidator() override;
   TTValidator(const TTValidator&) = delete;

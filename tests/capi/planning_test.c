@@ -265,7 +265,7 @@ static void classical_plans_are_partial_orders(void) {
   zorvel_problem_destroy(problem);
   problem = parse(env, "fluent boolean p;\n[start] p := false;\n[5] p := true;\ngoal [end] p;\n");
   CHECK_ERROR(zorvel_potplan_is_error(zorvel_do_tsimple_planning(problem)),
-              "InternalError: Search planner does not support TILs!");
+              "UnsupportedProblemError: Search planner does not support TILs!");
   zorvel_problem_destroy(problem);
   zorvel_env_destroy(env);
 }

@@ -248,7 +248,7 @@ TEST(FtpSearch, RefusesWhatItCannotPlanFor) {
   };
   const std::string goal = "fluent boolean p; [start] p := false; [end] p;";
   EXPECT_EQ(refusal(goal + "process a() { [start] p := true; };"),
-            "InternalError: Processes are not supported!");
+            "UnsupportedProblemError: Processes are not supported!");
   EXPECT_NE(
       refusal(goal + "action a() { duration := 2; [start, end] contains p; };").find("contains in actions"),
       std::string::npos);
@@ -259,7 +259,7 @@ TEST(FtpSearch, RefusesWhatItCannotPlanFor) {
             std::string::npos);
   EXPECT_EQ(refusal("type T with { fluent boolean q; }; instance T t; [start] t.q := true; [end] t.q;",
                     [](const zorvel::SearchState*, const StateIndex&) { return 0.0; }),
-            "InternalError: Custom heuristic is not supported in non-flat problems!");
+            "UnsupportedProblemError: Custom heuristic is not supported in non-flat problems!");
 }
 
 TEST(FtpSearch, ACustomHeuristicSeesTheValuesAndDecides) {

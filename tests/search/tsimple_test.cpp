@@ -293,11 +293,11 @@ TEST(TSimplePlanner, RefusesWhatItCannotPlanFor) {
     const char* statements;
     const char* message;
   } cases[] = {
-      {"[5] on := true; [end] on;", "InternalError: Search planner does not support TILs!"},
+      {"[5] on := true; [end] on;", "UnsupportedProblemError: Search planner does not support TILs!"},
       {"action look() { duration >= 2; [end] seen := true; }; [end] seen;",
-       "InternalError: Actions duration not specified!"},
+       "UnsupportedProblemError: Actions duration not specified!"},
       {"action look() { duration := 5 / (pace - 3); [end] seen := true; }; [end] seen;",
-       "InternalError: Actions duration not specified!"},
+       "UnsupportedProblemError: Actions duration not specified!"},
       {"action look() { duration := pace - 5; [end] seen := true; }; [end] seen;",
        "InternalError: The duration of an action is negative: -2 in action look"},
   };

@@ -159,7 +159,8 @@ TEST(EmptyConditionsCompiler, FluentsThatNeverChangeAreReadInDurations) {
 
 TEST(EmptyConditionsCompiler, UnknownFormsAreRefused) {
   const std::string form =
-      "InternalError: Durative conditions must have the form: [start + c1, start + c2], [start + c1, end - "
+      "UnsupportedProblemError: Durative conditions must have the form: [start + c1, start + c2], [start + "
+      "c1, end - "
       "c2] or [end "
       "- c1, end - c2] with c1>=0 and c2>=0";
   expect_errors<EmptyConditionsCompiler>({
@@ -170,7 +171,7 @@ TEST(EmptyConditionsCompiler, UnknownFormsAreRefused) {
       {"action a() { [start - 1, end] p; };", form},
       {"action a() { [start, end + 1] p; };", form},
       {"action a() { duration <= 2 or duration >= 4; };",
-       "InternalError: Duration disjunctions not supported!"},
+       "UnsupportedProblemError: Duration disjunctions not supported!"},
       {"action a() { duration :in [2, 5]; [start, end] p; };", ""},
       {"action a() { duration :in [2, 5]; (start + 1, end) p; };", "InternalError: (duration :in [2, 5])"},
       {"type V with { fluent boolean v; };",
@@ -285,7 +286,8 @@ TEST(PartialOrderCompiler, NamesOfActionsThatStayAreNotGivenAway) {
 TEST(PartialOrderCompiler, WhatCannotBeOrderedIsRefused) {
   const std::string points = "[start + 2] q := true; [end - 3] r := true; ";
   expect_errors<PartialOrderCompiler>({
-      {"action a() { duration <= 0; " + points + "};", "InternalError: Zero-duration action not allowed!"},
+      {"action a() { duration <= 0; " + points + "};",
+       "UnsupportedProblemError: Zero-duration action not allowed!"},
       {"action a() { duration <= 9; [end] x := x - duration; " + points + "};",
        "InternalError: (x := (x - duration))"},
       {"action a() { [end + 1] q := true; };",

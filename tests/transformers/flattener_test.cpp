@@ -227,7 +227,7 @@ TEST_F(FlattenerTest, SimulatedEffectsAndBadScopingAreRefused) {
   const ProblemPtr with_effect =
       env.model_factory().make_problem_instance({simulated}, {}, {}, {}, {}, {}, {}, {});
   EXPECT_EQ(error_of([&] { Flattener(with_effect).do_computation(); }),
-            "InternalError: Flattening cannot be applied to problem with simulated effects");
+            "UnsupportedProblemError: Flattening cannot be applied to problem with simulated effects");
 }
 
 }  // namespace

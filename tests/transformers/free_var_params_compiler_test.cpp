@@ -109,7 +109,7 @@ TEST(FreeVarParamsCompiler, MetricsAndStructuredTypesAreRefused) {
   const ProblemPtr problem = parse(env, "fluent boolean p;");
   problem->add_metric(std::make_shared<MinimizeMakespan>());
   EXPECT_EQ(error_of([&] { FreeVarParamsCompiler(problem).do_computation(); }),
-            "InternalError: The free var params compiler does not support metrics");
+            "UnsupportedProblemError: The free var params compiler does not support metrics");
   const ProblemPtr nested = parse(env, "type A with { fluent integer c; };");
   EXPECT_EQ(error_of([&] { FreeVarParamsCompiler(nested).do_computation(); }),
             "InternalError: This phase can be only applied to flattened models!");

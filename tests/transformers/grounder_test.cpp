@@ -475,7 +475,7 @@ TEST_F(GrounderTest, RefusesWhatItCannotGround) {
        "InternalError: The grounding phase can be only applied to flattened models!"},
       {"action a(set(boolean) s) {};", false, "InternalError: Found an undefined finite-domain type"},
       {"constant integer c(integer n); c(*) := 1;", true,
-       "InternalError: Ground all not supported for Constant with infinite formal parameters!"},
+       "UnsupportedProblemError: Ground all not supported for Constant with infinite formal parameters!"},
       {"constant integer c(boolean x); c(true) := 1;", true,
        "InternalError: Constants values are not fully defined!"},
       {"fluent boolean f(boolean x); fluent boolean p; action a(boolean x) { [start] f(p); };", true,
@@ -544,8 +544,9 @@ TEST_F(GrounderTest, PutsTheValuesInFrontOfSimulatedEffects) {
   ground_effect->function(reinterpret_cast<const SearchState&>(no_state), StateIndex(), {seven});
   EXPECT_EQ(seen, (std::vector<Node*>{seven, expressions.make_boolean_constant(true),
                                       expressions.make_integer_constant(integer(0))}));
-  EXPECT_EQ(error_of([&] { ground(problem, true); }),
-            "InternalError: Grounding on fluents cannot be applied to problem with simulated effects");
+  EXPECT_EQ(
+      error_of([&] { ground(problem, true); }),
+      "UnsupportedProblemError: Grounding on fluents cannot be applied to problem with simulated effects");
 }
 
 TEST_F(GrounderTest, SearchesAsLongAsTheActionsAreManyNotTheCombinations) {

@@ -80,7 +80,8 @@ TEST(SetCompiler, RewritesStatementsMemberByMember) {
 }
 
 TEST(SetCompiler, RefusesWhatItCannotExpress) {
-  const std::string not_able = "InternalError: Set compiler is not able to handle this expression: ";
+  const std::string not_able =
+      "UnsupportedProblemError: Set compiler is not able to handle this expression: ";
   const std::string outside = "InternalError: A set is given a member outside of its type: ";
   const std::pair<const char*, std::string> rows[] = {
       {"goal [end] p in bs;", not_able + "(p in bs)"},
@@ -92,14 +93,16 @@ TEST(SetCompiler, RefusesWhatItCannotExpress) {
       {"[start] n := {1, 7};", outside + "[start] (n := {1, 7})"},
       {"[3] n := m union {5};", outside + "[3] (n := (m union {5}))"},
       {"constant set(integer [0, 2]) kk := {0, 3};", outside + "kk := {0, 3}"},
-      {"fluent set(integer) z;", "InternalError: Infinite sets are not supported: set(integer) z"},
-      {"constant set(float) z := {};", "InternalError: Infinite sets are not supported: set(float) z"},
+      {"fluent set(integer) z;", "UnsupportedProblemError: Infinite sets are not supported: set(integer) z"},
+      {"constant set(float) z := {};",
+       "UnsupportedProblemError: Infinite sets are not supported: set(float) z"},
       {"fluent set(integer [0, 5000000]) z; goal [end] 3 in z;",
-       "InternalError: A set has too many possible members: integer [0, 5000000]"},
+       "UnsupportedProblemError: A set has too many possible members: integer [0, 5000000]"},
       {"fluent set(set(T)) z; goal [end] z == {};", "InternalError: Found an undefined finite-domain type"},
-      {"fluent boolean z(set(T) x);", "InternalError: Parameters that are sets are not supported: z"},
+      {"fluent boolean z(set(T) x);",
+       "UnsupportedProblemError: Parameters that are sets are not supported: z"},
       {"action z(set(T) x) { [end] p := true; };",
-       "InternalError: Parameters that are sets are not supported: z"},
+       "UnsupportedProblemError: Parameters that are sets are not supported: z"},
       {"type W with { fluent boolean w; };",
        "InternalError: The set compiler can be only applied to flattened models!"},
       {"forall (T x) { [3] p := true; };", "InternalError: "},
@@ -297,7 +300,7 @@ TEST(SetCompiler, KeepsCostsAndFinalValuesAndRefusesSimulatedEffects) {
   const auto effect = std::make_shared<SimulatedEffectImpl>();
   simulated.actions = {env.model_factory().make_action("act", {}, false, {}, {}, {effect})};
   EXPECT_EQ(error_of([&] { SetCompiler(simulated.make(env)).do_computation(); }),
-            "InternalError: Set compiler cannot be applied to problem with simulated effects");
+            "UnsupportedProblemError: Set compiler cannot be applied to problem with simulated effects");
 }
 
 }  // namespace

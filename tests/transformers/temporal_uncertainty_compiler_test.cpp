@@ -247,25 +247,32 @@ TEST(TemporalUncertaintyCompiler, RefusesWhatHasNoMeaningOrNoSafeForm) {
       {"type T with { fluent boolean q; };",
        "InternalError: The compile away uncertainty phase can be only applied to flattened models!"},
       {"action a() { duration :in [2, 5]; [end] n :+= 1; };",
-       "InternalError: The temporal uncertainty compiler cannot be applied to problems with increases and "
+       "UnsupportedProblemError: The temporal uncertainty compiler cannot be applied to problems with "
+       "increases and "
        "decreases!"},
       {"action a() { duration :in [2, n]; [end] f := true; }; action b() { [end] n := 3; }; [start] n := 4;",
-       "InternalError: Action 'a' has an uncertain duration, with a bound that reads a fluent and not only "
+       "UnsupportedProblemError: Action 'a' has an uncertain duration, with a bound that reads a fluent and "
+       "not only "
        "constants: n"},
       {"action a() { duration :in [2, 5]; duration >= 3; };",
-       "InternalError: Action 'a' has an uncertain duration, and speaks of it a second time: (duration >= "
+       "UnsupportedProblemError: Action 'a' has an uncertain duration, and speaks of it a second time: "
+       "(duration >= "
        "3)"},
       {"fluent float x; action a() { duration :in [2, 5]; [end] x := duration; };",
-       "InternalError: Action 'a' has an uncertain duration, and speaks of it a second time: [end] (x := "
+       "UnsupportedProblemError: Action 'a' has an uncertain duration, and speaks of it a second time: [end] "
+       "(x := "
        "duration)"},
       {"action a() { duration :in [2, 5]; [end - 3] f := true; };",
-       "InternalError: Action 'a' has an uncertain duration, and may end so soon that this lies before its "
+       "UnsupportedProblemError: Action 'a' has an uncertain duration, and may end so soon that this lies "
+       "before its "
        "start: (end - 3)"},
       {"action a() { duration :in [2, 5]; [start, end] contains f; };",
-       "InternalError: Action 'a' has an uncertain duration, and cannot promise that something holds at some "
+       "UnsupportedProblemError: Action 'a' has an uncertain duration, and cannot promise that something "
+       "holds at some "
        "moment before its end: [all] contains f"},
       {"fluent boolean p(integer [0, 9] i); action a() { duration :in [2, 5]; [end] p(n) := true; };",
-       "InternalError: Action 'a' has an uncertain duration, and what it writes at its end depends on a "
+       "UnsupportedProblemError: Action 'a' has an uncertain duration, and what it writes at its end depends "
+       "on a "
        "fluent: [end] (p(n) := true)"},
       {"action a() { duration :in [2, 5]; [start, end] f := true; };",
        "InternalError: Found an effect over a non-punctual interval"},
@@ -274,7 +281,8 @@ TEST(TemporalUncertaintyCompiler, RefusesWhatHasNoMeaningOrNoSafeForm) {
        "InternalError: Found an an assignemnt with no fluent on the LHS"},
       {"type T; fluent boolean p(T t); action a() { duration :in [2, 5]; [end] f := true; };"
        "action b() { [end] forall (T t) { p(t) := f; }; };",
-       "InternalError: Cannot tell the values of a forall that assigns apart: forall (T t ) {(p(t) := f);}"},
+       "UnsupportedProblemError: Cannot tell the values of a forall that assigns apart: forall (T t ) {(p(t) "
+       ":= f);}"},
   };
   for (const auto& test : cases) {
     Environment env;
@@ -293,9 +301,9 @@ TEST(TemporalUncertaintyCompiler, RefusesWhatHasNoMeaningOrNoSafeForm) {
                                        {std::make_shared<SimulatedEffectImpl>(SimulatedEffectImpl{
                                            env.expression_factory().make_end_anchor(), {}, {}})})},
       {}, {}, {}, {}, {}, {}, {});
-  EXPECT_EQ(
-      error_of([&] { TemporalUncertaintyCompiler(simulated).do_computation(); }),
-      "InternalError: Temporal uncertainty compiler cannot be applied to problem with simulated effects");
+  EXPECT_EQ(error_of([&] { TemporalUncertaintyCompiler(simulated).do_computation(); }),
+            "UnsupportedProblemError: Temporal uncertainty compiler cannot be applied to problem with "
+            "simulated effects");
 }
 
 /// The disjunction of p0 to p(count - 1), its references, and shadows for them.
@@ -349,7 +357,7 @@ TEST(ExpandCondition, RefusesToGrowBeyondAMillion) {
   EXPECT_EQ(expand_condition(env, small.node, small.shadows).size(), 1024U);
   const Disjunction large(env, 60);
   const std::string error = error_of([&] { expand_condition(env, large.node, large.shadows); });
-  EXPECT_EQ(error.find("InternalError: The condition (p0 or p1 or p2"), 0U) << error;
+  EXPECT_EQ(error.find("UnsupportedProblemError: The condition (p0 or p1 or p2"), 0U) << error;
   EXPECT_NE(error.find("p59) can be read in more than 1000000 ways, for it has 60 references"),
             std::string::npos)
       << error;

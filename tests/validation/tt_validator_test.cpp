@@ -419,7 +419,7 @@ TEST(TTValidator, RaisesOnWhatHasNoValueInAnyState) {
   EXPECT_EQ(error_of("fluent boolean p := true; fluent integer x := 1; [start + x] p;", ""),
             "InvalidParameterError: Unsupported timing for expression: [(start + x)] p");
   EXPECT_EQ(error_of("type L; instance L a; fluent L x := a; goal [end] (x in {a});", ""),
-            "InternalError: Set compiler is not able to handle this expression: (x in {a})");
+            "UnsupportedProblemError: Set compiler is not able to handle this expression: (x in {a})");
 }
 
 TEST(TTValidator, AnswersForManyPlansAlike) {

@@ -13,7 +13,7 @@ namespace zorvel::iw {
 /// A width that leaves nothing out and finds no plan ends the series: the larger ones search the same states.
 class IWPlanner : public Planner {
  public:
-  /// InternalError for a problem that no engine handles.
+  /// UnsupportedProblemError for a problem that no engine handles.
   IWPlanner(Environment& env, model::ProblemPtr problem);
 
   const std::string& name() const override;

@@ -24,7 +24,7 @@ namespace zorvel::tp::ftp {
 class FtpPlanner : public Planner {
  public:
   /// `custom_heuristic` may be empty; otherwise it is the only heuristic, and needs a flat problem without
-  /// sets. InternalError for a problem with a feature that the planner cannot handle.
+  /// sets. UnsupportedProblemError for a problem with a feature that the planner cannot handle.
   FtpPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic = {});
   ~FtpPlanner() override;
 

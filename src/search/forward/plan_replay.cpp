@@ -84,9 +84,9 @@ class World {
 };
 
 /// Puts each event behind those before it.
-class PathOrder {
+class OrderOfPath {
  public:
-  PathOrder(const FtpModel& model, EarliestTimes& times) : model_(model), times_(times) {}
+  OrderOfPath(const FtpModel& model, EarliestTimes& times) : model_(model), times_(times) {}
 
   /// Behind all of them. Times along the path never fall, so that the newest ones stand for the others.
   void put_behind_all(const Applied& next) {
@@ -279,7 +279,7 @@ class Replay {
   const bool deordering_;
   World world_;
   EarliestTimes times_;
-  PathOrder order_;
+  OrderOfPath order_;
   const Point plan_start_, plan_end_;
   std::vector<Chain> chains_;  // the problem's two, then one an opening
   std::unordered_map<const model::ActionImpl*, std::size_t> open_actions_;  // the chain of each

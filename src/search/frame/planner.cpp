@@ -42,9 +42,9 @@ void Planner::apply_chain(Names names, const model::ChainOptions& options, bool 
       // A user's own heuristic reads the fluents of the problem as it was written.
       if (name == "constant-promoter") continue;
       if (name == "flattener" && model::has_members(*problem()))
-        throw InternalError("Custom heuristic is not supported in non-flat problems!");
+        throw UnsupportedProblemError("Custom heuristic is not supported in non-flat problems!");
       if (name == "set-compiler" && model::uses_sets(*problem()))
-        throw InternalError("Custom heuristic is not supported in problems with sets!");
+        throw UnsupportedProblemError("Custom heuristic is not supported in problems with sets!");
     }
     chain_.apply(name, options);
   }
@@ -71,8 +71,9 @@ void Planner::apply_classical_chain(bool has_custom_heuristic) {
 }
 
 void Planner::require_discrete_change() const {
-  if (problem()->has_continuous_change()) throw InternalError("Continuous change is not supported!");
-  if (problem()->has_processes()) throw InternalError("Processes are not supported!");
+  if (problem()->has_continuous_change())
+    throw UnsupportedProblemError("Continuous change is not supported!");
+  if (problem()->has_processes()) throw UnsupportedProblemError("Processes are not supported!");
 }
 
 }  // namespace zorvel

@@ -19,8 +19,8 @@ class Planner : public EnvObject {
  public:
   Planner(Environment& env, model::ProblemPtr problem) : EnvObject(env), chain_(std::move(problem)) {}
   virtual const std::string& name() const = 0;
-  /// A plan of the caller's problem, or null if there is none. InternalError, or UnsupportedProblemError, for
-  /// a problem that the planner cannot handle comes from its constructor.
+  /// A plan of the caller's problem, or null if there is none. UnsupportedProblemError
+  /// for a problem that the planner cannot handle comes from its constructor.
   std::shared_ptr<Plan> solve();
   /// The same under a guard of the caller's, who runs several planners under one.
   virtual std::shared_ptr<Plan> solve_under(SearchGuard& guard) = 0;
@@ -45,15 +45,15 @@ class Planner : public EnvObject {
 
  protected:
   /// Runs these transformers in this order, each where the problem needs it. With a user's own heuristic the
-  /// fluents stay as they were written: InternalError where the problem has objects or sets, which it would
-  /// not see.
+  /// fluents stay as they were written: UnsupportedProblemError where the problem has objects or sets, which
+  /// it would not see.
   void apply_chain(model::TransformerChain::Names names, const model::ChainOptions& options = {},
                    bool has_custom_heuristic = false);
   /// The chain of the planners that lay out actions in time, down to events of one order.
   void apply_temporal_chain(bool has_custom_heuristic = false);
   /// The chain of the planners that take actions as atomic, down to ground actions without sets.
   void apply_classical_chain(bool has_custom_heuristic = false);
-  /// InternalError for continuous change and processes, which no engine handles.
+  /// UnsupportedProblemError for continuous change and processes, which no engine handles.
   void require_discrete_change() const;
   std::shared_ptr<Plan> map_back(std::shared_ptr<Plan> plan) const {
     return chain_.map_back(std::move(plan));

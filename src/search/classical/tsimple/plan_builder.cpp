@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/errors.h"
+#include "core/unsupported_problem.h"
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "model/walkers/expression_free_vars.h"
@@ -24,7 +25,7 @@ rational duration_in(Environment& env, const model::ActionImpl& action, const St
   if (value != nullptr && !F::is_numeric_constant(value))
     value = ExpressionEvaluator(env, index, before)(value);
   if (value == nullptr || !F::is_numeric_constant(value))
-    throw InternalError("Actions duration not specified!");
+    throw UnsupportedProblemError("Actions duration not specified!");
   const rational duration = factory.get_numeric_constant(value);
   if (duration < rational(0))
     throw InternalError("The duration of an action is negative: ")

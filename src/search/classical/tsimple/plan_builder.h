@@ -12,8 +12,8 @@ namespace zorvel::tsimple {
 ///
 /// A step comes after the last writer of each fluent that it reads or writes, and after all readers of a
 /// reference that it writes; so every order that the plan allows leads to the same state. A simulated effect
-/// may read everything. InternalError "Actions duration not specified!" for a step whose duration no
-/// statement fixes, and "The duration of an action is negative: ".
+/// may read everything. UnsupportedProblemError "Actions duration not specified!" for a step whose duration
+/// no statement fixes, and "The duration of an action is negative: ".
 std::shared_ptr<POTPlan> build_plan(const TSimpleModel& model, const PathState& state);
 
 }  // namespace zorvel::tsimple

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/errors.h"
+#include "core/unsupported_problem.h"
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "model/walkers/expression_free_vars.h"
@@ -69,7 +70,7 @@ void TSimpleModel::add_statement(Node* expression) {
   const model::ExpressionSimplifier simplify(env_);
   if (const auto effect = get_effect(factory, expression, nullptr)) {
     if (!F::is_start_anchor(effect->anchor) && !F::is_zero(simplify(effect->anchor)))
-      throw InternalError("Search planner does not support TILs!");
+      throw UnsupportedProblemError("Search planner does not support TILs!");
     std::vector<Node*> arguments;
     for (Node* argument : effect->parameters) arguments.push_back(simplify(argument));
     Node* const reference = factory.make_fluent_reference(effect->fluent, arguments);

@@ -16,9 +16,9 @@ namespace zorvel::tsimple {
 /// landmarks, which guide the search and are not demanded. Time plays no part but in plans.
 class TSimpleModel {
  public:
-  /// `problem` must be ground. InternalError "Search planner does not support TILs!" on an effect of the
-  /// problem after its start, and the errors of ClassicalAction. Warns of conditions of the problem that are
-  /// no goals, of fluents without an initial value, and of actions without a fixed duration.
+  /// `problem` must be ground. UnsupportedProblemError "Search planner does not support TILs!" on an effect
+  /// of the problem after its start, and the errors of ClassicalAction. Warns of conditions of the problem
+  /// that are no goals, of fluents without an initial value, and of actions without a fixed duration.
   TSimpleModel(Environment& env, model::ProblemPtr problem);
 
   Environment& env() const { return env_; }

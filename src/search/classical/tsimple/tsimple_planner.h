@@ -20,8 +20,8 @@ namespace zorvel::tsimple {
 class TSimplePlanner : public Planner {
  public:
   /// `custom_heuristic` may be empty; otherwise it takes the place of the option `tsimple-heuristic`, and
-  /// needs a flat problem without sets. InternalError for a problem with a feature that the planner cannot
-  /// handle, and "Heuristic not implemented!" for an unknown heuristic.
+  /// needs a flat problem without sets. UnsupportedProblemError for a problem with a feature that the planner
+  /// cannot handle, and "Heuristic not implemented!" for an unknown heuristic.
   TSimplePlanner(Environment& env, model::ProblemPtr problem, std::size_t width = 0,
                  HCustom::Function custom_heuristic = {});
 

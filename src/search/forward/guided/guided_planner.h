@@ -20,7 +20,7 @@ namespace zorvel::tp::ftp {
 /// and `action_cost` tells what each costs. Metrics on final values are left out, with a warning.
 class GuidedPlanner : public FtpPlanner {
  public:
-  /// InternalError for a problem with a feature that the planner cannot handle.
+  /// UnsupportedProblemError for a problem with a feature that the planner cannot handle.
   GuidedPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic = {});
   ~GuidedPlanner() override;
 

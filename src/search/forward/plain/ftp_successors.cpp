@@ -150,7 +150,7 @@ void Successors<T>::order_event(State& state, const EventInstance& instance) {
     for (const EventInstance& pending : list) put_behind(state, instance, pending);
 }
 
-/// As `PathOrder::put_behind_touching` of the replay, which the plan goes through in the end.
+/// As `OrderOfPath::put_behind_touching` of the replay, which the plan goes through in the end.
 template <class T>
 void Successors<T>::order_causally(State& state, const EventInstance& instance) {
   put_behind_touching(state, instance);

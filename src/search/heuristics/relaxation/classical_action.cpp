@@ -4,6 +4,7 @@
 #include <deque>
 
 #include "core/errors.h"
+#include "core/unsupported_problem.h"
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "model/walkers/check_contains_walker.h"
@@ -69,7 +70,8 @@ void ClassicalAction::add_effect(Node* expression, const std::shared_ptr<Effect>
   if (F::is_start_anchor(old_anchor) && F::is_end_anchor(effect->anchor)) {
     known->second = effect;
   } else if (!(F::is_end_anchor(old_anchor) && F::is_start_anchor(effect->anchor))) {
-    throw InternalError("Actions with complex self-interfering effects are not supported: in action ")
+    throw UnsupportedProblemError(
+        "Actions with complex self-interfering effects are not supported: in action ")
         << action_->name() << " effect " << model::print_expression{expression};
   }
 }
