@@ -1,5 +1,5 @@
-// Any bytes as a PDDL text, as one text and cut in two: the reader gives a problem or an error, and a problem
-// that was read can be printed.
+// Any bytes as a PDDL text, as one text and cut in two: the readers give a problem or an error, and a problem
+// that was read can be printed. Errors of the reader of the full language are all its own, with their places.
 
 #include <algorithm>
 #include <cstddef>
@@ -9,8 +9,10 @@
 #include <string>
 
 #include "core/environment.h"
+#include "core/errors.h"
 #include "model/problem_instance.h"
 #include "parsers/pddl_parser.h"
+#include "pddl/reader.h"
 
 namespace {
 
@@ -45,13 +47,23 @@ void read_in_two(const std::string& domain, const std::string& problem) {
   }
 }
 
+void read_full_language(const std::string& domain, const std::string& problem) {
+  zorvel::Environment env;
+  zorvel::PddlReader reader(env);
+  try {
+    std::ostringstream printed;
+    printed << reader.read_texts(domain, problem);
+  } catch (const zorvel::ParserError&) {}
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   read_whole(text);
   const std::size_t cut = std::min(text.find('@'), text.size() / 2);
-  read_in_two(text.substr(0, cut),
-              text.substr(std::min(size, cut + (cut < size && text[cut] == '@' ? 1 : 0))));
+  const std::string rest = text.substr(std::min(size, cut + (cut < size && text[cut] == '@' ? 1 : 0)));
+  read_in_two(text.substr(0, cut), rest);
+  read_full_language(text.substr(0, cut), rest);
   return 0;
 }
