@@ -93,7 +93,9 @@ bool print_pddl_plan(std::ostream& out, const TimeTriggeredPlan& plan, const Pla
       const PlanNames::ActionName* const name = names.find(step->action->name());
       if (step->has_duration && (name == nullptr || !name->is_instantaneous)) {
         out << " [";
-        print_decimal(out, step->duration, precision.decimals);
+        // The end is rounded and not the duration, so that events at one moment stay at one moment.
+        print_decimal(out, round(time + step->duration, precision.decimals) - round(time, precision.decimals),
+                      precision.decimals);
         out << ']';
       }
       out << '\n';

@@ -17,6 +17,7 @@ namespace zorvel {
 /// without a finite decimal expansion, such as 1/3, or with one of more than a thousand digits, is rounded,
 /// with at least three decimals more than the option `plan-epsilon` needs. False if that happened: such a
 /// plan may be invalid to a reader that is exact.
+/// Starts and ends are rounded, not durations, so that events at one moment stay at one moment.
 [[nodiscard]] bool print_pddl_plan(std::ostream& out, const TimeTriggeredPlan& plan,
                                    const PlanNames& names = {});
 
