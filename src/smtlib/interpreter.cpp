@@ -67,6 +67,7 @@ int Interpreter::is_over(void* interpreter) {
 
 vesk_config Interpreter::make_config() const {
   const vesk_config config = vesk_create_default_config(logic_.empty() ? nullptr : logic_.c_str());
+  vesk_set_option(config, "debug.check_models", "true");
   for (const auto& [key, value] : options_) vesk_set_option(config, key.c_str(), value.c_str());
   return config;
 }

@@ -21,6 +21,7 @@ struct Configuration {
     bool solver_enabled = true;
     bool term_simplifications = true;
     bool dump_theory_lemmas = false;
+    bool check_models = false;
   } debug;
 
   struct Preprocessor {

@@ -46,6 +46,7 @@ std::span<const OptionRow> option_table() {
     only("false", row_b("debug.api_call_trace_dump_config", nullptr, "")),
     row_b("debug.dump_theory_lemmas", [](C& c) -> bool& { return c.debug.dump_theory_lemmas; }, "print each clause of the theories to standard error"),
     row_b("debug.solver_enabled", [](C& c) -> bool& { return c.debug.solver_enabled; }, "false: every check is unknown"),
+    row_b("debug.check_models", [](C& c) -> bool& { return c.debug.check_models; }, "evaluate every model over the assertions before the answer is given"),
     only("", row_t("debug.log_sections", nullptr, nullptr, "")),
     row_b("debug.term_simplifications", [](C& c) -> bool& { return c.debug.term_simplifications; }, "false: terms are built as asked for"),
     only("0", row_i("printer.bv_number_format", nullptr, 0, big, "")),

@@ -110,7 +110,6 @@ DpllSolver::SearchResult DpllSolver::search() {
       next = pick_branch_lit();  // theories may have made atoms
       if (next == lit_undef) {
         if (!pending_clauses_.empty()) continue;
-        if (theory_ != nullptr) theory_->build_model();
         return SearchResult::satisfiable;
       }
     }

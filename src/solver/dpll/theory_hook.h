@@ -72,10 +72,6 @@ class TheoryHook {
   /// more.
   virtual ModelFound boolean_model_found() = 0;
 
-  /// The assignment is a model: fix the values of the theories' terms, which are valid until the next
-  /// cancel_until(). Called before the search cancels its levels.
-  virtual void build_model() = 0;
-
   /// After a search was left by an exception and the trail cancelled: drop conflicts and queues, and do not
   /// trust that the state of the levels still open was ever checked.
   virtual void recover() = 0;

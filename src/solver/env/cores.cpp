@@ -52,6 +52,7 @@ Environment::Answer Environment::check_behind_level(const std::vector<Term>& ass
       else
         stack_.push_back(term);
     answer = check_what_was_asserted(literals);
+    if (model_waits_) make_model();  // while the level is there that it is of
     refutes_assumptions = unsat_level_ < 0 || unsat_level_ >= num_points_;
   } catch (...) {
     leave();

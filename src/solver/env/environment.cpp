@@ -34,6 +34,7 @@ void Environment::set_memory_limit(std::size_t bytes) {
 
 void Environment::abandon_pipeline() {
   pipeline_.reset();
+  model_waits_ = search_is_assigned_ = false;
   processed_ = 0;
   points_processed_ = 0;
   unsat_level_ = -1;
@@ -41,6 +42,13 @@ void Environment::abandon_pipeline() {
 }
 
 // Assertions.
+
+// The search keeps the assignment of a satisfiable answer, which a model is made from, until it is to do
+// something else.
+void Environment::release_assignment() {
+  if (search_is_assigned_) pipeline_->search().release_model();
+  search_is_assigned_ = false;
+}
 
 void Environment::assert_formula(Term formula) {
   if (!formula->type()->is_bool())
@@ -83,6 +91,7 @@ void Environment::pop_backtrack_point() {
   processed_ = stack_.size();
   --points_processed_;
   try {
+    release_assignment();
     pipeline_->pop_backtrack_point();
   } catch (const std::bad_alloc&) {
     abandon_pipeline();  // half popped; the stack is, so the caller has got what was asked for
@@ -174,6 +183,7 @@ Environment::Answer Environment::check_what_was_asserted(const std::vector<Term>
   unsat_core_.clear();
   unknown_reason_.clear();
   require_supported_options();
+  release_assignment();
   limits_.start();
   if (!config_.debug.solver_enabled) {
     unknown_reason_ = "the solver is switched off by debug.solver_enabled";
@@ -263,32 +273,37 @@ Environment::Answer Environment::search(const std::vector<Term>& assumptions) {
     if (config_.unsat_core_minimization) minimize_core();
     return Answer::unsatisfiable;
   }
-#ifdef NDEBUG
-  const bool wanted = config_.model_generation || config_.bool_model_generation || enumerates_;
-#else
-  const bool wanted = true;  // to be validated
-#endif
-  if (wanted) {
-    model_ = pipeline().make_model();
-    validate_model(assumptions);
-    if (!config_.model_generation && !config_.bool_model_generation && !enumerates_) model_.reset();
-  }
-  search.release_model();
+  model_waits_ = search_is_assigned_ = true;
+  if (checks_models()) check_model(assumptions);
   return Answer::satisfiable;
 }
 
-// In builds with assertions every model is evaluated over the formulas as they were asserted.
-void Environment::validate_model([[maybe_unused]] const std::vector<Term>& assumptions) {
-#ifndef NDEBUG
-  for (Term term : stack_) assert(term == nullptr || model_->get_value(term)->is_true());
-  for (Term term : assumptions) assert(model_->get_value(term)->is_true());
+bool Environment::checks_models() const {
+#ifdef NDEBUG
+  return config_.debug.check_models;
+#else
+  return true;
 #endif
 }
 
+// Evaluates the model over the formulas as they were asserted, and not over what became of them.
+void Environment::check_model(const std::vector<Term>& assumptions) {
+  make_model();
+  model_->require_true(stack_);
+  model_->require_true(assumptions);
+}
+
+void Environment::make_model() {
+  assert(model_waits_ && search_is_assigned_);
+  model_ = pipeline().make_model();
+  model_waits_ = false;
+}
+
 std::shared_ptr<ModelStore> Environment::model() {
-  if (model_ != nullptr) return model_;
-  if (!config_.model_generation && !config_.bool_model_generation)
+  if (!config_.model_generation && !config_.bool_model_generation && !enumerates_)
     throw EnvironmentError("model generation not enabled");
+  if (model_waits_) make_model();
+  if (model_ != nullptr) return model_;
   throw EnvironmentError("there is no model: the last check did not find one, or it was dropped");
 }
 
@@ -352,7 +367,7 @@ int Environment::visit_models(const std::vector<Term>& terms, const ModelVisitor
     values.clear();
     Term another = terms_->make_false();
     for (Term term : terms) {
-      const Term value = model_->get_value(term);
+      const Term value = get_model_value(term);
       const Term same =
           term->type()->is_bool() ? terms_->make_iff(term, value) : terms_->make_equal(term, value);
       const Term differs = terms_->make_not(same);
@@ -433,6 +448,7 @@ void Environment::reset() {
 
 void Environment::gc(std::vector<Term> keep) {
   if (terms_.use_count() > 1) throw EnvironmentError("The terms are shared with another environment");
+  if (model_waits_) make_model();
   // The pipeline refers to more terms than are worth telling apart; the next check makes it anew.
   abandon_pipeline();
   unsat_assumptions_.clear();

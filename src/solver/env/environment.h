@@ -70,7 +70,7 @@ class Environment {
   /// oldest first; empty when the last answer was another. EnvironmentError without the option.
   const std::vector<Term>& unsat_core() const;
 
-  /// EnvironmentError if there is no model.
+  /// EnvironmentError if there is no model. It is made when it is first asked for.
   Term get_model_value(Term term);
   std::shared_ptr<ModelStore> model();
 
@@ -118,7 +118,11 @@ class Environment {
   void require_supported_options() const;
   void process_stack();
   void process(std::vector<Term>& batch);
-  void drop_model() { model_.reset(); }
+  void drop_model() {
+    model_.reset();
+    model_waits_ = false;
+  }
+  void release_assignment();
   Pipeline& pipeline();
   void abandon_pipeline();
   bool prepare_assumptions(const std::vector<Term>& literals);
@@ -136,7 +140,9 @@ class Environment {
   Answer give_up(const std::string& reason);
   Answer search(const std::vector<Term>& assumptions);
   int visit_models(const std::vector<Term>& terms, const ModelVisitor& visit);
-  void validate_model(const std::vector<Term>& assumptions);
+  void make_model();
+  bool checks_models() const;
+  void check_model(const std::vector<Term>& assumptions);
 
   Configuration config_;
   Logger log_;
@@ -161,6 +167,8 @@ class Environment {
   std::vector<dpll::Lit> assumption_lits_;
   std::vector<Term> assumption_terms_;
   std::shared_ptr<ModelStore> model_;
+  bool model_waits_ = false;         // to be made, from the assignment of the last check
+  bool search_is_assigned_ = false;  // the search keeps that assignment
   std::vector<Term> unsat_assumptions_;
   std::vector<Term> unrefined_assumptions_;  // those refuted, formulas among them, while nobody asked which
   std::vector<Term> unsat_core_;

@@ -29,6 +29,12 @@ void ModelStore::set_application(Term application, Term value) {
     throw ModelError("internal fault: the model has two values for " + key->to_short_str());
 }
 
+void ModelStore::require_true(std::span<const Term> formulas) {
+  for (const Term formula : formulas)
+    if (formula != nullptr && !get_value(formula)->is_true())
+      throw ModelError("internal fault: the model does not satisfy " + formula->to_short_str());
+}
+
 Term ModelStore::get_value(Term root) {
   struct Frame {
     Term term;

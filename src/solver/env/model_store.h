@@ -36,6 +36,9 @@ class ModelStore {
   /// place.
   void set_application(Term application, Term value);
 
+  /// ModelError, naming the first that is not true, unless all of the formulas are; null is passed over.
+  void require_true(std::span<const Term> formulas);
+
   /// True, false, a number, or a constant of a simple type.
   Term get_value(Term term);
 

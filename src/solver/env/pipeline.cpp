@@ -119,6 +119,7 @@ void Pipeline::pop_backtrack_point() {
 }
 
 std::unique_ptr<ModelStore> Pipeline::make_model() {
+  theories_.build_model();
   auto model = std::make_unique<ModelStore>(terms_, rewrites_.steps(), encoder_.quotient_by_zero());
   const auto value_of = [this](Term term) -> Term {
     QNumber number;

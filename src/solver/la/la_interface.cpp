@@ -66,8 +66,9 @@ AtomId LaSolverInterface::add_atom(const LinearAtom& linear, Var var) {
 void LaSolverInterface::retract_atom(dpll::Var var) {
   AtomId& id = atom_of_var_[static_cast<std::size_t>(var)];
   if (id == 0) {
-    std::erase_if(units_, [var](const auto& unit) { return unit.second == var; });
-    std::erase_if(unsupported_, [var](const auto& atom) { return atom.second == var; });
+    // The youngest atom goes first.
+    if (!units_.empty() && units_.back().second == var) units_.pop_back();
+    if (!unsupported_.empty() && unsupported_.back().second == var) unsupported_.pop_back();
     return;
   }
   const Var target = solver_->constraint_var(2 * id);
@@ -312,15 +313,18 @@ int LaSolverInterface::model_group(Term term) const {
   return record == nullptr ? -1 : record->group;
 }
 
-bool LaSolverInterface::move_apart(const std::function<int(Term)>& group_of) {
+bool LaSolverInterface::move_apart(std::span<const Term> at_issue, const std::function<int(Term)>& group_of) {
   // Delayed equalities hold in the assignment, but are not asserted any more.
   if (!config_.model_mutation || !delayed_.empty()) return false;
+  StampSet to_move;
+  for (const Term term : at_issue) to_move.insert(term->id());
   std::vector<Solver::SharedSum> sums;
   for (const Term term : interface_terms_) {
     const Poly poly = Poly::of(term);
     Solver::SharedSum& shared = sums.emplace_back();
     shared.constant = poly.constant;
     shared.group = group_of(term);
+    shared.is_at_issue = to_move.contains(term->id());
     for (const Poly::Monomial& monomial : poly.monomials)
       shared.sum.push_back({mapper_.find(monomial.atom), monomial.coefficient});
   }

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -57,7 +58,7 @@ class LaSolverInterface : public TheorySolver {
   void retract_interface_term(Term term) override;
   void build_abstract_model() override;
   int model_group(Term term) const override;
-  bool move_apart(const std::function<int(Term)>& group_of) override;
+  bool move_apart(std::span<const Term> at_issue, const std::function<int(Term)>& group_of) override;
   void build_implied_groups() override;
   int implied_group(Term term) const override;
   void require_model() override;

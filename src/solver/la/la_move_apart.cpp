@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 #include <queue>
+#include <set>
 
 #include "solver/la/la_solver.h"
 
@@ -100,10 +101,7 @@ class Solver::Mover {
 
   bool run() {
     bool has_moved = false;
-    for (std::size_t v = 0; v < s_.values_.size(); ++v) {
-      const Var var = static_cast<Var>(v);
-      if (s_.alive_[v] == 0 || s_.tableau_.is_basic(var) || s_.elimination_of_[v] >= 0) continue;
-      if (s_.is_fixed(var)) continue;
+    for (const Var var : candidates()) {
       TerminationTest::poll(s_.termination_);
       collect_changes(var);
       if (!affected_.empty()) has_moved |= try_to_move(var);
@@ -117,6 +115,15 @@ class Solver::Mover {
     std::size_t sum;
     const QNumber* coeff;
   };
+
+  /// Non-basic variables that can move, and with them a sum at issue.
+  std::set<Var> candidates() const {
+    std::set<Var> result;
+    for (const SharedSum& shared : sums_)
+      if (shared.is_at_issue)
+        for (const Monomial& monomial : s_.normal_form(shared.sum).movable) result.insert(monomial.var);
+    return result;
+  }
 
   /// How the variables and the sums change when `var` grows by 1.
   void collect_changes(Var var) {

@@ -135,7 +135,8 @@ class Solver {
   struct SharedSum {
     std::vector<Monomial> sum;
     QNumber constant;
-    int group = -1;  ///< known to be equal: sums of one group that have one value keep one value
+    int group = -1;           ///< known to be equal: sums of one group that have one value keep one value
+    bool is_at_issue = true;  ///< false: not worth a move, while others should not come to be equal to it
   };
   enum class Freedom : std::uint8_t {
     any,

@@ -173,7 +173,10 @@ TheoryManager::ModelFound TheoryManager::combine() {
   needed_.clear();
   find_needed_equalities();
   // Most of what seems needed is so by accident: the simplex method leaves many variables at one value.
-  if (!needed_.empty() && arithmetic.move_apart([&euf](Term term) { return euf.model_group(term); })) {
+  std::vector<Term> at_issue;
+  for (const auto& [a, b] : needed_) at_issue.insert(at_issue.end(), {a, b});
+  const auto group_of = [&euf](Term term) { return euf.model_group(term); };
+  if (!needed_.empty() && arithmetic.move_apart(at_issue, group_of)) {
     arithmetic.build_abstract_model();
     needed_.clear();
     find_needed_equalities();

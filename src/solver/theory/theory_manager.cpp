@@ -76,9 +76,13 @@ void TheoryManager::retract_atom(Term atom, dpll::Var var) {
   if (record(var).term == nullptr) return;
   for (std::size_t i = 0; i < solvers_.size(); ++i)
     if ((owners >> i & 1) != 0) solvers_[i]->retract_atom(var);
-  if (owners == 0) std::erase_if(unowned_, [var](const auto& entry) { return entry.second == var; });
-  if (is_numeric_equality(atom))
-    std::erase_if(numeric_equalities_, [var](const auto& entry) { return entry.second == var; });
+  // why the last: variables come in rising order, and the youngest goes first.
+  const auto drop_last = [var](std::vector<std::pair<Term, dpll::Var>>& told) {
+    assert(told.empty() || told.back().second <= var);
+    if (!told.empty() && told.back().second == var) told.pop_back();
+  };
+  drop_last(unowned_);
+  drop_last(numeric_equalities_);
   std::erase_if(late_, [var](dpll::Lit lit) { return lit.var() == var; });
   detector_.remove_atom(atom);
   if (numbers_matter_ != !detector_.functions().empty()) share_numbers();

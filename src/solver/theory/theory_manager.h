@@ -64,7 +64,8 @@ class TheoryManager : public dpll::TheoryHook {
   void retract_lemma(int id) override;
   /// TheoryIncomplete when the assignment passes and yet may be no model.
   ModelFound boolean_model_found() override;
-  void build_model() override;
+  /// Fixes the values of the theories' terms in the assignment that was found, until the next cancel_until().
+  void build_model();
   void recover() override;
 
   /// The function applications that the atoms mention, by function.

@@ -131,7 +131,6 @@ class ClauseTheory : public TheoryHook {
     ++retracted;
   }
   ModelFound boolean_model_found() override { return {}; }
-  void build_model() override {}
   void recover() override {}
 
  private:

@@ -186,6 +186,7 @@ class CheckedSystem {
       if (below_(3) == 0 && other != info.var) shared.sum.push_back({other, QNumber(-1, 2)});
       shared.constant = below_(3) == 0 ? 1 : 0;
       shared.group = static_cast<int>(below_(4));
+      shared.is_at_issue = below_(4) > 0;
     }
     std::vector<Solver::Freedom> freedom(static_cast<std::size_t>(last) + 1);
     for (Solver::Freedom& f : freedom) f = static_cast<Solver::Freedom>(below_(3) == 0 ? below_(3) : 0);

@@ -251,6 +251,7 @@ class RandomScript {
     std::vector<int> values(atoms_.size(), -1);
     const bool expected = brute_force(formula, values, 0);
     const dpll::Result result = engine_.search.solve(assumptions, true);
+    if (result == dpll::Result::satisfiable) engine_.manager.build_model();
     ASSERT_EQ(result == dpll::Result::satisfiable, expected);
     ++(expected ? satisfiable : unsatisfiable);
     if (expected) check_model(formula);
