@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cassert>
 
 #include "solver/dpll/dpll_solver.h"
 
@@ -42,7 +43,10 @@ std::span<const Lit> DpllSolver::reason_of(Lit lit) {
   VarState& var = vars_[index(lit.var())];
   if (var.reason == ref_theory) {
     explain(lit, true);
-    if (explanation_.size() < 2) return explanation_;
+    if (explanation_.size() < 2) {
+      rests_on_no_clause_ = true;
+      return explanation_;
+    }
     var.reason = store_theory_clause(explanation_);
   }
   return arena_[var.reason].span();
@@ -188,6 +192,7 @@ bool DpllSolver::learn_from(ClauseRef conflict) {
     unsat_level_ = 0;
     return false;
   }
+  rests_on_no_clause_ = false;
   const int back = analyze(conflict);
   const std::uint32_t lbd = compute_lbd(learnt_);
   for (Var var : last_level_vars_) {
@@ -196,6 +201,7 @@ bool DpllSolver::learn_from(ClauseRef conflict) {
       bump_var(var, var_increment_);
   }
   cancel_until(back);
+  assert(is_derivable_or_too_dear(learnt_));
   restarts_.learnt(lbd);
   ++stats_.learnt_clauses;
   stats_.learnt_literals += learnt_.size();

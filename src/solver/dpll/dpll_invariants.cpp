@@ -87,6 +87,43 @@ void DpllSolver::check_invariants(bool at_fixpoint) const {
   for (ClauseRef ref : learnts_) check_clause(ref);
 }
 
+// Does unit propagation over the clauses refute the negation of this one, which is being learnt? Looked at
+// now and then, and while there are few clauses, since each pass goes over all of them; else true.
+bool DpllSolver::is_derivable_or_too_dear(std::span<const Lit> clause) const {
+  constexpr std::size_t max_clauses = 3000;
+  constexpr std::uint64_t interval = 16;
+  if (rests_on_no_clause_ || stats_.conflicts % interval != 1 ||
+      clauses_.size() + learnts_.size() > max_clauses)
+    return true;
+  std::vector<std::uint8_t> is_false(values_.size(), 0);
+  const auto make_false = [&](Lit lit) {
+    is_false[lit.index()] = 1;
+    return is_false[(~lit).index()] != 0;  // a contradiction
+  };
+  for (const Lit fact : trail_)
+    if (vars_[index(fact.var())].level == 0) make_false(~fact);
+  for (const Lit lit : clause)
+    if (make_false(lit)) return true;
+  for (bool has_changed = true; has_changed;) {
+    has_changed = false;
+    for (const std::vector<ClauseRef>* list : {&clauses_, &learnts_})
+      for (const ClauseRef ref : *list) {
+        Lit open = lit_undef;
+        std::size_t num_open = 0;
+        for (const Lit lit : arena_[ref].span())
+          if (is_false[lit.index()] == 0) {
+            open = lit;
+            ++num_open;
+          }
+        if (num_open == 0) return true;
+        if (num_open > 1 || is_false[(~open).index()] != 0) continue;
+        make_false(~open);
+        has_changed = true;
+      }
+  }
+  return false;
+}
+
 bool DpllSolver::is_point(Var var) const {
   for (const Point& point : points_)
     if (point.lit.var() == var) return true;

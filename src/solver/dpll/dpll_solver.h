@@ -236,6 +236,9 @@ class DpllSolver : public ProxyMaker {
   void remove_vars(Var first);
   bool is_point(Var var) const;
 
+  // dpll_invariants.cpp
+  bool is_derivable_or_too_dear(std::span<const Lit> clause) const;
+
   // theory_link.cpp
   bool check_theory(bool approximate);
   void add_guard(std::vector<Lit>& lits) const;
@@ -313,6 +316,7 @@ class DpllSolver : public ProxyMaker {
   std::vector<Var> last_level_vars_;
   std::vector<Lit> theory_lits_;
   std::vector<Lit> explanation_;
+  bool rests_on_no_clause_ = false;  // the clause being learnt rests on an explanation that was not stored
   StampSet lbd_levels_;
   StampSet binary_marks_;
 

@@ -112,6 +112,7 @@ void Environment::find_unsat_assumptions() {
   for (std::size_t i = 0; i < all.size(); ++i)
     if (std::find(refuted.begin(), refuted.end(), literals[i]) != refuted.end())
       unsat_assumptions_.push_back(all[i]);
+  assert(is_refuted(asserted_formulas(), unsat_assumptions_));
 }
 
 const std::vector<Term>& Environment::unsat_core() const {
@@ -132,6 +133,22 @@ void Environment::note_conflict() {
     if (!refuted.contains(lit) || !met.insert(lit)) continue;
     (i < num_core_lits_ && generates_cores() ? unsat_core_ : unsat_assumptions_)
         .push_back(assumption_terms_[i]);
+  }
+}
+
+// Whether a solver of their own finds the formulas and assumptions to contradict each other, or finds
+// nothing.
+bool Environment::is_refuted(const std::vector<Term>& formulas, const std::vector<Term>& assumptions) {
+  Configuration config = config_;
+  config.unsat_core_generation = 0;
+  Environment fresh(config, this);
+  fresh.limits_.set_test(&limits_);
+  for (const Term formula : formulas) fresh.assert_formula(formula);
+  for (const Term assumption : assumptions) fresh.assert_formula(assumption);
+  try {
+    return fresh.check({}) != Answer::satisfiable;
+  } catch (const Exception&) {
+    return true;
   }
 }
 

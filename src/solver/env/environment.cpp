@@ -270,7 +270,8 @@ Environment::Answer Environment::search(const std::vector<Term>& assumptions) {
   if (*result == dpll::Result::unsatisfiable) {
     if (search.unsat_level() >= 0) unsat_level_ = search.unsat_level();
     note_conflict();
-    if (config_.unsat_core_minimization) minimize_core();
+    if (generates_cores() && config_.unsat_core_minimization) minimize_core();
+    assert(!generates_cores() || is_refuted(unsat_core_, unsat_assumptions_));
     return Answer::unsatisfiable;
   }
   model_waits_ = search_is_assigned_ = true;

@@ -135,6 +135,7 @@ class Environment {
   bool assume(Term literal, Term meaning);
   void note_conflict();
   void minimize_core();
+  bool is_refuted(const std::vector<Term>& formulas, const std::vector<Term>& assumptions);
   void find_unsat_assumptions();
   void settle_unsat_assumptions();
   Answer give_up(const std::string& reason);

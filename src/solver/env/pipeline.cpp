@@ -24,8 +24,8 @@ Pipeline::Pipeline(const Configuration& config, TermManager& terms, const Logger
                   &polarity_),
       cnf_(config, search_, polarity_) {
   theories_.set_search(&search_);
-  theories_.set_solvers(config.theory.euf.enabled ? &euf_ : nullptr,
-                        config.theory.la.enabled ? &arithmetic_ : nullptr);
+  if (config.theory.euf.enabled) theories_.add_solver(euf_);
+  if (config.theory.la.enabled) theories_.add_solver(arithmetic_);
   search_.set_theory(&theories_);
   search_.set_termination_test(termination);
   propagator_.set_termination_test(termination);
@@ -121,12 +121,6 @@ void Pipeline::pop_backtrack_point() {
 std::unique_ptr<ModelStore> Pipeline::make_model() {
   theories_.build_model();
   auto model = std::make_unique<ModelStore>(terms_, rewrites_.steps(), encoder_.quotient_by_zero());
-  const auto value_of = [this](Term term) -> Term {
-    QNumber number;
-    if (term->type()->is_number())
-      return arithmetic_.get_model_value(term, number) ? terms_.make_number(number) : nullptr;
-    return euf_.get_model_value(term);
-  };
   std::vector<Term> applications;
   StampSet seen;
   for (dpll::Var var = 0; var < search_.num_vars(); ++var) {
@@ -143,21 +137,20 @@ std::unique_ptr<ModelStore> Pipeline::make_model() {
           if (term->tag() != Tag::uninterpreted || term->type()->is_bool()) return;
           if (term->arity() > 0)
             applications.push_back(term);
-          else if (const Term value = value_of(term))
+          else if (const Term value = theories_.get_model_value(term))
             model->set_constant(term, value);
         });
   }
   // An application's arguments are older, so in order of id they have their values before it.
   std::sort(applications.begin(), applications.end(), TermIdLess());
   for (Term application : applications)
-    if (const Term value = value_of(application)) model->set_application(application, value);
+    if (const Term value = theories_.get_model_value(application)) model->set_application(application, value);
   for (dpll::Var var = 0; var < search_.num_vars(); ++var) {
     const Term atom = search_.term_of(var);
     const dpll::lbool truth = search_.model_value(var);
     if (atom == nullptr || atom->tag() != Tag::uninterpreted || atom->arity() == 0) continue;
-    // what the search says counts only if it was told the theory
-    const Term value = config_.theory.euf.enabled ? value_of(atom) : nullptr;
-    if (value != nullptr)
+    // what the search says counts only where no theory was told
+    if (const Term value = theories_.get_model_value(atom))
       model->set_application(atom, value);
     else if (!dpll::is_undef(truth))
       model->set_application(atom, terms_.make_bool(truth == dpll::l_true));

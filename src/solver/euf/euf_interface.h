@@ -25,6 +25,7 @@ class EufSolverInterface : public TheorySolver {
   void set_termination_test(TerminationTest* test) { termination_ = test; }
 
   const char* get_name() const override { return "euf"; }
+  Part part() const override { return Part::congruence; }
   bool tell_atom(Term atom, dpll::Var var) override;
   void retract_atom(dpll::Var var) override;
   void new_decision_level() override;
@@ -47,7 +48,7 @@ class EufSolverInterface : public TheorySolver {
 
   /// The value of a term that is no number in the model: true, false or a constant of its type that stands
   /// for its class; null for a term that is unknown here or a number.
-  Term get_model_value(Term term) const;
+  Term get_model_value(Term term) const override;
 
   const Solver& solver() const { return solver_; }
 

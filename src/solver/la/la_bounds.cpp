@@ -219,6 +219,12 @@ void Solver::pop_entry() {
 }
 
 bool Solver::push(ConstraintId constraint) {
+  const bool holds = push_constraint(constraint);
+  assert(holds || is_conflict_proved());
+  return holds;
+}
+
+bool Solver::push_constraint(ConstraintId constraint) {
   assert(!in_conflict_);
   Atom& atom = atoms_[index(constraint) / 2];
   assert(atom.alive && (atom.state & (asserted_true | asserted_false)) == 0);
@@ -319,7 +325,7 @@ ConstraintId Solver::next_implied() {
 }
 
 std::span<const ConstraintId> Solver::reason(ConstraintId constraint) const {
-  assert(is_implied(constraint));
+  assert(is_implied(constraint) && is_reason_proved(constraint));
   const Implication& implication = implications_[index(implication_of_[index(constraint)])];
   return {reasons_.data() + implication.reason_begin, implication.reason_size};
 }

@@ -372,6 +372,12 @@ void LaSolverInterface::require_model() {
 
 void LaSolverInterface::build_model() { concretize(); }
 
+Term LaSolverInterface::get_model_value(Term term) const {
+  QNumber value;
+  const bool is_known = model_is_built_ && term->type()->is_number() && mapper_.evaluate_model(term, value);
+  return is_known ? terms_.make_number(value) : nullptr;
+}
+
 void LaSolverInterface::recover() {
   arrived_.clear();
   conflict_.clear();

@@ -40,6 +40,7 @@ class LaSolverInterface : public TheorySolver {
   void set_termination_test(TerminationTest* test) { solver_->set_termination_test(test); }
 
   const char* get_name() const override { return "la"; }
+  Part part() const override { return Part::numbers; }
   bool tell_atom(Term atom, dpll::Var var) override;
   void retract_atom(dpll::Var var) override;
   void new_decision_level() override;
@@ -65,11 +66,9 @@ class LaSolverInterface : public TheorySolver {
   void build_model() override;
   void recover() override;
 
-  /// The value of a linear term in the model; false if there is no model or a part of the term is unknown
+  /// The value of a linear term in the model; null if there is no model or a part of the term is unknown
   /// here.
-  bool get_model_value(Term term, QNumber& value) const {
-    return model_is_built_ && mapper_.evaluate_model(term, value);
-  }
+  Term get_model_value(Term term) const override;
 
   const Statistics& statistics() const { return statistics_; }
   const Solver& solver() const { return *solver_; }

@@ -1,6 +1,7 @@
 #include "solver/la/la_solver.h"
 
 #include <algorithm>
+#include <map>
 
 namespace vesk::la {
 
@@ -38,10 +39,57 @@ bool Solver::check_invariants() const {
   if (open != open_) return false;
   for (const Implication& implication : implications_) {
     if (implication.constraint == null_constraint) continue;
-    for (const ConstraintId c : reason(implication.constraint))
+    for (std::uint32_t i = 0; i < implication.reason_size; ++i) {
+      const ConstraintId c = reasons_[implication.reason_begin + i];
       if (c <= 1 || !is_asserted(c)) return false;
+    }
   }
   return to_check_.empty();
+}
+
+bool Solver::is_contradictory(std::span<const ConstraintId> constraints) const {
+  Options options;
+  options.deduction = options.elimination = options.proves_again = false;
+  Solver fresh(options);
+  std::map<Var, Var> copies;
+  const auto copy = [&](Var var) {
+    const auto [at, is_new] = copies.emplace(var, null_var);
+    if (is_new) at->second = fresh.new_var();
+    return at->second;
+  };
+  // why the rows of other basic variables do not matter: those have no bound here, and occur in no other row.
+  for (const ConstraintId c : constraints) {
+    const Var var = constraint_var(c);
+    if (copies.contains(var) || !tableau_.is_basic(var)) continue;
+    std::vector<Monomial> definition;
+    for (const Tableau::RowEntry& entry : tableau_.row(tableau_.row_of(var)))
+      if (entry.var != var) definition.push_back({copy(entry.var), entry.coeff});
+    copies.emplace(var, fresh.new_slack(definition));
+  }
+  for (const ConstraintId c : constraints) {
+    const Constraint& demand = constraints_[index(c)];
+    // Only the atom itself is asserted; what its negation would be does not matter.
+    const AtomId atom = demand.kind == ConstraintKind::disequal
+                            ? fresh.add_equal(copy(demand.var), demand.value.c)
+                            : fresh.add_atom(copy(demand.var), demand.kind, demand.value,
+                                             demand.kind == ConstraintKind::equal   ? ConstraintKind::disequal
+                                             : demand.kind == ConstraintKind::lower ? ConstraintKind::upper
+                                                                                    : ConstraintKind::lower,
+                                             demand.value);
+    if (!fresh.push(demand.kind == ConstraintKind::disequal ? 2 * atom + 1 : 2 * atom)) return true;
+  }
+  return !fresh.check(false);
+}
+
+bool Solver::is_conflict_proved() const { return !options_.proves_again || is_contradictory(conflict_); }
+
+bool Solver::is_reason_proved(ConstraintId constraint) const {
+  if (!options_.proves_again) return true;
+  std::vector<ConstraintId> constraints(1, constraint ^ 1);
+  const Implication& implication = implications_[index(implication_of_[index(constraint)])];
+  for (std::uint32_t i = 0; i < implication.reason_size; ++i)
+    constraints.push_back(reasons_[implication.reason_begin + i]);
+  return is_contradictory(constraints);
 }
 
 }  // namespace vesk::la

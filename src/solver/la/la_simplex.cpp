@@ -34,7 +34,7 @@ bool Solver::check(bool approximate) {
   }
   if (satisfiable && options_.deduction) deduce(first_new_bound);
   clear_touched_rows();
-  assert(check_invariants());
+  assert(check_invariants() && (satisfiable || is_conflict_proved()));
   return satisfiable;
 }
 

@@ -44,6 +44,8 @@ class Solver {
     bool deduction = true;     ///< find implied atoms
     bool elimination = true;   ///< take variables without atoms out of the tableau
     int greedy_threshold = 0;  ///< pivots before Bland's rule; 0: by the number of variables, at least 20
+    /// In builds with assertions: prove conflicts and reasons again. Off in the solver that proves them.
+    bool proves_again = true;
   };
   struct Statistics {
     std::uint64_t checks = 0;
@@ -174,8 +176,12 @@ class Solver {
   const Statistics& statistics() const { return statistics_; }
 
   /// The invariants, from scratch: rows are solved and sum to zero, the stack gives the bounds, checked
-  /// bounds hold, and every reason entails what it is the reason of.
+  /// bounds hold, and every reason is asserted.
   bool check_invariants() const;
+  /// Whether the constraints contradict each other: a new solver finds out, which knows nothing but them and
+  /// the rows of their variables. Builds with assertions ask of every conflict, and of every reason that is
+  /// asked for, together with the negation of what it implies.
+  bool is_contradictory(std::span<const ConstraintId> constraints) const;
 
  protected:
   /// Called at the end of every complete check; an optimising solver moves on to its optimum here.
@@ -234,6 +240,7 @@ class Solver {
   ConstraintId upper_side(AtomId atom) const;
   void insert_sorted(AtomId atom);
   void imply_new_atom(AtomId atom);
+  bool push_constraint(ConstraintId constraint);
   bool push_lower(ConstraintId constraint);
   bool push_upper(ConstraintId constraint);
   bool push_disequal(ConstraintId constraint);
@@ -286,6 +293,8 @@ class Solver {
     const ConstraintId lower = lower_[index(var)], upper = upper_[index(var)];
     return lower != null_constraint && upper != null_constraint && bound(lower) == bound(upper);
   }
+  bool is_conflict_proved() const;
+  bool is_reason_proved(ConstraintId constraint) const;
   bool is_open(AtomId atom) const { return atoms_[index(atom)].state == 0; }
 
   // la_diseq.cpp

@@ -9,23 +9,20 @@ TheoryManager::TheoryManager(const Configuration::Theory& config, TermManager& t
                              PolarityChecker* polarity, const Logger& log)
     : config_(config), terms_(terms), polarity_(polarity), log_(log) {}
 
-void TheoryManager::set_solvers(TheorySolver* euf, TheorySolver* arithmetic) {
-  solvers_.clear();
-  euf_ = arithmetic_ = -1;
-  if (euf != nullptr) {
-    euf_ = static_cast<int>(solvers_.size());
-    solvers_.push_back(euf);
+void TheoryManager::add_solver(TheorySolver& solver) {
+  const int place = static_cast<int>(solvers_.size());
+  assert(place < 8 * static_cast<int>(sizeof(AtomRecord::owners)));
+  solvers_.push_back(&solver);
+  switch (solver.part()) {
+    case TheorySolver::Part::congruence: euf_ = place; break;
+    case TheorySolver::Part::numbers: arithmetic_ = place; break;
+    case TheorySolver::Part::none: break;
   }
-  if (arithmetic != nullptr) {
-    arithmetic_ = static_cast<int>(solvers_.size());
-    solvers_.push_back(arithmetic);
-  }
-  detector_.set_solvers(euf, arithmetic);
+  const auto at = [this](int i) { return i < 0 ? nullptr : solvers_[static_cast<std::size_t>(i)]; };
+  detector_.set_solvers(at(euf_), at(arithmetic_));
   if (!config_.eq_propagation) return;
-  for (TheorySolver* solver : solvers_) {
-    equations_.subscribe(solver);
-    solver->set_eq_propagator(&equations_);
-  }
+  equations_.subscribe(&solver);
+  solver.set_eq_propagator(&equations_);
 }
 
 bool TheoryManager::tell_atom(Term atom, dpll::Var var) {
@@ -248,9 +245,13 @@ TheoryManager::ModelFound TheoryManager::boolean_model_found() {
 }
 
 void TheoryManager::build_model() {
-  // Arithmetic first: uninterpreted functions of numbers take their values from it.
-  if (arithmetic_ >= 0) solvers_[static_cast<std::size_t>(arithmetic_)]->build_model();
-  if (euf_ >= 0) solvers_[static_cast<std::size_t>(euf_)]->build_model();
+  for (TheorySolver* solver : solvers_) solver->build_model();
+}
+
+Term TheoryManager::get_model_value(Term term) const {
+  for (const TheorySolver* solver : solvers_)
+    if (const Term value = solver->get_model_value(term)) return value;
+  return nullptr;
 }
 
 void TheoryManager::recover() {

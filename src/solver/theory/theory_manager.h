@@ -44,8 +44,9 @@ class TheoryManager : public dpll::TheoryHook {
 
   /// The search; set before the first atom is told.
   void set_search(dpll::ProxyMaker* search) { search_ = search; }
-  /// The solvers, each null if it is not to take part; set before the first atom is told.
-  void set_solvers(TheorySolver* euf, TheorySolver* arithmetic);
+  /// One more theory, which outlives this object; before the first atom is told. The theories are asked in
+  /// the order in which they come here.
+  void add_solver(TheorySolver& solver);
   void set_termination_test(TerminationTest* test) { termination_ = test; }
 
   bool tell_atom(Term atom, dpll::Var var) override;
@@ -66,6 +67,8 @@ class TheoryManager : public dpll::TheoryHook {
   ModelFound boolean_model_found() override;
   /// Fixes the values of the theories' terms in the assignment that was found, until the next cancel_until().
   void build_model();
+  /// Only after build_model(); null for a term that no theory has a value for.
+  Term get_model_value(Term term) const;
   void recover() override;
 
   /// The function applications that the atoms mention, by function.

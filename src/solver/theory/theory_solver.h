@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <span>
 #include <vector>
@@ -54,6 +55,11 @@ class TheorySolver {
   TheorySolver& operator=(const TheorySolver&) = delete;
 
   virtual const char* get_name() const = 0;
+
+  /// What a theory is to the others where models are combined. At most one theory each is `congruence`, which
+  /// gives the classes of terms, and `numbers`, which gives the values of numeric terms.
+  enum class Part : std::uint8_t { none, congruence, numbers };
+  virtual Part part() const { return Part::none; }
 
   /// `var` stands for `atom`. True if this theory owns the atom: it is told its value then.
   virtual bool tell_atom(Term atom, dpll::Var var) = 0;
@@ -131,6 +137,12 @@ class TheorySolver {
   virtual void require_model() {}
   /// The assignment is a model: fixes the values that the theory gives until the next cancel_until().
   virtual void build_model() {}
+  /// The value of a term in that model: true, false, a number, or a constant of the term's type that stands
+  /// for one. Null if it is another theory that knows.
+  virtual Term get_model_value(Term term) const {
+    static_cast<void>(term);
+    return nullptr;
+  }
 
   /// After an exception left a check half done.
   virtual void recover() {}

@@ -32,7 +32,8 @@ struct Engine {
            std::make_unique<la::Solver>(la::LaSolverInterface::solver_options(config.theory.la)), nullptr),
         manager(config.theory, terms, nullptr, log) {
     manager.set_search(&search);
-    manager.set_solvers(&euf, &la);
+    manager.add_solver(euf);
+    manager.add_solver(la);
     search.set_theory(&manager);
     search.set_invariants_interval(1);
   }
@@ -291,14 +292,9 @@ class RandomScript {
       applications.insert(applications.end(), function.applications.begin(), function.applications.end());
     std::sort(applications.begin(), applications.end(), TermIdLess());  // inner ones first
     for (const Term application : applications) {
-      std::string value;
-      if (application->type()->is_bool()) {
-        value = engine_.euf.get_model_value(application)->to_str();
-      } else {
-        QNumber number;
-        ASSERT_TRUE(engine_.la.get_model_value(application, number));
-        value = number.to_str();
-      }
+      const Term known = engine_.manager.get_model_value(application);
+      ASSERT_NE(known, nullptr);
+      const std::string value = known->to_str();
       const auto [row, is_new] = table_.emplace(key(application), value);
       ASSERT_TRUE(is_new || row->second == value) << application->to_str() << " has two values";
     }
@@ -318,7 +314,8 @@ class RandomScript {
     if (term->tag() == Tag::times) return evaluate(term->child(0)) * evaluate(term->child(1));
     QNumber value;
     if (term->arity() == 0) {
-      engine_.la.get_model_value(term, value);  // 0 where nothing constrains it
+      // 0 where nothing constrains it
+      if (const Term known = engine_.manager.get_model_value(term)) value = known->number();
     } else {
       const auto row = table_.find(key(term));
       if (row != table_.end() && !QNumber::from_str(row->second, &value)) ADD_FAILURE() << row->second;
@@ -455,6 +452,79 @@ TEST(TheoryCombination, TermsEqualByAccidentAreMovedApartInsteadOfCompared) {
     const std::string all = text;
     vesk_free(text);
     EXPECT_NE(all.find("interface_equalities 0\n"), std::string::npos) << all;
+  }
+}
+
+/// At most one of the applications of one predicate is true.
+class AtMostOne : public TheorySolver {
+ public:
+  explicit AtMostOne(const Symbol* predicate) : predicate_(predicate) {}
+  const char* get_name() const override { return "at most one"; }
+  bool tell_atom(Term atom, dpll::Var var) override {
+    if (atom->symbol() == predicate_) told_.push_back(var);
+    return atom->symbol() == predicate_;
+  }
+  void retract_atom(dpll::Var var) override { std::erase(told_, var); }
+  void new_decision_level() override { marks_.push_back({true_.size(), implied_.size()}); }
+  void cancel_until(int level) override {
+    if (static_cast<std::size_t>(level) >= marks_.size()) return;
+    true_.resize(marks_[static_cast<std::size_t>(level)].first);
+    implied_.resize(marks_[static_cast<std::size_t>(level)].second);
+    next_ = std::min(next_, implied_.size());
+    marks_.resize(static_cast<std::size_t>(level));
+  }
+  bool assume(Lit lit) override {
+    if (lit.negated()) return true;
+    true_.push_back(lit);
+    if (true_.size() > 1) return false;
+    for (const dpll::Var var : told_)
+      if (var != lit.var()) implied_.push_back(Lit(var, true));
+    return true;
+  }
+  bool check(bool) override { return true_.size() < 2; }
+  void get_conflict(std::vector<Lit>& lits) override { lits.assign(true_.begin(), true_.begin() + 2); }
+  Lit get_next_implied() override { return next_ < implied_.size() ? implied_[next_++] : dpll::lit_undef; }
+  bool get_explanation(Lit, bool, std::vector<Lit>& reasons) override {
+    reasons.assign(1, true_.front());
+    return true;
+  }
+
+ private:
+  const Symbol* predicate_;
+  std::vector<dpll::Var> told_;
+  std::vector<Lit> true_, implied_;
+  std::vector<std::pair<std::size_t, std::size_t>> marks_;
+  std::size_t next_ = 0;
+};
+
+// The predicate holds of one x, as the third theory says, so all x that it holds of by the clauses are equal
+// to none of the others; congruence closure and arithmetic own the same atoms and the arguments.
+TEST(TheoryCombination, TakesFurtherTheoriesThatShareAtomsWithTheOthers) {
+  for (const bool with_third : {false, true}) {
+    Engine engine{Configuration()};
+    TermManager& terms = engine.terms;
+    const Type* real = terms.types().rational();
+    const Symbol* p = terms.declare("p", terms.types().function_type({real}, terms.types().boolean()));
+    AtMostOne third(p);
+    if (with_third) engine.manager.add_solver(third);
+    constexpr int n = 5;
+    std::vector<Term> x, holds;
+    for (int i = 0; i < n; ++i) {
+      x.push_back(terms.make_constant(terms.declare("x" + std::to_string(i), real)));
+      holds.push_back(terms.make_uf(p, {&x.back(), 1}));
+    }
+    // Of each pair of neighbours the predicate holds of at least one, or they are equal.
+    for (int i = 0; i + 1 < n; ++i)
+      engine.search.add_clause(std::vector<Lit>{engine.lit(holds[i], false), engine.lit(holds[i + 1], false),
+                                                engine.lit(terms.make_equal(x[i], x[i + 1]), false)});
+    const Term apart = terms.make_leq(terms.make_plus(x[1], terms.make_number(QNumber(1))), x[0]);
+    const Term far = terms.make_leq(terms.make_plus(x[3], terms.make_number(QNumber(1))), x[4]);
+    const std::vector<Lit> both{engine.lit(apart, false), engine.lit(far, false)};
+    const std::span<const Lit> all(both);
+    EXPECT_EQ(engine.search.solve(all.first(1)), dpll::Result::satisfiable);
+    // Both ends are cut off from the middle: two pairs need an application each.
+    EXPECT_EQ(engine.search.solve(all), with_third ? dpll::Result::unsatisfiable : dpll::Result::satisfiable);
+    EXPECT_EQ(engine.search.solve(all.last(1)), dpll::Result::satisfiable);
   }
 }
 
