@@ -55,7 +55,7 @@ double seconds_of(F&& action) {
 /// One conversation with the solver. The check takes the assertions in first, so that a check under the
 /// assumption `false` measures nothing but that.
 Outcome run_veskor(const Instance& instance, const Settings& settings) {
-  const auto converse = [&](const char* check, double* seconds) {
+  const auto converse = [&](const std::string& check, double* seconds) {
     std::ostringstream answers;
     smtlib::Interpreter interpreter(answers);
     for (const std::string& option : settings.options) {
@@ -68,13 +68,11 @@ Outcome run_veskor(const Instance& instance, const Settings& settings) {
     std::istringstream script("(set-logic " + instance.logic + ")" + instance.script), last(check);
     interpreter.run(script, instance.name);
     *seconds = seconds_of([&] { interpreter.run(last, "check"); });
-    std::string status = answers.str();
-    status.erase(std::min(status.find('\n'), status.size()));
-    return std::make_pair(status, interpreter.statistics());
+    return std::make_pair(answers.str(), interpreter.statistics());
   };
   Outcome outcome;
   converse("(check-sat-assuming (false))", &outcome.intake_seconds);
-  const auto [status, counters] = converse("(check-sat)", &outcome.seconds);
+  const auto [status, counters] = converse(instance.check, &outcome.seconds);
   outcome.status = status;
   std::istringstream lines(counters);
   std::string name;
@@ -83,7 +81,23 @@ Outcome run_veskor(const Instance& instance, const Settings& settings) {
 }
 
 #ifdef ZORVEL_HAS_Z3
+/// Checks and levels as the script has them.
+Outcome run_z3_script(const Instance& instance, const Settings& settings) {
+  const Z3_config config = Z3_mk_config();
+  const Z3_context context = Z3_mk_context(config);
+  Z3_del_config(config);
+  const std::string limit = std::to_string(static_cast<unsigned>(settings.limit_seconds * 1000));
+  const std::string begin = "(set-option :timeout " + limit + ")(set-logic " + instance.logic + ")";
+  Z3_eval_smtlib2_string(context, (begin + instance.script).c_str());
+  Outcome outcome;
+  outcome.seconds =
+      seconds_of([&] { outcome.status = Z3_eval_smtlib2_string(context, instance.check.c_str()); });
+  Z3_del_context(context);
+  return outcome;
+}
+
 Outcome run_z3(const Instance& instance, const Settings& settings) {
+  if (instance.check != Instance().check) return run_z3_script(instance, settings);
   const Z3_config config = Z3_mk_config();
   const Z3_context context = Z3_mk_context(config);
   Z3_del_config(config);
@@ -99,7 +113,7 @@ Outcome run_z3(const Instance& instance, const Settings& settings) {
   Outcome outcome;
   Z3_lbool status = Z3_L_UNDEF;
   outcome.seconds = seconds_of([&] { status = Z3_solver_check(context, solver); });
-  outcome.status = status == Z3_L_TRUE ? "sat" : status == Z3_L_FALSE ? "unsat" : "unknown";
+  outcome.status = status == Z3_L_TRUE ? "sat\n" : status == Z3_L_FALSE ? "unsat\n" : "unknown\n";
   Z3_params_dec_ref(context, params);
   Z3_solver_dec_ref(context, solver);
   Z3_del_context(context);
@@ -111,7 +125,13 @@ Outcome run_z3(const Instance&, const Settings&) { return {}; }
 constexpr bool has_z3 = false;
 #endif
 
-bool is_decided(const Outcome& outcome) { return outcome.status == "sat" || outcome.status == "unsat"; }
+/// Nothing is known of what was asked after a limit was reached.
+bool is_decided(const Outcome& outcome) {
+  return outcome.status != "-" && outcome.status.find("unknown") == std::string::npos;
+}
+
+/// The first answer, for the table.
+std::string first_line(const std::string& text) { return text.substr(0, text.find('\n')); }
 
 void keep_best(Outcome& best, Outcome next) {
   if (best.status == "-" || next.seconds < best.seconds) {
@@ -128,7 +148,7 @@ void write(const Instance& instance, const std::string& folder) {
   for (char& c : name)
     if (std::isalnum(static_cast<unsigned char>(c)) == 0) c = '_';
   std::ofstream out(folder + '/' + name + ".smt2");
-  out << "(set-logic " << instance.logic << ")\n" << instance.script << "(check-sat)\n";
+  out << "(set-logic " << instance.logic << ")\n" << instance.script << instance.check;
   if (!out.flush()) throw CLI::ValidationError("--write", "cannot write in '" + folder + "'");
 }
 
@@ -146,7 +166,7 @@ bool compare(const Instance& instance, const Settings& settings,
   const long assertions = std::count(instance.script.begin(), instance.script.end(), '\n');
   const double propagations = ours.counters["propagations"];
   std::printf("%-18s %7ld  %-7s %9.3f %9.3f %7.2f %9.0f %11.0f %6.2f %9.0f %8.3f\n", instance.name.c_str(),
-              assertions, ours.status.c_str(), ours.seconds, theirs.seconds, has_z3 ? ratio : 0.0,
+              assertions, first_line(ours.status).c_str(), ours.seconds, theirs.seconds, has_z3 ? ratio : 0.0,
               ours.counters["conflicts"], propagations, propagations / std::max(ours.seconds, 1e-6) / 1e6,
               ours.counters["pivots"], ours.intake_seconds);
   std::fflush(stdout);

@@ -423,6 +423,130 @@ Instance random_3sat(int variables, unsigned seed) {
   return {"random 3-SAT", name.str(), "QF_UF", out.str()};
 }
 
+Instance ite_sum(int summands) {
+  std::ostringstream out;
+  int most = 0;
+  std::vector<std::string> sum;
+  for (int i = 1; i <= summands; ++i) {
+    out << "(declare-const " << numbered("p", i) << " Bool)\n";
+    sum.push_back("(ite " + numbered("p", i) + ' ' + std::to_string(i) + " 0)");
+    most += i;
+  }
+  out << "(assert " << op("<", number(most), cat(sum, "+", "0")) << ")\n";
+  return {"sums of choices", "itesum(" + std::to_string(summands) + ")", "QF_LRA", out.str()};
+}
+
+Instance accidental_equalities(int terms) {
+  std::ostringstream out;
+  out << "(declare-fun f (Real) Real)\n";
+  for (int i = 0; i < terms; ++i) out << "(declare-const " << numbered("x", i) << " Real)\n";
+  const auto value = [](int i) { return "(f " + numbered("x", i) + ')'; };
+  for (int i = 1; i < terms; ++i) out << "(assert " << op("<", value(i - 1), value(i)) << ")\n";
+  return {"accidental", "accident(" + std::to_string(terms) + ")", "QF_UFLRA", out.str()};
+}
+
+Instance distinct_numbers(int count) {
+  std::ostringstream out, all;
+  for (int i = 0; i < count; ++i) {
+    out << "(declare-const " << numbered("x", i) << " Real)\n";
+    all << ' ' << numbered("x", i);
+  }
+  out << "(assert (distinct" << all.str() << "))\n";
+  return {"distinct", "distinct(" + std::to_string(count) + ")", "QF_LRA", out.str()};
+}
+
+Instance levels(LevelKind kind, int count) {
+  std::ostringstream out, check;
+  const bool has_sort = kind == LevelKind::functions;
+  const std::string sort = has_sort ? "U" : "Real";
+  if (has_sort) out << "(declare-sort U 0)\n";
+  out << "(declare-fun f (" << sort << ") " << sort << ")\n";
+  for (int i = 0; i <= count; ++i) out << "(declare-const " << numbered("x", i) << ' ' << sort << ")\n";
+  for (int i = 1; i <= count; ++i) {
+    const std::string x = numbered("x", i), last = numbered("x", i - 1),
+                      early = numbered("x", std::max(i - 3, 0));
+    check << "(push 1)\n(assert ";
+    if (kind == LevelKind::bounds)
+      check << op("or", op("<=", op("+", last, number(1 + i % 7)), x),
+                  op("<=", op("+", x, number(1 + i % 5)), last))
+            << ")\n(assert " << op("<=", op("+", x, early), number(10 * count));
+    else
+      check << op("or", equal(x, "(f " + last + ')'),
+                  has_sort ? equal("(f " + x + ')', last) : op("<=", "(+ 1 (f " + x + "))", last))
+            << ")\n(assert " << negated(equal(x, early));
+    check << ")\n(check-sat)\n";
+  }
+  for (int i = 0; i < count; ++i) check << "(pop 1)\n(check-sat)\n";
+  const char* name = has_sort ? "uf" : kind == LevelKind::bounds ? "lra" : "uflra";
+  return {"levels", std::string("levels(") + name + ',' + std::to_string(count) + ')',
+          has_sort                    ? "QF_UF"
+          : kind == LevelKind::bounds ? "QF_LRA"
+                                      : "QF_UFLRA",
+          out.str(), check.str()};
+}
+
+Instance multiplier_miter(int bits) {
+  std::ostringstream out;
+  const auto define = [&](const std::string& name, const std::string& value) {
+    out << "(define-fun " << name << " () Bool " << value << ")\n";
+    return name;
+  };
+  for (const char* name : {"a", "b"})
+    for (int i = 0; i < bits; ++i) out << "(declare-const " << numbered(name, i) << " Bool)\n";
+  // Row by row: the shifted first factor is added where the second one has a bit.
+  const auto multiply = [&](const char* product, const char* a, const char* b) {
+    std::vector<std::string> sum(static_cast<std::size_t>(2 * bits), "false");
+    for (int row = 0; row < bits; ++row) {
+      std::string carry = "false";
+      for (int i = 0; row + i < 2 * bits; ++i) {
+        const std::string here = numbered(numbered(product, row), i);
+        std::string& place = sum[static_cast<std::size_t>(row + i)];
+        const std::string bit = i < bits ? op("and", numbered(a, i), numbered(b, row)) : "false";
+        const std::string in = define("i" + here, bit);
+        const std::string half = define("h" + here, op("xor", place, in));
+        const std::string next = define("c" + here, op("or", op("and", place, in), op("and", half, carry)));
+        place = define("s" + here, op("xor", half, carry));
+        carry = next;
+      }
+    }
+    return sum;
+  };
+  const std::vector<std::string> left = multiply("l", "a", "b"), right = multiply("r", "b", "a");
+  std::vector<std::string> differ;
+  for (std::size_t i = 0; i < left.size(); ++i) differ.push_back(op("xor", left[i], right[i]));
+  out << "(assert " << any_of(differ) << ")\n";
+  return {"miters", "miter(" + std::to_string(bits) + ")", "QF_UF", out.str()};
+}
+
+Instance quasigroup(int order, bool is_strict) {
+  std::ostringstream out;
+  const auto is = [](int x, int y, int z) { return numbered(numbered(numbered("m", x), y), z); };
+  for (int x = 0; x < order; ++x)
+    for (int y = 0; y < order; ++y)
+      for (int z = 0; z < order; ++z) out << "(declare-const " << is(x, y, z) << " Bool)\n";
+  const auto exactly_one = [&](const std::function<std::string(int)>& literal) {
+    std::vector<std::string> some;
+    for (int i = 0; i < order; ++i) {
+      some.push_back(literal(i));
+      for (int j = 0; j < i; ++j)
+        out << "(assert " << op("or", negated(literal(i)), negated(literal(j))) << ")\n";
+    }
+    out << "(assert " << any_of(some) << ")\n";
+  };
+  for (int x = 0; x < order; ++x) {
+    out << "(assert " << is(x, x, x) << ")\n";
+    for (int y = 0; y < order; ++y) {
+      exactly_one([&](int z) { return is(x, y, z); });
+      exactly_one([&](int z) { return is(x, z, y); });
+      exactly_one([&](int z) { return is(z, x, y); });
+      for (int z = 0; z < order && is_strict; ++z)
+        out << "(assert " << op("or", negated(is(x, y, z)), is(z, y, x)) << ")\n";
+    }
+  }
+  return {"quasigroups", std::string(is_strict ? "qgs(" : "qg(") + std::to_string(order) + ")", "QF_UF",
+          out.str()};
+}
+
 std::vector<Instance> all_instances(bool quick) {
   std::vector<Instance> list{match_cellar(4, 2, 12), match_cellar(6, 3, 13), battery(5, 9),
                              battery(5, 11),         battery(8, 10),         diamonds(20),
@@ -451,7 +575,23 @@ std::vector<Instance> all_instances(bool quick) {
     for (int makespan : {shop.best, shop.best - 1})
       list.push_back(job_shop(shop.jobs, shop.machines, shop.seed, makespan));
   }
+  for (const LevelKind kind : {LevelKind::bounds, LevelKind::functions, LevelKind::functions_of_numbers})
+    for (const int count : {50, 100}) list.push_back(levels(kind, count));
+  for (const int summands : {20, 200}) list.push_back(ite_sum(summands));
+  for (const int terms : {20, 60}) list.push_back(accidental_equalities(terms));
+  for (const Instance& instance :
+       {distinct_numbers(50), multiplier_miter(4), quasigroup(6, false), quasigroup(6, true)})
+    list.push_back(instance);
   if (quick) return list;
+  for (const LevelKind kind : {LevelKind::bounds, LevelKind::functions, LevelKind::functions_of_numbers})
+    for (const int count : {250, 500, 1000}) list.push_back(levels(kind, count));
+  for (const int count : {375, 750}) list.push_back(distinct_numbers(count));
+  list.push_back(accidental_equalities(200));
+  for (const int bits : {5, 6, 7}) list.push_back(multiplier_miter(bits));
+  for (const int order : {9, 10, 11, 12}) list.push_back(quasigroup(order, true));
+  list.push_back(quasigroup(14, false));
+  for (const Shop& shop : {Shop{15, 5, 1, 95}, {20, 5, 1, 130}})
+    list.push_back(job_shop(shop.jobs, shop.machines, shop.seed, shop.best));
   for (int horizon : {16, 17}) list.push_back(match_cellar(6, 3, horizon));
   for (int horizon : {14, 16}) list.push_back(match_cellar(10, 5, horizon));
   list.push_back(logistics(2, 2, 4, 10));

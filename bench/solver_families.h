@@ -5,12 +5,13 @@
 
 namespace solver_bench {
 
-/// A formula as an SMT-LIB script without its check.
+/// A formula as an SMT-LIB script, and the commands of which the time is taken.
 struct Instance {
   std::string family;
   std::string name;
   std::string logic;
   std::string script;
+  std::string check = "(check-sat)\n";
 };
 
 /// Plans of at most `horizon` time points, state by state: real time points, one Boolean for each action and
@@ -36,6 +37,22 @@ Instance number_chains(int length);
 Instance pigeonhole(int holes);
 /// Clauses of three literals, 4.26 to a variable.
 Instance random_3sat(int variables, unsigned seed);
+
+/// A sum of choices between 0 and 1 to `summands` that is to be larger than all of them together.
+Instance ite_sum(int summands);
+/// `terms` numbers with nothing said of them but the order of the values that a function gives them.
+Instance accidental_equalities(int terms);
+/// So many numbers of which no two are equal.
+Instance distinct_numbers(int count);
+enum class LevelKind { bounds, functions, functions_of_numbers };
+/// Levels one on top of the other, each with a disjunction and a check, which are popped one by one, with a
+/// check after each.
+Instance levels(LevelKind kind, int count);
+/// That a product of two numbers of so many bits is the same the other way round, gate by gate.
+Instance multiplier_miter(int bits);
+/// A Latin square of this order with an element that is its own product in each place of the diagonal, and
+/// with `(x y) y = x` where `is_strict`.
+Instance quasigroup(int order, bool is_strict);
 
 /// All families, each around the sizes where it starts to be hard; `quick` keeps what takes well under a
 /// second.
