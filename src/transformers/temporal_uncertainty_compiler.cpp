@@ -134,7 +134,31 @@ void TemporalUncertaintyCompiler::do_computation() {
   }
   parts.metrics = metrics.metrics(unchanged);
   new_problem_ = parts.make(env());
+  is_cautious_ = has_uncertain_knot();
   ZORVEL_LOG(DEBUG) << "Temporal uncertainty compiling completed!";
+}
+
+/// Whether the new problem may ask for more than the input does.
+bool TemporalUncertaintyCompiler::has_uncertain_knot() const {
+  std::unordered_map<std::shared_ptr<FluentImpl>, int> effects;  // for look-ups
+  const auto is_knot = [&](Node* statement) {
+    Node* const body = F::is_temporal_expression(statement) ? statement->children[1] : statement;
+    return std::ranges::any_of(operands_of_conjunction(body), [&](Node* operand) {
+      if (!F::is_assign(operand)) return shadows_.shadows_in(operand).size() > 1;
+      if (!F::is_fluent_reference(operand->children[0])) return false;  // the duration
+      const auto target = factory().get_fluent_from_reference(operand->children[0]);
+      return !shadows_.shadows_in(operand->children[1]).empty() ||
+             (shadows_.has(target) && ++effects[target] > 1);
+    });
+  };
+  for (const auto& [name, action] : problem_->actions())
+    if (std::ranges::any_of(action->expressions(), is_knot)) return true;
+  return std::ranges::any_of(problem_->expressions(), [&](Node* statement) {
+    const bool is_timed = F::is_temporal_expression(statement);
+    const bool is_initial =
+        !is_timed || read_timing(factory(), statement->children[0]->children[0]) == Timing{true, 0};
+    return !is_initial && is_knot(statement);
+  });
 }
 
 Node* TemporalUncertaintyCompiler::condition_back(Node* post_condition) const {

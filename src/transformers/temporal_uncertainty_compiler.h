@@ -41,9 +41,9 @@ class TemporalUncertaintyCompiler : public OneToOneTransformer {
   /// elsewhere, or may end before one of its statements begins. An action whose bounds no duration of 0 or
   /// more keeps can never be taken, and is warned of.
   void do_computation() override;
-  /// With shadows: that they and their fluents are uncertain for the same reason is not seen, and nobody else
-  /// may write a fluent while it is uncertain.
-  bool may_lose_plans() const override { return !shadows_.all_shadows().empty(); }
+  /// Where a condition reads several uncertain fluents, which may be so for the same reason, where a value is
+  /// made of one, and where several effects write one, which may not happen while it is uncertain.
+  bool may_lose_plans() const override { return is_cautious_; }
 
  protected:
   /// What it says of shadows is left out.
@@ -54,8 +54,10 @@ class TemporalUncertaintyCompiler : public OneToOneTransformer {
   std::string get_fluent_fresh_name(const std::shared_ptr<FluentImpl>& fluent, bool sigma);
   void refuse_what_cannot_be_compiled() const;
   void make_shadow(const std::shared_ptr<FluentImpl>& fluent);
+  bool has_uncertain_knot() const;
 
   bool steps_are_atomic_;
+  bool is_cautious_ = false;
   FreshNames names_;
   ShadowFluents shadows_;
 };

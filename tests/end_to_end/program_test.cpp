@@ -361,13 +361,22 @@ TEST_F(Program, GoesOnToBetterPlansAndSaysWhatIsKnownOfThem) {
   EXPECT_EQ(overlapping.err, "zorvel: there is no plan in which no action overlaps itself\n");
   const fs::path unsure =
       write("unsure.anml",
-            "fluent boolean p := false; fluent boolean q := false;\n"
-            "action a() { duration :in [1, 3]; [end] p := true; };\ngoal [end] p and q;\n");
+            "fluent boolean p := false; fluent boolean q := false; fluent boolean r := false;\n"
+            "action a() { duration :in [1, 3]; [end] p := true; [end] r := true; };\n"
+            "action b() { duration := 1; [start] p == r; [start] p; [end] q := true; };\n"
+            "[3] p := false; goal [end] p and q; goal [end] not r;\n");
   const Result cautious = run("solve " + quoted(unsure));
   EXPECT_EQ(cautious.status, 3);
   EXPECT_EQ(
       cautious.err,
       "zorvel: no plan was found: what uncertain durations may do was taken to be worse than it may be\n");
+  // A fluent that one effect writes and conditions read by itself is seen as it is.
+  const fs::path sure = write("sure.anml",
+                              "fluent boolean p := false; fluent boolean q := false;\n"
+                              "action a() { duration :in [1, 3]; [end] p := true; };\ngoal [end] p and q;\n");
+  const Result refuted = run("solve " + quoted(sure));
+  EXPECT_EQ(refuted.status, 1);
+  EXPECT_EQ(refuted.err, "zorvel: there is no plan\n");
 }
 
 TEST_F(Program, TellsWhyAPlanIsInvalid) {
