@@ -200,7 +200,7 @@ Node* Compilation::goal_of_label(Node* label_reference, Node* statement) const {
   const std::string& label = factory_.get_name_from_label_reference(label_reference);
   const auto found = goals_of_labels_.find(label);
   if (found == goals_of_labels_.end())
-    throw InternalError("There is no contains with the label '")
+    throw UnsupportedProblemError("There is no contains with the label '")
         << label << "', which is used in: " << print_expression{statement};
   return found->second;
 }

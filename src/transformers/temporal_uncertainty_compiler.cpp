@@ -59,6 +59,16 @@ void TemporalUncertaintyCompiler::refuse_what_cannot_be_compiled() const {
         "The temporal uncertainty compiler cannot be applied to problems with increases and decreases!");
 }
 
+namespace {
+
+/// Whether a statement of the problem begins at its start.
+bool is_at_start(ExpressionFactory& factory, Node* statement) {
+  return !F::is_temporal_expression(statement) ||
+         read_timing(factory, statement->children[0]->children[0]) == Timing{true, 0};
+}
+
+}  // namespace
+
 void TemporalUncertaintyCompiler::make_shadow(const std::shared_ptr<FluentImpl>& fluent) {
   ParameterVector parameters;
   for (const auto& parameter : fluent->parameters())
@@ -127,10 +137,8 @@ void TemporalUncertaintyCompiler::do_computation() {
   parts.expressions.clear();
   parts.rewrite_statements([&](Node* statement) { return shadows_.expand(statement, true).front(); });
   for (Node* statement : problem_->expressions()) {
-    const bool is_timed = F::is_temporal_expression(statement);
-    const bool is_initial =
-        !is_timed || read_timing(factory(), statement->children[0]->children[0]) == Timing{true, 0};
-    for (Node* part : shadows_.expand(statement, is_initial)) parts.expressions.push_back(part);
+    for (Node* part : shadows_.expand(statement, is_at_start(factory(), statement)))
+      parts.expressions.push_back(part);
   }
   parts.metrics = metrics.metrics(unchanged);
   new_problem_ = parts.make(env());
@@ -154,10 +162,7 @@ bool TemporalUncertaintyCompiler::has_uncertain_knot() const {
   for (const auto& [name, action] : problem_->actions())
     if (std::ranges::any_of(action->expressions(), is_knot)) return true;
   return std::ranges::any_of(problem_->expressions(), [&](Node* statement) {
-    const bool is_timed = F::is_temporal_expression(statement);
-    const bool is_initial =
-        !is_timed || read_timing(factory(), statement->children[0]->children[0]) == Timing{true, 0};
-    return !is_initial && is_knot(statement);
+    return !is_at_start(factory(), statement) && is_knot(statement);
   });
 }
 

@@ -3,6 +3,7 @@
 #include "search/forward/guided/guided_planner.h"
 #include "search/support.h"
 #include "support/random_problems.h"
+#include "transformers/plan_quality.h"
 
 // The guided search against what is known of random problems, with each of its parts left out in turn, and
 // with both orders of the path.
@@ -22,13 +23,6 @@ GuidedParts parts_for(unsigned seed) {
     default: break;
   }
   return parts;
-}
-
-rational makespan_of(const TimeTriggeredPlan& plan) {
-  rational latest(0);
-  for (const auto& [start, steps] : plan.steps())
-    for (const auto& step : steps) latest = std::max(latest, start + step->duration);
-  return latest;
 }
 
 int makespan_in_ticks(const std::vector<timed::Step>& plan) {
@@ -67,7 +61,7 @@ void check_problem(const timed::Problem& problem, const std::vector<timed::Step>
   std::optional<rational> last;
   while (const auto plan = planner.next()) {
     EXPECT_TRUE(validator.check_validity(plan)) << validator.reason() << "\n" << exact_text(plan);
-    const rational makespan = makespan_of(*plan);
+    const rational makespan = model::makespan(*plan);
     EXPECT_EQ(makespan, planner.best_makespan());
     if (last) {
       EXPECT_LT(makespan, *last);

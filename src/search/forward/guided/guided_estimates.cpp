@@ -247,7 +247,7 @@ GuidedEstimates::Estimate GuidedEstimates::evaluate(const StateView& state) {
   assert(is_complete_);
   ++evaluation_;
   preferred_.clear();
-  preferred_chains_.clear();
+  counted_chains_.clear();
   for (const OpenChain& open : state.open)
     if (open.chain >= first_action) open_in_[open.chain - first_action] = evaluation_;
   Estimate estimate;
@@ -275,8 +275,8 @@ double GuidedEstimates::read_relaxed_plan(RelaxedPass& pass, const RelaxedTask& 
     if (step.is_extra) {
       const std::uint32_t chain = extra_chains_[step.number];
       if (chain == the_state) continue;
-      if (std::ranges::find(preferred_chains_, chain) != preferred_chains_.end()) continue;
-      preferred_chains_.push_back(chain);
+      if (std::ranges::find(counted_chains_, chain) != counted_chains_.end()) continue;
+      counted_chains_.push_back(chain);
       // The second piece of an envelope that is open before its split may have been counted.
       if (chain >= first_action && counted_in_[chain - first_action] == evaluation_) continue;
       if (chain >= first_action) counted_in_[chain - first_action] = evaluation_;
@@ -293,7 +293,6 @@ double GuidedEstimates::read_relaxed_plan(RelaxedPass& pass, const RelaxedTask& 
   }
   std::ranges::sort(preferred_);
   preferred_.erase(std::unique(preferred_.begin(), preferred_.end()), preferred_.end());
-  std::ranges::sort(preferred_chains_);
   return actions;
 }
 

@@ -56,7 +56,6 @@ class GuidedEstimates {
   /// applicable there as far as the values go, ascending, without open ones.
   std::span<const ActionId> preferred() const { return preferred_; }
   /// The open chains whose rest the relaxed plan uses, ascending.
-  std::span<const std::uint32_t> preferred_chains() const { return preferred_chains_; }
   std::uint64_t bytes() const;
   const LandmarkGraph& landmarks() const { return *landmarks_; }
 
@@ -108,7 +107,7 @@ class GuidedEstimates {
   std::vector<std::vector<LandmarkGraph::LandmarkId>> landmarks_with_;  // by fact
 
   std::vector<ActionId> preferred_;
-  std::vector<std::uint32_t> preferred_chains_;
+  std::vector<std::uint32_t> counted_chains_;
   // Scratch.
   std::vector<std::uint32_t> extra_chains_;  // by extra operator
   std::vector<FactId> needed_, gained_;

@@ -59,9 +59,8 @@ struct GuidedPlanner::Prepared {
   GuidedEstimates estimates;
 };
 
-GuidedPlanner::GuidedPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic)
-    : FtpPlanner(env, model::without_metrics(problem), std::move(custom_heuristic)),
-      source_(std::move(problem)) {
+GuidedPlanner::GuidedPlanner(Environment& env, model::ProblemPtr problem)
+    : FtpPlanner(env, model::without_metrics(problem)), source_(std::move(problem)) {
   if (model::has_metric_on_final_values(*source_))
     env.warning_manager().warn("the metric of the problem is left out of account by this planner");
 }

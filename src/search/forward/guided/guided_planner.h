@@ -21,7 +21,7 @@ namespace zorvel::tp::ftp {
 class GuidedPlanner : public FtpPlanner {
  public:
   /// UnsupportedProblemError for a problem with a feature that the planner cannot handle.
-  GuidedPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic = {});
+  GuidedPlanner(Environment& env, model::ProblemPtr problem);
   ~GuidedPlanner() override;
 
   const std::string& name() const override;
