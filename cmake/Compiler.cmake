@@ -26,6 +26,12 @@ endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # why off: g++ 12 reports both of them in its own library's inlined code.
   target_compile_options(zorvel_flags INTERFACE -Wno-restrict -Wno-maybe-uninitialized)
+  if(CMAKE_UNITY_BUILD)
+    # why off: g++ takes the sources of a unity build for headers, whose anonymous namespaces would be many,
+    # and a name of one source may be that of a local variable in another.
+    target_compile_options(zorvel_flags
+                           INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage> -Wno-shadow)
+  endif()
 endif()
 if(ZORVEL_SANITIZE)
   set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)

@@ -9,6 +9,10 @@ function(zorvel_tests name)
     return()
   endif()
   add_executable(${name}_tests ${sources})
+  # Each file of tests has helpers under names of its own choice. Most of the compiler's time would go into
+  # making fast what runs once.
+  set_target_properties(${name}_tests PROPERTIES UNITY_BUILD OFF)
+  target_compile_options(${name}_tests PRIVATE -O0)
   target_include_directories(${name}_tests PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name}_tests PRIVATE zorvel_flags ${TESTS_LINKS} GTest::gtest GTest::gtest_main)
   target_compile_definitions(

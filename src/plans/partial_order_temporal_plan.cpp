@@ -11,11 +11,6 @@ namespace zorvel {
 
 namespace {
 
-Environment& environment_of(const std::shared_ptr<Plan>& plan) {
-  if (!plan) throw InternalError("No known conversion to POTPlan from the specified plan");
-  return plan->env();
-}
-
 /// Steps that have one id, which a caller may give, keep their order.
 std::vector<POTPlan::StepPtr> by_id(std::vector<POTPlan::StepPtr> steps) {
   std::stable_sort(steps.begin(), steps.end(),
@@ -33,7 +28,7 @@ POTStep::POTStep(unsigned long step_id, rational step_delay, std::shared_ptr<mod
       id(step_id),
       delay(std::move(step_delay)) {}
 
-POTPlan::POTPlan(const std::shared_ptr<Plan>& plan) : Plan(environment_of(plan)) {
+POTPlan::POTPlan(const std::shared_ptr<Plan>& plan) : Plan(environment_of(plan, "POTPlan")) {
   const auto add_copy = [this](const rational& delay, const PlanAction& step) {
     return add_step(delay, step.action, step.parameters, step.optional_duration(), step.post_condition,
                     step.instance);

@@ -17,6 +17,11 @@ std::ostream& operator<<(std::ostream& out, const Plan& plan) {
   return out;
 }
 
+Environment& Plan::environment_of(const std::shared_ptr<Plan>& plan, std::string_view form) {
+  if (!plan) throw InternalError("No known conversion to " + std::string(form) + " from the specified plan");
+  return plan->env();
+}
+
 PlanAction::PlanAction(std::shared_ptr<model::ActionImpl> step_action, std::vector<Node*> step_parameters,
                        std::optional<rational> step_duration, Node* step_post_condition,
                        std::shared_ptr<model::InstanceImpl> step_instance)

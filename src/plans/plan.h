@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/environment.h"
@@ -28,6 +29,11 @@ class Plan : public EnvObject {
   virtual std::size_t size() const = 0;  ///< Number of steps.
   virtual const std::string& kind() const = 0;
   virtual void print(std::ostream& out) const = 0;
+
+ protected:
+  /// The environment of a plan that is to be converted; InternalError, which names the wanted form, if there
+  /// is no plan.
+  static Environment& environment_of(const std::shared_ptr<Plan>& plan, std::string_view form);
 };
 
 std::ostream& operator<<(std::ostream& out, const Plan& plan);

@@ -12,11 +12,6 @@ namespace zorvel {
 
 namespace {
 
-Environment& environment_of(const std::shared_ptr<Plan>& plan) {
-  if (!plan) throw InternalError("No known conversion to TimeTriggeredPlan from the specified plan");
-  return plan->env();
-}
-
 /// The moments at which each step of a partial order becomes ready in its earliest schedule, by position in
 /// `plan.steps()`.
 std::vector<rational> earliest_ready_times(const POTPlan& plan, const rational& epsilon) {
@@ -67,7 +62,8 @@ TimeTriggeredStep::TimeTriggeredStep(rational step_start, std::shared_ptr<model:
                  step_post_condition, std::move(step_instance)),
       start(std::move(step_start)) {}
 
-TimeTriggeredPlan::TimeTriggeredPlan(const std::shared_ptr<Plan>& plan) : Plan(environment_of(plan)) {
+TimeTriggeredPlan::TimeTriggeredPlan(const std::shared_ptr<Plan>& plan)
+    : Plan(environment_of(plan, "TimeTriggeredPlan")) {
   if (const auto* scheduled = dynamic_cast<const TimeTriggeredPlan*>(plan.get())) {
     for (const auto& [time, steps] : scheduled->steps_)
       for (const StepPtr& step : steps) add_step(std::make_shared<TimeTriggeredStep>(*step));

@@ -16,7 +16,7 @@ namespace {
 
 constexpr int end_of_text = std::char_traits<char>::eof();
 
-bool is_blank(int c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+bool is_dimacs_blank(int c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 class Formula {
  public:
@@ -80,7 +80,7 @@ class Formula {
   }
 
   void skip_blanks() {
-    while (is_blank(in_.sgetc())) take();
+    while (is_dimacs_blank(in_.sgetc())) take();
   }
 
   // To the next word that is no comment. False: the text ends.
@@ -100,7 +100,7 @@ class Formula {
   std::string read_word() {
     std::string word;
     word_line_ = line_;
-    while (!is_blank(in_.sgetc()) && in_.sgetc() != end_of_text) word += static_cast<char>(take());
+    while (!is_dimacs_blank(in_.sgetc()) && in_.sgetc() != end_of_text) word += static_cast<char>(take());
     return word;
   }
 

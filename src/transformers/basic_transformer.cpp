@@ -7,10 +7,10 @@ namespace zorvel::model {
 
 namespace {
 
-bool has_members(const UserTypeImpl& type) {
+bool type_has_members(const UserTypeImpl& type) {
   if (!type.fluents().empty() || !type.constants().empty() || !type.actions().empty()) return true;
   for (const auto& [name, nested] : type.user_types())
-    if (has_members(*nested)) return true;
+    if (type_has_members(*nested)) return true;
   return false;
 }
 
@@ -18,7 +18,7 @@ bool has_members(const UserTypeImpl& type) {
 
 void BasicTransformer::require_flat(std::string_view message) const {
   for (const auto& [name, type] : problem_->user_types())
-    if (has_members(*type)) throw InternalError(message);
+    if (type_has_members(*type)) throw InternalError(message);
 }
 
 const std::shared_ptr<ActionImpl>& BasicTransformer::find_action(const ActionTable& table,

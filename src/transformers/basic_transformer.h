@@ -73,6 +73,9 @@ class BasicTransformer {
   /// InternalError with the text if a user type of the input, nested or not, has fluents, constants or
   /// actions.
   void require_flat(std::string_view message) const;
+  /// The text of most transformers for an action that they did not make.
+  static constexpr std::string_view unknown_to_transformer =
+      "Found an action that is unknown to the transformer!";
   /// The image of the action; InternalError with the text if it has none.
   static const std::shared_ptr<ActionImpl>& find_action(const ActionTable& table,
                                                         const std::shared_ptr<ActionImpl>& action,

@@ -17,8 +17,6 @@ namespace {
 
 using F = ExpressionFactory;
 
-constexpr std::string_view unknown_action = "Found an action that is unknown to the transformer!";
-
 bool is_assignment(const Node* node) {
   return F::is_assign(node) || F::is_increase(node) || F::is_decrease(node);
 }
@@ -135,7 +133,7 @@ class PromotionWalker : public ExpressionIdentity {
 }  // namespace
 
 ConstantPromoter::ConstantPromoter(const ProblemPtr& problem)
-    : OneToOneTransformer(problem, {unknown_action, unknown_action, "the transformer"}) {}
+    : OneToOneTransformer(problem, {unknown_to_transformer, unknown_to_transformer, "the transformer"}) {}
 
 void ConstantPromoter::do_computation() {
   require_flat("The constant promoter can be only applied to flattened models!");

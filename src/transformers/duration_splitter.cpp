@@ -9,9 +9,7 @@
 
 namespace zorvel::model {
 
-namespace {
-constexpr std::string_view unknown_action = "Found an action that is unknown to the transformer!";
-}  // namespace
+namespace {}  // namespace
 
 std::shared_ptr<ActionImpl> DurationSplitter::make_version(const std::shared_ptr<ActionImpl>& action,
                                                            const Draft& draft, MetricRewriter& metrics) {
@@ -50,7 +48,7 @@ const std::vector<DurationSplitter::Version>& DurationSplitter::versions_of(
   static const std::vector<Version> none;
   const auto known = problem_->actions().find(action->name());
   if (known != problem_->actions().end() && known->second == action) return none;
-  throw InternalError(unknown_action);
+  throw InternalError(unknown_to_transformer);
 }
 
 bool DurationSplitter::is_selected(const Version& version, const ActionStep& step,
@@ -68,7 +66,7 @@ bool DurationSplitter::is_selected(const Version& version, const ActionStep& ste
 }
 
 ActionStep DurationSplitter::map_back(const ActionStep& step) const {
-  return {step.instance, find_action(new_to_old_, step.action, unknown_action), step.parameters};
+  return {step.instance, find_action(new_to_old_, step.action, unknown_to_transformer), step.parameters};
 }
 
 std::shared_ptr<Plan> DurationSplitter::map_back(const std::shared_ptr<Plan>& plan) const {

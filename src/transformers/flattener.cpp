@@ -16,7 +16,7 @@ namespace zorvel::model {
 
 namespace {
 
-constexpr std::string_view unknown_action = "Found an action that is unknown to the flattener!";
+constexpr std::string_view unknown_to_flattener = "Found an action that is unknown to the flattener!";
 
 /// Substitutes like its base and gives the variables of a forall their flat types.
 class FlatTypeSubstituter : public ExpressionSubstituter {
@@ -361,13 +361,13 @@ ActionStep Flattener::map_back(const ActionStep& step) const {
 
 std::shared_ptr<Plan> Flattener::map_back(const std::shared_ptr<Plan>& plan) const {
   return map_plan(plan, "flattener", [this](const PlannedStep& planned) {
-    find_action(new_to_old_, planned.step.action, unknown_action);
+    find_action(new_to_old_, planned.step.action, unknown_to_flattener);
     return MappedStep{map_back(planned.step), scoped_again(planned.post_condition)};
   });
 }
 
 std::vector<ActionStep> Flattener::map_forward(const ActionStep& step) const {
-  ActionStep result{nullptr, find_action(old_to_new_, step.action, unknown_action), {}};
+  ActionStep result{nullptr, find_action(old_to_new_, step.action, unknown_to_flattener), {}};
   const ExpressionSubstituter translate(env(), new_instances_, {}, false);
   if (step.instance != nullptr)
     result.parameters.push_back(translate(factory().make_instance_reference(step.instance)));

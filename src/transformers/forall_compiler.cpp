@@ -14,7 +14,7 @@ namespace zorvel::model {
 
 namespace {
 
-constexpr std::string_view unknown_action = "Found an action that is unknown to the compiler!";
+constexpr std::string_view unknown_to_forall_compiler = "Found an action that is unknown to the compiler!";
 
 std::size_t number_of_combinations(const std::vector<std::vector<Node*>>& domains) {
   std::size_t product = 1;
@@ -29,7 +29,8 @@ std::size_t number_of_combinations(const std::vector<std::vector<Node*>>& domain
 }  // namespace
 
 ForallCompiler::ForallCompiler(const ProblemPtr& problem)
-    : OneToOneTransformer(problem, {unknown_action, unknown_action, "the transformer"}) {}
+    : OneToOneTransformer(problem,
+                          {unknown_to_forall_compiler, unknown_to_forall_compiler, "the transformer"}) {}
 
 void ForallCompiler::do_computation() {
   require_flat("The forall compiler can be only applied to flattened models!");

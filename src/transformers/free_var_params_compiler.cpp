@@ -26,8 +26,6 @@ namespace {
 
 using F = ExpressionFactory;
 
-constexpr std::string_view unknown_action = "Found an action that is unknown to the transformer!";
-
 TypePtr type_of_application(const F& factory, Node* application) {
   return F::is_fluent_reference(application) ? factory.get_fluent_from_reference(application)->type()
                                              : factory.get_constant_from_reference(application)->type();
@@ -217,7 +215,7 @@ std::shared_ptr<ActionImpl> FreeVarParamsCompiler::without_nested_applications(
 }
 
 ActionStep FreeVarParamsCompiler::map_back(const ActionStep& step) const {
-  return {step.instance, find_action(new_to_old_, step.action, unknown_action), step.parameters};
+  return {step.instance, find_action(new_to_old_, step.action, unknown_to_transformer), step.parameters};
 }
 
 std::shared_ptr<Plan> FreeVarParamsCompiler::map_back(const std::shared_ptr<Plan>& plan) const {

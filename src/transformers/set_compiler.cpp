@@ -19,7 +19,7 @@ namespace {
 
 using F = ExpressionFactory;
 
-constexpr std::string_view unknown_action = "Found an action that is unknown to the set compiler!";
+constexpr std::string_view unknown_to_set_compiler = "Found an action that is unknown to the set compiler!";
 constexpr const char* outside_member = "A set is given a member outside of its type: ";
 
 const TypePtr& element_type(const TypePtr& set) { return static_cast<const SetTypeBase&>(*set).type(); }
@@ -99,7 +99,7 @@ class MembershipWalker : public ExpressionIdentity {
 }  // namespace
 
 SetCompiler::SetCompiler(const ProblemPtr& problem)
-    : OneToOneTransformer(problem, {unknown_action, unknown_action, "the set compiler"}) {}
+    : OneToOneTransformer(problem, {unknown_to_set_compiler, unknown_to_set_compiler, "the set compiler"}) {}
 
 void SetCompiler::do_computation() {
   require_flat("The set compiler can be only applied to flattened models!");

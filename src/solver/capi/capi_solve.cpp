@@ -5,8 +5,6 @@ using namespace vesk::capi;  // NOLINT
 
 namespace {
 
-constexpr vesk_term no_term{nullptr};
-
 /// What a vesk_model points to.
 struct ModelRecord {
   std::unique_ptr<ModelStore> model;

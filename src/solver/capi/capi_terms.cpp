@@ -13,7 +13,6 @@ using namespace vesk::capi;  // NOLINT
 
 namespace {
 
-constexpr vesk_term no_term{nullptr};
 constexpr vesk_type no_type{nullptr};
 
 // A constructor of the term manager with terms as arguments.

@@ -13,6 +13,9 @@
 
 namespace vesk::capi {
 
+/// What functions that give a term return where there is none.
+inline constexpr vesk_term no_term{nullptr};
+
 /// What a vesk_config points to.
 struct ConfigRecord {
   Configuration config;

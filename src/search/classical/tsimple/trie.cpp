@@ -10,7 +10,7 @@ namespace zorvel::tsimple {
 namespace {
 
 constexpr std::uint32_t tuples_between_checks = 1 << 14;
-constexpr std::size_t least_cells = 64;
+constexpr std::size_t least_edge_cells = 64;
 
 std::size_t hash_of(std::uint64_t key) {
   key *= 0x9e3779b97f4a7c15U;
@@ -42,7 +42,7 @@ std::pair<Trie::Number, bool> Trie::EdgeTable::insert(std::uint64_t key, Number 
 }
 
 void Trie::EdgeTable::grow() {
-  std::vector<Cell> old(std::max(least_cells, 2 * cells_.size()));
+  std::vector<Cell> old(std::max(least_edge_cells, 2 * cells_.size()));
   old.swap(cells_);
   for (const Cell& cell : old)
     if (cell.key != 0) cells_[position(cell.key)] = cell;
@@ -67,7 +67,7 @@ bool Trie::EdgeSet::insert(std::uint64_t key) {
 }
 
 void Trie::EdgeSet::grow() {
-  std::vector<std::uint64_t> old(std::max(least_cells, 2 * cells_.size()), 0);
+  std::vector<std::uint64_t> old(std::max(least_edge_cells, 2 * cells_.size()), 0);
   old.swap(cells_);
   const std::size_t mask = cells_.size() - 1;
   for (const std::uint64_t key : old) {

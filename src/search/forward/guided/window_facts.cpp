@@ -8,8 +8,8 @@ namespace zorvel::tp::ftp {
 
 namespace {
 
-constexpr auto first_action = DenseProblem::first_action_chain;
-constexpr double tolerance = 1e-6;
+// Durations closer than this count as equal.
+constexpr double duration_tolerance = 1e-6;
 
 }  // namespace
 
@@ -42,7 +42,7 @@ double WindowFacts::greatest_distance(ActionId action, std::uint32_t from, std::
 }
 
 void WindowFacts::collect_windows(ActionId action) {
-  const auto& events = problem_.chain(first_action + action).events;
+  const auto& events = problem_.chain(DenseProblem::first_action_chain + action).events;
   std::vector<Window> found;
   for (std::uint32_t given = 0; given < events.size(); ++given)
     for (const FactId fact : builder_.added(events[given])) {
@@ -59,7 +59,7 @@ void WindowFacts::collect_windows(ActionId action) {
 }
 
 void WindowFacts::collect_demands(ActionId action) {
-  const auto& events = problem_.chain(first_action + action).events;
+  const auto& events = problem_.chain(DenseProblem::first_action_chain + action).events;
   const auto note = [&](FactId fact, double length) {
     double& longest = demands_.try_emplace({action, fact}, 0.0).first->second;
     longest = std::max(longest, length);
@@ -89,7 +89,8 @@ void WindowFacts::make_marks(PieceBuilder& builder) {
   std::set<std::pair<FactId, double>> lengths;
   for (const auto& [key, length] : demands_) {
     const auto least = shortest.find(key.second);
-    if (least != shortest.end() && least->second < length - tolerance) lengths.emplace(key.second, length);
+    if (least != shortest.end() && least->second < length - duration_tolerance)
+      lengths.emplace(key.second, length);
   }
   for (const auto& [fact, length] : lengths) marks_.push_back({fact, builder.facts().new_mark(), length});
 }
@@ -111,12 +112,13 @@ FactId WindowFacts::needed(ActionId action, FactId fact) const {
 void WindowFacts::append_given(ActionId action, std::uint32_t position, std::vector<FactId>& facts) const {
   if (marks_.empty()) return;
   const auto windows = windows_.find(action);
-  for (const FactId fact : builder_.added(problem_.chain(first_action + action).events[position]))
+  for (const FactId fact :
+       builder_.added(problem_.chain(DenseProblem::first_action_chain + action).events[position]))
     for (const Mark& mark : marks_of(fact)) {
       const bool is_too_short =
           windows != windows_.end() && std::ranges::any_of(windows->second, [&](const Window& window) {
             return window.given_at == position && window.fact == fact &&
-                   window.length < mark.length - tolerance;
+                   window.length < mark.length - duration_tolerance;
           });
       if (!is_too_short) facts.push_back(mark.mark);
     }
@@ -131,11 +133,11 @@ void WindowFacts::append_holding(std::span<const OpenChain> open, const std::fun
   for (const Mark& mark : marks_) {
     if (!holds(mark.fact)) continue;
     const bool ends_too_soon = std::ranges::any_of(open, [&](const OpenChain& chain) {
-      if (chain.chain < first_action) return false;
-      const auto windows = windows_.find(chain.chain - first_action);
+      if (chain.chain < DenseProblem::first_action_chain) return false;
+      const auto windows = windows_.find(chain.chain - DenseProblem::first_action_chain);
       return windows != windows_.end() && std::ranges::any_of(windows->second, [&](const Window& window) {
                return window.fact == mark.fact && window.given_at < chain.cursor &&
-                      window.taken_at >= chain.cursor && window.length < mark.length - tolerance;
+                      window.taken_at >= chain.cursor && window.length < mark.length - duration_tolerance;
              });
     });
     if (!ends_too_soon) facts.push_back(mark.mark);
