@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <ctime>
+#include <optional>
 
 #include "core/configuration.h"
 #include "core/log.h"
@@ -11,8 +12,6 @@ namespace zorvel::tp::ftp {
 
 namespace {
 
-// Values of f closer than this count as equal. In single precision, as it always was.
-constexpr double tolerance = static_cast<double>(1e-7F);
 // In the guard's units.
 constexpr std::uint64_t work_of_move = 1, work_of_estimate = 4;
 constexpr std::uint64_t most_states_step = 256;
@@ -41,14 +40,12 @@ DenseSearch::DenseSearch(const DenseProblem& problem, const Heuristics& heuristi
       openable_(std::move(openable)),
       guard_(guard),
       successors_(problem),
+      open_(std::max<std::size_t>(1, heuristics.size())),
+      f_(std::max<std::size_t>(1, heuristics.size())),
+      weights_(f_.size()),
       end_values_(16, SlotKeyHash(), SlotKeyEqual{problem.slots()}),
       closed_(16, SlotKeyHash(), SlotKeyEqual{problem.slots()}),
       is_open_(problem.action_count(), false) {
-  const std::size_t lists = std::max<std::size_t>(1, heuristics.size());
-  open_.resize(lists);
-  for (std::size_t i = 0; i < lists; ++i) open_numbers_.push_back(i);
-  f_.resize(lists);
-  weights_.resize(lists);
   if (std::ranges::any_of(heuristics, [](const auto& h) { return h && h->is_worth_caching(); }))
     estimates_ =
         std::make_unique<EstimateCache>(problem.slots(), problem.model().chain_lengths(), heuristics.size());
@@ -97,54 +94,12 @@ void DenseSearch::push_built() {
   const auto todo_lists = static_cast<std::uint32_t>(successors_.state(state)->todo_count);
   ++statistics_.stored;
   ++live_;
-  std::uint32_t container = state;
-  if (f_.size() > 1) {
-    if (free_containers_.empty()) {
-      container = static_cast<std::uint32_t>(containers_.size());
-      containers_.emplace_back();
-    } else {
-      container = free_containers_.back();
-      free_containers_.pop_back();
-    }
-    containers_[container] = {state, static_cast<std::uint32_t>(open_.size())};
-  }
-  for (std::size_t i = 0; i < open_.size(); ++i) {
-    open_[i].push_back({f_[open_numbers_[i]], todo_lists, container});
-    std::push_heap(open_[i].begin(), open_[i].end(), is_worse);
-  }
-}
-
-bool DenseSearch::is_worse(const Entry& a, const Entry& b) {
-  const double difference = a.f - b.f;
-  if (difference >= tolerance) return true;
-  if (difference <= -tolerance) return false;
-  return a.todo_lists > b.todo_lists;
-}
-
-DenseSearch::Ref DenseSearch::pop(std::size_t list) {
-  OpenList& open = open_[list];
-  std::pop_heap(open.begin(), open.end(), is_worse);
-  const std::uint32_t taken = open.back().container;
-  open.pop_back();
-  if (f_.size() == 1) return taken;
-  Container& container = containers_[taken];
-  const Ref state = container.state;
-  container.state = 0;
-  if (--container.lists == 0) free_containers_.push_back(taken);
-  return state;
+  open_.push(f_, todo_lists, state);
 }
 
 void DenseSearch::drop(Ref state) {
   successors_.release(state);
   --live_;
-}
-
-void DenseSearch::remove_empty_lists() {
-  for (std::size_t i = open_.size(); i-- > 0;) {
-    if (!open_[i].empty()) continue;
-    open_.erase(open_.begin() + static_cast<std::ptrdiff_t>(i));
-    open_numbers_.erase(open_numbers_.begin() + static_cast<std::ptrdiff_t>(i));
-  }
 }
 
 DenseSearch::SlotKey DenseSearch::key_of(const DenseState* state, std::uint64_t tag) const {
@@ -209,8 +164,7 @@ void DenseSearch::expand(const DenseState* state) {
 }
 
 std::uint64_t DenseSearch::memory() const {
-  std::uint64_t bytes = successors_.pool().used_bytes() + containers_.capacity() * sizeof(Container);
-  for (const OpenList& list : open_) bytes += list.capacity() * sizeof(Entry);
+  std::uint64_t bytes = successors_.pool().used_bytes() + open_.bytes();
   for (const auto& heuristic : heuristics_)
     if (heuristic) bytes += heuristic->bytes();
   bytes += slot_store_.size() * std::max(slot_block, problem_.slots()) * sizeof(std::uint32_t);
@@ -218,12 +172,12 @@ std::uint64_t DenseSearch::memory() const {
   return bytes + (end_values_.size() + closed_.size()) * (sizeof(SlotKey) + 3 * sizeof(void*));
 }
 
-void DenseSearch::log_progress(const OpenList& list) {
+void DenseSearch::log_progress() {
   if (Log::enabled(LogLevel::INFO)) {
     const auto elapsed =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - last_log_);
     ZORVEL_LOG(INFO) << "Avg depth: " << static_cast<double>(depth_sum_) / 1000.0
-                     << ", Open size: " << list.size() << ", States expanded: " << statistics_.expanded
+                     << ", Open size: " << open_.size() << ", States expanded: " << statistics_.expanded
                      << ", Speed: " << 1000.0 / (static_cast<double>(elapsed.count()) / 1000.0)
                      << " states/s";
   }
@@ -237,7 +191,7 @@ SearchOutcome DenseSearch::run(const PlainState<double>* initial, bool weak) {
   last_log_ = std::chrono::steady_clock::now();
   const std::clock_t processor_start = std::clock();
   const SearchGuard::Watch watch(guard_, [this](SearchProgress& progress) {
-    progress.open = open_.empty() ? 0 : open_.front().size();
+    progress.open = open_.size();
     progress.stored_bytes = memory();
     progress.best_estimate = best_estimate_;
   });
@@ -252,26 +206,19 @@ SearchOutcome DenseSearch::run(const PlainState<double>* initial, bool weak) {
 }
 
 SearchOutcome DenseSearch::search(bool weak) {
-  remove_empty_lists();
-  while (!open_.empty()) {
-    const std::size_t turn = statistics_.expanded % open_.size();
-    const Ref ref = pop(turn);
-    if (ref == 0) {  // another list was faster
-      remove_empty_lists();
-      continue;
-    }
+  while (const std::optional<Ref> taken = open_.take(statistics_.expanded)) {
+    const Ref ref = *taken;
     const DenseState* const state = successors_.state(ref);
     if (is_seen_at_end(state) || (weak && closed_.contains(key_of(state, weak_tag(state))))) {
       drop(ref);
-      remove_empty_lists();
       continue;
     }
     ++statistics_.expanded;
     depth_sum_ += state->depth;
-    if (statistics_.expanded % 1000 == 0) log_progress(open_[turn]);
+    if (statistics_.expanded % 1000 == 0) log_progress();
     if (guard_.must_stop_expanding()) return guard_.outcome();
     if (state->todo_count == 0 && state->active_count == 0) {
-      ZORVEL_LOG(INFO) << "Final depth: " << state->depth << ", Open size: " << open_[turn].size()
+      ZORVEL_LOG(INFO) << "Final depth: " << state->depth << ", Open size: " << open_.size()
                        << ", States expanded: " << statistics_.expanded;
       events_ = successors_.events_to(state);
       return SearchOutcome::plan_found;
@@ -284,7 +231,6 @@ SearchOutcome DenseSearch::search(bool weak) {
     }
     if (weak) insert(closed_, state, weak_tag(state));
     drop(ref);
-    remove_empty_lists();
   }
   return SearchOutcome::no_plan;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "search/forward/dense/dense_successors.h"
+#include "search/frame/open_lists.h"
 #include "search/frame/search_guard.h"
 #include "search/frame/search_statistics.h"
 #include "search/heuristics/estimate_cache.h"
@@ -37,19 +38,6 @@ class DenseSearch {
 
  private:
   using Ref = BlockPool::Ref;
-  /// What stands in an open list: the ordering keys, so that ordering never reads the state.
-  struct Entry {
-    double f;
-    std::uint32_t todo_lists;
-    std::uint32_t container;  // with one heuristic the state itself, otherwise an index into containers_
-  };
-  /// A state that stands in several open lists; null once the first of them has taken it.
-  struct Container {
-    Ref state;
-    std::uint32_t lists;
-  };
-  using OpenList = std::vector<Entry>;
-
   /// Slots of states that were met with nothing but final checks left, or that were expanded.
   struct SlotKey {
     const std::uint32_t* slots;
@@ -69,18 +57,15 @@ class DenseSearch {
   /// The estimate of the built state; `known`, if not null, is its entry in the cache.
   double estimate(std::size_t heuristic, const StateView& state, double* known);
   void push_built();
-  Ref pop(std::size_t list);
   void expand(const DenseState* state);
   bool is_seen_at_end(const DenseState* state);
   void drop(Ref state);
-  void remove_empty_lists();
-  static bool is_worse(const Entry& a, const Entry& b);
   SlotKey key_of(const DenseState* state, std::uint64_t tag) const;
   /// Stores the slots of a state; false if they are there already with the same tag.
   bool insert(SlotSet& set, const DenseState* state, std::uint64_t tag);
   std::uint64_t weak_tag(const DenseState* state) const;
   SearchOutcome search(bool weak);
-  void log_progress(const OpenList& list);
+  void log_progress();
   std::uint64_t memory() const;
 
   const DenseProblem& problem_;
@@ -89,11 +74,8 @@ class DenseSearch {
   SearchGuard& guard_;
   DenseSuccessors successors_;
 
-  std::vector<OpenList> open_;             // by remaining list
-  std::vector<std::size_t> open_numbers_;  // the heuristic of each remaining list
-  std::vector<Container> containers_;
-  std::vector<std::uint32_t> free_containers_;
-  std::vector<double> f_, weights_;
+  OpenLists<Ref> open_;                                       // ties: the todo lists
+  std::vector<double> f_, weights_;                           // by heuristic, f_ of the built state
   std::vector<std::unique_ptr<std::uint32_t[]>> slot_store_;  // blocks of slot arrays of the sets
   std::size_t slot_store_used_ = 0;
   SlotSet end_values_, closed_;

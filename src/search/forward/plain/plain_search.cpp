@@ -11,7 +11,6 @@ namespace zorvel::tp::ftp {
 
 namespace {
 
-constexpr double tolerance = static_cast<double>(1e-7F);
 constexpr std::uint64_t work_of_move = 16;  // in the guard's units: this form is that much slower
 
 SuccessorOptions options_of(const Configuration& configuration) {
@@ -29,14 +28,8 @@ std::uint64_t bytes_of(const PlainState<double>& state) {
   return bytes;
 }
 
-/// The order of an open list: the best is the greatest.
-auto is_worse(std::size_t heuristic) {
-  return [heuristic](const auto& a, const auto& b) {
-    const double difference = a->f[heuristic] - b->f[heuristic];
-    if (difference >= tolerance) return true;
-    if (difference <= -tolerance) return false;
-    return a->todo_lists > b->todo_lists;
-  };
+std::size_t list_count(const PlainSearch::Heuristics& heuristics) {
+  return std::max<std::size_t>(1, heuristics.size());
 }
 
 }  // namespace
@@ -45,16 +38,14 @@ PlainSearch::PlainSearch(const FtpModel& model, const EvaluationTables& tables, 
                          std::vector<ActionId> openable, SearchGuard& guard)
     : model_(model),
       heuristics_(heuristics),
-      lists_(std::max<std::size_t>(1, heuristics.size())),
       openable_(std::move(openable)),
       guard_(guard),
-      successors_(model, options_of(model.env().configuration()), lists_,
+      successors_(model, options_of(model.env().configuration()), list_count(heuristics),
                   [this](State& state) { return evaluate(state); }),
-      view_(model, tables) {
+      view_(model, tables),
+      open_(list_count(heuristics)) {
   const std::int64_t diamond = model.env().configuration().get_integer_value("ftp-diamond");
   if (diamond >= 0) build_openable_sets(diamond);
-  open_.resize(lists_);
-  for (std::size_t i = 0; i < lists_; ++i) open_numbers_.push_back(i);
 }
 
 bool PlainSearch::evaluate(State& state) {
@@ -134,14 +125,10 @@ void PlainSearch::push(std::unique_ptr<State> state) {
   if (!state) return;
   ++statistics_.stored;
   bytes_ += bytes_of(*state);
-  auto container = std::make_shared<Container>();
-  container->todo_lists = state->todo.size();
-  for (std::size_t i = 0; i < lists_; ++i) container->f.push_back(state->f(i));
-  container->state = std::move(state);
-  for (std::size_t i = 0; i < open_.size(); ++i) {
-    open_[i].push_back(container);
-    std::push_heap(open_[i].begin(), open_[i].end(), is_worse(open_numbers_[i]));
-  }
+  std::vector<double> f(list_count(heuristics_));
+  for (std::size_t i = 0; i < f.size(); ++i) f[i] = state->f(i);
+  const auto todo_lists = static_cast<std::uint32_t>(state->todo.size());
+  open_.push(f, todo_lists, std::move(state));
 }
 
 bool PlainSearch::is_seen_at_end(const State& state) {
@@ -185,7 +172,7 @@ SearchOutcome PlainSearch::run(bool weak) {
   ZORVEL_LOG(INFO) << "Start FTP";
   const double started = guard_.seconds();
   const SearchGuard::Watch watch(guard_, [this](SearchProgress& progress) {
-    progress.open = open_.empty() ? 0 : open_.front().size();
+    progress.open = open_.size();
     progress.stored_bytes = bytes_;
     progress.best_estimate = best_estimate_;
   });
@@ -200,30 +187,18 @@ SearchOutcome PlainSearch::run(bool weak) {
 }
 
 SearchOutcome PlainSearch::search(bool weak) {
-  const auto remove_empty_lists = [&] {
-    for (std::size_t i = open_.size(); i-- > 0;) {
-      if (!open_[i].empty()) continue;
-      open_.erase(open_.begin() + static_cast<std::ptrdiff_t>(i));
-      open_numbers_.erase(open_numbers_.begin() + static_cast<std::ptrdiff_t>(i));
-    }
-  };
   std::vector<std::unique_ptr<State>> closed_states;
   std::unordered_set<const State*, WorldHash, WeakEquality> closed;
-  while (!open_.empty()) {
-    const std::size_t turn = statistics_.expanded % open_.size();
-    OpenList& list = open_[turn];
-    std::pop_heap(list.begin(), list.end(), is_worse(open_numbers_[turn]));
-    std::unique_ptr<State> taken = std::move(list.back()->state);
-    list.pop_back();
-    if (!taken || is_seen_at_end(*taken) || (weak && closed.contains(taken.get()))) {
-      if (taken) bytes_ -= bytes_of(*taken);
-      remove_empty_lists();
+  while (std::optional<std::unique_ptr<State>> item = open_.take(statistics_.expanded)) {
+    std::unique_ptr<State> taken = std::move(*item);
+    if (is_seen_at_end(*taken) || (weak && closed.contains(taken.get()))) {
+      bytes_ -= bytes_of(*taken);
       continue;
     }
     ++statistics_.expanded;
     if (guard_.must_stop_expanding()) return guard_.outcome();
     if (taken->todo.empty() && taken->active_conditions.empty()) {
-      ZORVEL_LOG(INFO) << "Final depth: " << taken->g() << ", Open size: " << list.size()
+      ZORVEL_LOG(INFO) << "Final depth: " << taken->g() << ", Open size: " << open_.size()
                        << ", States expanded: " << statistics_.expanded;
       for (const StatePath* cell = taken->path.get(); cell != nullptr; cell = cell->parent().get())
         events_.push_back(cell->event_instance().first);
@@ -238,7 +213,6 @@ SearchOutcome PlainSearch::search(bool weak) {
     } else {
       bytes_ -= bytes_of(*taken);
     }
-    remove_empty_lists();
   }
   return SearchOutcome::no_plan;
 }

@@ -6,6 +6,7 @@
 
 #include "search/forward/plain/ftp_successors.h"
 #include "search/forward/plain/plain_view.h"
+#include "search/frame/open_lists.h"
 #include "search/frame/search_guard.h"
 #include "search/frame/search_statistics.h"
 #include "search/heuristics/heuristic.h"
@@ -29,12 +30,6 @@ class PlainSearch {
 
  private:
   using State = PlainState<double>;
-  struct Container {
-    std::unique_ptr<State> state;  // null once an open list has taken it
-    std::vector<double> f;
-    std::size_t todo_lists;
-  };
-  using OpenList = std::vector<std::shared_ptr<Container>>;
   struct WorldHash {
     std::size_t operator()(const State* state) const { return static_cast<std::size_t>(state->hash()); }
   };
@@ -53,15 +48,13 @@ class PlainSearch {
 
   const FtpModel& model_;
   const Heuristics& heuristics_;
-  std::size_t lists_;
   std::vector<ActionId> openable_;
   SearchGuard& guard_;
   Successors<double> successors_;
   PlainView view_;
   std::vector<std::vector<ActionId>> openable_sets_;
   bool has_sets_ = false;
-  std::vector<OpenList> open_;
-  std::vector<std::size_t> open_numbers_;
+  OpenLists<std::unique_ptr<State>> open_;  // ties: the todo lists
   std::unordered_set<std::string> end_values_;
   std::uint64_t bytes_ = 0;  // of the states held, roughly
   double best_estimate_ = -1;
