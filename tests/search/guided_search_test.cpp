@@ -173,6 +173,28 @@ TEST(GuidedSearch, OpensActionsThatCannotBeTakenWhole) {
 }
 
 // Whoever is open holds a lock, so that no other plan could let it overlap itself; or not.
+// The room is there for exactly as long as what is done in it takes, so that both start and end together.
+// With time to spare only the second problem has a plan in which one event comes after the other.
+TEST(GuidedSearch, FindsWhatHasToStartAtTheMomentOfAnEffect) {
+  for (const char* length : {"10", "12"}) {
+    SCOPED_TRACE(length);
+    Environment env;
+    const model::ProblemPtr problem = parse(env, std::string(R"(
+        fluent boolean used; fluent boolean room; fluent boolean done;
+        [start] used := false; [start] room := false; [start] done := false;
+        action lend() { duration := )") + length + R"(; [start] not used; [start] used := true;
+                        [start] room := true; [end] room := false; };
+        action work() { duration := 10; (start, end) room; [end] done := true; };
+        [end] done;)");
+    GuidedPlanner planner(env, problem);
+    planner.set_limits(at_most(1500));
+    const auto plan = planner.next();
+    ASSERT_TRUE(plan);
+    TTValidator validator(env, problem);
+    EXPECT_TRUE(validator.check_validity(plan)) << validator.reason();
+  }
+}
+
 TEST(GuidedSearch, KnowsWhereSelfOverlapIsLeftOut) {
   struct Case {
     const char* name;

@@ -46,12 +46,6 @@ struct GuidedPlanner::Prepared {
     for (const Event* opener : state.active_conditions) openers.push_back(opener->index);
     return openers;
   }
-  /// An atomic move in a total order cannot reach across a timed event, so then the order is causal from the
-  /// start.
-  PathOrder first_order() const {
-    return problem.chain(DenseProblem::start_chain).events.empty() ? PathOrder::total : PathOrder::causal;
-  }
-
   DenseProblem problem;
   std::unique_ptr<PlainState<double>> initial;
   std::vector<std::uint32_t> values;
@@ -91,7 +85,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::next() {
 std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::next_under(SearchGuard& guard) {
   guard_ = &guard;
   const SearchGuard::Watch watch(guard, [this](SearchProgress& progress) {
-    for (const auto& search : first_searches_) search->report(progress);
+    for (const auto& search : first_searches_.running) search->report(progress);
     if (search_) search_->report(progress);
   });
   outcome_ = SearchOutcome::no_plan;
@@ -156,32 +150,63 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept(std::vector<Move> moves
   return plan;
 }
 
+/// The searches for the first plan, in the order in which they come in.
+///
+/// A path in total order makes the fewest states, but its atomic moves do not reach back across an event that
+/// was taken before, a timed one above all, and none of its actions starts at the very moment of an effect:
+/// that is left to the causal order. Landmarks lead some problems astray that the other estimates alone solve
+/// at once.
+std::deque<GuidedSearch::Options> GuidedPlanner::first_options() const {
+  std::deque<GuidedSearch::Options> options;
+  const bool has_timed_events = !prepared_->problem.chain(DenseProblem::start_chain).events.empty();
+  if (!has_timed_events) options.push_back({{PathOrder::total, false}, parts_});
+  options.push_back({{PathOrder::causal, false}, parts_});
+  if (!parts_.lists[landmark_list]) return options;
+  options.push_back(options.front());
+  options.back().parts.lists[landmark_list] = false;
+  return options;
+}
+
 std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
-  const GuidedSearch::Options options{{prepared_->first_order(), false}, parts_};
-  if (first_searches_.empty())
-    first_searches_.push_back(
-        std::make_unique<GuidedSearch>(prepared_->model, prepared_->estimates, options));
-  for (std::size_t turn = 0;; ++turn) {
-    GuidedSearch& search = *first_searches_[turn % first_searches_.size()];
-    outcome_ = search.run(*prepared_->initial, *guard_, turn == 0 ? first_slice : slice);
+  FirstSearches& first = first_searches_;
+  if (!first.have_begun) first.waiting = first_options();
+  first.have_begun = true;
+  while (true) {
+    if (first.turn == first.running.size()) {
+      // One comes in at the end of each round, so that it costs those before it at most half of their speed.
+      if (!first.waiting.empty()) {
+        first.running.push_back(
+            std::make_unique<GuidedSearch>(prepared_->model, prepared_->estimates, first.waiting.front()));
+        first.waiting.pop_front();
+      } else {
+        first.turn = 0;
+      }
+    }
+    GuidedSearch& search = *first.running[first.turn];
+    const bool is_alone = first.running.size() == 1;
+    outcome_ = search.run(*prepared_->initial, *guard_, is_alone ? first_slice : slice);
     add(search.statistics());
     if (outcome_ == SearchOutcome::plan_found) {
       auto plan = accept(search.moves(), search.events());
-      first_searches_.clear();
+      first = {};
       bound_ = least_makespan(prepared_->model, prepared_->values.data());
       return plan;
     }
-    if (outcome_ == SearchOutcome::no_plan) is_exhausted_ = true;
-    if (outcome_ != SearchOutcome::expansion_limit) return nullptr;
-    if (must_stop()) return nullptr;
-    // Landmarks lead some problems astray that the other estimates alone solve at once; a second search costs
-    // the first at most half of its speed.
-    if (first_searches_.size() == 1 && parts_.lists[landmark_list]) {
-      GuidedSearch::Options without = options;
-      without.parts.lists[landmark_list] = false;
-      first_searches_.push_back(
-          std::make_unique<GuidedSearch>(prepared_->model, prepared_->estimates, without));
+    if (outcome_ == SearchOutcome::no_plan && search.options().states.order == PathOrder::total) {
+      // Nor will the others in total order find one.
+      const auto is_total = [](const GuidedSearch::Options& options) {
+        return options.states.order == PathOrder::total;
+      };
+      std::erase_if(first.running, [&](const auto& running) { return is_total(running->options()); });
+      std::erase_if(first.waiting, is_total);
+      first.turn = first.running.size();
+    } else if (outcome_ == SearchOutcome::expansion_limit) {
+      ++first.turn;
+    } else {
+      is_exhausted_ = outcome_ == SearchOutcome::no_plan;
+      return nullptr;
     }
+    if (must_stop()) return nullptr;
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -49,6 +50,13 @@ class GuidedPlanner : public FtpPlanner {
 
  private:
   struct Prepared;
+  /// The searches for the first plan, which share the time in turns.
+  struct FirstSearches {
+    std::vector<std::unique_ptr<GuidedSearch>> running;
+    std::deque<GuidedSearch::Options> waiting;
+    std::size_t turn = 0;
+    bool have_begun = false;
+  };
 
   bool prepare();
   std::vector<char> counted_actions() const;
@@ -56,6 +64,7 @@ class GuidedPlanner : public FtpPlanner {
   std::shared_ptr<TimeTriggeredPlan> find_better();
   std::shared_ptr<TimeTriggeredPlan> trim_best();
   std::shared_ptr<TimeTriggeredPlan> search_better();
+  std::deque<GuidedSearch::Options> first_options() const;
   /// Replays the moves; null if their plan takes no less time than the best one.
   std::shared_ptr<TimeTriggeredPlan> accept(std::vector<Move> moves, const std::vector<const Event*>& events);
   std::shared_ptr<TimeTriggeredPlan> next_under(SearchGuard& guard);
@@ -73,9 +82,9 @@ class GuidedPlanner : public FtpPlanner {
       0;  // on the makespan of the engine's plan, which may have more steps than the caller's
   bool is_trimmed_ = false;
   bool is_exhausted_ = false;
-  std::vector<std::unique_ptr<GuidedSearch>> first_searches_;  // for the first plan, in turn
-  std::unique_ptr<GuidedSearch> search_;                       // the improving search in progress
-  std::uint64_t budget_ = 0;                                   // expansions left of it
+  FirstSearches first_searches_;
+  std::unique_ptr<GuidedSearch> search_;  // the improving search in progress
+  std::uint64_t budget_ = 0;              // expansions left of it
   unsigned round_ = 0;
   SearchGuard* guard_ = nullptr;  // of the call in progress
 };

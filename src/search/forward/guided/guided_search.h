@@ -33,8 +33,9 @@ struct GuidedParts {
 /// that was served least is next, and where an estimate reaches a new least value, the preferred ones get a
 /// number of turns ahead (Richter and Westphal, The LAMA Planner, 2010). Two side queues are served every
 /// tenth turn: children that have the key of a known state and are not dominated by it, and openings of
-/// actions that need not stay open. With them nothing is lost: the search ends without a plan only if there
-/// is none in which no action overlaps itself.
+/// actions that need not stay open. With them nothing is lost: a search in causal order ends without a plan
+/// only if there is none in which no action overlaps itself. In total order plans are lost in which an action
+/// has to start at the very moment of an effect.
 class GuidedSearch {
  public:
   struct Options {
@@ -46,6 +47,7 @@ class GuidedSearch {
   };
 
   GuidedSearch(const GuidedModel& model, GuidedEstimates& estimates, Options options);
+  const Options& options() const { return options_; }
 
   /// Searches on for a goal; from `initial` at the first call. `expansion_limit` after so many more
   /// expansions.
