@@ -256,13 +256,9 @@ TypedTerm TermMaker::equality(Args args) const {
 
 TypedTerm TermMaker::distinct(Args args) const {
   common_type(args);
-  vesk_term result = checked(vesk_make_true(env_));
-  for (std::size_t i = 0; i < args.size(); ++i)
-    for (std::size_t j = i + 1; j < args.size(); ++j) {
-      const vesk_term differ = negated(checked(vesk_make_eq(env_, args[i].term, args[j].term)));
-      result = checked(vesk_make_and(env_, result, differ));
-    }
-  return {result, bool_};
+  std::vector<vesk_term> terms;
+  for (const TypedTerm& arg : args) terms.push_back(arg.term);
+  return truth(vesk_make_distinct_n(env_, terms.data(), terms.size()));
 }
 
 TypedTerm TermMaker::choice(Args args) const {

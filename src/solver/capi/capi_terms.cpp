@@ -76,6 +76,7 @@ Term copy_node(TermManager& terms, Term term, std::span<const Term> children) {
     case Tag::number: return terms.make_number(*symbol->number());
     case Tag::equal: return terms.make_equal(children[0], children[1]);
     case Tag::ite: return terms.make_term_ite(children[0], children[1], children[2]);
+    case Tag::distinct: return terms.make_distinct(children);
     case Tag::mod_congr: return terms.make_mod_congr(*symbol->number(), children[0], children[1]);
     case Tag::uninterpreted: {
       const Type* type = copy_type(terms, symbol->type());
@@ -209,16 +210,9 @@ vesk_term vesk_make_plus_n(vesk_env env, const vesk_term* args, size_t n) {
 vesk_term vesk_make_distinct_n(vesk_env env, const vesk_term* args, size_t n) {
   return guard(env, no_term, [&](EnvRecord& r) {
     require(args != nullptr || n == 0, "null array of terms");
-    TermManager& terms = r.env->terms();
-    Term result = terms.make_true();
-    for (size_t i = 0; i < n; ++i)
-      for (size_t k = 0; k < i; ++k) {
-        const Term a = arg(args[k]), b = arg(args[i]);
-        const bool are_booleans = a->type()->is_bool() && b->type()->is_bool();
-        const Term equal = are_booleans ? terms.make_iff(a, b) : terms.make_equal(a, b);
-        result = terms.make_and(result, terms.make_not(equal));
-      }
-    return wrap(result);
+    std::vector<Term> list;
+    for (size_t i = 0; i < n; ++i) list.push_back(arg(args[i]));
+    return wrap(r.env->terms().make_distinct(list));
   });
 }
 

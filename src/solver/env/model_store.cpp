@@ -106,6 +106,11 @@ Term ModelStore::node_value(Term term, std::span<const Term> v) {
     }
     case Tag::ite: return v[0]->is_true() ? v[1] : v[2];
     case Tag::uninterpreted: return application_value(terms_.make_uf(term->symbol(), v));
+    case Tag::distinct: {
+      std::vector<Term> values(v.begin(), v.end());
+      std::sort(values.begin(), values.end(), TermIdLess());
+      return terms_.make_bool(std::adjacent_find(values.begin(), values.end()) == values.end());
+    }
     case Tag::true_value:
     case Tag::false_value:
     case Tag::number: break;

@@ -8,7 +8,8 @@ namespace {
 // Where every choice leads to an atom of its own, nested ites have exponentially many of them.
 constexpr std::size_t max_split_atoms = 500;
 
-constexpr std::uint32_t encoded_flags = has_ite | has_divide | has_floor | has_product | has_bool_argument;
+constexpr std::uint32_t encoded_flags =
+    has_ite | has_divide | has_floor | has_product | has_bool_argument | has_distinct;
 
 bool is_ite_over_numbers(Term root) {
   std::vector<Term> stack{root};
@@ -33,12 +34,19 @@ void ConstraintEncoder::operator()(std::vector<Term>& conjuncts) {
   memo_.clear();
   split_memo_.clear();
   sides_.clear();
-  for (Term& term : conjuncts) term = encode(term);
+  for (Term& term : conjuncts) term = encode_assertion(term);
   // Encoding a side constraint can make more of them.
   for (std::size_t i = 0; i < sides_.size(); ++i) {
     const Term side = sides_[i];
     conjuncts.push_back(encode(side));
   }
+}
+
+// An assertion that says `distinct` needs no constant for it, and nothing for the case that it is false.
+Term ConstraintEncoder::encode_assertion(Term formula) {
+  if (formula->tag() != Tag::distinct) return encode(formula);
+  add_ranks(formula, terms_.make_false());
+  return terms_.make_true();
 }
 
 Term ConstraintEncoder::encode(Term formula) {
@@ -75,6 +83,13 @@ Term ConstraintEncoder::encode_node(Term term) {
       const Term b = without_ites(term->child(1), true);
       const Term inner = terms_.make_mod_congr(*term->symbol()->number(), a, b);
       return inner->tag() == Tag::mod_congr ? constant_for(inner, terms_.types().boolean()) : inner;
+    }
+    case Tag::distinct: {
+      std::vector<Term> args;
+      for (std::size_t i = 0; i < term->arity(); ++i)
+        args.push_back(without_ites(term->child(i), term->symbol()->type()->params()[i]->is_integer()));
+      const Term inner = terms_.make_distinct(args);
+      return inner->tag() == Tag::distinct ? constant_for(inner, terms_.types().boolean()) : inner;
     }
     case Tag::uninterpreted: {
       std::vector<Term> args;
@@ -252,9 +267,44 @@ Term ConstraintEncoder::constant_for(Term term, const Type* type) {
     case Tag::ite: add_ite(term, constant); break;
     case Tag::floor: add_floor(term, constant); break;
     case Tag::mod_congr: add_mod_congr(term, constant); break;
+    case Tag::distinct: add_distinct(term, constant); break;
     default: add_divide(term, constant); break;
   }
   return constant;
+}
+
+// A function that numbers the arguments, in their order, has two values at one place if two of them are
+// equal.
+void ConstraintEncoder::add_ranks(Term distinct, Term unless) {
+  const Type* type = distinct->symbol()->type()->params()[0];
+  const Symbol* rank =
+      terms_.make_fresh_symbol("rank", terms_.types().function_type({type}, terms_.types().rational()));
+  long number = 0;
+  for (const Term argument : distinct->children()) {
+    const Term value = terms_.make_number(QNumber(number++));
+    const Term has_rank = terms_.make_equal(terms_.make_uf(rank, {&argument, 1}), value);
+    add_side(terms_.make_or(unless, has_rank));
+  }
+}
+
+// Where it is false, two places are picked that hold one value.
+void ConstraintEncoder::add_distinct(Term distinct, Term constant) {
+  add_ranks(distinct, terms_.make_not(constant));
+  const Term shared = terms_.make_fresh_constant("shared", distinct->symbol()->type()->params()[0]);
+  Term some_first = constant, some_second = constant;
+  for (const Term argument : distinct->children()) {
+    const Term first = terms_.make_fresh_constant("first", terms_.types().boolean());
+    const Term second = terms_.make_fresh_constant("second", terms_.types().boolean());
+    const Term holds = terms_.make_equal(argument, shared);
+    const Term not_first = terms_.make_not(first), not_second = terms_.make_not(second);
+    some_first = terms_.make_or(some_first, first);
+    some_second = terms_.make_or(some_second, second);
+    add_side(terms_.make_or(not_first, holds));
+    add_side(terms_.make_or(not_second, holds));
+    add_side(terms_.make_or(not_first, not_second));
+  }
+  add_side(some_first);
+  add_side(some_second);
 }
 
 void ConstraintEncoder::add_ite(Term ite, Term constant) {

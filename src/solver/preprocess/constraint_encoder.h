@@ -15,8 +15,9 @@
 namespace vesk {
 
 /// Replaces what no theory takes: term-ites, floors, modular congruences and divisions become fresh
-/// constants with side constraints, or, where an atom holds just one ite, a Boolean case split without any.
-/// Products of two unknowns stay, as unknowns of their own, with facts about their signs.
+/// constants with side constraints (a `distinct` of many arguments becomes a rank for each), or, where an
+/// atom holds just one ite, a Boolean case split without any. Products of two unknowns stay, as unknowns of
+/// their own, with facts about their signs.
 ///
 /// The constraint of a term is made once; backtrack points are followed.
 class ConstraintEncoder {
@@ -58,6 +59,9 @@ class ConstraintEncoder {
   void add_floor(Term floor, Term constant);
   void add_mod_congr(Term congruence, Term quotient);
   void add_divide(Term divide, Term constant);
+  void add_distinct(Term distinct, Term constant);
+  void add_ranks(Term distinct, Term unless);
+  Term encode_assertion(Term formula);
   void add_sign_facts(Term product);
   void add_side(Term constraint) { sides_.push_back(constraint); }
   Term strictly_positive(Term term);

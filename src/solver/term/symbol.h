@@ -36,7 +36,8 @@ enum class Tag : std::uint8_t {
   equal = 12,
   ite = 13,
   mod_congr = 14,
-  number = 255,  // every numeral has a symbol of its own
+  distinct = 15,  // of more arguments than are compared pair by pair
+  number = 255,   // every numeral has a symbol of its own
 };
 
 /// Name, type and meaning of what stands at the head of a term.

@@ -28,6 +28,7 @@ enum TermFlag : std::uint32_t {
   has_int_symbol = 64,      ///< an uninterpreted symbol of integer result
   has_bool_argument = 256,  ///< a function applied to a Boolean other than true and false
   has_sum_product = 128,    ///< a product with a sum as a factor
+  has_distinct = 512,       ///< a `distinct` of many arguments
 };
 
 /// One node of the term DAG: an id, a symbol and the children in line. Immutable.

@@ -39,6 +39,7 @@ std::uint32_t flags_of(const Symbol* symbol, std::span<const Term> children) {
       if (children[0]->type()->is_number()) flags |= has_arith;
       break;
     case Tag::ite: flags |= has_ite; break;
+    case Tag::distinct: flags |= has_distinct; break;
     default: break;
   }
   return flags;

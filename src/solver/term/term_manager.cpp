@@ -1,11 +1,13 @@
 #include "solver/term/term_manager.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
 #include "solver/term/poly.h"
 #include "solver/term/visit.h"
 #include "solver/util/polling.h"
+#include "solver/util/stamp_set.h"
 
 namespace vesk {
 
@@ -335,6 +337,37 @@ Term TermManager::simplify_relation(bool equality, Term a, Term b) {
   return !equality && flipped ? relation(false, number, sum) : relation(equality, sum, number);
 }
 
+Term TermManager::make_distinct(std::span<const Term> args) {
+  // Each pair is an equation of its own; so many, and no more, are better for the search than one rank each.
+  constexpr std::size_t max_compared = 100;
+  if (args.size() <= max_compared) {
+    Term result = make_true();
+    for (std::size_t i = 0; i < args.size(); ++i)
+      for (std::size_t k = 0; k < i; ++k) {
+        const bool are_booleans = args[k]->type()->is_bool() && args[i]->type()->is_bool();
+        const Term equal = are_booleans ? make_iff(args[k], args[i]) : make_equal(args[k], args[i]);
+        const Term differ = make_not(equal);
+        result = make_and(result, differ);
+      }
+    return result;
+  }
+  const Type* type = args[0]->type();
+  for (Term arg : args)
+    if (type->is_number() && arg->type()->is_number()) type = supertype(type, arg->type());
+  const Symbol*& symbol = distinct_symbols_[{args.size(), type}];
+  if (symbol == nullptr) {
+    const std::string name = "distinct_" + std::to_string(args.size()) + '_' + operator_suffix(type);
+    symbol = make_op(Tag::distinct, name, std::vector<const Type*>(args.size(), type), types_.boolean());
+  }
+  check_type(symbol, args);
+  StampSet met;
+  const bool repeats =
+      std::any_of(args.begin(), args.end(), [&](Term arg) { return !met.insert(arg->id()); });
+  if (repeats || type->is_bool()) return make_false();
+  const bool are_known = std::all_of(args.begin(), args.end(), [](Term arg) { return arg->is_number(); });
+  return are_known ? make_true() : intern(symbol, args);
+}
+
 Term TermManager::make_mod_congr(const QNumber& modulus, Term a, Term b) {
   if (!modulus.is_int() || modulus.sgn() <= 0)
     throw TermError("The modulus " + modulus.to_str() + " is not a positive integer");
@@ -380,6 +413,7 @@ Term TermManager::make_term(const Symbol* symbol, std::span<const Term> args) {
     case Tag::leq: return make_leq(args[0], args[1]);
     case Tag::equal: return make_equal(args[0], args[1]);
     case Tag::ite: return make_term_ite(args[0], args[1], args[2]);
+    case Tag::distinct: return make_distinct(args);
     case Tag::mod_congr: return make_mod_congr(*symbol->number(), args[0], args[1]);
     case Tag::true_value:
     case Tag::false_value:

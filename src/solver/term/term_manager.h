@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "solver/num/qnumber.h"
@@ -101,6 +103,8 @@ class TermManager {
   Term make_divide(Term a, Term b);
   Term make_floor(Term a);
   Term make_term_ite(Term c, Term a, Term b);
+  /// No two of the arguments are equal; linear in them. Types are as for make_equal(), or all are Boolean.
+  Term make_distinct(std::span<const Term> args);
   /// `a` and `b`, both integers, leave the same rest when divided by the positive integer `modulus`.
   Term make_mod_congr(const QNumber& modulus, Term a, Term b);
 
@@ -158,7 +162,8 @@ class TermManager {
   hsh::Map<const Type*, const Symbol*> equality_symbols_;
   hsh::Map<const Type*, const Symbol*> ite_symbols_;
   hsh::Map<QNumber, const Symbol*> mod_symbols_;
-  std::vector<Term> uf_args_;  // scratch of make_uf
+  std::map<std::pair<std::size_t, const Type*>, const Symbol*> distinct_symbols_;  // by arity and type
+  std::vector<Term> uf_args_;                                                      // scratch of make_uf
   const Symbol *not_, *and_, *or_, *iff_;
   const Symbol *plus_rat_, *plus_int_, *times_rat_, *times_int_, *divide_rat_, *leq_rat_, *leq_int_, *floor_;
   Term true_, false_;

@@ -677,6 +677,32 @@ TEST(Environment, CoresNameTheAssertionsAndAMinimalOneNoneTooMany) {
   EXPECT_NE(without.error().find("unsat_core_generation"), std::string::npos);
 }
 
+// More arguments than are compared pair by pair, asserted, denied and in a choice; models are evaluated.
+TEST(Environment, ManyNumbersAreDistinctOrNot) {
+  for (const bool integers : {false, true}) {
+    SolverScript s;
+    constexpr int n = 120;
+    std::vector<vesk_term> x;
+    for (int i = 0; i < n; ++i)
+      x.push_back(s.constant(("x" + std::to_string(i)).c_str(), integers ? s.int_type() : s.real_type()));
+    const vesk_term differ = vesk_make_distinct_n(s.env, x.data(), x.size());
+    ASSERT_NE(differ.repr, nullptr);
+    EXPECT_EQ(s.solve({differ}), 1);
+    for (int i = 1; i < n; ++i) s.add(s.eq(x[i], s.num(std::to_string(i).c_str())));
+    const auto between = [&](const char* low, const char* high) {
+      return s.conj(s.leq(s.num(low), x[0]), s.leq(x[0], s.num(high)));
+    };
+    EXPECT_EQ(s.solve({differ, between("7", "7")}), 0);
+    // Over the integers that is refuted or not decided.
+    EXPECT_EQ(s.solve({differ, between("7", "8")}) == 1, !integers);
+    EXPECT_EQ(s.solve({s.neg(differ), between("1/2", "3/2")}), 1);
+    EXPECT_EQ(s.value(x[0]), "1");
+    EXPECT_EQ(s.value(differ), "false");
+    EXPECT_EQ(s.solve({s.neg(differ), between("-1", "1/2")}), 0);
+    EXPECT_EQ(s.solve({s.disj(differ, s.eq(x[0], s.num("9"))), between("8", "9")}), 1);
+  }
+}
+
 TEST(Environment, PreferredConstantsAreDecidedFirstAndAsTold) {
   SolverScript s;
   std::vector<vesk_term> v;
