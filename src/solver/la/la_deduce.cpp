@@ -34,20 +34,36 @@ void Solver::deduce(std::size_t first_new_bound) {
   for (const std::int32_t row : touched_rows_) deduce_from_row(row);
 }
 
+/// Whether the entries at these places still show that the row says nothing. They are where the last visit
+/// met unbounded variables, and may hold others by now.
+bool Solver::are_unbounded(std::span<const Tableau::RowEntry> row, const UnboundedPlaces& places) const {
+  const auto is_unbounded = [&](std::size_t place, bool minimum) {
+    return place < row.size() && side_bound(row[place], minimum) == null_constraint;
+  };
+  return places.below[0] != places.below[1] && places.above[0] != places.above[1] &&
+         is_unbounded(places.below[0], true) && is_unbounded(places.below[1], true) &&
+         is_unbounded(places.above[0], false) && is_unbounded(places.above[1], false);
+}
+
 /// In `sum a_i x_i = 0`, the bounds of all variables but one bound that one. So a side of the row on which
 /// two variables are unbounded says nothing, and one with a single unbounded variable speaks of that variable
 /// alone.
 void Solver::deduce_from_row(std::int32_t row) {
-  if (tableau_.row_size(row) > max_deduction_row) return;
+  const std::span<const Tableau::RowEntry> entries = tableau_.row(row);
+  if (entries.size() > max_deduction_row) return;
   ++statistics_.row_visits;
+  if (index(row) >= unbounded_.size()) unbounded_.resize(tableau_.row_limit());
+  UnboundedPlaces& places = unbounded_[index(row)];
+  if (are_unbounded(entries, places)) return;
   int unbounded_below = 0;
   int unbounded_above = 0;
   bool has_open_atom = false;
-  for (const Tableau::RowEntry& entry : tableau_.row(row)) {
-    unbounded_below += side_bound(entry, true) == null_constraint ? 1 : 0;
-    unbounded_above += side_bound(entry, false) == null_constraint ? 1 : 0;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    // The last two met so far; which ones does not matter.
+    if (side_bound(entries[i], true) == null_constraint) places.below[unbounded_below++ & 1] = i;
+    if (side_bound(entries[i], false) == null_constraint) places.above[unbounded_above++ & 1] = i;
     if (unbounded_below > 1 && unbounded_above > 1) return;
-    has_open_atom |= open_[index(entry.var)] > 0;
+    has_open_atom |= open_[index(entries[i].var)] > 0;
   }
   if (!has_open_atom) return;
   if (unbounded_below <= 1) deduce_side(row, true, unbounded_below);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -272,6 +273,12 @@ class Solver {
     std::uint32_t begin = 0;
     std::uint32_t size = 0;  // 0: not built yet
   };
+  /// Two places each in a row whose variables had no bound on that side.
+  struct UnboundedPlaces {
+    std::array<std::size_t, 2> below{0, 0};
+    std::array<std::size_t, 2> above{0, 0};
+  };
+  bool are_unbounded(std::span<const Tableau::RowEntry> row, const UnboundedPlaces& places) const;
   void touch_row(std::int32_t row);
   void touch_rows_of(Var var);
   void clear_touched_rows();
@@ -346,6 +353,7 @@ class Solver {
 
   std::vector<std::int32_t> touched_rows_;  // for the next check to deduce from
   std::vector<std::uint8_t> row_touched_;   // by row
+  std::vector<UnboundedPlaces> unbounded_;  // by row: where to look first for a reason to pass over it
   std::vector<Implication> implications_;
   std::vector<ConstraintId> reasons_;         // the reasons of all implications, one after the other
   std::vector<std::int32_t> implication_of_;  // by constraint: its implication, or -1
