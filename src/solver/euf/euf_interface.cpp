@@ -113,7 +113,9 @@ void EufSolverInterface::own(Node node, dpll::Var var) {
 void EufSolverInterface::retract_atom(dpll::Var var) {
   Node& node = node_of_var_[static_cast<std::size_t>(var)];
   solver_.watch(node, false);
-  nodes_[static_cast<std::size_t>(node)].var = dpll::var_undef;
+  NodeRecord& record = nodes_[static_cast<std::size_t>(node)];
+  record.var = dpll::var_undef;
+  assumes_retracted_ |= record.assumed;
   node = null_node;
 }
 
@@ -126,23 +128,34 @@ void EufSolverInterface::cancel_until(int level) {
   if (static_cast<std::size_t>(level) >= marks_.size()) return;
   const Mark mark = marks_[static_cast<std::size_t>(level)];
   marks_.resize(static_cast<std::size_t>(level));
-  assumed_.resize(mark.assumed);
+  for (; assumed_.size() > mark.assumed; assumed_.pop_back()) {
+    const Node node = node_of_var_[static_cast<std::size_t>(assumed_.back().var())];
+    if (node != null_node) nodes_[static_cast<std::size_t>(node)].assumed = false;
+  }
   next_implied_ = mark.next_implied;
   next_equality_ = mark.next_equality;
   solver_.pop_to_level(static_cast<std::size_t>(level));
 }
 
-/// Nodes made since the point go. Facts of level 0 may have come since as well, and rest on older atoms: all
-/// that is assumed is asserted anew on the nodes that stay.
+/// Nodes made since the point go. Nearly always they are the newest there is. Where facts of level 0 have
+/// come since as well, which rest on older atoms, all that is assumed is asserted anew on the nodes that
+/// stay.
 void EufSolverInterface::pop_backtrack_point() {
   assert(!points_.empty());
   const std::size_t num_nodes = points_.back();
   points_.pop_back();
-  const bool assumes_retracted = std::any_of(assumed_.begin(), assumed_.end(), [this](dpll::Lit lit) {
-    return node_of_var_[static_cast<std::size_t>(lit.var())] == null_node;
-  });
-  if (num_nodes != nodes_.size() || assumes_retracted) rebuild(num_nodes);
+  if (assumes_retracted_ || !forget_newest(num_nodes)) rebuild(num_nodes);
   next_equality_ = 0;  // the others may have dropped what they made of them
+}
+
+/// False, and nothing is done, if somebody needs them still.
+bool EufSolverInterface::forget_newest(std::size_t num_nodes) {
+  const auto begin = nodes_.begin() + static_cast<std::ptrdiff_t>(num_nodes);
+  const auto has_atom = [](const NodeRecord& record) { return record.var != dpll::var_undef; };
+  if (std::any_of(begin, nodes_.end(), has_atom) || !solver_.remove_newest(num_nodes)) return false;
+  for (auto record = begin; record != nodes_.end(); ++record) node_of_term_.erase(record->term);
+  nodes_.erase(begin, nodes_.end());
+  return true;
 }
 
 void EufSolverInterface::rebuild(std::size_t num_nodes) {
@@ -168,6 +181,8 @@ void EufSolverInterface::rebuild(std::size_t num_nodes) {
   std::vector<Mark> marks;
   assumed.swap(assumed_);
   marks.swap(marks_);
+  assumes_retracted_ = false;
+  for (NodeRecord& record : nodes_) record.assumed = false;
   next_implied_ = next_equality_ = 0;
   for (std::size_t i = 0; i <= assumed.size(); ++i) {
     while (marks_.size() < marks.size() && marks[marks_.size()].assumed <= i) new_decision_level();
@@ -182,6 +197,7 @@ void EufSolverInterface::rebuild(std::size_t num_nodes) {
 void EufSolverInterface::assert_lit(dpll::Lit lit) {
   assumed_.push_back(lit);
   const Node node = node_of_var_[static_cast<std::size_t>(lit.var())];
+  nodes_[static_cast<std::size_t>(node)].assumed = true;
   const NodeRecord& record = nodes_[static_cast<std::size_t>(node)];
   if (!lit.negated() && record.left != null_node) solver_.merge(record.left, record.right, lit.x);
   solver_.merge(node, lit.negated() ? false_node : true_node, lit.x);

@@ -58,6 +58,7 @@ class EufSolverInterface : public TheorySolver {
     dpll::Var var = dpll::var_undef;  // of the atom that the node stands for
     Node left = null_node;            // the two sides, if the node is an equality
     Node right = null_node;
+    bool assumed = false;  // true or false by a literal that was assumed
   };
   struct Mark {
     std::size_t assumed;
@@ -74,6 +75,7 @@ class EufSolverInterface : public TheorySolver {
   void assert_lit(dpll::Lit lit);
   void hand_on_equalities();
   bool is_entailed(const std::vector<Hypothesis>& hypotheses, Node a, Node b) const;
+  bool forget_newest(std::size_t num_nodes);
   void rebuild(std::size_t num_nodes);
 
   TermManager& terms_;
@@ -85,7 +87,8 @@ class EufSolverInterface : public TheorySolver {
   hsh::Map<const Symbol*, Function> functions_;
   std::vector<Node> node_of_var_;  // by variable of the search
   std::vector<dpll::Lit> assumed_;
-  std::vector<Mark> marks_;  // by decision level
+  bool assumes_retracted_ = false;  // the atom of an assumed literal is gone
+  std::vector<Mark> marks_;         // by decision level
   std::size_t next_implied_ = 0;
   std::size_t next_equality_ = 0;  // of those that the other theories get
   const TheoryEqPropagator* equations_ = nullptr;

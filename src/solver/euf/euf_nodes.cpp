@@ -170,6 +170,30 @@ void Solver::undo(const Cell& cell) {
     nodes_[index(cell.proof_parent)].proof_parent = null_node;
 }
 
+bool Solver::remove_newest(std::size_t count) {
+  assert(count >= 2);
+  const auto is_newer = [count](Node node) { return index(node) >= count; };
+  const std::size_t applications = static_cast<std::size_t>(
+      std::count_if(nodes_.begin() + static_cast<std::ptrdiff_t>(count), nodes_.end(),
+                    [](const NodeRecord& record) { return record.arity != 0; }));
+  const std::size_t level_begin = marks_.empty() ? 0 : marks_.back().trail;
+  const bool are_alone =
+      std::all_of(nodes_.begin() + static_cast<std::ptrdiff_t>(count), nodes_.end(),
+                  [this](const NodeRecord& r) { return r.size == 1 && &nodes_[index(r.root)] == &r; });
+  if (in_conflict_ || !are_alone || trail_.size() - level_begin < applications) return false;
+  for (std::size_t i = trail_.size() - applications; i < trail_.size(); ++i)
+    if (trail_[i].proof_child != null_node || !is_newer(trail_[i].node)) return false;
+  for (std::size_t i = 0; i < applications; ++i) {
+    const Cell cell = trail_.back();
+    trail_.pop_back();
+    undo(cell);
+  }
+  assert(next_pending_ == 0);
+  std::erase_if(pending_, [&](const Pending& p) { return is_newer(p.a) || is_newer(p.b); });
+  forget_nodes(count);
+  return true;
+}
+
 void Solver::reset_to(std::size_t count) {
   assert(count >= 2);
   in_conflict_ = false;
@@ -183,15 +207,21 @@ void Solver::reset_to(std::size_t count) {
   next_pending_ = 0;
   implied_.clear();
   shared_equalities_.clear();
-  std::size_t arguments_end = 0;
-  for (std::size_t n = 0; n < count; ++n)
-    if (nodes_[n].arity != 0) arguments_end = nodes_[n].arguments_begin + nodes_[n].arity;
-  nodes_.resize(count);
-  arguments_.resize(arguments_end);
-  path_stamp_.resize(count);
-  edge_stamp_.resize(count);
+  forget_nodes(count);
   for (std::size_t n = 0; n < count; ++n)
     if (nodes_[n].arity != 0) attach(static_cast<Node>(n));
+}
+
+/// Nothing refers to the nodes from number `count` on any more.
+void Solver::forget_nodes(std::size_t count) {
+  for (std::size_t n = count; n < nodes_.size(); ++n)
+    if (nodes_[n].arity != 0) {
+      arguments_.resize(nodes_[n].arguments_begin);
+      break;
+    }
+  nodes_.resize(count);
+  path_stamp_.resize(count);
+  edge_stamp_.resize(count);
 }
 
 }  // namespace vesk::euf

@@ -87,6 +87,9 @@ class Solver {
   void push_level();
   void pop_to_level(std::size_t level);
   std::size_t num_levels() const { return marks_.size(); }
+  /// Removes the nodes from number `count` on, if nothing was merged since they were made; else does nothing
+  /// and says false. Costs the nodes that go.
+  [[nodiscard]] bool remove_newest(std::size_t count);
   /// Removes the nodes from number `count` on, and with them everything that was merged; levels go as well.
   void reset_to(std::size_t count);
 
@@ -148,6 +151,7 @@ class Solver {
     return {arguments_.data() + record.arguments_begin, record.arity};
   }
   Node start_node(bool is_shared);
+  void forget_nodes(std::size_t count);
   void attach(Node node);
   void detach(Node node);
   void enter_in_table(Node node);

@@ -94,7 +94,10 @@ void TheoryManager::cancel_until(int level) {
   in_conflict_ = -1;
   next_implier_ = 0;
   for (TheorySolver* solver : solvers_) solver->cancel_until(level);
-  std::erase_if(filtered_, [&](dpll::Lit lit) { return search_->level(lit.var()) > level; });
+  // They were assigned in this order, so the highest levels stand last.
+  while (!filtered_.empty() && search_->level(filtered_.back().var()) > level) filtered_.pop_back();
+  assert(std::all_of(filtered_.begin(), filtered_.end(),
+                     [&](dpll::Lit lit) { return search_->level(lit.var()) <= level; }));
   if (late_.empty()) return;
   // What was told late is undone at a higher level than the one it was assigned at: it is told again.
   std::vector<dpll::Lit> late;
