@@ -497,6 +497,13 @@ ZORVEL_API zorvel_instance_iter zorvel_problem_get_user_type_instances(zorvel_pr
 ZORVEL_API int zorvel_problem_has_temporal_uncertainty(zorvel_problem problem);
 /* 1 if no user type holds actions, fluents or constants, else 0. */
 ZORVEL_API int zorvel_problem_is_flat(zorvel_problem problem);
+/* 1 if a condition at one instant and an effect of another action on a fluent that it names must be apart in
+ * time, in either order, as in PDDL 2.1; else 0. So it is with problems of zorvel_read_pddl and of ANML texts
+ * that ask for it. */
+ZORVEL_API int zorvel_problem_has_mutual_exclusion(zorvel_problem problem);
+/* The same problem with that rule (1) or without it (0). Plans with it are plans without it. */
+ZORVEL_API zorvel_problem zorvel_problem_with_mutual_exclusion(zorvel_problem problem,
+                                                               int has_mutual_exclusion);
 /* The same problem without its metrics, which planners refuse: they do not say which plans are valid. Plans
  * of one problem are plans of the other. */
 ZORVEL_API zorvel_problem zorvel_problem_without_metrics(zorvel_problem problem);

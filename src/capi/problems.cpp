@@ -1,5 +1,6 @@
 #include "capi/frame.h"
 #include "model/model_factory.h"
+#include "transformers/mutual_exclusion.h"
 #include "transformers/without_metrics.h"
 
 using namespace zorvel;  // NOLINT: the bodies below are C functions
@@ -46,6 +47,15 @@ int zorvel_problem_has_temporal_uncertainty(zorvel_problem problem) {
 }
 int zorvel_problem_is_flat(zorvel_problem problem) {
   return at_boundary([&] { return to_cxx(problem)->is_flat() ? 1 : 0; });
+}
+int zorvel_problem_has_mutual_exclusion(zorvel_problem problem) {
+  return at_boundary([&] { return to_cxx(problem)->rules().has_mutual_exclusion ? 1 : 0; });
+}
+zorvel_problem zorvel_problem_with_mutual_exclusion(zorvel_problem problem, int has_mutual_exclusion) {
+  return at_boundary([&] {
+    return to_handle<zorvel_problem>(
+        model::with_mutual_exclusion(to_cxx(problem), has_mutual_exclusion != 0));
+  });
 }
 zorvel_problem zorvel_problem_without_metrics(zorvel_problem problem) {
   return at_boundary([&] { return to_handle<zorvel_problem>(model::without_metrics(to_cxx(problem))); });

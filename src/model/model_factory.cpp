@@ -159,13 +159,15 @@ std::shared_ptr<InstanceImpl> ModelFactory::make_instance(const std::string& nam
   return intern(instances_, std::make_shared<InstanceImpl>(weak_from_this(), name, type));
 }
 
-ProblemPtr ModelFactory::make_problem_instance(
-    const std::vector<std::shared_ptr<ActionImpl>>& actions,
-    const std::vector<std::shared_ptr<FluentImpl>>& fluents,
-    const std::vector<std::shared_ptr<ConstantImpl>>& constants,
-    const std::vector<std::shared_ptr<InstanceImpl>>& instances,
-    const std::vector<std::shared_ptr<UserTypeImpl>>& user_types, const std::vector<Node*>& expressions,
-    const LabelsOrdering& labels_ordering, const std::vector<std::shared_ptr<PlanQualityMetric>>& metrics) {
+ProblemPtr ModelFactory::make_problem_instance(const std::vector<std::shared_ptr<ActionImpl>>& actions,
+                                               const std::vector<std::shared_ptr<FluentImpl>>& fluents,
+                                               const std::vector<std::shared_ptr<ConstantImpl>>& constants,
+                                               const std::vector<std::shared_ptr<InstanceImpl>>& instances,
+                                               const std::vector<std::shared_ptr<UserTypeImpl>>& user_types,
+                                               const std::vector<Node*>& expressions,
+                                               const LabelsOrdering& labels_ordering,
+                                               const std::vector<std::shared_ptr<PlanQualityMetric>>& metrics,
+                                               const PlanRules& rules) {
   const auto problem = std::make_shared<ProblemInstanceImpl>(env(), weak_from_this());
   for (const auto& action : actions) problem->add_action(action);
   for (const auto& fluent : fluents) problem->add_fluent(fluent);
@@ -181,6 +183,7 @@ ProblemPtr ModelFactory::make_problem_instance(
       problem->add_label(*label, expression);
   }
   for (const auto& metric : metrics) problem->add_metric(metric);
+  problem->set_rules(rules);
   return intern(problems_, problem);
 }
 

@@ -69,7 +69,8 @@ class ModelFactory : public EnvObject, public std::enable_shared_from_this<Model
                                    const std::vector<std::shared_ptr<UserTypeImpl>>& user_types,
                                    const std::vector<Node*>& expressions,
                                    const LabelsOrdering& labels_ordering,
-                                   const std::vector<std::shared_ptr<PlanQualityMetric>>& metrics);
+                                   const std::vector<std::shared_ptr<PlanQualityMetric>>& metrics,
+                                   const PlanRules& rules = {});
 
   // Called from destructors of published objects. An entry that is another object by now stays.
   void remove_user_type(UserTypeImpl* type);

@@ -170,7 +170,8 @@ bool ProblemInstanceImpl::has_continuous_change() const {
 bool operator==(const ProblemInstanceImpl& a, const ProblemInstanceImpl& b) {
   return a.instances_ == b.instances_ && a.user_types_ == b.user_types_ && a.fluents_ == b.fluents_ &&
          a.constants_ == b.constants_ && a.actions_ == b.actions_ && a.expressions_ == b.expressions_ &&
-         a.labels_ordering_ == b.labels_ordering_ && same_metrics(a.metrics_, b.metrics_);
+         a.labels_ordering_ == b.labels_ordering_ && same_metrics(a.metrics_, b.metrics_) &&
+         a.rules_ == b.rules_;
 }
 
 std::size_t ProblemInstanceImpl::hash() const {
@@ -185,6 +186,7 @@ std::size_t ProblemInstanceImpl::hash() const {
 }
 
 std::ostream& operator<<(std::ostream& out, const ProblemPtr& problem) {
+  if (problem->rules().has_mutual_exclusion) out << ":: (\"mutual-exclusion\");\n";
   problem->print_scope(out);
   out << '\n';
   for (const auto& [name, instance] : problem->instances())
@@ -193,6 +195,10 @@ std::ostream& operator<<(std::ostream& out, const ProblemPtr& problem) {
   for (const auto& [name, constant] : problem->constants()) print_constant_values(out, *constant);
   if (!problem->expressions().empty()) out << '\n';
   for (Node* expression : problem->expressions()) out << to_anml(expression) << ";\n";
+  for (const AlwaysWithin& rule : problem->rules().always_within)
+    out << ":: (\"always-within\", "
+        << print_expression{problem->env().expression_factory().make_rational_constant(rule.limit)} << ", "
+        << print_expression{rule.trigger} << ", " << print_expression{rule.response} << ");\n";
   return out;
 }
 

@@ -25,6 +25,26 @@ struct NodePairIdLess {
 };
 using LabelsOrdering = std::set<std::pair<Node*, Node*>, NodePairIdLess>;
 
+/// `always-within` of PDDL 3 (Gerevini and Long, 2005): each state in which the trigger holds is, or is
+/// followed within `limit` by, a state in which the response holds. A state begins behind the effects of its
+/// instant.
+struct AlwaysWithin {
+  rational limit;
+  Node* trigger;
+  Node* response;
+  friend bool operator==(const AlwaysWithin&, const AlwaysWithin&) = default;
+};
+
+/// What a problem demands of its plans beside its statements.
+struct PlanRules {
+  /// A condition at one instant and an effect of another action on a fluent that it names must be apart in
+  /// time, in either order, as in PDDL 2.1 (Fox and Long, 2003). Of two effects that holds always; a
+  /// condition over an interval is not concerned.
+  bool has_mutual_exclusion = false;
+  std::vector<AlwaysWithin> always_within;
+  friend bool operator==(const PlanRules&, const PlanRules&) = default;
+};
+
 using InstanceMap = std::map<std::string, std::shared_ptr<InstanceImpl>>;
 
 /// One planning problem. Published by the factory's `make_problem_instance` and never changed afterwards, but
@@ -46,6 +66,7 @@ class ProblemInstanceImpl : public TypeScope,
   void add_label(const std::string& name, Node* node);
   void add_labels_ordering(Node* before, Node* after) { labels_ordering_.emplace(before, after); }
   void add_metric(const std::shared_ptr<PlanQualityMetric>& metric) { metrics_.push_back(metric); }
+  void set_rules(PlanRules rules) { rules_ = std::move(rules); }
   /// Adds to the first action-cost metric, making one if there is none.
   void add_action_cost(const std::shared_ptr<ActionImpl>& action, Node* cost);
 
@@ -55,6 +76,7 @@ class ProblemInstanceImpl : public TypeScope,
   const std::map<std::string, Node*>& labels() const { return labels_; }
   const LabelsOrdering& labels_ordering() const { return labels_ordering_; }
   const std::vector<std::shared_ptr<PlanQualityMetric>>& metrics() const { return metrics_; }
+  const PlanRules& rules() const { return rules_; }
 
   /// Every fluent reference with constant arguments, fluents by name, the last parameter turning fastest.
   /// InvalidParameterError "The problem instance is not flat!" or "The problem instance contains a
@@ -77,6 +99,7 @@ class ProblemInstanceImpl : public TypeScope,
   LabelsOrdering labels_ordering_;
   mutable std::map<TypePtr, InstanceMap> instances_by_type_;
   std::vector<std::shared_ptr<PlanQualityMetric>> metrics_;
+  PlanRules rules_;
 };
 
 using ProblemPtr = std::shared_ptr<ProblemInstanceImpl>;

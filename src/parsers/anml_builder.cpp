@@ -316,10 +316,24 @@ void AnmlBuilder::add_annotation(Count annotations) {
   const std::vector<Annotation> list = take_annotations(annotations);
   const bool is_metric = (list.size() == 2 || list.size() == 3) && list[0].text != nullptr &&
                          list[1].text != nullptr && *list[0].text == "metric";
+  const auto begins_with = [&](const char* text) { return list[0].text != nullptr && *list[0].text == text; };
   if (is_metric)
     add_metric(*list[1].text, list);
+  else if (list.size() == 1 && begins_with("mutual-exclusion"))
+    rules_.has_mutual_exclusion = true;
+  else if (list.size() == 4 && begins_with("always-within"))
+    add_always_within(list);
   else
     env_.warning_manager().warn("Unsupported annotation found.");
+  problem_->set_rules(rules_);
+}
+
+void AnmlBuilder::add_always_within(const std::vector<Annotation>& list) {
+  const char* const expected = "'always-within' needs a number and two conditions";
+  Node* const limit = expression_of(list[1], expected);
+  if (!model::ExpressionFactory::is_numeric_constant(limit)) handle_error(expected);
+  rules_.always_within.push_back({factory().get_numeric_constant(limit), expression_of(list[2], expected),
+                                  expression_of(list[3], expected)});
 }
 
 void AnmlBuilder::add_metric(const std::string& name, const std::vector<Annotation>& list) {

@@ -143,6 +143,7 @@ class AnmlBuilder : public TextBuilder {
   std::vector<Node*> take_expressions(Count count);
   std::vector<Annotation> take_annotations(Count count);
   void add_statement(const Statement& statement);
+  void add_always_within(const std::vector<Annotation>& list);
   void add_metric(const std::string& name, const std::vector<Annotation>& list);
   Node* expression_of(const Annotation& annotation, const char* error) const;
   void hint(Hint kind, int line, const std::string& text);
@@ -165,6 +166,7 @@ class AnmlBuilder : public TextBuilder {
   std::vector<std::shared_ptr<model::ParameterImpl>> parameters_;
   std::vector<AnmlDeclaration> members_;
   std::vector<Annotation> annotations_;
+  model::PlanRules rules_;
   AnmlDeclaration declared_;
 
   bool minimizes_cost_ = false;

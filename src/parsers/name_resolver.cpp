@@ -45,7 +45,7 @@ class Resolution {
     current_declaration_ = nullptr;
     return env_.model_factory().make_problem_instance(new_actions_, values_of(fluents_), problem_constants_,
                                                       values_of(instances_), values_of(raw_->user_types()),
-                                                      statements_, label_orderings(), metrics());
+                                                      statements_, label_orderings(), metrics(), rules_);
   }
 
   /// The line of what failed in `run`; 0 if unknown.
@@ -338,6 +338,7 @@ class Resolution {
       });
     }
     resolve_metric_expressions(substituter);
+    resolve_rules(substituter);
   }
 
   void resolve_member_actions(UserTypeImpl& type, const Path& path) {
@@ -421,6 +422,18 @@ class Resolution {
     }
   }
 
+  void resolve_rules(const NameSubstituter& substituter) {
+    rules_ = raw_->rules();
+    for (AlwaysWithin& rule : rules_.always_within)
+      for (Node** const condition : {&rule.trigger, &rule.response})
+        at_statement(substituter, *condition, nullptr, [&] {
+          *condition = substituter(*condition);
+          if (!env_.type_checker()(*condition)->is_boolean())
+            throw TypeCheckingError("'always-within' needs conditions, but '")
+                << print_expression{*condition} << "' is none";
+        });
+  }
+
   std::vector<std::shared_ptr<PlanQualityMetric>> metrics() const {
     std::vector<std::shared_ptr<PlanQualityMetric>> result;
     for (const auto& metric : raw_->metrics()) {
@@ -500,6 +513,7 @@ class Resolution {
   std::vector<Node*> raw_statements_;
   std::vector<Node*> raw_label_orderings_;
   std::vector<Node*> statements_;
+  PlanRules rules_;
   std::vector<ActionPtr> new_actions_;
   const MinimizeActionCost* cost_metric_ = nullptr;
   MinimizeActionCost new_costs_;

@@ -110,7 +110,8 @@ class ModelBuilder : public EnvObject {
   std::vector<std::shared_ptr<ParameterImpl>> parameters_;  // by number of the variable
   std::vector<std::string> action_names_;                   // as the model has them
   std::vector<std::shared_ptr<ActionImpl>> actions_;
-  std::vector<Node*> statements_;              // of the problem
+  std::vector<Node*> statements_;  // of the problem
+  model::PlanRules rules_{.has_mutual_exclusion = true, .always_within = {}};
   const Action* action_ = nullptr;             // the one at hand
   std::vector<const Expression*> conditions_;  // of the action at hand, without times
   std::vector<std::pair<Node*, Node*>> kept_;  // what it keeps from its start on, and where
@@ -657,7 +658,7 @@ BuiltProblem ModelBuilder::build() {
                [](const auto& c) { return !!c; });
   constants.insert(constants.end(), hidden_constants_.begin(), hidden_constants_.end());
   return {env().model_factory().make_problem_instance(actions_, fluents, constants, instance_objects_,
-                                                      user_types_, statements_, {}, metrics),
+                                                      user_types_, statements_, {}, metrics, rules_),
           std::move(plan_names_)};
 }
 

@@ -136,6 +136,7 @@ void Flattener::do_computation() {
   const NodeRewrite rewrite = rewriting(nullptr, {});
   parts_.expressions.assign(problem_->expressions().begin(), problem_->expressions().end());
   parts_.labels_ordering = problem_->labels_ordering();
+  parts_.rules = problem_->rules();
   parts_.rewrite_statements(rewrite);
   parts_.metrics = metrics.metrics(rewrite);
   new_problem_ = parts_.make(env());

@@ -25,11 +25,12 @@ ProblemParts::ProblemParts(const ProblemInstanceImpl& problem)
       user_types(values_of(problem.user_types())),
       expressions(problem.expressions().begin(), problem.expressions().end()),
       labels_ordering(problem.labels_ordering()),
-      metrics(problem.metrics()) {}
+      metrics(problem.metrics()),
+      rules(problem.rules()) {}
 
 ProblemPtr ProblemParts::make(Environment& env) const {
   return env.model_factory().make_problem_instance(actions, fluents, constants, instances, user_types,
-                                                   expressions, labels_ordering, metrics);
+                                                   expressions, labels_ordering, metrics, rules);
 }
 
 void ProblemParts::rewrite_statements(const NodeRewrite& rewrite) {
@@ -40,6 +41,10 @@ void ProblemParts::rewrite_statements(const NodeRewrite& rewrite) {
     rewritten.emplace(new_before, rewrite(after));
   }
   labels_ordering = std::move(rewritten);
+  for (AlwaysWithin& rule : rules.always_within) {
+    rule.trigger = rewrite(rule.trigger);
+    rule.response = rewrite(rule.response);
+  }
 }
 
 MetricRewriter::MetricRewriter(const ProblemInstanceImpl& problem, std::string_view duplicate_message)

@@ -19,7 +19,7 @@ struct ProblemParts {
   /// Everything of the problem except its actions, which every transformer makes itself.
   explicit ProblemParts(const ProblemInstanceImpl& problem);
   ProblemPtr make(Environment& env) const;
-  /// Puts expressions and label orderings through the rewriting.
+  /// Puts expressions, label orderings and rules through the rewriting.
   void rewrite_statements(const NodeRewrite& rewrite);
 
   std::vector<std::shared_ptr<ActionImpl>> actions;
@@ -30,6 +30,7 @@ struct ProblemParts {
   std::vector<Node*> expressions;
   LabelsOrdering labels_ordering;
   std::vector<std::shared_ptr<PlanQualityMetric>> metrics;
+  PlanRules rules;
 };
 
 /// Carries the metrics of a problem over to the problem that a transformer makes of it.

@@ -29,23 +29,32 @@ std::string text_of(const Parts&... parts) {
 }  // namespace
 
 Replay::Replay(CompiledProblem& problem, const Timeline& timeline)
-    : problem_(problem), timeline_(timeline), evaluate_(problem.slots()), world_(timeline.initial) {}
+    : problem_(problem),
+      timeline_(timeline),
+      evaluate_(problem.slots()),
+      world_(timeline.initial),
+      owed_since_(problem.rules().size()),
+      has_mutual_exclusion_(problem.problem()->rules().has_mutual_exclusion) {}
 
 bool Replay::run() {
   const std::vector<const Event*>& events = timeline_.order;
   std::size_t next = 0;
+  if (!check_rules()) return false;
   while (next < events.size()) {
     const rational& time = events[next]->start;
     if (time != now_ && !advance(time)) return false;
     for (; next < events.size() && events[next]->start == time; ++next)
       if (!process(*events[next])) return false;
+    if (!check_mutual_exclusion()) return false;
     const auto has_begun = [&](const Event& event) {
       return event.statement->is_left_closed || event.start < now_;
     };
     if (!check_stale_conditions(has_begun)) return false;
   }
-  apply_changes();
+  if (apply_changes() && !check_rules()) return false;
   if (!check_stale_conditions([&](const Event& event) { return event.end > now_; })) return false;
+  for (std::size_t i = 0; i < owed_since_.size(); ++i)
+    if (owed_since_[i]) return fail_rule(*problem_.rules()[i].source, *owed_since_[i]);
   // The last state stands for ever, so what it has not brought about by now does not come.
   for (const ActiveCondition& condition : conditions_)
     if (condition.event->statement->is_contains && !condition.is_over) return fail_contains(*condition.event);
@@ -54,7 +63,7 @@ bool Replay::run() {
 
 /// Goes on to `time`, through the state that holds from now_ until then.
 bool Replay::advance(const rational& time) {
-  apply_changes();
+  if (apply_changes() && !check_rules()) return false;
   // why here: No event need stand between now_ and an interval's end, so this state may be the only one in
   // which a condition fails, or a `contains` holds.
   if (!check_stale_conditions([&](const Event& event) { return event.end > now_; })) return false;
@@ -63,12 +72,43 @@ bool Replay::advance(const rational& time) {
   return retire_conditions(time);
 }
 
-void Replay::apply_changes() {
+void Replay::note_reads(const Event& event) {
+  for (const Slot slot : reads_) reads_now_.push_back({slot, &event});
+  reads_.clear();
+}
+
+bool Replay::check_mutual_exclusion() {
+  for (const Read& read : reads_now_) {
+    const std::size_t slot = index(read.slot);
+    if (slot >= changed_at_.size() || changed_at_[slot] != instant_) continue;
+    const Event& change = *changed_by_[slot];
+    if (change.occurrence == read.event->occurrence) continue;
+    const Statement& statement = *read.event->statement;
+    const bool is_condition = statement.kind == StatementKind::CONDITION;
+    Node* const stated = is_condition ? statement.condition : statement.targets.front().reference;
+    std::ostringstream what;
+    what << (is_condition ? "Condition " : "Effect on ") << print_expression{ground(*read.event, stated)}
+         << " reads " << print_expression{problem_.slots().reference(read.slot)} << " at the time when ";
+    if (const TimeTriggeredStep* step = change.occurrence->shown)
+      print_plan_action(what, *step);
+    else
+      what << "the problem";
+    what << " changes it";
+    return fail(*read.event, what.str());
+  }
+  reads_now_.clear();
+  return true;
+}
+
+/// Whether a value is another one now.
+bool Replay::apply_changes() {
+  bool has_changed = false;
   for (Change& change : changes_) {
     const std::size_t slot = index(change.slot);
     if (slot >= world_.size()) world_.resize(problem_.slots().size());
     if (world_[slot] == change.value) continue;
     world_[slot] = std::move(change.value);
+    has_changed = true;
     if (slot >= watchers_.size()) continue;
     std::erase_if(watchers_[slot], [&](ConditionId id) { return conditions_[id].is_over; });
     for (const ConditionId id : watchers_[slot]) {
@@ -78,6 +118,30 @@ void Replay::apply_changes() {
     }
   }
   changes_.clear();
+  return has_changed;
+}
+
+/// Looks at the state that begins at now_.
+bool Replay::check_rules() {
+  for (std::size_t i = 0; i < owed_since_.size(); ++i) {
+    const CompiledRule& rule = problem_.rules()[i];
+    evaluate_.run(rule.program, {}, world_);
+    std::optional<rational>& since = owed_since_[i];
+    if (evaluate_.output(rule.program, 1).is_true()) {
+      if (since && now_ - *since > rule.source->limit) return fail_rule(*rule.source, *since);
+      since.reset();
+    } else if (!since && evaluate_.output(rule.program, 0).is_true()) {
+      since = now_;
+    }
+  }
+  return true;
+}
+
+bool Replay::fail_rule(const model::AlwaysWithin& rule, const rational& since) {
+  reason_ = text_of(print_expression{rule.trigger}, " holds at time ", since, ", and ",
+                    print_expression{rule.response}, " not within ", rule.limit, " from then on");
+  ZORVEL_LOG(DEBUG) << reason_;
+  return false;
 }
 
 bool Replay::retire_conditions(const rational& time) {
@@ -118,7 +182,12 @@ bool Replay::process_condition(const Event& event) {
     activate(event);
     return true;
   }
-  if (evaluate_condition(event, nullptr).is_true()) return true;
+  reads_.clear();
+  const bool is_at_instant = event.statement->is_point;
+  const bool holds =
+      evaluate_condition(event, has_mutual_exclusion_ && is_at_instant ? &reads_ : nullptr).is_true();
+  note_reads(event);
+  if (holds) return true;
   return fail(event, text_of("Condition ", print_expression{ground(event, event.statement->condition)},
                              " is violated!"));
 }
@@ -192,7 +261,9 @@ const Value& Replay::evaluate_condition(const Event& event, std::vector<Slot>* r
 
 bool Replay::process_effect(const Event& event) {
   const Statement& statement = *event.statement;
-  evaluate_.run(statement.body, event.occurrence->binding, world_);
+  reads_.clear();
+  evaluate_.run(statement.body, event.occurrence->binding, world_, has_mutual_exclusion_ ? &reads_ : nullptr);
+  note_reads(event);
   const Value& value = evaluate_.output(statement.body, 0);
   if (value.kind == ValueKind::OPAQUE) raise_opaque(event, statement.value);
   return record(event, statement.targets.front(), value);
@@ -219,6 +290,10 @@ bool Replay::record(const Event& event, const Target& target, const Value& value
   if (changed_at_[index(*slot)] == instant_)
     return fail(event, text_of("Double effect on ", print_expression{reference}, " at the same time!"));
   changed_at_[index(*slot)] = instant_;
+  if (has_mutual_exclusion_) {
+    if (index(*slot) >= changed_by_.size()) changed_by_.resize(slots.size());
+    changed_by_[index(*slot)] = &event;
+  }
   changes_.push_back({*slot, slots.as_content(target.fluent, value)});
   ZORVEL_LOG(DEBUG) << "Assigning " << print_expression{reference} << " := "
                     << print_expression{changes_.back().value.node(slots.env().expression_factory())};

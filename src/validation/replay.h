@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,11 @@ namespace zorvel::validation {
 /// A change is visible from behind its instant: all that happens at one time sees the state before that time.
 /// A condition over an interval is evaluated at the instants in it and on the states between them, though
 /// only if a fluent that it reads has changed since it was last evaluated.
+///
+/// A rule `always-within` looks at the state behind each instant at which something changed.
+///
+/// With mutual exclusion, what a condition at one instant or the value of an effect reads may not be changed
+/// at that instant by another step.
 class Replay {
  public:
   Replay(CompiledProblem& problem, const Timeline& timeline);
@@ -46,7 +52,11 @@ class Replay {
   bool process_simulated_effect(const Event& event);
   bool record(const Event& event, const Target& target, const Value& value);
   void activate(const Event& event);
-  void apply_changes();
+  void note_reads(const Event& event);
+  bool check_mutual_exclusion();
+  bool apply_changes();
+  bool check_rules();
+  bool fail_rule(const model::AlwaysWithin& rule, const rational& since);
   template <class Applies>
   bool check_stale_conditions(Applies applies);
   bool check(ConditionId id);
@@ -69,10 +79,18 @@ class Replay {
   std::vector<std::uint32_t> changed_at_;  // by slot: number of the instant of its last change
   std::uint32_t instant_ = 1;
   std::vector<ActiveCondition> conditions_;
-  std::vector<ConditionId> by_end_;                 // heap of those not retired, the earliest end on top
-  std::vector<ConditionId> stale_;                  // to be evaluated before they are believed
-  std::vector<std::vector<ConditionId>> watchers_;  // by slot
-  std::vector<Slot> reads_;                         // scratch
+  std::vector<ConditionId> by_end_;                  // heap of those not retired, the earliest end on top
+  std::vector<ConditionId> stale_;                   // to be evaluated before they are believed
+  std::vector<std::vector<ConditionId>> watchers_;   // by slot
+  std::vector<Slot> reads_;                          // scratch
+  std::vector<std::optional<rational>> owed_since_;  // by rule
+  const bool has_mutual_exclusion_;
+  struct Read {
+    Slot slot;
+    const Event* event;
+  };
+  std::vector<Read> reads_now_;           // at now_, with mutual exclusion
+  std::vector<const Event*> changed_by_;  // by slot: the event of its last change
 };
 
 }  // namespace zorvel::validation

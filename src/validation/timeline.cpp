@@ -30,6 +30,12 @@ CompiledProblem::CompiledProblem(model::ProblemPtr problem)
   for (Node* expression : problem_->expressions())
     for (Statement& statement : compile_statements(slots_, {}, expression))
       statements_.push_back(std::move(statement));
+  for (const model::AlwaysWithin& rule : problem_->rules().always_within) {
+    ProgramBuilder builder(slots_, {});
+    builder.add(rule.trigger);
+    builder.add(rule.response);
+    rules_.push_back({&rule, builder.take()});
+  }
 }
 
 Timeline CompiledProblem::lay_out(const TimeTriggeredPlan& plan, const TimeTriggeredPlan& shown) {

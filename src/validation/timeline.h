@@ -46,6 +46,12 @@ struct Timeline {
   std::deque<Occurrence> occurrences;  // a deque, since events point to them
 };
 
+/// A rule `always-within`, compiled: the trigger and the response are the outputs.
+struct CompiledRule {
+  const model::AlwaysWithin* source;
+  Program program;
+};
+
 /// The statements of a problem, compiled once for any number of plans.
 class CompiledProblem {
  public:
@@ -53,6 +59,7 @@ class CompiledProblem {
 
   const model::ProblemPtr& problem() const { return problem_; }
   FluentSlots& slots() { return slots_; }
+  const std::vector<CompiledRule>& rules() const { return rules_; }
 
   /// Places the statements of the plan's steps and of the problem in time. The end of the problem lies one
   /// unit behind the last event of the plan and the last moment that the problem itself measures from its
@@ -79,6 +86,7 @@ class CompiledProblem {
   FluentSlots slots_;
   Evaluator evaluate_;
   std::vector<Statement> statements_;  // of the problem
+  std::vector<CompiledRule> rules_;
   std::unordered_map<std::shared_ptr<model::ActionImpl>, std::vector<Statement>> actions_;
 };
 

@@ -509,6 +509,31 @@ static void metrics_can_be_taken_off(void) {
   zorvel_env_destroy(env);
 }
 
+static void mutual_exclusion_can_be_asked_for(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem without = parse(env,
+                                 "fluent boolean lit;\n[start] lit := true;\n"
+                                 "action look() { duration := 2; [end] lit; };\n"
+                                 "action snuff() { duration := 1; [end] lit := false; };\n"
+                                 "goal [end] not lit;\n");
+  CHECK(zorvel_problem_has_mutual_exclusion(without) == 0);
+  zorvel_problem with = zorvel_problem_with_mutual_exclusion(without, 1);
+  CHECK(zorvel_problem_has_mutual_exclusion(with) == 1);
+  CHECK(zorvel_problem_equality(with, without) == 0);
+  zorvel_ttplan plan = zorvel_parse_ttplan_text(without, "0: look() [2]\n1: snuff() [1]\n", NULL);
+  CHECK(zorvel_ttplan_validate(without, plan) == 1);
+  CHECK(zorvel_ttplan_validate(with, plan) == 0);
+  zorvel_problem again = zorvel_problem_with_mutual_exclusion(with, 0);
+  CHECK(zorvel_problem_equality(again, without) == 1);
+  CHECK_ERROR(zorvel_problem_is_error(zorvel_problem_with_mutual_exclusion((zorvel_problem){NULL}, 1)),
+              NULL_HANDLE_ERROR);
+  zorvel_problem_destroy(again);
+  zorvel_ttplan_destroy(plan);
+  zorvel_problem_destroy(with);
+  zorvel_problem_destroy(without);
+  zorvel_env_destroy(env);
+}
+
 static double not_a_number(zorvel_classical_state state, zorvel_interpretation interpretation,
                            void* user_data) {
   (void)state, (void)interpretation, (void)user_data;
@@ -679,6 +704,7 @@ int main(void) {
   what_cannot_be_planned_for_is_named();
   messages_quote_the_beginning_of_long_expressions();
   metrics_can_be_taken_off();
+  mutual_exclusion_can_be_asked_for();
   faulty_callbacks_do_no_harm();
   files_are_read_and_written();
   pddl_is_read_from_files_and_from_memory();

@@ -245,6 +245,25 @@ TEST(AnmlParser, ReadsMetrics) {
   EXPECT_EQ(unknown.warnings(), Texts{"Unsupported annotation found."});
 }
 
+TEST(AnmlParser, RulesAreAnnotationsAndSurvivePrinting) {
+  const std::string text =
+      "fluent boolean p; fluent boolean q; :: (\"mutual-exclusion\"); :: (\"always-within\", 5, p and q, not "
+      "p);";
+  Reading read(text);
+  ASSERT_EQ(read.error, "");
+  EXPECT_TRUE(read.warnings().empty());
+  EXPECT_TRUE(read.problem->rules().has_mutual_exclusion);
+  ASSERT_EQ(read.problem->rules().always_within.size(), 1U);
+  EXPECT_EQ(read.problem->rules().always_within[0].limit, rational(5));
+  EXPECT_EQ(model::to_anml(read.problem->rules().always_within[0].response), "(not p)");
+  Reading again(read.print());
+  ASSERT_EQ(again.error, "") << read.print();
+  EXPECT_EQ(again.print(), read.print());
+  EXPECT_FALSE(Reading("fluent boolean p;").problem->rules().has_mutual_exclusion);
+  EXPECT_NE(Reading("fluent boolean p; :: (\"always-within\", p, p, p);").error, "");
+  EXPECT_NE(Reading("fluent integer f; :: (\"always-within\", 5, f, f == 1);").error, "");
+}
+
 TEST(AnmlParser, WarnsOfWhatIsAllowedAndRarelyMeant) {
   struct Case {
     std::string text, warning;  // the beginning of the only warning; empty if there is none

@@ -44,20 +44,23 @@ TEST(FtpSearch, DenseAndPlainSearchAgreeOnRandomProblems) {
   const std::vector<std::vector<std::string>> heuristics{
       {"blind"},         {"hadd"},       {"blind", "hadd"},     {"hff"},
       {"hsize", "hmax"}, {"hlandmarks"}, {"hadd", "hlandmarks"}};
-  for (unsigned seed = 0; seed < 150; ++seed) {
+  for (unsigned seed = 0; seed < 200; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    expect_equal_searches(random_problem(seed), heuristics[seed % heuristics.size()], seed % 5 == 0, 300);
+    const std::string rule = seed >= 150 ? ":: (\"mutual-exclusion\");\n" : "";
+    expect_equal_searches(rule + random_problem(seed), heuristics[seed % heuristics.size()], seed % 5 == 0,
+                          300);
     if (HasFailure()) break;
   }
 }
 
 TEST(FtpSearch, DenseAndPlainSearchAgreeWhereSeveralChainsOverlap) {
-  for (unsigned seed = 0; seed < 60; ++seed) {
+  for (unsigned seed = 0; seed < 90; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     timed::Features features = timed::overlapping(seed);
     features.has_timed_effects = features.has_timed_conditions = seed % 3 == 0;
-    expect_equal_searches(timed::random_problem(seed, features).text(), {seed % 2 == 0 ? "hadd" : "hff"},
-                          false, 100);
+    timed::Problem problem = timed::random_problem(seed, features);
+    problem.has_mutual_exclusion = seed >= 60;
+    expect_equal_searches(problem.text(), {seed % 2 == 0 ? "hadd" : "hff"}, false, 100);
     if (HasFailure()) break;
   }
 }
@@ -70,7 +73,7 @@ int solve_and_validate(unsigned first_seed, unsigned last_seed, std::uint64_t ex
   int solved = 0;
   for (unsigned seed = first_seed; seed < last_seed && !testing::Test::HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    const std::string text = random_problem(seed);
+    const std::string text = (seed % 4 == 3 ? ":: (\"mutual-exclusion\");\n" : "") + random_problem(seed);
     Environment env;
     set_options(env.configuration(), seed);
     const auto problem = parse(env, text);

@@ -92,7 +92,8 @@ TEST(GuidedSearch, FindsValidPlansWhereActionsOverlap) {
   Counts counts;
   for (unsigned seed = 0; seed < 96 && !testing::Test::HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    const timed::Problem problem = timed::random_problem(seed, timed::overlapping(seed));
+    timed::Problem problem = timed::random_problem(seed, timed::overlapping(seed));
+    problem.has_mutual_exclusion = seed >= 48;
     check_problem(problem, *problem.plan, seed, counts);
   }
   EXPECT_GT(counts.solved, 40);
@@ -108,7 +109,8 @@ TEST(GuidedSearch, DeniesNoPlanOfFewStepsAndProvesOnlyWhatIsTrue) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     features.has_parameters = seed % 4 == 3;
     features.has_timed_effects = features.has_timed_conditions = seed % 3 != 0;
-    const timed::Problem problem = timed::random_problem(seed, features);
+    timed::Problem problem = timed::random_problem(seed, features);
+    problem.has_mutual_exclusion = seed % 2 != 0;
     if (const auto known = timed::find_plan(problem, 2, 8)) check_problem(problem, *known, seed, counts);
   }
   EXPECT_GT(counts.solved, 40);
@@ -123,7 +125,9 @@ TEST(GuidedSearch, AgreesWithTheForwardSearchThatThereIsNoPlan) {
   for (unsigned seed = 0; seed < 300 && !testing::Test::HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     features.has_timed_effects = features.has_timed_conditions = seed % 2 != 0;
-    const std::string text = timed::random_problem(seed, features).text();
+    timed::Problem random = timed::random_problem(seed, features);
+    random.has_mutual_exclusion = seed % 4 < 2;
+    const std::string text = random.text();
     SCOPED_TRACE(text);
     Environment env;
     const model::ProblemPtr problem = parse(env, text);

@@ -184,7 +184,8 @@ TEST(TSimplePlan, ItsScheduleIsValidWhereActionsReadAtTheirStartAndWriteAtTheirE
   int solved = 0;
   for (unsigned seed = 3000; seed < 3200; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    const std::string text = random_classical_problem(seed, true);
+    const std::string text =
+        (seed % 2 == 0 ? ":: (\"mutual-exclusion\");\n" : "") + random_classical_problem(seed, true);
     Environment env;
     const auto problem = parse(env, text);
     TSimplePlanner planner(env, problem);

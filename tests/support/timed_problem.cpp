@@ -20,6 +20,7 @@ class Writer {
   explicit Writer(const Problem& problem) : problem_(problem) {}
 
   std::string write() {
+    if (problem_.has_mutual_exclusion) out_ << ":: (\"mutual-exclusion\");\n";
     if (problem_.objects > 0) {
       out_ << "type Thing; instance Thing ";
       for (int i = 0; i < problem_.objects; ++i) out_ << (i == 0 ? "" : ", ") << object_name(i);

@@ -84,6 +84,7 @@ struct Step {
 };
 
 struct Problem {
+  bool has_mutual_exclusion = false;  ///< Stated in the text; what is spread out has it anyway.
   int objects = 0;
   std::vector<Fluent> fluents;
   std::vector<int> initial;  ///< By slot.

@@ -114,6 +114,7 @@ FtpModel::FtpModel(Environment& env, const model::ProblemPtr& problem, const rat
   for (const auto& [name, action] : problem->actions()) build_action_events(action, reader);
   compute_fluents();
   compute_order_keys();
+  compute_exclusion_keys();
   warn_about_missing_values();
 }
 
@@ -282,13 +283,16 @@ void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action, Re
   const rational duration = model::ordering_duration(bounds, max_from_start, max_from_end);
 
   const std::vector<Node*> conditions = in_text_order(factory, groups.conditions, reader.interval_texts);
-  std::vector<Node*> at_opening;
+  std::vector<Node*> at_opening, at_opening_alone;
   for (Node* expression : conditions) {
     const Node* const interval = expression->children[0];
     const auto [is_from_start, offset] = model::timing(factory, lower_anchor(interval));
-    if (factory.is_left_closed(interval) && is_from_start && offset == rational(0))
-      at_opening.push_back(expression->children[1]);
+    if (!factory.is_left_closed(interval) || !is_from_start || offset != rational(0)) continue;
+    at_opening.push_back(expression->children[1]);
+    if (factory.is_point_interval(interval)) at_opening_alone.push_back(expression->children[1]);
   }
+  if (problem_->rules().has_mutual_exclusion && !at_opening_alone.empty())
+    entry.opening = factory.make_and(at_opening_alone);
   entry.start = new_event(
       EventKind::START_ACTION,
       at_opening.empty() ? nullptr : factory.make_temporal_expression(at_start, factory.make_and(at_opening)),
@@ -342,9 +346,8 @@ std::vector<std::uint32_t> FtpModel::chain_lengths() const {
 
 void FtpModel::compute_fluents() {
   model::ExpressionFreeVars free_vars(env_);
-  const ExpressionFactory& factory = env_.expression_factory();
-  std::map<std::string, std::uint64_t> fluent_numbers;
-  for (const auto& [name, fluent] : problem_->fluents()) fluent_numbers.emplace(name, fluent_numbers.size());
+  for (const auto& [name, fluent] : problem_->fluents())
+    fluent_numbers_.emplace(name, fluent_numbers_.size());
   std::vector<std::vector<Node*>> read(events_.size());
   for (const Event& event : events_)
     if (event.expression != nullptr) read[event.index].push_back(event.expression);
@@ -364,25 +367,88 @@ void FtpModel::compute_fluents() {
                    event.simulated_effect->fluents.end());
     std::ranges::sort(nodes, NodeIdLess());
     nodes.erase(std::unique(nodes.begin(), nodes.end()), nodes.end());
-
-    // A key is a slot, or, for a reference whose slot is not known before the search, its fluent and all its
-    // fluent's slots. Such references are rare: the actions have none after their free variables became
-    // parameters.
-    std::vector<std::uint64_t>& keys = touch_keys_[event.index];
-    for (Node* node : nodes) {
-      const auto slot = index_.find(node);
-      if (slot != index_.end()) {
-        keys.push_back(slot->second);
-        continue;
-      }
-      const auto fluent = factory.get_fluent_from_reference(node);
-      keys.push_back(references_.size() + fluent_numbers.at(fluent->name()));
-      for (std::size_t other = 0; other < references_.size(); ++other)
-        if (factory.get_fluent_from_reference(references_[other]) == fluent) keys.push_back(other);
-    }
-    std::sort(keys.begin(), keys.end());
-    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    touch_keys_[event.index] = keys_of(nodes);
   }
+}
+
+/// A key is a slot, or, for a reference whose slot is not known before the search, its fluent and all its
+/// fluent's slots. Such references are rare: the actions have none after their free variables became
+/// parameters.
+std::vector<std::uint64_t> FtpModel::keys_of(const std::vector<Node*>& references) const {
+  const ExpressionFactory& factory = env_.expression_factory();
+  std::vector<std::uint64_t> keys;
+  for (Node* node : references) {
+    const auto slot = index_.find(node);
+    if (slot != index_.end()) {
+      keys.push_back(slot->second);
+      continue;
+    }
+    const auto fluent = factory.get_fluent_from_reference(node);
+    keys.push_back(references_.size() + fluent_numbers_.at(fluent->name()));
+    for (std::size_t other = 0; other < references_.size(); ++other)
+      if (factory.get_fluent_from_reference(references_[other]) == fluent) keys.push_back(other);
+  }
+  std::sort(keys.begin(), keys.end());
+  keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+  return keys;
+}
+
+void FtpModel::compute_exclusion_keys() {
+  instant_keys_.resize(events_.size());
+  written_keys_.resize(events_.size());
+  if (!problem_->rules().has_mutual_exclusion) return;
+  model::ExpressionFreeVars free_vars(env_);
+  std::vector<Node*> references;
+  const auto read = [&](Node* expression) {
+    for (Node* node : free_vars(expression))
+      if (ExpressionFactory::is_fluent_reference(node)) references.push_back(node);
+  };
+  const auto take_keys = [&](std::vector<std::uint64_t>& keys) {
+    keys = keys_of(references);
+    references.clear();
+  };
+  for (const ActionModel& action : actions_) {
+    if (action.opening != nullptr) read(action.opening);
+    for (Node* limit : action.duration_constraints) read(limit);
+    take_keys(instant_keys_[action.start->index]);
+  }
+  std::vector<Node*> effects;
+  for (const Event& event : events_) {
+    if (event.kind == EventKind::CONDITION && !event.is_opener() && !event.is_closer()) {
+      read(event.body());
+      take_keys(instant_keys_[event.index]);
+    }
+    if (!event.is_effect_like()) continue;
+    if (event.expression != nullptr) effects.push_back(event.body());
+    while (!effects.empty()) {
+      Node* const effect = effects.back();
+      effects.pop_back();
+      if (ExpressionFactory::is_and(effect))
+        effects.insert(effects.end(), effect->operands().begin(), effect->operands().end());
+      else
+        references.push_back(effect->children[0]);
+    }
+    if (event.simulated_effect)
+      references.insert(references.end(), event.simulated_effect->fluents.begin(),
+                        event.simulated_effect->fluents.end());
+    take_keys(written_keys_[event.index]);
+  }
+}
+
+namespace {
+
+bool have_common(const std::vector<std::uint64_t>& left, const std::vector<std::uint64_t>& right) {
+  for (auto i = left.begin(), j = right.begin(); i != left.end() && j != right.end();) {
+    if (*i == *j) return true;
+    *i < *j ? ++i : ++j;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool FtpModel::exclude(const Event& condition, const Event& effect) const {
+  return have_common(instant_keys(condition), written_keys(effect));
 }
 
 void FtpModel::compute_order_keys() {
@@ -437,13 +503,7 @@ void FtpModel::compute_order_keys() {
 
 bool FtpModel::touch(const Event& a, const Event& b) const {
   if (a.simulated_effect || b.simulated_effect) return true;
-  const auto& left = touch_keys_[a.index];
-  const auto& right = touch_keys_[b.index];
-  for (auto i = left.begin(), j = right.begin(); i != left.end() && j != right.end();) {
-    if (*i == *j) return true;
-    *i < *j ? ++i : ++j;
-  }
-  return false;
+  return have_common(touch_keys_[a.index], touch_keys_[b.index]);
 }
 
 std::uint64_t FtpModel::touch_mask(const Event& event) const {

@@ -25,6 +25,7 @@ using ActionId = std::uint32_t;
 struct ActionModel {
   std::shared_ptr<model::ActionImpl> action;
   Event* start = nullptr;      ///< START_ACTION, with all conditions that must hold at the opening.
+  Node* opening = nullptr;     ///< What must hold at the very moment of the opening, and no longer, or null.
   Event* end = nullptr;        ///< END_ACTION; never applied, a time point only.
   std::vector<Event*> events;  ///< What happens between them, in order.
   /// Bounds of the duration of an action whose order of events rests on them.
@@ -83,6 +84,18 @@ class FtpModel {
   }
   /// Events whose masks have no bit in common do not touch.
   std::uint64_t touch_mask(const Event& event) const;
+  /// With mutual exclusion, the numbers of what a condition at one instant names, an opening's duration
+  /// included; empty for all other events, and without mutual exclusion.
+  const std::vector<std::uint64_t>& instant_keys(const Event& event) const {
+    return instant_keys_[event.index];
+  }
+  /// With mutual exclusion, the numbers of what an effect writes; else empty.
+  const std::vector<std::uint64_t>& written_keys(const Event& event) const {
+    return written_keys_[event.index];
+  }
+  /// Whether mutual exclusion sets the first one, a condition, and the second one, a later effect, apart if
+  /// they belong to different openings. Of an effect and a later condition `must_be_apart` tells.
+  bool exclude(const Event& condition, const Event& effect) const;
   /// Whether `pending` must lie at least epsilon behind `applied`: an opening and a closed condition behind
   /// any effect, and an effect behind an effect on a common fluent.
   bool must_be_apart(const Event& applied, const Event& pending) const;
@@ -106,6 +119,8 @@ class FtpModel {
   void build_action_events(const std::shared_ptr<model::ActionImpl>& action, Reader& reader);
   void compute_fluents();
   void compute_order_keys();
+  void compute_exclusion_keys();
+  std::vector<std::uint64_t> keys_of(const std::vector<Node*>& references) const;
   void warn_about_missing_values() const;
 
   Environment& env_;
@@ -123,6 +138,8 @@ class FtpModel {
   std::vector<std::vector<Node*>> fluents_;             // by event
   std::vector<std::vector<std::uint64_t>> touch_keys_;  // by event, sorted: see compute_fluents
   std::vector<std::vector<std::uint64_t>> order_keys_;  // by event, sorted
+  std::vector<std::vector<std::uint64_t>> instant_keys_, written_keys_;  // by event, sorted
+  std::map<std::string, std::uint64_t> fluent_numbers_;
 };
 
 }  // namespace zorvel::tp::ftp

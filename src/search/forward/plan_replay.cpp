@@ -22,10 +22,11 @@ using Point = EarliestTimes::Point;
 // The problem's own chains stand before those of the actions.
 constexpr std::size_t start_chain = 0, end_chain = 1;
 
-/// An event that was applied, and when.
+/// An event that was applied, when, and in which opening of an action, counted from 1; 0 for the problem's.
 struct Applied {
   const Event* event;
   Point point;
+  std::size_t opening;
 };
 
 /// The values along the path, and the conditions in force.
@@ -90,6 +91,7 @@ class OrderOfPath {
 
   /// Behind all of them. Times along the path never fall, so that the newest ones stand for the others.
   void put_behind_all(const Applied& next) {
+    put_behind_excluded(next);
     if (newest_) require_between(*newest_, next);
     if (newest_effect_ && !next.event->is_effect_like()) require_between(*newest_effect_, next);
     newest_ = next;
@@ -104,6 +106,7 @@ class OrderOfPath {
 
   /// Behind those that it touches, where one of the two is an effect.
   void put_behind_touching(const Applied& next) {
+    put_behind_excluded(next);
     for (const std::uint64_t key : model_.order_keys(*next.event)) {
       Users& users = users_[key];
       if (users.effect) require_between(*users.effect, next);
@@ -131,6 +134,23 @@ class OrderOfPath {
                    model_.must_be_apart(*earlier.event, *later.event) ? model_.epsilon() : rational(0));
   }
 
+  /// With mutual exclusion, an effect lies apart from the conditions at one instant on what it writes.
+  void put_behind_excluded(const Applied& next) {
+    for (const std::uint64_t key : model_.written_keys(*next.event)) {
+      std::vector<Applied>& readers = instant_readers_[key];
+      bool is_alone = true;
+      for (const Applied& condition : readers) {
+        if (condition.opening == next.opening)
+          is_alone = false;
+        else
+          times_.require(condition.point, next.point, model_.epsilon());
+      }
+      // What comes behind them on this fluent comes behind the effect, and apart from it.
+      if (is_alone) readers.clear();
+    }
+    for (const std::uint64_t key : model_.instant_keys(*next.event)) instant_readers_[key].push_back(next);
+  }
+
   /// A simulated effect may read every fluent.
   void put_behind_simulated(const Applied& next) {
     if (newest_simulated_) require_between(*newest_simulated_, next);
@@ -148,6 +168,7 @@ class OrderOfPath {
   std::optional<Applied> newest_, newest_effect_, newest_simulated_;
   std::unordered_map<std::uint64_t, Applied> last_writers_;
   std::unordered_map<std::uint64_t, Users> users_;
+  std::unordered_map<std::uint64_t, std::vector<Applied>> instant_readers_;
   std::vector<Applied> since_simulated_;
 };
 
@@ -198,6 +219,7 @@ class Replay {
     std::vector<const Event*> events;
     std::size_t next = 0;
     Point start, end, newest;
+    std::size_t opening;
   };
   struct Step {
     const ActionModel* action;
@@ -205,7 +227,7 @@ class Replay {
   };
 
   Chain begin_chain(const std::vector<Event*>& events, Point start, Point end) {
-    Chain chain{{}, 0, start, end, start};
+    Chain chain{{}, 0, start, end, start, steps_.size()};
     for (const Event* event : events) {
       if (!is_tested_at_opening(*event)) {
         chain.events.push_back(event);
@@ -222,7 +244,7 @@ class Replay {
       throw TemporalNetworkIsUnsat();
     const Point start = times_.add_point(), end = times_.add_point();
     times_.require(plan_start_, start, 0);
-    put_in_order({action.start, start});
+    put_in_order({action.start, start, steps_.size() + 1});
     limit_duration(action, start, end);
     times_.require(end, plan_end_, rational(1) + model_.epsilon());
     steps_.push_back({&action, start, end});
@@ -264,7 +286,7 @@ class Replay {
     // Times measured from the plan's end are measured from behind all that is measured from its start.
     if (&chain == &chains_[start_chain])
       times_.require(point, plan_end_, event.is_effect_like() ? model_.epsilon() : rational(0));
-    put_in_order({&event, point});
+    put_in_order({&event, point, chain.opening});
     if (++chain.next == chain.events.size() && event.action) open_actions_.erase(event.action.get());
   }
 

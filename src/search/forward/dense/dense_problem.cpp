@@ -59,6 +59,7 @@ void DenseProblem::compile_event(const Event& source, const model::ExpressionSim
   event.is_effect_like = source.is_effect_like();
   event.touch_mask = model_.touch_mask(source);
   event.is_opener = source.is_opener();
+  event.excludes = !model_.instant_keys(source).empty();
   event.is_left_open = source.is_left_open;
   if (source.is_closer()) event.opener = source.start_time_point->index;
   event.from_start = source.anchor.from_start;

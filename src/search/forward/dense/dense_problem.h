@@ -27,6 +27,7 @@ struct DenseEvent {
   std::uint32_t chain = 0;
   bool is_effect_like = false;
   bool is_opener = false;
+  bool excludes = false;                ///< With mutual exclusion: a condition at one instant.
   bool is_left_open = false;            ///< Of an opener: the condition need not hold at its opening.
   std::optional<std::uint32_t> opener;  ///< Of a closer: the event that it closes.
   bool from_start = true;
@@ -79,6 +80,13 @@ class DenseProblem {
   /// As FtpModel::must_be_apart, for an effect.
   bool must_be_apart(const DenseEvent& effect, const DenseEvent& pending) const {
     return pending.is_effect_like ? touch(effect, pending) : !(pending.is_opener && pending.is_left_open);
+  }
+  /// With mutual exclusion, whether a condition that is applied and a pending effect, which may be one of its
+  /// own action, must be apart.
+  bool exclude(const DenseEvent& condition, const DenseEvent& pending) const {
+    return condition.excludes && pending.is_effect_like && (condition.touch_mask & pending.touch_mask) != 0 &&
+           condition.event->action != pending.event->action &&
+           model_.exclude(*condition.event, *pending.event);
   }
   const DenseAction& action(ActionId id) const { return actions_[id]; }
   std::size_t action_count() const { return actions_.size(); }

@@ -23,7 +23,8 @@ DenseSuccessors::DenseSuccessors(const DenseProblem& problem)
     : problem_(problem),
       layout_{problem.slots()},
       pool_(largest_block(problem)),
-      network_(pool_, problem.epsilon(), problem.precision()) {
+      network_(pool_, problem.epsilon(), problem.precision()),
+      has_exclusion_(problem.model().problem()->rules().has_mutual_exclusion) {
   const auto& events = problem_.chain(DenseProblem::start_chain).events;
   for (std::uint32_t at = 0; at < events.size(); ++at)
     if (problem_.event(events[at]).is_effect_like)
@@ -122,10 +123,37 @@ bool DenseSuccessors::put_before_pending(std::uint32_t anchor, const DenseEvent&
       if (first != DenseChain::none) from_start = -problem_.event(chain.events[first]).shift;
       if (last != DenseChain::none) from_end = -problem_.event(chain.events[last]).shift;
     }
+    for (std::uint32_t at = todo.cursor; event.excludes && at < chain.events.size(); ++at) {
+      const DenseEvent& pending = problem_.event(chain.events[at]);
+      if (!problem_.exclude(event, pending)) continue;
+      double& demand = pending.from_start ? from_start : from_end;
+      demand = std::max(demand, network_.epsilon() - pending.shift);
+      if (todo.chain == DenseProblem::start_chain) break;  // likewise
+    }
     if (from_start != nothing && !network_.add_before(anchor, todo.start, event.shift + from_start))
       return false;
     if (from_end != nothing && !network_.add_before(anchor, todo.start + 1, event.shift + from_end))
       return false;
+  }
+  return true;
+}
+
+/// With mutual exclusion, puts the effects of an action that is opened behind the conditions since the newest
+/// effect of the path. Those before that one are farther from the opening than they need.
+bool DenseSuccessors::put_behind_excluded(const DenseChain& opened, const Todo& own) {
+  for (BlockPool::Ref at = state_.path; at != 0; at = pool_.at<PathCell>(at)->parent) {
+    const PathCell& cell = *pool_.at<PathCell>(at);
+    if (cell.event == no_event) break;
+    const DenseEvent& condition = problem_.event(cell.event);
+    if (condition.is_effect_like) break;
+    if (!condition.excludes) continue;
+    assert(!network_.is_frozen(cell.anchor));
+    for (const std::uint32_t event : opened.events) {
+      const DenseEvent& effect = problem_.event(event);
+      if (!effect.is_effect_like || !problem_.model().exclude(*condition.event, *effect.event)) continue;
+      const double distance = condition.shift + network_.epsilon() - effect.shift;
+      if (!network_.add_before(cell.anchor, anchor_of(own, event), distance)) return false;
+    }
   }
   return true;
 }
@@ -161,7 +189,10 @@ bool DenseSuccessors::open(const DenseState* parent, ActionId id) {
   if (!put_behind_path(parent, start) || !set_durations(id, start)) return false;
   active_.insert(active_.end(), action.direct_openers.begin(), action.direct_openers.end());
   completes_ = chain.events.empty();
-  if (!completes_) todo_.push_back({chain_index, start, 0, state_.depth});
+  if (!completes_) {
+    todo_.push_back({chain_index, start, 0, state_.depth});
+    if (has_exclusion_ && !put_behind_excluded(chain, todo_.back())) return false;
+  }
   const std::uint32_t event = problem_.model().actions()[id].start->index;
   if (!put_before_pending(start, problem_.event(event)) || effects_collide()) return false;
   cell_ = {parent->path, 1, event, start, state_.depth, state_.depth, start, 0};
@@ -288,6 +319,12 @@ std::uint32_t DenseSuccessors::window_base() const {
     if (cell->start == 0) return state_.base;
     oldest = std::min(oldest, cell->open_depth);
     base = std::min(base, cell->start);
+  }
+  // The conditions that put_behind_excluded will ask for keep their times.
+  const PathCell* cell = &cell_;
+  while (has_exclusion_ && cell->event != no_event && !problem_.event(cell->event).is_effect_like) {
+    if (problem_.event(cell->event).excludes && cell->start != 0) base = std::min(base, cell->start);
+    cell = pool_.at<PathCell>(cell->parent);
   }
   return std::max(base, state_.base);
 }

@@ -52,6 +52,7 @@ class DenseSuccessors {
   void load(const DenseState* parent);
   bool set_durations(ActionId action, std::uint32_t start);
   bool put_behind_path(const DenseState* parent, std::uint32_t start);
+  bool put_behind_excluded(const DenseChain& opened, const Todo& own);
   bool put_before_pending(std::uint32_t anchor, const DenseEvent& event);
   bool effects_collide();
   std::uint32_t anchor_of(const Todo& todo, std::uint32_t event) const {
@@ -69,6 +70,7 @@ class DenseSuccessors {
   // The state under construction.
   DenseState state_;
   DenseNetwork network_;
+  const bool has_exclusion_;
   const std::uint32_t* built_values_ = nullptr;  // the parent's, or values_
   std::vector<std::uint32_t> values_;
   std::vector<SlotWrite> writes_;  // scratch of apply_logic

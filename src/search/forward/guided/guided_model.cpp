@@ -115,6 +115,17 @@ void GuidedModel::collect_touched() {
     touched_.insert(touched_.end(), found.begin(), found.end());
   }
   touched_begin_.push_back(static_cast<std::uint32_t>(touched_.size()));
+
+  const auto known = [&](const std::vector<std::uint64_t>& keys) {
+    std::vector<std::uint32_t> result;
+    for (const std::uint64_t key : keys)
+      if (const auto number = numbers.find(key); number != numbers.end()) result.push_back(number->second);
+    return result;
+  };
+  for (const Event& event : model.events()) {
+    instant_.push_back(known(model.instant_keys(event)));
+    written_.push_back(known(model.written_keys(event)));
+  }
 }
 
 std::span<const std::uint32_t> GuidedModel::touched(std::uint32_t event) const {

@@ -44,6 +44,11 @@ class GuidedModel {
   std::span<const std::uint32_t> touched(std::uint32_t event) const;
   std::uint32_t touched_count() const { return touched_count_; }
 
+  /// With mutual exclusion, of these numbers those that a condition at one instant names, and those that an
+  /// effect writes; else none.
+  std::span<const std::uint32_t> instant(std::uint32_t event) const { return instant_[event]; }
+  std::span<const std::uint32_t> written(std::uint32_t event) const { return written_[event]; }
+
   /// Whether the effect writes a constant that makes the condition of the opener false.
   bool breaks(std::uint32_t effect, std::uint32_t opener) const;
 
@@ -65,8 +70,9 @@ class GuidedModel {
   std::vector<std::uint32_t> touched_begin_;  // by event; one more for the end
   std::vector<std::uint32_t> touched_;
   std::uint32_t touched_count_ = 0;
-  std::vector<std::vector<SlotWrite>> constant_writes_;  // by event
-  std::vector<char> is_counted_;                         // by action
+  std::vector<std::vector<std::uint32_t>> instant_, written_;  // by event
+  std::vector<std::vector<SlotWrite>> constant_writes_;        // by event
+  std::vector<char> is_counted_;                               // by action
   bool end_matters_ = false;
 };
 

@@ -13,14 +13,19 @@ constexpr double no_duration = std::numeric_limits<double>::quiet_NaN();
 // Doubles that went different ways to one value differ by less; events are at least epsilon apart.
 constexpr double rounding = 1e-9;
 
-std::uint32_t columns_of(const GuidedModel& model, PathOrder order) {
-  return order == PathOrder::total ? 1 : 2 * model.touched_count();
-}
-
 // With a total order: the earliest moment of the next opening. With a causal one, for each fluent:
 constexpr std::uint32_t next_opening = 0;
 std::uint32_t writer_of(std::uint32_t touched) { return 2 * touched; }
 std::uint32_t readers_of(std::uint32_t touched) { return 2 * touched + 1; }
+
+std::uint32_t columns_of_order(const GuidedModel& model, PathOrder order) {
+  return order == PathOrder::total ? 1 : 2 * model.touched_count();
+}
+// With mutual exclusion, behind these, for each fluent: the last condition at one instant since an effect.
+std::uint32_t columns_of(const GuidedModel& model, PathOrder order) {
+  const bool has_exclusion = model.problem().model().problem()->rules().has_mutual_exclusion;
+  return columns_of_order(model, order) + (has_exclusion ? model.touched_count() : 0);
+}
 
 std::size_t largest_block(std::size_t slots, std::uint32_t columns) {
   constexpr std::size_t many_points = 160;
@@ -38,6 +43,7 @@ GuidedSuccessors::GuidedSuccessors(const GuidedModel& model, Options options)
       layout_{problem_.slots()},
       pool_(largest_block(problem_.slots(), columns_of(model, options.order))),
       epsilon_(problem_.epsilon()),
+      first_excluding_(columns_of_order(model, options.order)),
       values_(problem_.slots()),
       network_(columns_of(model, options.order), problem_.precision()) {}
 
@@ -190,6 +196,8 @@ bool GuidedSuccessors::open(ActionId id) {
       const Place later = place_of(chains_.back(), own);
       if (!network_.add_before(start, later.point, -later.shift)) return false;
     }
+  for (const std::uint32_t own : problem_.chain(chains_.back().chain).events)
+    if (!put_behind_excluded(own, place_of(chains_.back(), own))) return false;
   if (!put_before_pending(event, place)) return false;
   record(event, place);
   return true;
@@ -210,9 +218,24 @@ bool GuidedSuccessors::put_behind_past(std::uint32_t event, Place place) {
   return true;
 }
 
+/// With mutual exclusion, for an effect of an action that is opened: all conditions of the past belong to
+/// others.
+bool GuidedSuccessors::put_behind_excluded(std::uint32_t event, Place place) {
+  for (const std::uint32_t written : model_.written(event))
+    if (!network_.add_behind_column(excluding(written), place.point, epsilon_ - place.shift)) return false;
+  return true;
+}
+
 bool GuidedSuccessors::put_chain_behind(const Chain& chain, std::uint32_t event, Place place) {
   const DenseEvent& source = problem_.event(event);
   const auto& events = problem_.chain(chain.chain).events;
+  for (std::uint32_t at = chain.cursor; source.excludes && at < events.size(); ++at) {
+    if (!problem_.exclude(source, problem_.event(events[at]))) continue;
+    const Place pending = place_of(chain, events[at]);
+    if (!network_.add_before(place.point, pending.point, place.shift + epsilon_ - pending.shift))
+      return false;
+    if (chain.chain == DenseProblem::start_chain) break;  // those behind it are farther away
+  }
   if (options_.order == PathOrder::total && !source.is_effect_like) {
     // Of the events that are measured from one end only the first has to be bound.
     for (const std::uint32_t tightest : {problem_.chain(chain.chain).tightest_from_start[chain.cursor],
@@ -247,9 +270,22 @@ bool GuidedSuccessors::put_before_pending(std::uint32_t event, Place place) {
   return true;
 }
 
+void GuidedSuccessors::clear_excluding() {
+  if (!has_exclusion()) return;
+  row_columns_.clear();
+  for (std::uint32_t point = 0; point < network_.points(); ++point)
+    for (const std::uint32_t column : network_.columns_of(point))
+      if (column >= first_excluding_) row_columns_.push_back(column);
+  for (const std::uint32_t column : row_columns_) network_.clear_column(column);
+}
+
 void GuidedSuccessors::record(std::uint32_t event, Place place) {
   const DenseEvent& source = problem_.event(event);
+  for (const std::uint32_t named : model_.instant(event))
+    network_.raise_column(excluding(named), place.point, place.shift);
   if (options_.order == PathOrder::total) {
+    // The next opening lies apart from the effect, and so from all conditions before it.
+    if (source.is_effect_like) clear_excluding();
     network_.raise_column(next_opening, place.point, place.shift + (source.is_effect_like ? epsilon_ : 0.0));
     return;
   }
@@ -258,6 +294,7 @@ void GuidedSuccessors::record(std::uint32_t event, Place place) {
       // It lies behind all readers so far, so they need not be remembered.
       network_.set_column(writer_of(touched), place.point, place.shift);
       network_.clear_column(readers_of(touched));
+      if (has_exclusion()) network_.clear_column(excluding(touched));
     } else {
       network_.raise_column(readers_of(touched), place.point, place.shift);
     }

@@ -28,7 +28,8 @@ enum class PathOrder {
 /// - of each open chain the start, if an event measured from it is pending, and the end likewise.
 /// All else is in the past: it bounds later events from below alone, and lives in release columns. With a
 /// total order there is one column, the earliest moment of the next opening; with a causal one there are two
-/// for each fluent, its last writer and its readers since.
+/// for each fluent, its last writer and its readers since. Mutual exclusion adds one for each fluent: the
+/// last condition at one instant that an effect of an action still to be opened must be apart from.
 ///
 /// The key of a state is its values and its chains. Of two states with one key, the one whose constraints all
 /// follow from those of the other can be dropped: a continuation adds constraints between live and new points
@@ -106,9 +107,13 @@ class GuidedSuccessors {
   bool change_values(const DenseEvent& event);
   bool conditions_hold() const;
   bool put_behind_past(std::uint32_t event, Place place);
+  bool put_behind_excluded(std::uint32_t event, Place place);
   bool put_before_pending(std::uint32_t event, Place place);
   bool put_chain_behind(const Chain& chain, std::uint32_t event, Place place);
   void record(std::uint32_t event, Place place);
+  bool has_exclusion() const { return network_.columns() > first_excluding_; }
+  std::uint32_t excluding(std::uint32_t touched) const { return first_excluding_ + touched; }
+  void clear_excluding();
   bool protect();
   bool effects_collide() const;
   bool settle();
@@ -124,6 +129,7 @@ class GuidedSuccessors {
   GuidedLayout layout_;
   BlockPool pool_;
   double epsilon_;
+  std::uint32_t first_excluding_;  // the column of the first fluent's excluding conditions
 
   // The state under construction.
   GuidedState header_{};
@@ -132,10 +138,11 @@ class GuidedSuccessors {
   GuidedNetwork network_;
   std::uint32_t plan_start_ = no_point, plan_end_ = no_point, makespan_ = no_point;
   std::uint32_t hash_ = 0;
-  std::vector<std::uint32_t> live_;        // points that stay, in their order of storing
-  std::vector<OpenChain> view_chains_;     // for built()
-  std::vector<SlotWrite> writes_;          // scratch of change_values
-  mutable std::vector<StoredColumn> row_;  // scratch of keep and is_dominated_by
+  std::vector<std::uint32_t> live_;         // points that stay, in their order of storing
+  std::vector<OpenChain> view_chains_;      // for built()
+  std::vector<SlotWrite> writes_;           // scratch of change_values
+  std::vector<std::uint32_t> row_columns_;  // scratch of clear_excluding
+  mutable std::vector<StoredColumn> row_;   // scratch of keep and is_dominated_by
 };
 
 }  // namespace zorvel::tp::ftp

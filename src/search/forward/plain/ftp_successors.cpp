@@ -32,6 +32,32 @@ void Successors<T>::put_behind(State& state, const EventInstance& a, const Event
   before(state, a, b, model_.must_be_apart(*a.first, *b.first) ? epsilon_ : T(0));
 }
 
+/// With mutual exclusion: an effect that is still to come behind a condition of another opening.
+template <class T>
+void Successors<T>::exclude(State& state, const EventInstance& a, const EventInstance& pending) {
+  if (model_.exclude(*a.first, *pending.first)) before(state, a, pending, epsilon_);
+}
+
+/// With mutual exclusion, behind the conditions along the path: what is still to come when its action opens
+/// belongs to another opening than they do.
+template <class T>
+void Successors<T>::exclude_path(State& state, const TodoList& opened) {
+  for (const EventInstance& own : opened) {
+    if (model_.written_keys(*own.first).empty()) continue;
+    for (const StatePath* cell = state.path.get(); cell != nullptr; cell = cell->parent().get())
+      exclude(state, cell->event_instance(), own);
+  }
+}
+
+/// Likewise before what is pending, when a condition is applied.
+template <class T>
+void Successors<T>::exclude_pending(State& state, const EventInstance& condition) {
+  if (model_.instant_keys(*condition.first).empty()) return;
+  for (const TodoList& list : state.todo)
+    if (list.front().first->action != condition.first->action)
+      for (const EventInstance& pending : list) exclude(state, condition, pending);
+}
+
 /// a + distance <= b.
 template <class T>
 void Successors<T>::before(State& state, const EventInstance& a, const EventInstance& b, const T& distance) {
@@ -127,6 +153,9 @@ EventInstance Successors<T>::add_action(State& state, ActionId id) {
 template <class T>
 void Successors<T>::order_opening(State& state, const EventInstance& opening) {
   before(state, plan_start(), opening, T(0));
+  exclude_pending(state, opening);
+  if (!state.todo.empty() && state.todo.back().front().first->action == opening.first->action)
+    exclude_path(state, state.todo.back());
   if (options_.deordering) {
     order_causally(state, opening);
     if (!state.todo.empty() && state.todo.back().front().first->action == opening.first->action)
@@ -141,6 +170,7 @@ void Successors<T>::order_opening(State& state, const EventInstance& opening) {
 
 template <class T>
 void Successors<T>::order_event(State& state, const EventInstance& instance) {
+  exclude_pending(state, instance);
   if (options_.deordering) {
     order_causally(state, instance);
     return;

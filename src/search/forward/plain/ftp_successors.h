@@ -60,6 +60,9 @@ class Successors {
   void order_causally(State& state, const EventInstance& instance);
   void put_behind_touching(State& state, const EventInstance& later);
   void put_behind(State& state, const EventInstance& a, const EventInstance& b);
+  void exclude(State& state, const EventInstance& a, const EventInstance& pending);
+  void exclude_path(State& state, const TodoList& opened);
+  void exclude_pending(State& state, const EventInstance& condition);
   bool must_prune(const State& state);
   bool conditions_hold(const State& state);
   bool holds(const State& state, Node* condition);
