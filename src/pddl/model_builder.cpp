@@ -436,7 +436,7 @@ void ModelBuilder::declare_simple_constraint(const Expression& constraint, const
     case Kind::sometime_after:
       return monitors_.sometime_after(condition(0), condition(1), at_start(0), at_start(1), statements_);
     case Kind::sometime_before: return monitors_.sometime_before(condition(0), condition(1), statements_);
-    default: messages_.error(constraint.place, "'always-within' is not planned for");
+    default: rules_.always_within.push_back({constraint.operands[0]->value, condition(1), condition(2)});
   }
 }
 

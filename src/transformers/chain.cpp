@@ -10,6 +10,7 @@
 #include "model/constant.h"
 #include "model/user_type.h"
 #include "plans/plan.h"
+#include "transformers/always_within_compiler.h"
 #include "transformers/clashing_effects.h"
 #include "transformers/constant_promoter.h"
 #include "transformers/contains_compiler.h"
@@ -85,6 +86,9 @@ std::shared_ptr<BasicTransformer> make_grounder(const ProblemPtr& problem, const
 
 const auto table = std::to_array<TransformerRow>({
     {"action-grounder", &needs_grounder, &make_grounder<false>, &require_ground},
+    {"always-within-compiler",
+     [](const ProblemInstanceImpl& problem) { return !problem.rules().always_within.empty(); },
+     &make<AlwaysWithinCompiler>},
     {"constant-promoter", &always, &make<ConstantPromoter>},
     {"contains-compiler", [](const ProblemInstanceImpl& problem) { return problem.has_contains(); },
      &make<ContainsCompiler>},

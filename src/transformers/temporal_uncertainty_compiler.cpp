@@ -78,6 +78,8 @@ void TemporalUncertaintyCompiler::make_shadow(const std::shared_ptr<FluentImpl>&
 }
 
 void TemporalUncertaintyCompiler::do_computation() {
+  if (!problem_->rules().always_within.empty())
+    throw UnsupportedProblemError("'always-within' cannot be kept where the world chooses durations!");
   ZORVEL_LOG(DEBUG) << "Temporal uncertainty compiler started!";
   refuse_what_cannot_be_compiled();
   names_.reserve_all_but_actions(*problem_);

@@ -145,7 +145,7 @@ TEST(PddlErrors, OfProblems) {
                  {"(:metric minimize (g)) (:metric minimize (g))", "24: the problem has two metrics"},
                  {"(:constraints (p a))", "15: a constraint such as '(always F)' was expected"},
                  {"(:constraints (within (g) (p a)))", "23: a number was expected"},
-                 {"(:constraints (always-within 5 (p a) (r)))", "15: 'always-within' is not planned for"},
+                 {"(:constraints (always-within (p a) (r)))", "15: 'always-within' takes 3 operands, not 2"},
                  {"(:constraints (sometime-after (p a)))", "15: 'sometime-after' takes 2 operands, not 1"},
                  {"(:goal (p a) (:metric minimize (g))",
                   "1: the form '(:goal' that begins here is not closed before problem:2:14"},

@@ -83,6 +83,41 @@ TEST(PddlReader, WhatNeverChangesIsAConstantAndNamedAsDeclared) {
   EXPECT_FALSE(read.has_statement("[start] (in(b1, c1) := false)"));
 }
 
+TEST(PddlReader, AConditionAndAnEffectOfAnotherActionAreApart) {
+  PddlTexts read(
+      domain_of("(:predicates (clear) (through)) (:durative-action pass :parameters () :duration (= "
+                "?duration 2) :condition (at start (clear)) :effect (at end (through)))"
+                "(:durative-action close :parameters () :duration (= ?duration 1) :effect (at end "
+                "(not (clear))))"),
+      problem_of("(:init (clear)) (:goal (through))"));
+  ASSERT_EQ(read.error, "");
+  EXPECT_TRUE(read.problem->rules().has_mutual_exclusion);
+  EXPECT_TRUE(is_valid(read, "0: (close) [1]\n0.999: (pass) [2]"));
+  EXPECT_FALSE(is_valid(read, "0: (close) [1]\n1: (pass) [2]"));
+}
+
+TEST(PddlReader, AlwaysWithinLooksAtStates) {
+  PddlTexts read(
+      domain_of("(:predicates (p) (q)) (:durative-action a :parameters () :duration (= ?duration 1) "
+                ":effect (and (at start (p)) (at end (not (p))))) (:durative-action b :parameters () "
+                ":duration (= ?duration 1) :effect (and (at start (q)) (at end (not (q)))))"),
+      problem_of("(:goal (and)) (:constraints (always-within 3 (p) (q)))"));
+  ASSERT_EQ(read.error, "");
+  const struct {
+    const char* plan;
+    bool is_valid;
+  } rows[] = {{"", true},
+              {"0: (a) [1]", false},
+              {"0: (a) [1]\n3: (b) [1]", true},
+              {"0: (a) [1]\n3.1: (b) [1]", false},
+              {"0: (b) [1]\n0.5: (a) [1]", false},  // p outlasts q
+              {"0: (b) [1]\n1: (a) [1]", false},    // the state behind the instant counts
+              {"1: (a) [1]\n1: (b) [1]", true},
+              {"0: (a) [1]\n2: (a) [1]\n3: (b) [1]", true},
+              {"0: (a) [1]\n2: (a) [1]\n4: (b) [1]", false}};
+  for (const auto& row : rows) EXPECT_EQ(is_valid(read, row.plan), row.is_valid) << row.plan;
+}
+
 TEST(PddlReader, PlansOfInstantaneousActionsHaveNoBracket) {
   PddlTexts read(transport, two_places);
   ASSERT_EQ(read.error, "");

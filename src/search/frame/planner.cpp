@@ -18,7 +18,8 @@ using Names = model::TransformerChain::Names;
 constexpr auto chain_to_ground = std::to_array<std::string_view>(
     {"flattener", "increase-decrease-compiler", "forall-compiler", "constant-promoter",
      "free-var-params-compiler", "temporal-uncertainty-compiler", "action-grounder", "set-compiler"});
-constexpr std::string_view contains_compiler = "contains-compiler";
+constexpr auto chain_of_moments =
+    std::to_array<std::string_view>({"always-within-compiler", "contains-compiler"});
 constexpr auto chain_to_events =
     std::to_array<std::string_view>({"empty-conditions-compiler", "partial-order-compiler"});
 
@@ -54,7 +55,7 @@ void Planner::apply_temporal_chain(bool has_custom_heuristic) {
   model::ChainOptions options;
   options.prune_actions = !env().configuration().get_boolean_value("disable-prune-actions");
   apply_chain(chain_to_ground, options, has_custom_heuristic);
-  apply_chain(Names(&contains_compiler, 1), options);
+  apply_chain(chain_of_moments, options);
   // What the problem demands at some moment is gone now; what an action demands has no transformer.
   if (model::uses_contains(*problem()))
     throw UnsupportedProblemError(

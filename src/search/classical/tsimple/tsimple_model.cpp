@@ -59,6 +59,8 @@ TSimpleModel::TSimpleModel(Environment& env, model::ProblemPtr problem)
   for (Node* expression : problem_->expressions()) add_statement(expression);
   for (const auto& [name, action] : problem_->actions())
     if (!is_impossible(env_, *action)) actions_.emplace_back(problem_, action);
+  for (const model::AlwaysWithin& rule : problem_->rules().always_within)
+    ignored_.push_back(env_.expression_factory().make_imply(rule.trigger, rule.response));
   warn_about_what_is_ignored(landmarks_);
   warn_about_what_is_ignored(ignored_);
   warn_about_missing_values();
