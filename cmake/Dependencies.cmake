@@ -25,6 +25,13 @@ add_library(zorvel_gmp INTERFACE)
 target_include_directories(zorvel_gmp SYSTEM INTERFACE ${ZORVEL_GMP_INCLUDE})
 target_link_libraries(zorvel_gmp INTERFACE ${ZORVEL_GMP_LIBRARY})
 
+find_path(ZORVEL_JSON_INCLUDE nlohmann/json.hpp)
+if(NOT ZORVEL_JSON_INCLUDE)
+  zorvel_missing("JSON for Modern C++" nlohmann-json3-dev)
+endif()
+add_library(zorvel_json INTERFACE)
+target_include_directories(zorvel_json SYSTEM INTERFACE ${ZORVEL_JSON_INCLUDE})
+
 find_package(FLEX QUIET)
 if(NOT FLEX_FOUND)
   zorvel_missing("flex" flex)

@@ -86,6 +86,12 @@ ZORVEL_DECLARE_HANDLE(zorvel_state);
 
 /* The last error; null if there was none since the last reset. Valid until the next failing call or reset. */
 ZORVEL_API const char* zorvel_get_last_error_message(void);
+/* Where in a problem or a plan the last error was found: the file as it was named, "domain" or "problem" for
+ * two PDDL texts in memory, null for one text in memory and for an error that has no place; line and column
+ * from 1, 0 where they are not known. Of several errors in one text, the first one. */
+ZORVEL_API const char* zorvel_get_last_error_file(void);
+ZORVEL_API int zorvel_get_last_error_line(void);
+ZORVEL_API int zorvel_get_last_error_column(void);
 /* Stores a copy of `text` as the last error (null: no error) and returns the copy, which the library owns. */
 ZORVEL_API char* zorvel_set_last_error_message(const char* text);
 /* Forgets the last error. */
@@ -609,6 +615,23 @@ ZORVEL_API zorvel_ttplan zorvel_ttplan_from_potplan(zorvel_potplan plan);
 /* The same, with the reason in `*reason`, which is the caller's to free(): empty for a valid plan. `*reason`
  * is left alone on an error. */
 ZORVEL_API int zorvel_ttplan_explain(zorvel_problem problem, zorvel_ttplan plan, char** reason);
+
+/* What stands out in a problem, without planning: goals that no plan reaches, actions that no plan has,
+ * conditions that always hold, objects that nothing uses, each with its place in the text. JSON, as
+ * docs/json.md tells; the caller's to free(). */
+ZORVEL_API char* zorvel_problem_check(zorvel_problem problem);
+
+/* A plan in forms that other programs and people read, with the names that stand in the text of the problem.
+ * Each text is the caller's to free(). */
+
+/* JSON: an object with "makespan", "metric" and "steps"; docs/json.md tells what is in them. */
+ZORVEL_API char* zorvel_ttplan_get_json(zorvel_problem problem, zorvel_ttplan plan);
+/* The lines of a PDDL plan, behind a comment with the makespan. A time that has no end of decimals is
+ * rounded, with a warning in the environment. */
+ZORVEL_API char* zorvel_ttplan_get_pddl(zorvel_problem problem, zorvel_ttplan plan);
+/* A picture in SVG: a Gantt chart, the values of fluents over time, and where an invalid plan fails. What a
+ * row is, `rows` says: "actions" or "objects". Other rows: "InvalidParameterError: There are no rows '". */
+ZORVEL_API char* zorvel_ttplan_get_svg(zorvel_problem problem, zorvel_ttplan plan, const char* rows);
 /* Reads the text of a plan of the problem, a line for each step as zorvel_ttplan_get_exact_string writes it,
  * from a file or from memory; for the errors and `error_line` see zorvel_parse_anml and
  * zorvel_parse_anml_text. */

@@ -17,13 +17,24 @@ std::ifstream open(const char* name) {
   return file;
 }
 
+/// Runs `read`; a failure gets the line that the parser tells.
+template <class Parser, class Read>
+auto noting_place(const Parser& parser, const std::string& file, Read read) {
+  try {
+    return read();
+  } catch (const std::exception&) {
+    note_error_place({parser.error_line() == 0 ? "" : file, parser.error_line(), 0});
+    throw;
+  }
+}
+
 /// Reads text in memory; on a failure `*error_line` gets the line, if the caller wants it.
 template <class Parser>
 auto parse_text(Parser&& parser, const char* text, int* error_line) {
   std::istringstream stream(to_text(text, "text"));
   try {
     if (error_line != nullptr) *error_line = 0;
-    return parser.parse(stream);
+    return noting_place(parser, "", [&] { return parser.parse(stream); });
   } catch (const std::exception&) {
     if (error_line != nullptr) *error_line = parser.error_line();
     throw;
@@ -38,7 +49,8 @@ zorvel_problem zorvel_parse_anml(zorvel_env env, const char* file) {
   return at_boundary([&] {
     Environment& environment = to_cxx(env);
     std::ifstream stream = open(file);
-    return to_handle<zorvel_problem>(AnmlParser(environment).parse(stream));
+    AnmlParser parser(environment);
+    return to_handle<zorvel_problem>(noting_place(parser, file, [&] { return parser.parse(stream, file); }));
   });
 }
 zorvel_problem zorvel_parse_anml_text(zorvel_env env, const char* text, int* error_line) {
@@ -58,7 +70,8 @@ zorvel_ttplan zorvel_parse_ttplan(zorvel_problem problem, const char* file) {
   return at_boundary([&] {
     const model::ProblemPtr object = to_cxx(problem);
     std::ifstream stream = open(file);
-    return to_handle<zorvel_ttplan>(TTPParser(object->env(), object).parse(stream));
+    TTPParser parser(object->env(), object);
+    return to_handle<zorvel_ttplan>(noting_place(parser, file, [&] { return parser.parse(stream); }));
   });
 }
 zorvel_ttplan zorvel_parse_ttplan_text(zorvel_problem problem, const char* text, int* error_line) {

@@ -30,6 +30,15 @@ std::vector<std::string> to_texts(const char* const* texts, int length, const ch
   return result;
 }
 
+namespace {
+ErrorPlace next_place;  // of the error that is on its way
+ErrorPlace last_place;  // of the last one
+
+void take_error_place() { last_place = std::exchange(next_place, {}); }
+}  // namespace
+
+void note_error_place(ErrorPlace place) { next_place = std::move(place); }
+
 char* to_c_text(const std::string& text) {
   char* copy = strdup(text.c_str());
   if (copy == nullptr) throw std::bad_alloc();
@@ -48,8 +57,16 @@ const char* zorvel_get_last_error_message(void) { return last_error_message; }
 char* zorvel_set_last_error_message(const char* text) {
   char* copy = text == nullptr ? nullptr : strdup(text);  // first: it may be the old text that is passed in
   std::free(last_error_message);
+  zorvel::capi::take_error_place();
   return last_error_message = copy;
 }
+
+const char* zorvel_get_last_error_file(void) {
+  const std::string& file = zorvel::capi::last_place.file;
+  return file.empty() ? nullptr : file.c_str();
+}
+int zorvel_get_last_error_line(void) { return zorvel::capi::last_place.line; }
+int zorvel_get_last_error_column(void) { return zorvel::capi::last_place.column; }
 
 void zorvel_reset_error_message(void) { zorvel_set_last_error_message(nullptr); }
 

@@ -33,6 +33,16 @@
 /// into the last error and the error result; inside, `to_cxx` opens handles and `to_handle` makes them.
 namespace zorvel::capi {
 
+/// Where in a text an error was found: the file as it was named, empty for a text in memory; line and column
+/// from 1, 0 where they are not known.
+struct ErrorPlace {
+  std::string file;
+  int line = 0;
+  int column = 0;
+};
+/// Tells the place of the exception that is about to leave the body, for the last error.
+void note_error_place(ErrorPlace place);
+
 /// The result that says that a call has failed: an error handle, a null pointer, or -1.
 template <class Result>
 Result failure() {

@@ -15,7 +15,20 @@ zorvel_problem with_place(PddlParser& parser, Read read) {
     return to_handle<zorvel_problem>(read());
   } catch (const std::exception& error) {
     if (parser.error_line() == 0) throw;
+    const std::string& place = parser.error_place();
+    note_error_place({place.substr(0, place.find_last_of(':')), parser.error_line(), 0});
     throw std::runtime_error(std::string(error.what()) + " (" + parser.error_place() + ")");
+  }
+}
+
+/// The same for the reader of the full language, whose texts begin with their places.
+template <class Read>
+zorvel_problem noting_place(PddlReader& reader, Read read) {
+  try {
+    return to_handle<zorvel_problem>(read());
+  } catch (const std::exception&) {
+    note_error_place({reader.error_file(), reader.error_line(), reader.error_column()});
+    throw;
   }
 }
 
@@ -53,14 +66,15 @@ zorvel_problem zorvel_read_pddl(zorvel_env env, const char* domain_file, const c
   return at_boundary([&] {
     PddlReader reader(to_cxx(env));
     const std::string domain = to_text(domain_file, "domain_file");
-    return to_handle<zorvel_problem>(reader.read_files(domain, to_text(problem_file, "problem_file")));
+    const std::string problem = to_text(problem_file, "problem_file");
+    return noting_place(reader, [&] { return reader.read_files(domain, problem); });
   });
 }
 zorvel_problem zorvel_read_pddl_text(zorvel_env env, const char* domain, const char* problem) {
   return at_boundary([&] {
     PddlReader reader(to_cxx(env));
-    std::string domain_text = to_text(domain, "domain");
-    return to_handle<zorvel_problem>(reader.read_texts(std::move(domain_text), to_text(problem, "problem")));
+    const std::string domain_text = to_text(domain, "domain"), problem_text = to_text(problem, "problem");
+    return noting_place(reader, [&] { return reader.read_texts(domain_text, problem_text); });
   });
 }
 }

@@ -4,8 +4,7 @@
 #include <chrono>
 
 #include "capi/planning.h"
-#include "search/classical/iw_planner.h"
-#include "search/classical/tsimple/tsimple_planner.h"
+#include "search/engines/planner_table.h"
 #include "search/forward/guided/guided_planner.h"
 #include "validation/tt_validator.h"
 
@@ -54,15 +53,11 @@ zorvel_search_progress to_c(const SearchProgress& progress) {
   return {progress.expanded, progress.open, progress.stored_bytes, progress.best_estimate, progress.seconds};
 }
 
-/// A planner by name, and whether it gives partial orders.
 std::unique_ptr<Planner> make_planner(const std::string& name, const model::ProblemPtr& problem) {
-  Environment& env = problem->env();
-  if (name == "auto") return std::make_unique<GuidedPlanner>(env, problem);
-  if (name == "ftp") return std::make_unique<tp::ftp::FtpPlanner>(env, problem);
-  if (name == "tsimple") return std::make_unique<tsimple::TSimplePlanner>(env, problem);
-  if (name == "iw") return std::make_unique<iw::IWPlanner>(env, problem);
-  throw InvalidParameterError("There is no planner '")
-      << name << "'; there are 'auto', 'ftp', 'iw', 'tsimple'";
+  const PlannerRow* const row = find_planner(name);
+  if (row == nullptr)
+    throw InvalidParameterError("There is no planner '") << name << "'; there are " << planner_names();
+  return row->make(problem->env(), problem);
 }
 
 std::shared_ptr<TimeTriggeredPlan> validated(const model::ProblemPtr& problem,

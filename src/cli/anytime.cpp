@@ -2,31 +2,21 @@
 
 #include <cmath>
 #include <iomanip>
-#include <iostream>
+#include <ostream>
 #include <sstream>
 
 namespace zorvel::cli {
 
 namespace {
 
-/// A time for people: two decimals at most, without zeros at the end.
-std::string rounded(double time) {
-  std::ostringstream text;
-  text << std::fixed << std::setprecision(2) << time;
-  std::string digits = text.str();
-  digits.erase(digits.find_last_not_of('0') + 1);
-  if (digits.back() == '.') digits.pop_back();
-  return digits;
-}
-
 std::string makespan_of(const tp::ftp::GuidedPlanner& planner) {
-  return rounded(static_cast<double>(planner.best_makespan()));
+  return short_decimal_text(planner.best_makespan(), 2);
 }
 
 }  // namespace
 
 std::shared_ptr<Plan> improve_plan(tp::ftp::GuidedPlanner& planner, SearchLimits limits,
-                                   const Deadline& deadline,
+                                   const Deadline& deadline, std::ostream& remarks,
                                    const std::function<void(const std::shared_ptr<Plan>&)>& on_plan) {
   std::shared_ptr<Plan> best;
   std::optional<rational> least_cost;
@@ -36,9 +26,9 @@ std::shared_ptr<Plan> improve_plan(tp::ftp::GuidedPlanner& planner, SearchLimits
     const auto cost = planner.action_cost(*found);
     std::ostringstream seconds;
     seconds << std::fixed << std::setprecision(1) << deadline.seconds_passed();
-    std::cerr << "zorvel: plan " << ++plans << ": makespan " << makespan_of(planner);
-    if (cost) std::cerr << ", cost " << rounded(static_cast<double>(*cost));
-    std::cerr << " after " << seconds.str() << " s\n";
+    remarks << "zorvel: plan " << ++plans << ": makespan " << makespan_of(planner);
+    if (cost) remarks << ", cost " << short_decimal_text(*cost, 2);
+    remarks << " after " << seconds.str() << " s\n";
     if (!cost || !least_cost || *cost <= *least_cost) {
       best = found;
       least_cost = cost;
@@ -49,21 +39,22 @@ std::shared_ptr<Plan> improve_plan(tp::ftp::GuidedPlanner& planner, SearchLimits
     found = planner.next();
   }
   if (least_cost)
-    std::cerr << "zorvel: the plan is the cheapest of " << plans << " found\n";
+    remarks << "zorvel: the plan is the cheapest of " << plans << " found\n";
   else if (planner.is_proved_optimal())
-    std::cerr << "zorvel: the plan is optimal: makespan " << makespan_of(planner) << '\n';
+    remarks << "zorvel: the plan is optimal: makespan " << makespan_of(planner) << '\n';
   else
     // A bound is rounded down, so that what is said is true.
-    std::cerr << "zorvel: the plan is not proved optimal: makespan " << makespan_of(planner)
-              << ", and no plan takes less than "
-              << rounded(std::floor(planner.makespan_bound() * 100 + 1e-6) / 100) << '\n';
+    remarks << "zorvel: the plan is not proved optimal: makespan " << makespan_of(planner)
+            << ", and no plan takes less than "
+            << short_decimal_text(rational(std::floor(planner.makespan_bound() * 100 + 1e-6) / 100), 2)
+            << '\n';
   return best;
 }
 
-void report_cost(const tp::ftp::GuidedPlanner& planner, const std::shared_ptr<Plan>& plan) {
+void report_cost(const tp::ftp::GuidedPlanner& planner, const std::shared_ptr<Plan>& plan,
+                 std::ostream& remarks) {
   const auto cost = planner.action_cost(static_cast<const TimeTriggeredPlan&>(*plan));
-  if (cost)
-    std::cerr << "zorvel: the actions of the plan cost " << rounded(static_cast<double>(*cost)) << '\n';
+  if (cost) remarks << "zorvel: the actions of the plan cost " << short_decimal_text(*cost, 2) << '\n';
 }
 
 }  // namespace zorvel::cli

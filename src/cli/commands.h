@@ -18,6 +18,10 @@ struct InputError : std::runtime_error {
 // The options are those of the environment's configuration.
 Status solve(Environment& env, const std::vector<std::string>& files);
 Status validate(Environment& env, const std::vector<std::string>& files);
+/// A page about a plan, valid or not.
+Status report_plan(Environment& env, const std::vector<std::string>& files);
+/// Says what stands out in a problem, without planning.
+Status check(Environment& env, const std::vector<std::string>& files);
 Status transform(Environment& env, const std::vector<std::string>& files);
 
 /// Names of the transformers that `transform` knows.

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
 #include "cli/program.h"
 
@@ -20,13 +21,17 @@ constexpr double grace = 1.0;
 constexpr double least = 1e-6;
 constexpr double most = 1e9;
 
+// For the handler: what it writes to standard output.
+std::string last_words_of_program;
+
 extern "C" void give_up(int) {
   // Only what a signal handler may call. On a terminal the line of progress is cleared.
-  const auto put = [](std::string_view text) {
-    [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
+  const auto put = [](int file, std::string_view text) {
+    [[maybe_unused]] const auto written = write(file, text.data(), text.size());
   };
-  if (isatty(STDERR_FILENO) != 0) put("\r\x1b[K");
-  put("zorvel: no plan was found: the time limit was reached\n");
+  if (isatty(STDERR_FILENO) != 0) put(STDERR_FILENO, "\r\x1b[K");
+  put(STDERR_FILENO, "zorvel: no plan was found: the time limit was reached\n");
+  put(STDOUT_FILENO, last_words_of_program);
   std::_Exit(gave_up);
 }
 
@@ -39,8 +44,10 @@ void set_timer(double seconds) {
 
 }  // namespace
 
-Deadline::Deadline(double seconds) : seconds_(seconds), started_(std::chrono::steady_clock::now()) {
+Deadline::Deadline(double seconds, std::string last_words)
+    : seconds_(seconds), started_(std::chrono::steady_clock::now()) {
   if (seconds_ <= 0) return;
+  last_words_of_program = std::move(last_words);
   std::signal(SIGALRM, &give_up);
   set_timer(std::min(seconds_, most) + grace);
 }

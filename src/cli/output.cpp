@@ -28,11 +28,16 @@ void write_to(const std::string& path, const std::function<void(std::ostream&)>&
   if (!std::cout) throw InputError("standard output cannot be written");
 }
 
+std::ostream& remarks(const Configuration& options) {
+  static std::ostream nowhere(nullptr);
+  return options.get_boolean_value("quiet") ? nowhere : std::cerr;
+}
+
 std::size_t print_warnings(Environment& env, std::size_t first) {
   const auto& warnings = env.warning_manager().warnings();
   if (Log::enabled(LogLevel::WARNING)) return warnings.size();  // the log has said them already
   for (std::size_t i = first; i < warnings.size(); ++i)
-    std::cerr << "zorvel: warning: " << warnings[i] << '\n';
+    remarks(env.configuration()) << "zorvel: warning: " << warnings[i] << '\n';
   return warnings.size();
 }
 

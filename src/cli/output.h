@@ -13,7 +13,11 @@ namespace zorvel::cli {
 /// `path` is empty. InputError with the reason if it cannot be written.
 void write_to(const std::string& path, const std::function<void(std::ostream&)>& write);
 
-/// Prints the environment's warnings from number `first` on; the number of all.
+/// Where a command tells what is not its answer: standard error, or nowhere with the option `quiet`. Errors,
+/// and why there is no plan, do not go this way.
+std::ostream& remarks(const Configuration& options);
+
+/// Prints the environment's warnings from number `first` on, unless it is to be quiet; the number of all.
 std::size_t print_warnings(Environment& env, std::size_t first = 0);
 
 /// One line on the terminal that follows a search; nothing where standard error is no terminal.

@@ -5,6 +5,7 @@
 #include <functional>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -13,10 +14,12 @@
 #include <vector>
 
 #include "cli/commands.h"
+#include "cli/plan_output.h"
 #include "core/environment.h"
 #include "core/errors.h"
 #include "core/log.h"
 #include "core/planner_options.h"
+#include "report/answer.h"
 #include "search/heuristics/heuristic_set.h"
 
 namespace zorvel::cli {
@@ -26,6 +29,8 @@ namespace {
 constexpr const char* usage =
     "usage: zorvel solve FILE [OPTIONS]\n"
     "       zorvel validate --plan PLAN FILE\n"
+    "       zorvel report --plan PLAN FILE [--output PAGE]\n"
+    "       zorvel check FILE\n"
     "       zorvel transform -t NAME... FILE [--output OUT]\n"
     "       with --pddl, FILE is DOMAIN PROBLEM\n"
     "       zorvel --version | --help\n";
@@ -33,8 +38,11 @@ constexpr const char* usage =
 using Command = std::function<Status(Environment&, const std::vector<std::string>&)>;
 
 const std::map<std::string, Command>& commands() {
-  static const std::map<std::string, Command> table{
-      {"solve", solve}, {"validate", validate}, {"transform", transform}};
+  static const std::map<std::string, Command> table{{"solve", solve},
+                                                    {"validate", validate},
+                                                    {"report", report_plan},
+                                                    {"check", check},
+                                                    {"transform", transform}};
   return table;
 }
 
@@ -78,12 +86,18 @@ int run(Environment& env, int argc, const char* const* argv) {
   options.add_integer_option("memory-limit",
                              "Ends the search when its states take so many MiB; 0 for no limit.", "solve", 0);
   options.add_string_option("plan-format", "How plans are written and read.", "generic", "anml",
-                            {"anml", "pddl"});
+                            {"anml", "html", "json", "pddl"});
   options.add_boolean_option("anytime", "Goes on to shorter plans until a limit or a proof ends the search.",
                              "solve");
   options.add_vector_string_option(
       "guided-without", "Leaves out a part of the guided search, to see what it is worth.", "solve", {},
       {"atomic-moves", "duplicates", "preferred", "hff", "landmarks", "hadd"});
+  options.add_string_option("rows", "What a row of a chart is.", "charts", "actions", {"actions", "objects"});
+  options.add_vector_string_option("fluent", "A fluent whose values a chart shows; may be repeated.",
+                                   "charts", {});
+  options.add_boolean_option("verbose", "Prints what the search did, in a table.", "solve");
+  options.add_boolean_option("explain", "Says why there is no plan, as far as it is known.", "solve");
+  options.add_boolean_option("quiet", "Prints nothing but the answer and errors.", "generic", 'q');
   allow(options, "transformer", transformer_names(),
         {"bounder", "intermediate-effects-compiler", "usertype-fluents-compiler"});
   allow(options, "ftp-heuristic", heuristic_names(Engine::temporal), {"rlvalue", "rldistance"});
@@ -110,7 +124,7 @@ int run(Environment& env, int argc, const char* const* argv) {
   if (command == commands().end()) {
     const std::string& name = options.get_string_value("function");
     std::cerr << (name.empty() ? "zorvel: no command was given\n"
-                               : "zorvel: the command '" + name + "' is not part of this version\n")
+                               : "zorvel: the command '" + name + "' is not available\n")
               << usage;
     return bad_input;
   }
@@ -120,18 +134,24 @@ int run(Environment& env, int argc, const char* const* argv) {
 }  // namespace
 
 int run_program(int argc, const char* const* argv) {
+  std::unique_ptr<Environment> env;
+  const auto fail = [&](const char* what, Status status) {
+    std::cerr << "zorvel: " << what << '\n';
+    // Who reads JSON reads it in every case.
+    if (env != nullptr && env->configuration().was_given("plan-format") &&
+        plan_format(env->configuration()) == PlanFormat::json)
+      std::cout << report::failure_to_json("error", what) << std::flush;
+    return status;
+  };
   try {
-    Environment env;
-    return run(env, argc, argv);
+    env = std::make_unique<Environment>();
+    return run(*env, argc, argv);
   } catch (const InputError& error) {
-    std::cerr << "zorvel: " << error.what() << '\n';
-    return bad_input;
+    return fail(error.what(), bad_input);
   } catch (const std::bad_alloc&) {
-    std::cerr << "zorvel: out of memory\n";
-    return gave_up;
+    return fail("out of memory", gave_up);
   } catch (const std::exception& error) {
-    std::cerr << "zorvel: " << error.what() << '\n';
-    return gave_up;
+    return fail(error.what(), gave_up);
   }
 }
 

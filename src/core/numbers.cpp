@@ -578,4 +578,24 @@ rational round(const rational& value, unsigned digits) {
   return (high - scaled > scaled - low ? low : high) / scale;
 }
 
+std::string decimal_text(const rational& value, unsigned decimals) {
+  if (value < rational(0)) {
+    std::string text = decimal_text(-value, decimals);
+    return text.find_first_of("123456789") == std::string::npos ? text : '-' + text;
+  }
+  std::string digits = (round(value, decimals) * rational(integer(10).pow(decimals))).numerator().str();
+  if (decimals == 0) return digits;
+  if (digits.size() <= decimals) digits.insert(0, decimals + 1 - digits.size(), '0');
+  digits.insert(digits.size() - decimals, 1, '.');
+  return digits;
+}
+
+std::string short_decimal_text(const rational& value, unsigned decimals) {
+  std::string text = decimal_text(value, decimals);
+  if (decimals == 0) return text;
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.back() == '.') text.pop_back();
+  return text;
+}
+
 }  // namespace zorvel

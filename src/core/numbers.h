@@ -162,6 +162,11 @@ rational rational_from_string(const std::string& text);
 /// The multiple of ten to the minus `digits` nearest to `value`, a tie going up. For values of at least 0.
 rational round(const rational& value, unsigned digits);
 
+/// The number nearest to `value` with so many decimals, a tie going up: "2.50" with two, "3" with none.
+std::string decimal_text(const rational& value, unsigned decimals);
+/// The same without zeros at the end of the decimals: "2.5", "3".
+std::string short_decimal_text(const rational& value, unsigned decimals);
+
 /// A rational or one of the two infinities, for interval arithmetic on the bounds of types.
 class PossiblyInfiniteRational {
  public:

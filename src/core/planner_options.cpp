@@ -11,7 +11,7 @@ namespace {
 constexpr std::array planner_option_table = std::to_array<OptionRow>({
     {"version", OptionKind::boolean, "generic", 'v', "false", "Print version"},
     {"function", OptionKind::positional_text, "generic", 0, "", "Indicates the action to perform.",
-     "code-generate convert-to solve transform repl validate trace-to-plan"},
+     "code-generate convert-to solve transform repl validate trace-to-plan report check"},
     {"logging-level", OptionKind::integer, "generic", 'l', "0",
      "The logging level in the range 0..5 with 0 being no-long and 5 being all log."},
     {"debug", OptionKind::boolean, "generic", 'D', "false",
@@ -25,7 +25,8 @@ constexpr std::array planner_option_table = std::to_array<OptionRow>({
      "File name of the bounding problem used by the bounder."},
     {"disable-prune-actions", OptionKind::boolean, "generic", 'u', "false",
      "Disable actions pruning in the grounding."},
-    {"output", OptionKind::text, "transform", 0, "", "Output file name of the transformed problem."},
+    {"output", OptionKind::text, "transform", 0, "",
+     "Output file name of the transformed problem, or of the page."},
     {"target", OptionKind::text, "convert-to", 0, "", "The target format to which to convert the problem.",
      "pddl ltl uppaal smv"},
     {"output-domain", OptionKind::text, "convert-to", 0, "", "Output file name of the PDDL domain."},

@@ -15,6 +15,7 @@
 namespace zorvel::model {
 
 class InstanceImpl;
+class ProblemSource;
 class ModelFactory;
 
 /// Pairs of labelled statements (before, after), ordered by node id.
@@ -48,7 +49,7 @@ struct PlanRules {
 using InstanceMap = std::map<std::string, std::shared_ptr<InstanceImpl>>;
 
 /// One planning problem. Published by the factory's `make_problem_instance` and never changed afterwards, but
-/// for the cache of `instances(type)`.
+/// for the cache of `instances(type)` and the source.
 class ProblemInstanceImpl : public TypeScope,
                             public ExpressionScope,
                             public std::enable_shared_from_this<ProblemInstanceImpl> {
@@ -88,6 +89,11 @@ class ProblemInstanceImpl : public TypeScope,
   bool has_continuous_change() const;
   void set_shared() { shared_ = true; }
 
+  /// What the text of the problem says beyond its meaning; null if it was not read from one. Equal problems
+  /// are one object: the text that was read last counts.
+  const std::shared_ptr<const ProblemSource>& source() const { return source_; }
+  void set_source(std::shared_ptr<const ProblemSource> source) { source_ = std::move(source); }
+
   friend bool operator==(const ProblemInstanceImpl& a, const ProblemInstanceImpl& b);
   std::size_t hash() const;
 
@@ -100,6 +106,7 @@ class ProblemInstanceImpl : public TypeScope,
   mutable std::map<TypePtr, InstanceMap> instances_by_type_;
   std::vector<std::shared_ptr<PlanQualityMetric>> metrics_;
   PlanRules rules_;
+  std::shared_ptr<const ProblemSource> source_;
 };
 
 using ProblemPtr = std::shared_ptr<ProblemInstanceImpl>;

@@ -7,6 +7,7 @@
 #include "model/user_type.h"
 #include "parsers/anml_builder.h"
 #include "parsers/anml_grammar.h"
+#include "parsers/anml_source.h"
 #include "parsers/name_resolver.h"
 #include "parsers/statement_line.h"
 
@@ -60,7 +61,7 @@ void add_cost_metric(const AnmlBuilder& builder, ProblemInstanceImpl& problem) {
 AnmlParser::AnmlParser(Environment& env) : EnvObject(env) {}
 AnmlParser::~AnmlParser() = default;
 
-ProblemPtr AnmlParser::parse(std::istream& text) {
+ProblemPtr AnmlParser::parse(std::istream& text, const std::string& name) {
   error_line_ = 0;
   const auto raw = std::make_shared<ProblemInstanceImpl>(env(), env().model_factory().weak_from_this());
   AnmlBuilder builder(env(), raw);
@@ -71,7 +72,10 @@ ProblemPtr AnmlParser::parse(std::istream& text) {
     throw;
   }
   add_cost_metric(builder, *raw);
-  return NameResolver(env(), &builder.lines(), &error_line_)(raw);
+  StatementSources sources;
+  ProblemPtr problem = NameResolver(env(), &builder.lines(), &error_line_, &sources)(raw);
+  problem->set_source(make_anml_source(name, *raw, builder.lines(), sources, *problem));
+  return problem;
 }
 
 int find_statement_line(const std::string& path, const std::function<bool(Node*)>& is_meant) {
@@ -106,7 +110,7 @@ ProblemPtr AnmlParser::parse_file(const std::string& path) {
   error_line_ = 0;
   std::error_code ignored;
   std::ifstream file = open_input_file(path);
-  return parse(file);
+  return parse(file, path);
 }
 
 }  // namespace zorvel

@@ -18,14 +18,15 @@ class AnmlParser : public EnvObject {
   explicit AnmlParser(Environment& env);
   ~AnmlParser() override;
 
-  /// Reads the whole stream. What may be a mistake but is allowed goes to the environment's warnings, as
-  /// "line N: ...". Raises, beside the errors of the NameResolver:
+  /// Reads the whole stream, whose places the problem's source gives under `name`. What may be a mistake but
+  /// is allowed goes to the environment's warnings, as "line N: ...". Raises, beside the errors of the
+  /// NameResolver:
   ///  - ParserError "syntax error at line N", "memory exhausted at line N" for nesting beyond every measure,
   ///    "Unknown character 'C' at lineN", and others that name what is wrong and the line;
   ///  - RedefinitionError for a name that is declared twice in one scope;
   ///  - InvalidParameterError "A rational constant was expected, got " and the number, for a bound of a float
   ///    that is an integer; "The input cannot be read" for a stream that fails.
-  std::shared_ptr<model::ProblemInstanceImpl> parse(std::istream& text);
+  std::shared_ptr<model::ProblemInstanceImpl> parse(std::istream& text, const std::string& name = {});
 
   /// Reads a file. InvalidParameterError "Input file '<path>' does not exist!", "... is a directory!" or
   /// "... cannot be read!".

@@ -10,11 +10,11 @@
 
 #include "core/environment.h"
 #include "model/expression_factory.h"
+#include "model/plan_names.h"
 #include "model/problem_instance.h"
 #include "model/user_type.h"
 #include "parsers/source_lines.h"
 #include "parsers/text_builder.h"
-#include "plans/plan_names.h"
 
 namespace zorvel {
 

@@ -6,6 +6,7 @@
 #include "core/errors.h"
 #include "core/input_file.h"
 #include "model/model_factory.h"
+#include "model/problem_source.h"
 #include "parsers/name_resolver.h"
 #include "parsers/pddl_grammar.h"
 
@@ -153,9 +154,14 @@ ProblemPtr PddlParser::parse(std::string text, const PddlSources& sources) {
     const ProblemPtr problem = NameResolver(env(), &builder.lines(), &failing_line)(raw);
     const std::vector<Node*> statements = close_world(*problem);
     plan_names_ = builder.plan_names();
-    return env().model_factory().make_problem_instance(
+    const auto source = std::make_shared<ProblemSource>();
+    source->files = {sources.domain, sources.problem};
+    source->names = plan_names_;
+    const ProblemPtr closed = env().model_factory().make_problem_instance(
         values_of(problem->actions()), values_of(problem->fluents()), values_of(problem->constants()),
         values_of(problem->instances()), values_of(problem->user_types()), statements, {}, {});
+    closed->set_source(source);
+    return closed;
   } catch (...) {
     note_error(builder, sources, failing_line != 0 ? failing_line : builder.failing_line());
     throw;

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "core/environment.h"
+#include "model/plan_names.h"
 #include "model/problem_instance.h"
 #include "parsers/pddl_builder.h"
-#include "plans/plan_names.h"
 
 namespace zorvel {
 

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "core/environment.h"
+#include "model/plan_names.h"
 #include "model/problem_instance.h"
-#include "plans/plan_names.h"
 #include "plans/time_triggered_plan.h"
 
 namespace zorvel {

@@ -31,6 +31,15 @@ class SourceLines {
   void add_mention(const Node* symbol, int line) { mentions_.push_back({symbol->payload, line}); }
   void clear();
 
+  template <class Function>
+  void for_each_declaration(Function function) const {
+    for (const Place& place : declarations_) function(place.object, place.lines);
+  }
+  template <class Function>
+  void for_each_statement(bool is_top_level, Function function) const {
+    for (const Place& place : is_top_level ? top_level_ : nested_) function(place.object, place.lines);
+  }
+
   LineRange declaration(const void* object) const;
   LineRange top_level_statement(const Node* statement) const;
   /// The statement where it stands inside of `around`.

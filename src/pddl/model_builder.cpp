@@ -86,6 +86,14 @@ class ModelBuilder : public EnvObject {
   void add_kept_values(std::vector<Node*>& statements);
   std::vector<Node*> own_parameters();
   std::size_t atoms_of(const Fluent& fluent) const;
+  void add_place(const void* object, const Place& place, const void* owner = nullptr) {
+    source_->add_place(object, {place.file, place.line, place.column}, owner);
+  }
+  /// Keeps the places of the conditions that were made since the last time, now that their action is there.
+  void add_statement_places(const void* owner) {
+    for (const auto& [statement, place] : statement_places_) add_place(statement, place, owner);
+    statement_places_.clear();
+  }
 
   ExpressionFactory& factory_;
   Task& task_;
@@ -96,7 +104,7 @@ class ModelBuilder : public EnvObject {
   Choices choices_;
   Monitors monitors_;
   FreshNames names_;  // of everything: the model has one space of names
-  PlanNames plan_names_;
+  std::shared_ptr<ProblemSource> source_ = std::make_shared<ProblemSource>();
 
   std::vector<TypePtr> types_;                             // by family
   std::vector<std::shared_ptr<UserTypeImpl>> user_types_;  // the same
@@ -110,7 +118,8 @@ class ModelBuilder : public EnvObject {
   std::vector<std::shared_ptr<ParameterImpl>> parameters_;  // by number of the variable
   std::vector<std::string> action_names_;                   // as the model has them
   std::vector<std::shared_ptr<ActionImpl>> actions_;
-  std::vector<Node*> statements_;  // of the problem
+  std::vector<Node*> statements_;                                // of the problem
+  std::vector<std::pair<const Node*, Place>> statement_places_;  // of an action that is being made
   model::PlanRules rules_{.has_mutual_exclusion = true, .always_within = {}};
   const Action* action_ = nullptr;             // the one at hand
   std::vector<const Expression*> conditions_;  // of the action at hand, without times
@@ -128,7 +137,7 @@ void ModelBuilder::declare_objects() {
     const std::string name = take_name(action.name.text);
     PlanNames::ActionName shown{action.name.text, {}, !action.is_durative};
     for (std::size_t i = 0; i < action.parameters.size(); ++i) shown.order.push_back(i);
-    plan_names_.add(name, std::move(shown));
+    source_->names.add(name, std::move(shown));
     action_names_.push_back(name);
   }
   for (TypeFamilies::Family family = 0; family < families_.size(); ++family) {
@@ -139,7 +148,8 @@ void ModelBuilder::declare_objects() {
     instance_objects_.push_back(
         env().model_factory().make_instance(object.name.text, user_types_[families_.family_of(object)]));
     instances_.push_back(factory_.make_instance_reference(instance_objects_.back()));
-    plan_names_.add_object(object.name.text);
+    source_->names.add_object(object.name.text);
+    add_place(instance_objects_.back().get(), object.name.place);
   }
 }
 
@@ -160,6 +170,7 @@ void ModelBuilder::declare_fluents() {
                                           fluent.is_function ? env().model_factory().make_rational_type()
                                                              : env().model_factory().make_boolean_type(),
                                           {}, parameters_of(fluent.parameters));
+    add_place(fluents_[fluent.number].get(), fluent.name.place);
   }
 }
 
@@ -180,6 +191,7 @@ std::shared_ptr<ConstantImpl> ModelBuilder::constant_of(const Fluent& fluent) {
                                           fluent.is_function ? env().model_factory().make_rational_type()
                                                              : env().model_factory().make_boolean_type(),
                                           {}, parameters_of(fluent.parameters), {{"", table}});
+  add_place(constant.get(), fluent.name.place);
   return constant;
 }
 
@@ -285,6 +297,7 @@ void ModelBuilder::add_conditions(const Expression& condition, Time time, std::v
     return;
   }
   statements.push_back(factory_.make_temporal_expression(interval(time), node(condition)));
+  statement_places_.emplace_back(statements.back(), condition.place);
 }
 
 std::size_t ModelBuilder::atoms_of(const Fluent& fluent) const {
@@ -387,6 +400,7 @@ void ModelBuilder::declare_goals() {
       add_conditions(*expansion_.condition(*part.expression, nothing), Time::end, statements_);
     }
   }
+  add_statement_places(nullptr);
 }
 
 /// The constraint without its quantifiers; those inside of its conditions stay.
@@ -624,6 +638,8 @@ void ModelBuilder::declare_action(const Action& action) {
   }
   actions_.push_back(env().model_factory().make_action(action_names_[actions_.size()], {}, false, parameters,
                                                        statements, {}));
+  add_place(actions_.back().get(), action.name.place);
+  add_statement_places(actions_.back().get());
 }
 
 BuiltProblem ModelBuilder::build() {
@@ -659,7 +675,7 @@ BuiltProblem ModelBuilder::build() {
   constants.insert(constants.end(), hidden_constants_.begin(), hidden_constants_.end());
   return {env().model_factory().make_problem_instance(actions_, fluents, constants, instance_objects_,
                                                       user_types_, statements_, {}, metrics, rules_),
-          std::move(plan_names_)};
+          source_};
 }
 
 }  // namespace

@@ -1,16 +1,18 @@
 #pragma once
 
+#include <memory>
+
 #include "core/environment.h"
 #include "model/problem_instance.h"
+#include "model/problem_source.h"
 #include "pddl/messages.h"
 #include "pddl/tree.h"
-#include "plans/plan_names.h"
 
 namespace zorvel::pddl {
 
 struct BuiltProblem {
   model::ProblemPtr problem;
-  PlanNames names;
+  std::shared_ptr<model::ProblemSource> source;  ///< Its files have no names yet.
 };
 
 /// The problem of the model that a task stands for. Predicates and functions that nothing changes become

@@ -63,14 +63,6 @@ Precision precision_for(const TimeTriggeredPlan& plan) {
   return precision;
 }
 
-void print_decimal(std::ostream& out, const rational& number, unsigned decimals) {
-  const rational shifted = round(number, decimals) * rational(integer(10).pow(decimals));
-  std::string digits = shifted.numerator().str();
-  if (digits.size() <= decimals) digits.insert(0, decimals + 1 - digits.size(), '0');
-  digits.insert(digits.size() - decimals, 1, '.');
-  out << digits;
-}
-
 void print_step(std::ostream& out, const TimeTriggeredStep& step, const PlanNames& names) {
   const PlanNames::ActionName* const name = names.find(step.action->name());
   out << '(';
@@ -85,18 +77,21 @@ void print_step(std::ostream& out, const TimeTriggeredStep& step, const PlanName
 
 bool print_pddl_plan(std::ostream& out, const TimeTriggeredPlan& plan, const PlanNames& names) {
   const Precision precision = precision_for(plan);
+  rational makespan(0);
+  for (const auto& [time, steps] : plan.steps())
+    for (const auto& step : steps)
+      makespan = std::max(makespan, round(time + step->duration, precision.decimals));
+  out << "; Makespan " << decimal_text(makespan, precision.decimals) << '\n';
   for (const auto& [time, steps] : plan.steps())
     for (const auto& step : steps) {
-      print_decimal(out, time, precision.decimals);
-      out << ": ";
+      out << decimal_text(time, precision.decimals) << ": ";
       print_step(out, *step, names);
       const PlanNames::ActionName* const name = names.find(step->action->name());
       if (step->has_duration && (name == nullptr || !name->is_instantaneous)) {
-        out << " [";
         // The end is rounded and not the duration, so that events at one moment stay at one moment.
-        print_decimal(out, round(time + step->duration, precision.decimals) - round(time, precision.decimals),
-                      precision.decimals);
-        out << ']';
+        const rational duration =
+            round(time + step->duration, precision.decimals) - round(time, precision.decimals);
+        out << " [" << decimal_text(duration, precision.decimals) << ']';
       }
       out << '\n';
     }

@@ -2,13 +2,15 @@
 
 #include <iosfwd>
 
-#include "plans/plan_names.h"
+#include "model/plan_names.h"
 #include "plans/time_triggered_plan.h"
 
 namespace zorvel {
 
-/// Prints a plan as the tools around PDDL write one, a line a step, by time:
+/// Prints a plan as the tools around PDDL write one: its makespan, the latest end of a step, in a comment,
+/// then a line a step, by time:
 ///
+///     ; Makespan 8.500
 ///     0.000: (load crate1 truck2) [2.500]
 ///     7.500: (truck2.honk)
 ///

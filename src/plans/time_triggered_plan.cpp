@@ -35,7 +35,7 @@ std::vector<rational> earliest_ready_times(const POTPlan& plan, const rational& 
   return ready;
 }
 
-void print_rounded(std::ostream& out, const rational& value) { out << static_cast<double>(round(value, 2)); }
+void print_rounded(std::ostream& out, const rational& value) { out << short_decimal_text(value, 2); }
 void print_fraction(std::ostream& out, const rational& value) { out << value; }
 
 template <class PrintNumber>

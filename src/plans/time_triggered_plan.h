@@ -44,8 +44,7 @@ class TimeTriggeredPlan : public Plan {
 
   /// One line a step, by time: `0: load(truck1, box2) [2.5]`, without the bracket for a step without
   /// duration. With the option `rational-precision` numbers are exact fractions; otherwise they are rounded
-  /// to two decimals and printed as doubles by the stream, with its digits (six by default). That text is
-  /// for people: to keep a plan, use `print_exact`.
+  /// to two decimals, without zeros at the end. That text is for people: to keep a plan, use `print_exact`.
   void print(std::ostream& out) const override;
 
   /// The same lines for the plan reader, whatever the options say: exact fractions, and a bracket on every

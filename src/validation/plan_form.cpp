@@ -59,7 +59,9 @@ class StepCheck {
 
 }  // namespace
 
-std::string find_malformed_step(const model::ProblemInstanceImpl& problem, const TimeTriggeredPlan& plan) {
+std::string find_malformed_step(const model::ProblemInstanceImpl& problem, const TimeTriggeredPlan& plan,
+                                const TimeTriggeredStep*& malformed) {
+  malformed = nullptr;
   Owners owners;
   collect_owners(problem, nullptr, owners);
   for (const auto& [time, steps] : plan.steps())
@@ -68,7 +70,9 @@ std::string find_malformed_step(const model::ProblemInstanceImpl& problem, const
       if (owner == owners.end())
         throw InternalError("Found an action that is unknown to the validator: ") << step->action->name();
       std::string fault = StepCheck(plan.env(), *step).find_fault(owner->second);
-      if (!fault.empty()) return fault;
+      if (fault.empty()) continue;
+      malformed = step.get();
+      return fault;
     }
   return {};
 }

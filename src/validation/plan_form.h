@@ -12,7 +12,9 @@ namespace zorvel::validation {
 ///
 /// A step of an action that the problem lacks raises InternalError "Found an action that is unknown to the
 /// validator: " and the name.
-std::string find_malformed_step(const model::ProblemInstanceImpl& problem, const TimeTriggeredPlan& plan);
+/// `malformed` is set to the step, or to null.
+std::string find_malformed_step(const model::ProblemInstanceImpl& problem, const TimeTriggeredPlan& plan,
+                                const TimeTriggeredStep*& malformed);
 
 /// The step as messages name it: "Step 3/2: load(box) [2]".
 std::string describe_step(const TimeTriggeredStep& step);

@@ -28,9 +28,10 @@ std::string text_of(const Parts&... parts) {
 
 }  // namespace
 
-Replay::Replay(CompiledProblem& problem, const Timeline& timeline)
+Replay::Replay(CompiledProblem& problem, const Timeline& timeline, const Observer& observer)
     : problem_(problem),
       timeline_(timeline),
+      observer_(observer),
       evaluate_(problem.slots()),
       world_(timeline.initial),
       owed_since_(problem.rules().size()),
@@ -107,6 +108,11 @@ bool Replay::apply_changes() {
     const std::size_t slot = index(change.slot);
     if (slot >= world_.size()) world_.resize(problem_.slots().size());
     if (world_[slot] == change.value) continue;
+    if (observer_) {
+      model::ExpressionFactory& factory = problem_.slots().env().expression_factory();
+      observer_(now_, problem_.slots().reference(change.slot), world_[slot].node(factory),
+                change.value.node(factory));
+    }
     world_[slot] = std::move(change.value);
     has_changed = true;
     if (slot >= watchers_.size()) continue;
@@ -376,6 +382,7 @@ bool Replay::fail_contains(const Event& event) {
 bool Replay::fail(const Event& event, const std::string& what) {
   ZORVEL_LOG(DEBUG) << what;
   reason_ = what + context(event);
+  failing_step_ = event.occurrence->shown;
   return false;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,13 +23,19 @@ namespace zorvel::validation {
 /// at that instant by another step.
 class Replay {
  public:
-  Replay(CompiledProblem& problem, const Timeline& timeline);
+  /// Hears of each change; see TTValidator.
+  using Observer = std::function<void(const rational&, Node*, Node*, Node*)>;
+
+  Replay(CompiledProblem& problem, const Timeline& timeline, const Observer& observer = {});
 
   /// Whether everything holds. Otherwise `reason` says what fails first. An expression that has no value in
   /// any state raises InvalidParameterError "Unable to simplify to a constant! ", the expression, " -> " and
   /// what is left of it; a fluent or constant without a value raises as told at Evaluator::run.
   bool run();
   const std::string& reason() const { return reason_; }
+  /// The step before the transformers whose statement fails; null for one of the problem.
+  const TimeTriggeredStep* failing_step() const { return failing_step_; }
+  const rational& failing_time() const { return now_; }
 
  private:
   /// A condition over an interval that has begun.
@@ -71,8 +78,10 @@ class Replay {
 
   CompiledProblem& problem_;
   const Timeline& timeline_;
+  const Observer observer_;
   Evaluator evaluate_;
   std::string reason_;
+  const TimeTriggeredStep* failing_step_ = nullptr;
   rational now_{0};
   World world_;
   std::vector<Change> changes_;            // made at now_, not visible yet

@@ -60,8 +60,8 @@ bool TTValidator::is_kept_by_grounder(const TimeTriggeredPlan& mapped, const Tim
   for (const auto& [start, steps] : mapped.steps()) {
     for (std::size_t i = 0; i < steps.size(); ++i) {
       if (grounder_->is_kept({steps[i]->instance, steps[i]->action, steps[i]->parameters})) continue;
-      reason_ =
-          validation::describe_step(*shown_steps->second[i]) + " can never be taken with these parameters";
+      failing_step_ = shown_steps->second[i].get();
+      reason_ = validation::describe_step(*failing_step_) + " can never be taken with these parameters";
       return false;
     }
     ++shown_steps;
@@ -71,7 +71,8 @@ bool TTValidator::is_kept_by_grounder(const TimeTriggeredPlan& mapped, const Tim
 
 bool TTValidator::check_validity(const std::shared_ptr<TimeTriggeredPlan>& plan) {
   if (!plan) throw InternalError("No plan to validate");
-  reason_ = validation::find_malformed_step(*problem_, *plan);
+  failing_time_.reset();
+  reason_ = validation::find_malformed_step(*problem_, *plan, failing_step_);
   if (!reason_.empty()) {
     ZORVEL_LOG(DEBUG) << reason_;
     return false;
@@ -82,9 +83,11 @@ bool TTValidator::check_validity(const std::shared_ptr<TimeTriggeredPlan>& plan)
     return false;
   }
   const validation::Timeline timeline = compiled_->lay_out(*simulated, *plan);
-  validation::Replay replay(*compiled_, timeline);
+  validation::Replay replay(*compiled_, timeline, observer_);
   const bool is_valid = replay.run();
   reason_ = replay.reason();
+  failing_step_ = replay.failing_step();
+  if (!is_valid) failing_time_ = replay.failing_time();
   return is_valid;
 }
 

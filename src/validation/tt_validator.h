@@ -1,7 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/environment.h"
@@ -30,6 +33,10 @@ class CompiledProblem;
 /// two effects on one fluent at one time, and values within the bounds of their fluents.
 class TTValidator : public EnvObject {
  public:
+  /// Hears of each change of a value along a plan: when, of which ground fluent of the simulated problem, the
+  /// old value, null if there was none, and the new one.
+  using Observer = std::function<void(const rational& time, Node* fluent, Node* before, Node* after)>;
+
   /// Takes `problem` to the form that is simulated. A problem with time that passes continuously or processes
   /// raises UnsupportedProblemError, as does whatever its transformers refuse. Where the world chooses a
   /// duration, the plan has to give the longest one, and is valid if it works for all.
@@ -44,9 +51,17 @@ class TTValidator : public EnvObject {
   /// validator: " and the name; null InternalError "No plan to validate".
   bool check_validity(const std::shared_ptr<TimeTriggeredPlan>& plan);
 
+  /// Whoever hears of the changes along the plans that are checked from now on; empty for nobody.
+  void set_observer(Observer observer) { observer_ = std::move(observer); }
+
   /// Why the last plan is invalid: what fails, when, and in which step or statement. Empty if it is valid.
   /// The first half also goes to the log at level DEBUG.
   const std::string& reason() const { return reason_; }
+  /// The step of the last plan at fault; null if the plan is valid, or a statement of the problem fails.
+  /// Valid as long as the plan.
+  const TimeTriggeredStep* failing_step() const { return failing_step_; }
+  /// When it fails; none if the plan is valid, or was refused before it was simulated.
+  const std::optional<rational>& failing_time() const { return failing_time_; }
 
  private:
   void apply_transformers();
@@ -61,7 +76,10 @@ class TTValidator : public EnvObject {
   std::vector<std::shared_ptr<model::BasicTransformer>> transformers_;
   std::shared_ptr<model::Grounder> grounder_;  // one of them; null unless sets need it
   std::unique_ptr<validation::CompiledProblem> compiled_;
+  Observer observer_;
   std::string reason_;
+  const TimeTriggeredStep* failing_step_ = nullptr;
+  std::optional<rational> failing_time_;
 };
 
 }  // namespace zorvel

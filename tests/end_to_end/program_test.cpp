@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -13,83 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "end_to_end/program_runner.h"
 #include "search/heuristics/heuristic_set.h"
 #include "transformers/chain.h"
 
 namespace {
-
-namespace fs = std::filesystem;
-
-const fs::path source_dir = ZORVEL_SOURCE_DIR;
-const fs::path program = fs::path(ZORVEL_BINARY_DIR) / "bin" / "zorvel";
-
-/// A folder of its own for each test, removed with it.
-class Program : public testing::Test {
- protected:
-  void SetUp() override {
-    const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = fs::temp_directory_path() /
-              ("zorvel-" + std::string(test->name()) + "-" + std::to_string(::getpid()));
-    fs::create_directories(folder_);
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
-  struct Result {
-    int status;
-    std::string out, err;
-  };
-  Result run(const std::string& arguments) const {
-    const fs::path out = folder_ / "stdout", err = folder_ / "stderr";
-    const std::string command = "'" + program.string() + "' " + arguments + " >'" + out.string() + "' 2>'" +
-                                err.string() + "' </dev/null";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), read(out), read(err)};
-  }
-  static std::string read(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-  }
-  fs::path write(const std::string& name, const std::string& text) const {
-    const fs::path path = folder_ / name;
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
-  }
-  static std::string quoted(const fs::path& path) { return "'" + path.string() + "'"; }
-
-  /// Solves the problem twice and validates the plan that was written; the status of solving. `problem` is
-  /// what both commands are given to read, `options` is for solving alone.
-  int solve_and_validate(const std::string& problem, const std::string& options) const {
-    const fs::path plan = folder_ / "plan", again = folder_ / "again";
-    fs::remove(plan);
-    fs::remove(again);
-    const Result solved = run("solve " + problem + " " + options + " --output-plan " + quoted(plan));
-    if (solved.status != 0) {
-      EXPECT_FALSE(fs::exists(plan));
-      return solved.status;
-    }
-    const Result verdict = run("validate --plan " + quoted(plan) + " " + problem);
-    EXPECT_EQ(verdict.status, 0) << problem << ' ' << verdict.out << verdict.err << read(plan);
-    // Equal input gives equal bytes.
-    run("solve " + problem + " " + options + " --output-plan " + quoted(again));
-    if (fs::exists(again)) {
-      EXPECT_EQ(read(plan), read(again)) << problem;
-    }
-    return 0;
-  }
-  int solve_and_validate(const fs::path& problem, const std::string& options) const {
-    return solve_and_validate(quoted(problem), options);
-  }
-
-  /// The steps of the plan that `solve_and_validate` has written.
-  long steps_of_plan() const {
-    const std::string plan = read(folder_ / "plan");
-    return std::count(plan.begin(), plan.end(), '\n');
-  }
-
-  fs::path folder_;
-};
 
 std::vector<fs::path> problems_below(const fs::path& folder) {
   std::vector<fs::path> files;
@@ -139,13 +64,15 @@ TEST_F(Program, SolvesPddlAndWritesPlansInBothFormats) {
   for (const char* format : {"anml", "pddl"})
     EXPECT_EQ(solve_and_validate(cellar + " --plan-format " + format, ""), 0) << format;
   EXPECT_EQ(run("solve --plan-format pddl " + cellar).out, read(folder_ / "plan"));
-  EXPECT_EQ(read(folder_ / "plan").find("0.000: (light-match match"), 0U);
+  EXPECT_EQ(read(folder_ / "plan").find("\n0.000: (light-match match"),
+            std::string("; Makespan 5.000").size());
   EXPECT_EQ(solve_and_validate(cellar, "-B blind"), 0);
   const long steps = steps_of_plan();
   // An ANML problem has plans in both formats too, with names of its own, and the same length.
   const fs::path anml = source_dir / "examples" / "match_cellar.anml";
   EXPECT_EQ(solve_and_validate("--plan-format pddl " + quoted(anml), "-B blind"), 0);
-  EXPECT_EQ(read(folder_ / "plan").find("0.000: (light_match match"), 0U);
+  EXPECT_EQ(read(folder_ / "plan").find("\n0.000: (light_match match"),
+            std::string("; Makespan 5.000").size());
   EXPECT_EQ(steps_of_plan(), steps);
 
   const Result transformed = run("transform -t action-grounder " + cellar);
@@ -219,7 +146,7 @@ TEST_F(Program, WarnsWhereAPlanLosesExactness) {
   const fs::path problem = write("p.pddl", "(define (problem p) (:init) (:goal (p)))");
   const Result result = run("solve --plan-format pddl " + pddl(domain, problem));
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, "0.00000: (a) [0.33333]\n");
+  EXPECT_EQ(result.out, "; Makespan 0.33333\n0.00000: (a) [0.33333]\n");
   EXPECT_NE(result.err.find("warning: some times of the plan"), std::string::npos) << result.err;
   EXPECT_EQ(solve_and_validate(pddl(domain, problem), ""), 0);
 }

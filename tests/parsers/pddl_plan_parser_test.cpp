@@ -112,12 +112,13 @@ TEST_F(PddlPlanOfAnml, RefusesLinesThatAreNoSteps) {
 
 TEST_F(PddlPlanOfAnml, PrintsAsManyDecimalsAsTheTimesNeed) {
   const Row rows[] = {
-      {"0: (a) [1]", "0.000: (a) [1.000]\n"},
-      {"12.5: (instant)", "12.500: (instant)\n"},
-      {"0.0001: (a) [10]\n1000: (a) [1/8]", "0.0001: (a) [10.0000]\n1000.0000: (a) [0.1250]\n"},
-      {"1/128: (a) [1]", "0.0078125: (a) [1.0000000]\n"},
-      {"0: (four x -3 1/3 true) [0]", "0.000: (four x -3 1/3 true) [0.000]\n"},
-      {"3: (obj.go x) [1]", "3.000: (obj.go x) [1.000]\n"},
+      {"0: (a) [1]", "; Makespan 1.000\n0.000: (a) [1.000]\n"},
+      {"12.5: (instant)", "; Makespan 12.500\n12.500: (instant)\n"},
+      {"0.0001: (a) [10]\n1000: (a) [1/8]",
+       "; Makespan 1000.1250\n0.0001: (a) [10.0000]\n1000.0000: (a) [0.1250]\n"},
+      {"1/128: (a) [1]", "; Makespan 1.0078125\n0.0078125: (a) [1.0000000]\n"},
+      {"0: (four x -3 1/3 true) [0]", "; Makespan 0.000\n0.000: (four x -3 1/3 true) [0.000]\n"},
+      {"3: (obj.go x) [1]", "; Makespan 4.000\n3.000: (obj.go x) [1.000]\n"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.text);
@@ -131,12 +132,12 @@ TEST_F(PddlPlanOfAnml, RoundsTimesWithoutAnEndAndSaysSo) {
   const struct {
     std::string epsilon, text, result;
   } cases[] = {
-      {"0.01", "1/3: (a) [2/3]", "0.33333: (a) [0.66667]\n"},
-      {"1", "1/3: (a) [1]", "0.333: (a) [1.000]\n"},
-      {"0.0001", "1/3: (a) [1]", "0.3333333: (a) [1.0000000]\n"},
+      {"0.01", "1/3: (a) [2/3]", "; Makespan 1.00000\n0.33333: (a) [0.66667]\n"},
+      {"1", "1/3: (a) [1]", "; Makespan 1.333\n0.333: (a) [1.000]\n"},
+      {"0.0001", "1/3: (a) [1]", "; Makespan 1.3333333\n0.3333333: (a) [1.0000000]\n"},
       // 1/3 + 1/3 ends where 2/3 begins.
-      {"1", "1/3: (a) [1/3]\n2/3: (a) [1]", "0.333: (a) [0.334]\n0.667: (a) [1.000]\n"},
-      {"1", "1/3: (a) [1/16]", "0.3333: (a) [0.0625]\n"},
+      {"1", "1/3: (a) [1/3]\n2/3: (a) [1]", "; Makespan 1.667\n0.333: (a) [0.334]\n0.667: (a) [1.000]\n"},
+      {"1", "1/3: (a) [1/16]", "; Makespan 0.3958\n0.3333: (a) [0.0625]\n"},
   };
   for (const auto& test : cases) {
     reading.env.configuration().set_value("plan-epsilon", test.epsilon);
@@ -179,7 +180,7 @@ TEST_F(PddlPlan, HasTheNamesAndTheOrderOfAPddlText) {
   EXPECT_EQ(exact(*plan), "0: action_load-up(b, a-1, u1) [1]\n");
   std::ostringstream out;
   EXPECT_TRUE(print_pddl_plan(out, *plan, reader.plan_names()));
-  EXPECT_EQ(out.str(), "0.000: (load-up a-1 b u1) [1.000]\n");
+  EXPECT_EQ(out.str(), "; Makespan 1.000\n0.000: (load-up a-1 b u1) [1.000]\n");
   EXPECT_EQ(outcome("0: (load-down a-1 b u1) [1]", parser), "ParserError: Action not found at line 1");
   // Here, names that differ in case alone are two.
   EXPECT_EQ(exact(*parse("0: (LOAD-UP) [1]", parser)), "0: action_LOAD-UP() [1]\n");

@@ -125,7 +125,8 @@ TEST(PddlReader, PlansOfInstantaneousActionsHaveNoBracket) {
   PddlPlanParser parser(read.env, read.problem, read.reader.plan_names());
   std::ostringstream out;
   EXPECT_TRUE(print_pddl_plan(out, *parser.parse(text), read.reader.plan_names()));
-  EXPECT_EQ(out.str(), "0.000: (drive t1 Depot Harbour) [2.250]\n3.000: (load c1 t1 Harbour)\n");
+  EXPECT_EQ(out.str(),
+            "; Makespan 3.000\n0.000: (drive t1 Depot Harbour) [2.250]\n3.000: (load c1 t1 Harbour)\n");
 }
 
 /// One action over two objects of type `t`, `a` and `b`, with predicates p, q (one argument), r (none) and

@@ -34,7 +34,7 @@ const std::string& IWPlanner::name() const {
 
 std::shared_ptr<Plan> IWPlanner::solve_under(SearchGuard& guard) {
   width_ = 0;
-  expanded_ = 0;
+  statistics_ = {};
   const std::shared_ptr<Plan> plan = search(guard);
   return plan ? map_back(plan) : nullptr;
 }
@@ -53,7 +53,7 @@ std::shared_ptr<Plan> IWPlanner::search(SearchGuard& guard) {
     tsimple::TSimplePlanner planner(env(), problem(), width_);
     const std::shared_ptr<Plan> plan = planner.solve_under(guard);
     outcome_ = planner.outcome();
-    expanded_ += planner.statistics().expanded;
+    statistics_ += planner.statistics();
     if (plan) return plan;
   }
   return nullptr;

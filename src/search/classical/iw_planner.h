@@ -23,14 +23,14 @@ class IWPlanner : public Planner {
 
   /// The width searched last; 0 before `solve`.
   std::size_t width() const { return width_; }
-  std::uint64_t expanded() const { return expanded_; }  ///< By all widths of the last `solve`.
+  /// By all widths of the last `solve`, as the statistics are.
+  std::uint64_t expanded() const { return statistics_.expanded; }
 
  private:
   std::shared_ptr<Plan> search(SearchGuard& guard);
 
   model::ProblemPtr fluents_;  // with all fluents of the caller's problem: their number bounds the width
   std::size_t width_ = 0;
-  std::uint64_t expanded_ = 0;
 };
 
 }  // namespace zorvel::iw

@@ -38,15 +38,20 @@ void FtpPlanner::initialize_heuristic() {
     heuristics_.push_back(std::make_shared<HCustom>(env(), tables_, custom_heuristic_));
     return;
   }
-  const auto initial = Successors<double>(*model_, {}, 0).initial_world();
-  if (!initial) return;  // the search has nothing to begin with
-  std::vector<ValueId> values(tables_->layout.slots());
-  tables_->layout.pack(*initial, values.data());
+  if (!Successors<double>(*model_, {}, 0).initial_world()) return;  // the search has nothing to begin with
   HeuristicSet set =
       make_heuristics(env(), Engine::temporal, env().configuration().get_vector_string_value("ftp-heuristic"),
-                      [&] { return relax_time(problem(), tables_, values, model_->chain_lengths()); });
+                      [&] { return relaxed_problem(); });
   heuristics_ = std::move(set.heuristics);
   if (set.relevant) openable_ = *std::move(set.relevant);
+}
+
+std::shared_ptr<const RelaxedProblem> FtpPlanner::relaxed_problem() const {
+  const auto initial = Successors<double>(*model_, {}, 0).initial_world();
+  if (!initial) return nullptr;
+  std::vector<ValueId> values(tables_->layout.slots());
+  tables_->layout.pack(*initial, values.data());
+  return relax_time(problem(), tables_, std::move(values), model_->chain_lengths());
 }
 
 std::shared_ptr<Plan> FtpPlanner::solve_under(SearchGuard& guard) {

@@ -8,8 +8,11 @@
 #include "search/forward/dense/dense_problem.h"
 #include "search/forward/ftp_model.h"
 #include "search/frame/planner.h"
-#include "search/frame/search_statistics.h"
 #include "search/heuristics/heuristic.h"
+
+namespace zorvel {
+class RelaxedProblem;
+}
 
 namespace zorvel::tp::ftp {
 
@@ -35,8 +38,10 @@ class FtpPlanner : public Planner {
   std::shared_ptr<Plan> solve_under(SearchGuard& guard) override;
 
   const FtpModel& model() const { return *model_; }
-  const SearchStatistics& statistics() const { return statistics_; }
   bool may_miss_self_overlap() override;
+  /// The problem without time and without what is taken away, as the heuristics see it; null where a
+  /// condition fails at time 0 already.
+  std::shared_ptr<const RelaxedProblem> relaxed_problem() const;
 
   /// As `replay_events`, on the planner's own model.
   std::shared_ptr<TimeTriggeredPlan> get_plan_from_event_list(const std::vector<const Event*>& events,
@@ -49,7 +54,6 @@ class FtpPlanner : public Planner {
   SearchOutcome search_densely(bool weak, SearchGuard& guard, std::vector<const Event*>& events);
   SearchOutcome search_plainly(bool weak, SearchGuard& guard, std::vector<const Event*>& events);
 
-  SearchStatistics statistics_;
   std::vector<std::shared_ptr<Heuristic>> heuristics_;  // null: blind
 
  private:

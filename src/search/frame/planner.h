@@ -9,6 +9,7 @@
 #include "plans/plan.h"
 #include "search/frame/search_guard.h"
 #include "search/frame/search_limits.h"
+#include "search/frame/search_statistics.h"
 #include "transformers/chain.h"
 
 namespace zorvel {
@@ -37,6 +38,8 @@ class Planner : public EnvObject {
   SearchOutcome outcome() const {
     return outcome_ == SearchOutcome::no_plan && may_have_lost_plans() ? SearchOutcome::incomplete : outcome_;
   }
+  /// What the last search did; of several in a row, the last one, or all where they are one series.
+  const SearchStatistics& statistics() const { return statistics_; }
   /// Whether a transformer may have lost plans.
   bool may_have_lost_plans() const;
   /// After `no_plan`: whether there may be plans in which an action overlaps itself, which the planner does
@@ -61,6 +64,7 @@ class Planner : public EnvObject {
 
   SearchLimits limits_;
   SearchOutcome outcome_ = SearchOutcome::not_run;
+  SearchStatistics statistics_;
 
  private:
   model::TransformerChain chain_;

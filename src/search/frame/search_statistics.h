@@ -18,7 +18,11 @@ struct SearchStatistics {
   double processor_seconds = 0;  ///< Of the loop alone.
 };
 
+/// The sum of two searches that ran one after the other; of memory and states the most.
+SearchStatistics& operator+=(SearchStatistics& sum, const SearchStatistics& more);
 /// One line of figures: what was done, how fast by processor time, and the memory of a state.
 std::ostream& operator<<(std::ostream& out, const SearchStatistics& statistics);
+/// The same for people: a line for each figure, its name in front.
+void print_table(std::ostream& out, const SearchStatistics& statistics);
 
 }  // namespace zorvel

@@ -39,7 +39,6 @@ class TSimplePlanner : public Planner {
   double cost_of_missing() const { return cost_of_missing_; }
   /// Of the heuristic and the search.
   const EvaluationTables& tables() const { return *tables_; }
-  const SearchStatistics& statistics() const { return statistics_; }
 
  private:
   void initialize_heuristic(HCustom::Function custom_heuristic);
@@ -52,7 +51,6 @@ class TSimplePlanner : public Planner {
   std::vector<std::uint32_t> searched_actions_;
   std::shared_ptr<Heuristic> heuristic_;
   double cost_of_missing_ = 0;  // see HeuristicRow
-  SearchStatistics statistics_;
 };
 
 }  // namespace zorvel::tsimple

@@ -126,8 +126,16 @@ bool GuidedPlanner::must_stop() {
   return true;
 }
 
-void GuidedPlanner::add(const SearchStatistics& statistics) {
-  statistics_ = statistics;  // of the search that ran last
+void GuidedPlanner::add(const SearchStatistics& before, const SearchStatistics& after) {
+  SearchStatistics more = after;
+  more.expanded -= before.expanded;
+  more.stored -= before.stored;
+  more.evaluated -= before.evaluated;
+  more.moves_offered -= before.moves_offered;
+  more.moves_taken -= before.moves_taken;
+  more.seconds -= before.seconds;
+  more.processor_seconds -= before.processor_seconds;
+  statistics_ += more;
 }
 
 std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept(std::vector<Move> moves,
@@ -184,8 +192,9 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
     }
     GuidedSearch& search = *first.running[first.turn];
     const bool is_alone = first.running.size() == 1;
+    const SearchStatistics before = search.statistics();
     outcome_ = search.run(*prepared_->initial, *guard_, is_alone ? first_slice : slice);
-    add(search.statistics());
+    add(before, search.statistics());
     if (outcome_ == SearchOutcome::plan_found) {
       auto plan = accept(search.moves(), search.events());
       first = {};
@@ -234,8 +243,9 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
                                        GuidedSearch::Options{{PathOrder::causal, true}, parts_, weight});
   }
   search_->set_bound(search_bound_);
+  const SearchStatistics before = search_->statistics();
   const SearchOutcome outcome = search_->run(*prepared_->initial, *guard_, budget_);
-  add(search_->statistics());
+  add(before, search_->statistics());
   switch (outcome) {
     case SearchOutcome::plan_found: {
       search_bound_ = std::min(search_bound_, search_->makespan());

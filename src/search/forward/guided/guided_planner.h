@@ -69,7 +69,8 @@ class GuidedPlanner : public FtpPlanner {
   std::shared_ptr<TimeTriggeredPlan> accept(std::vector<Move> moves, const std::vector<const Event*>& events);
   std::shared_ptr<TimeTriggeredPlan> next_under(SearchGuard& guard);
   bool must_stop();
-  void add(const SearchStatistics& statistics);
+  /// Counts what a search did since `before`.
+  void add(const SearchStatistics& before, const SearchStatistics& after);
 
   model::ProblemPtr source_;  // as the caller gave it, with its metrics
   GuidedParts parts_;

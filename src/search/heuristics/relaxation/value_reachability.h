@@ -32,6 +32,8 @@ class ValueReachability {
   /// The number of the first layer in which all goals can be true, or `dead_end`; none where only the plain
   /// form of HMax has an answer or an error. `more` are values that slots have beside those of `values`.
   std::optional<double> layers(const ValueId* values, std::span<const Fact> more = {});
+  /// By slot, the values that were found by the last analysis, up to the layer where it ended.
+  const ValueSets& reached() const { return sets_; }
 
  private:
   /// A test of one slot: some value is `value`, or with `is_equal` false some value is another one.
