@@ -10,8 +10,6 @@ namespace zorvel::report {
 
 namespace {
 
-constexpr unsigned decimals = 4;
-
 constexpr const char* head =
     "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">"
     "<meta name=\"viewport\" content=\"width=device-width\">"
@@ -37,8 +35,6 @@ constexpr const char* head =
     "th:last-child,td:last-child{text-align:left;width:70%}tr:last-child td{border-bottom:0}"
     "tr.bad td{background:#fee2e2;color:#b91c1c;font-weight:600}code{font-size:14px}"
     "</style></head><body><main>\n";
-
-std::string time_text(const rational& time) { return short_decimal_text(time, decimals); }
 
 std::string fact(const std::string& value, const char* name) {
   return "<li><b>" + value + "</b><span>" + name + "</span></li>";

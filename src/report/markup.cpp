@@ -9,6 +9,7 @@ namespace zorvel::report {
 
 namespace {
 
+constexpr unsigned decimals_of_times = 4;
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 
 bool is_continuation(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
@@ -75,6 +76,8 @@ std::string shortened(std::string_view text, std::size_t length) {
     if (!is_continuation(text[end]) && left-- == 0) break;
   return std::string(text.substr(0, end)) + "…";
 }
+
+std::string time_text(const rational& time) { return short_decimal_text(time, decimals_of_times); }
 
 std::string coordinate(double value) {
   std::array<char, 32> text{};

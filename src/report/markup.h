@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "core/numbers.h"
+
 namespace zorvel::report {
 
 /// The text with what means something in HTML and SVG escaped, fit for the content of an element and for an
@@ -16,6 +18,9 @@ std::string shortened(std::string_view text, std::size_t length);
 
 /// The number of characters of a text in UTF-8.
 std::size_t length_of(std::string_view text);
+
+/// A moment or a length of time as the page shows it.
+std::string time_text(const rational& time);
 
 /// A coordinate: at most two decimals, whatever the locale.
 std::string coordinate(double value);

@@ -22,7 +22,6 @@ constexpr double value_height = 22, curve_height = 46;
 constexpr double axis_height = 28, heading_height = 34, margin = 16;
 constexpr double least_plot_width = 1040, most_plot_width = 12000;
 constexpr std::size_t longest_label = 32;
-constexpr unsigned decimals = 4;
 
 constexpr const char* style =
     "<style>"
@@ -52,8 +51,6 @@ constexpr std::array<std::array<const char*, 2>, 10> colors{{{"#dbe9f9", "#3f7cc
                                                              {"#d4eef7", "#1f8fb3"},
                                                              {"#e9e0d8", "#8b6a4f"},
                                                              {"#dfe3ea", "#5d6b82"}}};
-
-std::string time_text(const rational& time) { return short_decimal_text(time, decimals); }
 
 std::string list(const char* heading, const std::vector<std::string>& lines) {
   std::string text = lines.empty() ? "" : std::string("\n") + heading;
