@@ -585,7 +585,7 @@ std::vector<Instance> all_instances(bool quick) {
   if (quick) return list;
   for (const LevelKind kind : {LevelKind::bounds, LevelKind::functions, LevelKind::functions_of_numbers})
     for (const int count : {250, 500, 1000}) list.push_back(levels(kind, count));
-  for (const int count : {375, 750}) list.push_back(distinct_numbers(count));
+  for (const int count : {375, 750, 3000}) list.push_back(distinct_numbers(count));
   list.push_back(accidental_equalities(200));
   for (const int bits : {5, 6, 7}) list.push_back(multiplier_miter(bits));
   for (const int order : {9, 10, 11, 12}) list.push_back(quasigroup(order, true));

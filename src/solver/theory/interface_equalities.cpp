@@ -19,10 +19,14 @@ int TheoryManager::value_of(Term term) const {
   return solvers_[static_cast<std::size_t>(euf_)]->model_group(term);
 }
 
+void TheoryManager::forget_needed() {
+  needed_.clear();
+  needed_ids_.clear();
+}
+
 void TheoryManager::need(Term a, Term b) {
   if (b->id() < a->id()) std::swap(a, b);
-  const std::pair<Term, Term> pair(a, b);
-  if (std::find(needed_.begin(), needed_.end(), pair) == needed_.end()) needed_.push_back(pair);
+  if (needed_ids_.insert({a->id(), b->id()}).second) needed_.push_back({a, b});
 }
 
 /// Reads each function's table out of the models. Two rows with the same arguments and unequal values show
@@ -32,11 +36,9 @@ void TheoryManager::need(Term a, Term b) {
 /// That is complete: numeric terms that are congruent need no comparison of their own. Their class grew by
 /// asserted equations, which arithmetic knows, and by congruences; the first of these that arithmetic does
 /// not respect has arguments with equal values, and so shows as two rows.
-void TheoryManager::find_needed_equalities() {
+void TheoryManager::find_needed_equalities(std::size_t limit) {
+  forget_needed();
   const TheorySolver& euf = *solvers_[static_cast<std::size_t>(euf_)];
-  const std::size_t limit = config_.interface_eq_batch_size > 0
-                                ? static_cast<std::size_t>(config_.interface_eq_batch_size)
-                                : SIZE_MAX;
   std::map<std::vector<int>, Term> table;
   std::vector<int> key;
   for (const InterfaceTermDetector::Function& function : detector_.functions()) {
@@ -169,17 +171,21 @@ TheoryManager::ModelFound TheoryManager::combine() {
   }
   TheorySolver& arithmetic = *solvers_[static_cast<std::size_t>(arithmetic_)];
   const TheorySolver& euf = *solvers_[static_cast<std::size_t>(euf_)];
+  const std::size_t batch_size = config_.interface_eq_batch_size > 0
+                                     ? static_cast<std::size_t>(config_.interface_eq_batch_size)
+                                     : SIZE_MAX;
   arithmetic.build_abstract_model();
-  needed_.clear();
-  find_needed_equalities();
   // Most of what seems needed is so by accident: the simplex method leaves many variables at one value.
+  // why all of it: A batch moved apart leaves the next one as equal as before, which would then be guessed.
+  find_needed_equalities(SIZE_MAX);
   std::vector<Term> at_issue;
   for (const auto& [a, b] : needed_) at_issue.insert(at_issue.end(), {a, b});
   const auto group_of = [&euf](Term term) { return euf.model_group(term); };
   if (!needed_.empty() && arithmetic.move_apart(at_issue, group_of)) {
     arithmetic.build_abstract_model();
-    needed_.clear();
-    find_needed_equalities();
+    find_needed_equalities(batch_size);
+  } else if (needed_.size() > batch_size) {
+    needed_.resize(batch_size);
   }
   if (needed_.empty()) return result;
   if (config_.interface_eq_policy == policy_heuristic) {
@@ -187,6 +193,7 @@ TheoryManager::ModelFound TheoryManager::combine() {
     // known to be: often that settles what else seemed needed.
     std::vector<std::pair<Term, Term>> needed;
     needed.swap(needed_);
+    forget_needed();
     find_implied_equalities();
     result.go_on = make_needed_equalities();
     needed.swap(needed_);

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -97,7 +99,8 @@ class TheoryManager : public dpll::TheoryHook {
 
   // interface_equalities.cpp
   ModelFound combine();
-  void find_needed_equalities();
+  void find_needed_equalities(std::size_t limit);
+  void forget_needed();
   void find_implied_equalities();
   void make_candidate_equalities();
   void make_candidate_equalities(const std::vector<Term>& terms);
@@ -130,6 +133,7 @@ class TheoryManager : public dpll::TheoryHook {
   std::vector<std::pair<Term, dpll::Var>> numeric_equalities_;  // told when there were none
   std::vector<dpll::Lit> late_;  // literals that EUF was told after the search had assigned them
   std::vector<std::pair<Term, Term>> needed_;
+  std::set<std::pair<std::uint64_t, std::uint64_t>> needed_ids_;  // of its terms
   std::vector<dpll::Lit> filtered_;  // true literals that the solvers were spared, oldest first
 };
 

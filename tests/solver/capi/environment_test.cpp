@@ -703,6 +703,18 @@ TEST(Environment, ManyNumbersAreDistinctOrNot) {
   }
 }
 
+// All are zero in the first model. A batch of equalities guessed at a time takes conflicts for each.
+TEST(Environment, ManyNumbersThatNothingTiesAreMovedApartAtOnce) {
+  SolverScript s;
+  std::vector<vesk_term> x;
+  for (int i = 0; i < 400; ++i) x.push_back(s.constant(("x" + std::to_string(i)).c_str(), s.real_type()));
+  s.add(vesk_make_distinct_n(s.env, x.data(), x.size()));
+  EXPECT_EQ(s.solve(), 1);
+  uint64_t guessed = 1;
+  EXPECT_EQ(vesk_get_statistic(s.env, "interface_equalities", &guessed), 0);
+  EXPECT_EQ(guessed, 0U);
+}
+
 TEST(Environment, PreferredConstantsAreDecidedFirstAndAsTold) {
   SolverScript s;
   std::vector<vesk_term> v;
