@@ -34,10 +34,15 @@ TEST(CInterface, EveryOptionTakesItsDefaultAndRefusesOtherText) {
   EXPECT_STREQ(initial, "17");
   vesk_free(initial);
   EXPECT_EQ(vesk_get_option(cfg, "no.such"), nullptr);
-  EXPECT_EQ(vesk_set_option(cfg, "opt.priority", "lex"), 0);
+  EXPECT_EQ(vesk_set_option(cfg, "opt.priority", "box"), 0);
+  EXPECT_EQ(vesk_set_option(cfg, "opt.priority", "lex"), -1);
+  EXPECT_NE(std::string(vesk_last_error_message({nullptr})).find("nothing serves it yet"), std::string::npos);
   EXPECT_EQ(vesk_set_option(cfg, "opt.priority", "le"), -1);
   EXPECT_EQ(vesk_set_option(cfg, "opt.bin.pivot_position", "0"), -1);
-  EXPECT_EQ(vesk_set_option(cfg, "opt.bin.pivot_position", "1.0"), 0);
+  EXPECT_EQ(vesk_set_option(cfg, "opt.bin.pivot_position", "1.0"), -1);
+  EXPECT_EQ(vesk_set_option(cfg, "opt.bin.pivot_position", "0.50"), 0);
+  EXPECT_EQ(vesk_set_option(cfg, "opt.asoft.circuit_limit", "+20"), 0);
+  EXPECT_EQ(vesk_set_option(cfg, "opt.asoft.circuit_limit", "21"), -1);
   EXPECT_EQ(vesk_set_option(cfg, "random_seed", "99999999999"), -1);
   EXPECT_EQ(vesk_set_option(cfg, "no.such.option", "1"), -1);
   EXPECT_STREQ(vesk_last_error_message({nullptr}),
