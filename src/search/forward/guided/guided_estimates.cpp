@@ -167,7 +167,8 @@ void GuidedEstimates::add_own_chain(RelaxedPass& pass, const OpenChain& open) {
   for (const TimedFact& timed : timed_facts_[open.chain]) {
     if (timed.last_position < open.cursor) break;
     gained_.push_back(timed.fact);
-    if (windows_) windows_->append_all(timed.fact, gained_);
+    // The marks of windows are facts of the pieces alone: the events were set up before there were any.
+    if (&pass == piece_pass_.get()) windows_->append_all(timed.fact, gained_);
   }
   if (gained_.empty()) return;
   pass.add_extra({}, gained_, 1);

@@ -100,6 +100,7 @@ std::uint32_t RelaxedPass::add_extra(std::span<const FactId> conditions, std::sp
     ++extra.missing;
   }
   extra.first_added = static_cast<std::uint32_t>(extra_facts_.size());
+  assert(std::ranges::all_of(added, [&](FactId fact) { return fact < facts_.size(); }));
   extra_facts_.insert(extra_facts_.end(), added.begin(), added.end());
   extra.last_added = static_cast<std::uint32_t>(extra_facts_.size());
   extras_.push_back(extra);
