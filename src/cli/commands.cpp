@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 
 #include <iostream>
+#include <utility>
 
 #include "cli/input.h"
 #include "cli/option_effects.h"
@@ -23,14 +24,25 @@ const std::vector<std::string>& transformer_names() {
   return names;
 }
 
+namespace {
+
+/// What the commands that look at a plan are given, with the warnings of both told.
+std::pair<Input, std::shared_ptr<TimeTriggeredPlan>> read_problem_and_plan(
+    Environment& env, const std::vector<std::string>& files, const char* command) {
+  const std::string& plan_path = env.configuration().get_string_value("plan");
+  if (plan_path.empty()) throw InputError("'" + std::string(command) + "' needs the plan: --plan PLAN");
+  Input input = read_problem(env, files, command);
+  auto plan = read_plan(env, plan_path, input);
+  print_warnings(env);
+  return {std::move(input), std::move(plan)};
+}
+
+}  // namespace
+
 Status validate(Environment& env, const std::vector<std::string>& files) {
   const Configuration& options = env.configuration();
   check_options(options, "validate");
-  const std::string& plan_path = options.get_string_value("plan");
-  if (plan_path.empty()) throw InputError("'validate' needs the plan: --plan PLAN");
-  const Input input = read_problem(env, files, "validate");
-  const auto plan = read_plan(env, plan_path, input);
-  print_warnings(env);
+  const auto [input, plan] = read_problem_and_plan(env, files, "validate");
   TTValidator validator(env, input.problem);
   const bool is_valid = validator.check_validity(plan);
   write_to("", [&](std::ostream& out) {
@@ -51,11 +63,7 @@ Status validate(Environment& env, const std::vector<std::string>& files) {
 Status report_plan(Environment& env, const std::vector<std::string>& files) {
   const Configuration& options = env.configuration();
   check_options(options, "report");
-  const std::string& plan_path = options.get_string_value("plan");
-  if (plan_path.empty()) throw InputError("'report' needs the plan: --plan PLAN");
-  const Input input = read_problem(env, files, "report");
-  const auto plan = read_plan(env, plan_path, input);
-  print_warnings(env);
+  const auto [input, plan] = read_problem_and_plan(env, files, "report");
   write_to(options.get_string_value("output"), [&](std::ostream& out) {
     out << report::plan_to_html(input.problem, plan, chart_options(options));
   });

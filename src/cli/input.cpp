@@ -9,6 +9,7 @@
 #include "core/errors.h"
 #include "core/input_file.h"
 #include "model/expression_factory.h"
+#include "model/walkers/expression_parts.h"
 #include "parsers/anml_parser.h"
 #include "parsers/pddl_plan_parser.h"
 #include "parsers/statement_line.h"
@@ -42,17 +43,6 @@ auto reading(const std::string& path, Reader& reader, Read read) {
   }
 }
 
-bool reads_fluent(const Node* root) {
-  std::vector<const Node*> open{root};
-  while (!open.empty()) {
-    const Node* const node = open.back();
-    open.pop_back();
-    if (node->kind() == NodeKind::FLUENT_REFERENCE) return true;
-    open.insert(open.end(), node->operands().begin(), node->operands().end());
-  }
-  return false;
-}
-
 /// The line of a statement that a planner has refused, 0 if unknown. One with parameters is refused in
 /// another form than it was read in; then the first whose time depends on the state of the world is meant.
 int line_of(const std::string& path, const Node* refused) {
@@ -62,7 +52,7 @@ int line_of(const std::string& path, const Node* refused) {
   if (line != 0) return line;
   return find_statement_line(path, [](const Node* statement) {
     if (!model::ExpressionFactory::is_temporal_expression(statement)) return false;
-    return reads_fluent(statement->children[0]);
+    return model::reads_fluent(statement->children[0]);
   });
 }
 

@@ -10,9 +10,9 @@
 #include "model/instance.h"
 #include "model/problem_source.h"
 #include "model/user_type.h"
+#include "model/walkers/expression_parts.h"
 #include "model/walkers/expression_simplifier.h"
 #include "model/walkers/expression_substituter.h"
-#include "report/expression_parts.h"
 #include "report/static_obstacle.h"
 #include "report/step_details.h"
 #include "report/step_names.h"
@@ -38,10 +38,6 @@ struct ActionFate {
   std::string first_dead;  // the step, in the user's words
   std::string missing;     // what it lacks
 };
-
-bool reads_fluent(const Node* expression) {
-  return any_part(expression, [](const Node* node) { return F::is_fluent_reference(node); });
-}
 
 class Checker {
  public:
@@ -174,7 +170,7 @@ class Checker {
   /// The problem's statement that this is a part of; null if it is not found.
   const Node* statement_of(const Node* goal) const {
     for (const Node* statement : problem_->expressions())
-      if (any_part(
+      if (model::any_part(
               statement, [goal](const Node* node) { return node == goal; },
               [](const Node* node) { return F::is_assign(node); }))
         return statement;
@@ -238,7 +234,8 @@ class Checker {
     const model::ExpressionSimplifier simplify(problem_->env());
     for (Node* statement : lifted->expressions()) {
       Node* const condition = condition_in(statement);
-      if (condition == nullptr || is_hidden(condition, problem_->env()) || !reads_fluent(condition)) continue;
+      if (condition == nullptr || is_hidden(condition, problem_->env()) || !model::reads_fluent(condition))
+        continue;
       const bool is_always_true = std::ranges::all_of(fate->second.alive, [&](const ActionStep& step) {
         Node* const ground = simplify(with_arguments(*lifted, step.parameters, condition));
         return ground->kind() == NodeKind::TRUE || !unreachable.can_be_false(ground);
@@ -261,14 +258,14 @@ class Checker {
       if (F::is_instance_reference(node)) used_.insert(model::to_anml(node));
       return F::is_forall(node);
     };
-    return !any_part(statement, is_quantifier);
+    return !model::any_part(statement, is_quantifier);
   }
 
   /// Objects that no action can be applied to, and no goal or timed condition speaks of.
   void tell_objects() {
     for (const Node* statement : problem_->expressions()) {
       // What is only said of an object does not use it, not even for all objects of a type.
-      const bool is_said = any_part(statement, [](const Node* node) { return F::is_assign(node); });
+      const bool is_said = model::any_part(statement, [](const Node* node) { return F::is_assign(node); });
       if (!is_said && !use_objects_in(statement)) return;
     }
     for (const auto& action : user_actions_)

@@ -3,8 +3,8 @@
 #include "model/constant.h"
 #include "model/expression_factory.h"
 #include "model/fluent.h"
+#include "model/walkers/expression_parts.h"
 #include "model/walkers/expression_substituter.h"
-#include "report/expression_parts.h"
 
 namespace zorvel::report {
 
@@ -13,12 +13,12 @@ using F = model::ExpressionFactory;
 namespace {
 
 bool is_effect(const Node* statement) {
-  return any_part(statement, [](const Node* node) {
+  return model::any_part(statement, [](const Node* node) {
     return F::is_assign(node) || F::is_increase(node) || F::is_decrease(node) || F::is_in_assign(node);
   });
 }
 bool is_about_duration(const Node* statement) {
-  return any_part(statement, [](const Node* node) { return F::is_duration_anchor(node); });
+  return model::any_part(statement, [](const Node* node) { return F::is_duration_anchor(node); });
 }
 
 model::NodeMap values_of(const model::ActionImpl& action, const std::vector<Node*>& values) {
@@ -33,7 +33,7 @@ model::NodeMap values_of(const model::ActionImpl& action, const std::vector<Node
 
 bool is_hidden(const Node* expression, Environment& env) {
   const F& factory = env.expression_factory();
-  return any_part(expression, [&](const Node* node) {
+  return model::any_part(expression, [&](const Node* node) {
     if (F::is_fluent_reference(node))
       return factory.get_fluent_from_reference(node)->name().starts_with("__");
     return F::is_constant_reference(node) &&

@@ -4,8 +4,7 @@
 
 namespace zorvel::model {
 
-/// The problem with this mutual exclusion (see PlanRules); the problem itself
-/// if it has it.
+/// The problem with mutual exclusion (see PlanRules) or without; the problem itself if it is like that.
 ProblemPtr with_mutual_exclusion(const ProblemPtr& problem, bool has_mutual_exclusion);
 
 }  // namespace zorvel::model

@@ -8,6 +8,7 @@
 #include "core/errors.h"
 #include "core/log.h"
 #include "model/model_factory.h"
+#include "model/walkers/expression_parts.h"
 #include "plans/plan.h"
 #include "transformers/duration_bounds.h"
 #include "transformers/timing.h"
@@ -36,12 +37,6 @@ void add_to_group(Groups& groups, Node* interval, Node* body) {
   Group& group = groups[to_anml(interval)];
   group.interval = interval;
   group.bodies.push_back(body);
-}
-
-/// The conjuncts of an `and`, else the expression alone.
-std::vector<Node*> conjuncts_of(Node* expression) {
-  if (!F::is_and(expression)) return {expression};
-  return {expression->operands().begin(), expression->operands().end()};
 }
 
 }  // namespace

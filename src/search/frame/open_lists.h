@@ -35,7 +35,6 @@ class OpenLists {
   /// empty.
   std::optional<Item> take(std::uint64_t turn) {
     while (true) {
-      // The heaps need no look: a list is empty only behind its last item.
       std::erase_if(lists_, [](const List& list) { return list.entries.empty(); });
       if (lists_.empty()) return std::nullopt;
       served_ = turn % lists_.size();

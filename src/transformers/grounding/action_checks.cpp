@@ -6,6 +6,7 @@
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "model/walkers/check_contains_walker.h"
+#include "model/walkers/expression_parts.h"
 #include "transformers/grounding/statements.h"
 
 namespace zorvel::model {

@@ -5,6 +5,7 @@
 
 #include "core/errors.h"
 #include "model/fluent.h"
+#include "model/walkers/expression_parts.h"
 
 namespace zorvel::model {
 
@@ -45,23 +46,6 @@ std::optional<EffectTarget> effect_target(ExpressionFactory& factory, Node* stat
     throw InternalError("Found an unknown effect kind: ") << print_expression{statement};
   return EffectTarget{is_timed ? statement->children[0]->children[0] : factory.make_start_anchor(),
                       reference};
-}
-
-std::vector<Node*> conjuncts_of(Node* expression) {
-  std::vector<Node*> open{expression}, result;
-  std::unordered_set<Node*> seen;
-  while (!open.empty()) {
-    Node* const node = open.back();
-    open.pop_back();
-    if (!seen.insert(node).second) continue;
-    if (!F::is_and(node)) {
-      result.push_back(node);
-      continue;
-    }
-    const auto operands = node->operands();
-    open.insert(open.end(), operands.rbegin(), operands.rend());
-  }
-  return result;
 }
 
 std::vector<Node*> decisive_applications(Node* statement, const std::function<bool(const Node*)>& enter) {

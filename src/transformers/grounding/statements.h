@@ -25,9 +25,6 @@ std::optional<EffectTarget> effect_target(ExpressionFactory& factory, Node* stat
 /// The statement without its interval.
 Node* body_of(Node* statement);
 
-/// The operands of a conjunction, through nested ones; otherwise the expression alone.
-std::vector<Node*> conjuncts_of(Node* expression);
-
 /// The applications of fluents to arguments that decide whether a statement makes sense at all: those in what
 /// an effect writes, and those in a conjunct of a condition, since a conjunct with an application outside the
 /// fluent's domain can never hold. What stands in a disjunction or an implication is left out. Operators for

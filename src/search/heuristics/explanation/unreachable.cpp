@@ -3,28 +3,12 @@
 #include <algorithm>
 
 #include "model/expression_factory.h"
+#include "model/walkers/expression_parts.h"
 #include "search/heuristics/heuristic.h"
 
 namespace zorvel {
 
 using F = model::ExpressionFactory;
-
-namespace {
-
-std::vector<Node*> conjuncts_of(Node* condition) {
-  std::vector<Node*> result, open{condition};
-  while (!open.empty()) {
-    Node* const node = open.back();
-    open.pop_back();
-    if (F::is_and(node))
-      open.insert(open.end(), node->operands().rbegin(), node->operands().rend());
-    else
-      result.push_back(node);
-  }
-  return result;
-}
-
-}  // namespace
 
 Unreachable::Unreachable(const RelaxedProblem& problem)
     : problem_(problem),
@@ -35,24 +19,18 @@ Unreachable::Unreachable(const RelaxedProblem& problem)
               !problem.extended_initial().empty();
   if (!is_known_) return;
   for (Node* goal : problem.goals())
-    for (Node* conjunct : conjuncts_of(goal))
+    for (Node* conjunct : model::conjuncts_of(goal))
       if (!is_progress(conjunct) && !can_be_true(conjunct)) goals_.push_back(conjunct);
   find_dead_actions();
 }
 
 /// Whether the condition speaks of how far an action is, which follows from its other conditions.
 bool Unreachable::is_progress(Node* condition) const {
-  std::vector<Node*> open{condition};
-  while (!open.empty()) {
-    Node* const node = open.back();
-    open.pop_back();
-    if (F::is_fluent_reference(node) &&
-        problem_.rings().is_progress(
-            problem_.env().expression_factory().get_fluent_from_reference(node).get()))
-      return true;
-    open.insert(open.end(), node->operands().begin(), node->operands().end());
-  }
-  return false;
+  const F& factory = problem_.env().expression_factory();
+  return model::any_part(condition, [&](const Node* node) {
+    return F::is_fluent_reference(node) &&
+           problem_.rings().is_progress(factory.get_fluent_from_reference(node).get());
+  });
 }
 
 bool Unreachable::can_be_true(Node* condition) const {
@@ -72,7 +50,7 @@ void Unreachable::find_dead_actions() {
   for (std::size_t piece = 0; piece < problem_.actions().size(); ++piece) {
     const std::uint32_t source = problem_.sources()[piece];
     if (source == RelaxedProblem::no_source || missing[source] != nullptr) continue;
-    for (Node* condition : conjuncts_of(problem_.actions()[piece].condition()))
+    for (Node* condition : model::conjuncts_of(problem_.actions()[piece].condition()))
       if (!is_progress(condition) && !can_be_true(condition)) {
         missing[source] = condition;
         break;

@@ -5,7 +5,7 @@
 
 #include "core/node.h"
 
-namespace zorvel::report {
+namespace zorvel::model {
 
 /// Whether some part of an expression, itself included, meets the test. Nothing below a part that `is_closed`
 /// is looked at. Expressions share their parts: each is met once.
@@ -28,4 +28,10 @@ bool any_part(const Node* expression, const Test& test) {
   return any_part(expression, test, [](const Node*) { return false; });
 }
 
-}  // namespace zorvel::report
+/// Whether the value of an expression depends on the state.
+bool reads_fluent(const Node* expression);
+
+/// The operands of a conjunction, through nested ones, each once; otherwise the expression alone.
+std::vector<Node*> conjuncts_of(Node* expression);
+
+}  // namespace zorvel::model
