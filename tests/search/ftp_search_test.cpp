@@ -65,6 +65,33 @@ TEST(FtpSearch, DenseAndPlainSearchAgreeWhereSeveralChainsOverlap) {
   }
 }
 
+// `outer` is told late that it has to hold `after` as well. This pushes its start, and through the end of
+// `link`, which lies behind it, the start and the end of `first` and the start of `early`, all of actions
+// that are through: they must not be taken for settled while `outer` is open.
+TEST(FtpSearch, WhatIsThroughStillMovesWhileAnOpenActionHoldsIt) {
+  const auto once = [](const std::string& name, int duration, const std::string& rest) {
+    return "fluent boolean " + name + "_on; [start] " + name + "_on := false;\n" +  //
+           "fluent boolean " + name + "_done; [start] " + name + "_done := false;\n" + "action " + name +
+           "() { duration := " + std::to_string(duration) + "; [start] not " + name + "_on; [start] " + name +
+           "_on := true; " + rest + " [end] " + name + "_done := true; };\n";
+  };
+  const auto text = [&](int duration) {
+    return once("first", 5, "[end] link_on;") +                                //
+           once("early", 10, "[start] first_on; [end] link_done;") +           //
+           once("link", 1, "[start] early_on; [end] outer_on;") +              //
+           once("outer", duration, "[start] first_done; [end] after_done;") +  //
+           once("after", 2, "[start] early_done;") + "[end] outer_done;";
+  };
+  for (const int duration : {5, 7}) {
+    SCOPED_TRACE(duration);
+    expect_equal_searches(text(duration), {"blind"}, false, 20000);
+    Environment env;
+    FtpPlanner planner(env, parse(env, text(duration)));
+    EXPECT_EQ(planner.solve() != nullptr, duration == 7);
+    EXPECT_EQ(planner.outcome(), duration == 7 ? SearchOutcome::plan_found : SearchOutcome::no_plan);
+  }
+}
+
 /// Solves random problems with options that depend on the seed, and validates each plan; how many were
 /// solved.
 template <class SetOptions>
