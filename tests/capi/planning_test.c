@@ -693,6 +693,61 @@ static void pddl_is_read_from_files_and_from_memory(void) {
   zorvel_env_destroy(env);
 }
 
+/* The text has to hold each part, one behind the other. */
+static void check_parts(char* text, const char* const* parts) {
+  CHECK(text != NULL);
+  const char* rest = text;
+  for (; rest != NULL && *parts != NULL; ++parts) {
+    rest = strstr(rest, *parts);
+    if (rest == NULL) check_failed(__FILE__, __LINE__, *parts);
+  }
+  free(text);
+}
+
+static void answers_for_tools_have_the_names_of_the_text(void) {
+  zorvel_env env = zorvel_env_new();
+  const char* domain =
+      "(define (domain d) (:types wax wick - candle candle) (:predicates (at ?x - candle) (lit ?x - "
+      "candle))\n"
+      "(:durative-action light :parameters (?x - wick) :duration (= ?duration 1.5)\n"
+      " :condition (at start (at ?x)) :effect (at end (lit ?x))))\n";
+  zorvel_problem problem =
+      zorvel_read_pddl_text(env, domain,
+                            "(define (problem p) (:objects Wick-1 wick-2 - wick idle - wax)\n"
+                            "(:init (at wick-1)) (:goal (lit wick-1)))");
+  CHECK(!zorvel_problem_is_error(problem));
+  zorvel_ttplan plan = zorvel_do_ftp_planning(problem);
+  CHECK_OWNED_TEXT(zorvel_ttplan_get_pddl(problem, plan),
+                   "; Makespan 1.500\n0.000: (light Wick-1) [1.500]\n");
+  check_parts(zorvel_ttplan_get_json(problem, plan),
+              (const char* const[]){"\"makespan\"", "\"3/2\"", "\"steps\"", "\"light\"", "\"Wick-1\"", NULL});
+  check_parts(zorvel_ttplan_get_svg(problem, plan, "objects"),
+              (const char* const[]){"<svg", "Wick-1", "light", "</svg>", NULL});
+  CHECK_ERROR(zorvel_ttplan_get_svg(problem, plan, "colours") == NULL,
+              "InvalidParameterError: There are no rows 'colours'");
+  check_parts(zorvel_problem_check(problem),
+              (const char* const[]){"\"unsolvable\": false", "idle", "\"line\"", NULL});
+
+  zorvel_problem other = zorvel_read_pddl_text(env, domain, "(define (problem p) (:goal (lit wick-3)))");
+  CHECK(zorvel_problem_is_error(other));
+  CHECK_TEXT(zorvel_get_last_error_file(), "problem");
+  CHECK(zorvel_get_last_error_line() == 1 && zorvel_get_last_error_column() == 33);
+  zorvel_reset_error_message();
+  CHECK(zorvel_get_last_error_file() == NULL && zorvel_get_last_error_line() == 0);
+
+  /* An error handle in the place of a plan or a problem, and rows that are not named. */
+  const zorvel_ttplan no_plan = {NULL};
+  const zorvel_problem no_problem = {NULL};
+  CHECK_ERROR(zorvel_ttplan_get_json(problem, no_plan) == NULL, NULL_HANDLE_ERROR);
+  CHECK_ERROR(zorvel_ttplan_get_pddl(no_problem, plan) == NULL, NULL_HANDLE_ERROR);
+  CHECK_ERROR(zorvel_problem_check(no_problem) == NULL, NULL_HANDLE_ERROR);
+  CHECK_ERROR(zorvel_ttplan_get_svg(problem, plan, NULL) == NULL,
+              "InvalidParameterError: The argument 'rows' is null");
+  zorvel_ttplan_destroy(plan);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
 int main(void) {
   a_plan_is_found_validated_and_read_again();
   no_plan_is_no_error();
@@ -709,5 +764,6 @@ int main(void) {
   files_are_read_and_written();
   pddl_is_read_from_files_and_from_memory();
   full_pddl_is_read_and_all_its_faults_are_reported();
+  answers_for_tools_have_the_names_of_the_text();
   return check_result();
 }
