@@ -20,7 +20,7 @@
 #include "parsers/anml_parser.h"
 #include "search/forward/dense/dense_successors.h"
 #include "search/forward/ftp_planner.h"
-#include "search/forward/guided/guided_estimates.h"
+#include "search/forward/guided/estimates/guided_estimates.h"
 
 namespace {
 

@@ -129,6 +129,7 @@ void Grounder::do_computation() {
   ZORVEL_LOG(DEBUG) << "Grounder started!";
   ProblemParts parts(*problem_);
   ZORVEL_LOG(DEBUG) << "--> Re-introduce the top-level instances";
+  // Before the actions, whose statements name what becomes of the fluents and constants.
   if (full_) {
     ZORVEL_LOG(DEBUG) << "--> Ground the top-level fluents and constants";
     parts.fluents = ground_fluents();

@@ -38,6 +38,7 @@ class StatementCompiler {
     const std::vector<Node*> effects =
         is_several_effects(body) ? std::vector<Node*>(body->operands().begin(), body->operands().end())
                                  : std::vector<Node*>{body};
+    // Several assignments under one moment are effects of their own: none of them sees another's value.
     for (Node* part : effects) {
       Statement statement;
       statement.source = expression;

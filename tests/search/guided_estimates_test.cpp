@@ -1,4 +1,4 @@
-#include "search/forward/guided/guided_estimates.h"
+#include "search/forward/guided/estimates/guided_estimates.h"
 
 #include <algorithm>
 #include <set>

@@ -199,6 +199,25 @@ TEST(GuidedSearch, FindsWhatHasToStartAtTheMomentOfAnEffect) {
   }
 }
 
+// With nothing to choose between them, timed events are one move and not a state each.
+TEST(GuidedSearch, GoesThroughATimetableToTheNextMomentThatMatters) {
+  std::string text = "fluent boolean p; fluent integer [0, 400] n; [start] p := false; [start] n := 0;\n";
+  for (int i = 1; i <= 400; ++i) text += "[" + std::to_string(i) + "] n := " + std::to_string(i) + ";\n";
+  text +=
+      "action late() { duration := 1; [start] n == 250; [start, end] n <= 251; [end] p := true; };\n"
+      "action last() { duration := 1; [start] p; [start] n == 400; [end] p := false; };\n"
+      "[end] not p; [251, 300] contains p;\n";
+  Environment env;
+  const model::ProblemPtr problem = parse(env, text);
+  GuidedPlanner planner(env, problem);
+  const auto plan = std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve());
+  ASSERT_NE(plan, nullptr);
+  EXPECT_LT(planner.statistics().expanded, 100U);
+  TTValidator validator(env, problem);
+  EXPECT_TRUE(validator.check_validity(plan)) << validator.reason();
+  EXPECT_EQ(model::makespan(*plan), rational(40101, 100));
+}
+
 TEST(GuidedSearch, KnowsWhereSelfOverlapIsLeftOut) {
   struct Case {
     const char* name;

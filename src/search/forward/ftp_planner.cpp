@@ -61,6 +61,8 @@ std::shared_ptr<Plan> FtpPlanner::solve_under(SearchGuard& guard) {
   std::shared_ptr<Plan> plan = search(weak_equality, guard);
   if (weak_equality && outcome_ == SearchOutcome::no_plan) {
     ZORVEL_LOG(INFO) << "Weak Equality detected unsolvability. Resorting to tree-search!";
+    // Two states that the weak comparison holds for equal may have different futures, so its end proves
+    // nothing.
     plan = search(false, guard);
   }
   return plan;

@@ -250,7 +250,8 @@ class Replay {
     steps_.push_back({&action, start, end});
     Chain chain = begin_chain(action.events, start, end);
     if (chain.events.empty()) return;
-    const auto [open, is_new] = open_actions_.insert_or_assign(action.action.get(), chains_.size());
+    [[maybe_unused]] const bool is_new =
+        open_actions_.insert_or_assign(action.action.get(), chains_.size()).second;
     assert(is_new);
     chains_.push_back(std::move(chain));
   }

@@ -14,6 +14,8 @@ GuidedModel::GuidedModel(const DenseProblem& problem, const std::uint32_t* value
   for (std::uint32_t event = 0; event < constant_writes_.size(); ++event)
     if (problem.event(event).is_effect_like)
       constant_writes_[event] = problem.event(event).effect.constant_writes(values);
+  collect_final_literals();
+  // An event before the end of the plan has to be counted back from it, so the end takes part in the times.
   for (const std::uint32_t event : problem.chain(DenseProblem::end_chain).events)
     if (problem.event(event).shift != 0.0) end_matters_ = true;
 }
@@ -37,15 +39,21 @@ void GuidedModel::collect_force(const std::vector<std::uint32_t>& initially_in_f
   force_begin_.resize(chains);
   for (std::uint32_t chain = 0; chain < chains; ++chain) {
     const auto& events = problem_.chain(chain).events;
+    struct Span {
+      std::uint32_t opened, closed;  // positions
+    };
+    std::vector<Span> spans;
+    for (std::uint32_t at = 0; at < events.size(); ++at) {
+      const auto& opener = problem_.event(events[at]).opener;
+      if (!opener) continue;
+      const auto [from, position] = opened.at(*opener);
+      if (from == chain) spans.push_back({position, at});
+    }
     for (std::uint32_t cursor = 0; cursor <= events.size(); ++cursor) {
       force_begin_[chain].push_back(static_cast<std::uint32_t>(force_.size()));
-      for (std::uint32_t at = cursor; at < events.size(); ++at) {
-        const auto& opener = problem_.event(events[at]).opener;
-        if (!opener) continue;
-        const auto [from, position] = opened.at(*opener);
-        if (from == chain && (position == initially || position < cursor))
-          force_.push_back({*opener, events[at]});
-      }
+      for (const Span& span : spans)
+        if (cursor <= span.closed && (span.opened == initially || span.opened < cursor))
+          force_.push_back({*problem_.event(events[span.closed]).opener, events[span.closed]});
     }
     force_begin_[chain].push_back(static_cast<std::uint32_t>(force_.size()));
   }
@@ -56,6 +64,39 @@ void GuidedModel::collect_force(const std::vector<std::uint32_t>& initially_in_f
     const auto [from, position] = opened.at(*opener);
     if (from == DenseProblem::start_chain) across_.push_back({{*opener, ending[at]}, position, at});
   }
+}
+
+void GuidedModel::collect_final_literals() {
+  const auto& ending = problem_.chain(DenseProblem::end_chain).events;
+  const auto is_effect = [&](std::uint32_t event) { return problem_.event(event).is_effect_like; };
+  if (std::ranges::any_of(ending, is_effect)) return;
+  const auto& starting = problem_.chain(DenseProblem::start_chain).events;
+  for (const std::uint32_t event : ending) {
+    const DenseEvent& source = problem_.event(event);
+    if (source.opener || (source.is_opener && source.is_left_open)) continue;
+    for (const auto& literal : source.condition.literals()) {
+      FinalLiteral last{literal, initially, std::nullopt};
+      for (std::uint32_t at = 0; at < starting.size(); ++at) {
+        if (!is_effect(starting[at]) ||
+            !std::ranges::binary_search(problem_.event(starting[at]).effect.slots_written(), literal.slot))
+          continue;
+        last.written_at = at;
+        last.last_value.reset();
+        for (const SlotWrite& write : constant_writes_[starting[at]])
+          if (write.slot == literal.slot) last.last_value = write.value;
+      }
+      final_literals_.push_back(last);
+    }
+  }
+}
+
+bool GuidedModel::may_end_with(const std::uint32_t* values, std::uint32_t cursor) const {
+  return std::ranges::all_of(final_literals_, [&](const FinalLiteral& last) {
+    const bool is_written = last.written_at != initially && last.written_at >= cursor;
+    if (is_written && !last.last_value) return true;
+    const std::uint32_t value = is_written ? *last.last_value : values[last.literal.slot];
+    return (value == last.literal.expected) == last.literal.is_equal;
+  });
 }
 
 std::span<const GuidedModel::Force> GuidedModel::in_force(std::uint32_t chain, std::uint32_t cursor) const {
@@ -85,6 +126,7 @@ void GuidedModel::collect_touched() {
     for (const std::uint64_t key : model.order_keys(*source.event))
       numbers.emplace(key, static_cast<std::uint32_t>(numbers.size()));
   }
+  // Slots that nothing writes need no order: readers of one do not touch one another.
   if (all_are_written)
     for (std::uint64_t slot = 0; slot < problem_.slots(); ++slot)
       numbers.emplace(slot, static_cast<std::uint32_t>(numbers.size()));

@@ -52,6 +52,10 @@ class GuidedModel {
   /// Whether the effect writes a constant that makes the condition of the opener false.
   bool breaks(std::uint32_t effect, std::uint32_t opener) const;
 
+  /// Whether what holds at the end of the plan can be met when nothing but the plan's own timed events, from
+  /// `cursor` on, is still to come. Only a necessary condition: a cheap one, asked of each state.
+  bool may_end_with(const std::uint32_t* values, std::uint32_t cursor) const;
+
   /// Whether steps of the action count for the makespan.
   bool is_counted(ActionId action) const { return is_counted_[action] != 0; }
 
@@ -62,6 +66,7 @@ class GuidedModel {
  private:
   void collect_force(const std::vector<std::uint32_t>& initially_in_force);
   void collect_touched();
+  void collect_final_literals();
 
   const DenseProblem& problem_;
   std::vector<std::vector<std::uint32_t>> force_begin_;  // by chain and cursor; one more for the end
@@ -72,7 +77,14 @@ class GuidedModel {
   std::uint32_t touched_count_ = 0;
   std::vector<std::vector<std::uint32_t>> instant_, written_;  // by event
   std::vector<std::vector<SlotWrite>> constant_writes_;        // by event
-  std::vector<char> is_counted_;                               // by action
+  /// A literal that must hold when all timed events are past, and the last one of these that writes its slot.
+  struct FinalLiteral {
+    CompiledCondition::Literal literal;
+    std::uint32_t written_at;           ///< Position in the start chain; `initially` for none.
+    std::optional<ValueId> last_value;  ///< That it writes there; none if the state decides.
+  };
+  std::vector<FinalLiteral> final_literals_;
+  std::vector<char> is_counted_;  // by action
   bool end_matters_ = false;
 };
 

@@ -11,6 +11,7 @@ constexpr std::uint32_t first_stride = 16;
 }  // namespace
 
 void GuidedNetwork::clear() {
+  // A table is as wide as the largest state was; only what was written is wiped.
   for (std::uint32_t a = 0; a < points_; ++a) {
     for (const std::uint32_t column : listed_[a]) {
       column_at(a, column) = nothing;
@@ -56,6 +57,8 @@ bool GuidedNetwork::add_before(std::uint32_t a, std::uint32_t b, double distance
   if (a == b) return !(distance > precision_);
   if (distance <= lower(a, b)) return true;
   if (lower(b, a) + distance > precision_) return false;
+  // One new demand: each longer way leads from some i to a, over the demand, and from b on; both ends are
+  // closed already, so one look at each pair closes the matrix again.
   for (std::uint32_t i = 0; i < points_; ++i) {
     if (i == b) continue;  // its row stays: the demand closes no cycle that is longer than the precision
     const double reach = lower(i, a) + distance;

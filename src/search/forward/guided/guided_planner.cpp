@@ -34,7 +34,10 @@ struct GuidedPlanner::Prepared {
         initial(std::move(initial_state)),
         values(values_of(problem, *initial)),
         model(problem, values.data(), in_force(*initial), std::move(is_counted)),
-        estimates(problem, values.data(), std::move(must_stop)) {}
+        estimates(problem, values.data(), std::move(must_stop)) {
+    if (!estimates.is_complete()) return;
+    openings.emplace(problem, [this](ActionId action) { return estimates.is_relevant(action); });
+  }
 
   static std::vector<std::uint32_t> values_of(const DenseProblem& problem, const PlainState<double>& state) {
     std::vector<std::uint32_t> values;
@@ -51,6 +54,7 @@ struct GuidedPlanner::Prepared {
   std::vector<std::uint32_t> values;
   GuidedModel model;
   GuidedEstimates estimates;
+  std::optional<Openings> openings;  // none if the set-up was stopped
 };
 
 GuidedPlanner::GuidedPlanner(Environment& env, model::ProblemPtr problem)
@@ -110,7 +114,7 @@ std::vector<char> GuidedPlanner::counted_actions() const {
 
 bool GuidedPlanner::prepare() {
   if (!prepared_) {
-    auto initial = Successors<double>(model(), {}, 1).initial_state();
+    auto initial = Successors<double>(model(), {}, 1).initial_world();
     if (!initial) return false;
     auto prepared = std::make_unique<Prepared>(model(), tables(), std::move(initial), counted_actions(),
                                                [this] { return guard_->must_stop(1); });
@@ -183,8 +187,8 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
     if (first.turn == first.running.size()) {
       // One comes in at the end of each round, so that it costs those before it at most half of their speed.
       if (!first.waiting.empty()) {
-        first.running.push_back(
-            std::make_unique<GuidedSearch>(prepared_->model, prepared_->estimates, first.waiting.front()));
+        first.running.push_back(std::make_unique<GuidedSearch>(prepared_->model, *prepared_->openings,
+                                                               prepared_->estimates, first.waiting.front()));
         first.waiting.pop_front();
       } else {
         first.turn = 0;
@@ -220,7 +224,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
 }
 
 std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::trim_best() {
-  PlanTrimmer trimmer(prepared_->model, *prepared_->initial);
+  PlanTrimmer trimmer(prepared_->model, *prepared_->openings, *prepared_->initial);
   is_trimmed_ = true;
   auto moves = trimmer.trim(best_moves_, [this] { return must_stop(); });
   const auto makespan = trimmer.makespan(moves);
@@ -239,7 +243,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
     budget_ = first_budget << std::min<unsigned>(round_ / makespan_weights.size(), 40);
     ++round_;
     search_ =
-        std::make_unique<GuidedSearch>(prepared_->model, prepared_->estimates,
+        std::make_unique<GuidedSearch>(prepared_->model, *prepared_->openings, prepared_->estimates,
                                        GuidedSearch::Options{{PathOrder::causal, true}, parts_, weight});
   }
   search_->set_bound(search_bound_);

@@ -18,26 +18,19 @@ constexpr double least_gain = 1e-7;              // of makespan, for a plan to c
 
 }  // namespace
 
-GuidedSearch::GuidedSearch(const GuidedModel& model, GuidedEstimates& estimates, Options options)
+GuidedSearch::GuidedSearch(const GuidedModel& model, Openings& openings, GuidedEstimates& estimates,
+                           Options options)
     : model_(model),
       problem_(model.problem()),
+      openings_(openings),
       estimates_(estimates),
       options_(options),
-      successors_(model, options.states),
+      successors_(model, openings, options.states),
       queues_(main_queues + 2),
       table_(1 << 12, 0),
       is_open_(problem_.action_count(), false),
       is_preferred_(problem_.action_count(), false) {
   best_.fill(std::numeric_limits<double>::infinity());
-  std::vector<std::vector<SuccessorGenerator::Demand>> demands;
-  for (ActionId id = 0; id < problem_.action_count(); ++id) {
-    if (!estimates_.is_relevant(id)) continue;
-    generated_.push_back(id);
-    auto& of_action = demands.emplace_back();
-    for (const auto& literal : problem_.action(id).opening.literals())
-      if (literal.is_equal) of_action.push_back({literal.slot, literal.expected});
-  }
-  generator_ = std::make_unique<SuccessorGenerator>(std::move(demands));
 }
 
 GuidedSearch::Ref GuidedSearch::find_key() const {
@@ -114,7 +107,7 @@ GuidedSearch::Verdict GuidedSearch::take_built(const SearchGuard& guard) {
   if (statistics_.expanded % 1000 == 0) log_progress(guard);
   const bool can_finish = !successors_.is_action_open();
   offer_moves(ref);
-  if (can_finish && successors_.finishes()) {
+  if (can_finish && successors_.may_finish() && successors_.finishes()) {
     ZORVEL_LOG(INFO) << "Final depth: " << state->depth
                      << ", Open size: " << queues_.stored() - queues_.taken()
                      << ", States expanded: " << statistics_.expanded;
@@ -135,10 +128,8 @@ double GuidedSearch::key_of(const GuidedState* state, std::size_t estimate) cons
 void GuidedSearch::collect_actions(const GuidedState* state) {
   const std::uint32_t* const values = successors_.layout().values(state);
   applicable_.clear();
-  for (const std::uint32_t number : generator_->applicable(values)) {
-    const ActionId id = generated_[number];
-    if (!is_open_[id] && problem_.action(id).opening.holds(values)) applicable_.push_back(id);
-  }
+  for (const ActionId id : openings_.at(values))
+    if (!is_open_[id]) applicable_.push_back(id);
 }
 
 void GuidedSearch::offer_moves(Ref ref) {

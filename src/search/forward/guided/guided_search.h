@@ -8,12 +8,11 @@
 #include <vector>
 
 #include "search/forward/dense/dense_search.h"
-#include "search/forward/guided/guided_estimates.h"
+#include "search/forward/guided/estimates/guided_estimates.h"
 #include "search/forward/guided/guided_successors.h"
 #include "search/forward/guided/move_queues.h"
 #include "search/forward/guided/type_buckets.h"
 #include "search/frame/search_guard.h"
-#include "search/frame/successor_generator.h"
 
 namespace zorvel::tp::ftp {
 
@@ -46,7 +45,7 @@ class GuidedSearch {
     double makespan_weight = 0;
   };
 
-  GuidedSearch(const GuidedModel& model, GuidedEstimates& estimates, Options options);
+  GuidedSearch(const GuidedModel& model, Openings& openings, GuidedEstimates& estimates, Options options);
   const Options& options() const { return options_; }
 
   /// Searches on for a goal; from `initial` at the first call. `expansion_limit` after so many more
@@ -90,6 +89,7 @@ class GuidedSearch {
 
   const GuidedModel& model_;
   const DenseProblem& problem_;
+  Openings& openings_;
   GuidedEstimates& estimates_;
   Options options_;
   GuidedSuccessors successors_;
@@ -102,8 +102,6 @@ class GuidedSearch {
   double bound_ = std::numeric_limits<double>::infinity();
   bool has_begun_ = false;
 
-  std::vector<ActionId> generated_;  // the actions that the generator knows, by its numbers
-  std::unique_ptr<SuccessorGenerator> generator_;
   std::vector<Ref> table_;  // open addressing by hash: the newest state of each key
   std::size_t keys_ = 0;
 

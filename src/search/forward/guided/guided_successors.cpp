@@ -36,9 +36,10 @@ std::size_t largest_block(std::size_t slots, std::uint32_t columns) {
 
 }  // namespace
 
-GuidedSuccessors::GuidedSuccessors(const GuidedModel& model, Options options)
+GuidedSuccessors::GuidedSuccessors(const GuidedModel& model, Openings& openings, Options options)
     : model_(model),
       problem_(model.problem()),
+      openings_(openings),
       options_(options),
       layout_{problem_.slots()},
       pool_(largest_block(problem_.slots(), columns_of(model, options.order))),
@@ -149,10 +150,23 @@ bool GuidedSuccessors::build(Ref parent, Move move) {
     }
     group = std::min(group, most);
     while (applied < group && apply(at)) ++applied;
-    if (applied == group) return settle();
+    if (applied == group) return settle() && (move.kind() != MoveKind::advance || carry_on());
     if (move.kind() == MoveKind::advance && applied == 0) return false;
     most = applied;
   }
+}
+
+bool GuidedSuccessors::carry_on() {
+  // Timed events that nothing can happen between would be a state each, with a test of the goal that goes
+  // through all that follow.
+  while (!chains_.empty() && chains_[0].chain == DenseProblem::start_chain && !is_action_open() &&
+         openings_.at(values_.data()).empty()) {
+    const std::uint32_t group = model_.group_size(DenseProblem::start_chain, chains_[0].cursor);
+    for (std::uint32_t applied = 0; applied < group; ++applied)
+      if (!apply(0)) return false;
+    if (!settle()) return false;
+  }
+  return true;
 }
 
 bool GuidedSuccessors::add_end(Chain& added, const DenseAction& action) {
@@ -246,8 +260,11 @@ bool GuidedSuccessors::put_chain_behind(const Chain& chain, std::uint32_t event,
     }
     return true;
   }
+  double tightest = -std::numeric_limits<double>::infinity();
   for (std::uint32_t at = chain.cursor; at < events.size(); ++at) {
     const DenseEvent& later = problem_.event(events[at]);
+    // The plan's timed events stand in order of time: what lies an epsilon behind one that is bound is bound.
+    if (chain.chain == DenseProblem::start_chain && epsilon_ - later.shift <= tightest) break;
     double apart = 0;
     if (options_.order == PathOrder::total) {
       if (problem_.must_be_apart(source, later)) apart = epsilon_;
@@ -257,6 +274,7 @@ bool GuidedSuccessors::put_chain_behind(const Chain& chain, std::uint32_t event,
     }
     const Place pending = place_of(chain, events[at]);
     if (!network_.add_before(place.point, pending.point, place.shift + apart - pending.shift)) return false;
+    tightest = std::max(tightest, apart - later.shift);
   }
   return true;
 }
@@ -374,6 +392,7 @@ bool GuidedSuccessors::protect() {
         const Place pending = place_of(chain, events[at]);
         if (pending.point != no_point)
           is_consistent = network_.add_before(closing.point, pending.point, closing.shift - pending.shift);
+        if (chain.chain == DenseProblem::start_chain) break;  // the others come later
       }
     }
   });
@@ -381,26 +400,29 @@ bool GuidedSuccessors::protect() {
 }
 
 bool GuidedSuccessors::effects_collide() const {
-  for (std::size_t i = 0; i < chains_.size(); ++i) {
-    const auto& first = problem_.chain(chains_[i].chain).events;
-    for (std::uint32_t a = chains_[i].cursor; a < first.size(); ++a) {
+  for (std::size_t j = 1; j < chains_.size(); ++j)
+    for (std::size_t i = 0; i < j; ++i)
+      if (effects_collide(chains_[i], chains_[j])) return true;
+  return false;
+}
+
+bool GuidedSuccessors::effects_collide(const Chain& one, const Chain& other) const {
+  const auto& first = problem_.chain(one.chain).events;
+  const auto& second = problem_.chain(other.chain).events;
+  for (std::uint32_t b = other.cursor; b < second.size(); ++b) {
+    const DenseEvent& right = problem_.event(second[b]);
+    if (!right.is_effect_like) continue;
+    const Place later = place_of(other, second[b]);
+    if (later.point == no_point) continue;
+    for (std::uint32_t a = one.cursor; a < first.size(); ++a) {
       const DenseEvent& left = problem_.event(first[a]);
-      if (!left.is_effect_like) continue;
-      const Place place = place_of(chains_[i], first[a]);
+      if (!left.is_effect_like || !problem_.touch(left, right)) continue;
+      const Place place = place_of(one, first[a]);
       if (place.point == no_point) continue;
-      for (std::size_t j = i + 1; j < chains_.size(); ++j) {
-        const auto& second = problem_.chain(chains_[j].chain).events;
-        for (std::uint32_t b = chains_[j].cursor; b < second.size(); ++b) {
-          const DenseEvent& right = problem_.event(second[b]);
-          if (!right.is_effect_like || !problem_.touch(left, right)) continue;
-          const Place other = place_of(chains_[j], second[b]);
-          if (other.point == no_point) continue;
-          const double gap = place.shift - other.shift;
-          if (!network_.would_accept_before(place.point, other.point, epsilon_ + gap) &&
-              !network_.would_accept_before(other.point, place.point, epsilon_ - gap))
-            return true;
-        }
-      }
+      const double gap = place.shift - later.shift;
+      if (!network_.would_accept_before(place.point, later.point, epsilon_ + gap) &&
+          !network_.would_accept_before(later.point, place.point, epsilon_ - gap))
+        return true;
     }
   }
   return false;
@@ -528,6 +550,13 @@ GuidedSuccessors::Ref GuidedSuccessors::keep(bool is_dead) {
     column = std::copy(row_.begin(), row_.end(), column);
   }
   return ref;
+}
+
+bool GuidedSuccessors::may_finish() const {
+  const bool starts_pending = !chains_.empty() && chains_[0].chain == DenseProblem::start_chain;
+  const auto& events = problem_.chain(DenseProblem::start_chain).events;
+  return model_.may_end_with(values_.data(),
+                             starts_pending ? chains_[0].cursor : static_cast<std::uint32_t>(events.size()));
 }
 
 bool GuidedSuccessors::finishes() {

@@ -8,6 +8,7 @@
 #include "search/forward/guided/guided_model.h"
 #include "search/forward/guided/guided_network.h"
 #include "search/forward/guided/guided_state.h"
+#include "search/forward/guided/openings.h"
 #include "search/forward/plain/ftp_state.h"
 #include "search/frame/state_view.h"
 
@@ -42,7 +43,7 @@ class GuidedSuccessors {
     bool is_bounded = false;  ///< The makespan is a time point, and `makespan` tells its least value.
   };
 
-  GuidedSuccessors(const GuidedModel& model, Options options);
+  GuidedSuccessors(const GuidedModel& model, Openings& openings, Options options);
   GuidedSuccessors(const GuidedSuccessors&) = delete;
   GuidedSuccessors& operator=(const GuidedSuccessors&) = delete;
 
@@ -52,8 +53,11 @@ class GuidedSuccessors {
   [[nodiscard]] bool build_initial(const PlainState<double>& plain);
   /// A state that was kept becomes the one built last, for `finishes`.
   void restore(Ref ref);
-  /// False if the move is not possible.
+  /// False if the move is not possible. To go on with the plan's own timed events is to go to the next moment
+  /// at which an action is open or could be opened: before that there is nothing to choose.
   [[nodiscard]] bool build(Ref parent, Move move);
+  /// Whether the conditions at the end of the plan, as far as the values tell, leave it open that `finishes`.
+  bool may_finish() const;
   /// Goes on from the state built last with all that is pending of the plan's own chains; no action may be
   /// open. True if that ends in a goal. What was built is gone then.
   [[nodiscard]] bool finishes();
@@ -109,6 +113,7 @@ class GuidedSuccessors {
   bool put_behind_past(std::uint32_t event, Place place);
   bool put_behind_excluded(std::uint32_t event, Place place);
   bool put_before_pending(std::uint32_t event, Place place);
+  bool carry_on();
   bool put_chain_behind(const Chain& chain, std::uint32_t event, Place place);
   void record(std::uint32_t event, Place place);
   bool has_exclusion() const { return network_.columns() > first_excluding_; }
@@ -116,6 +121,7 @@ class GuidedSuccessors {
   void clear_excluding();
   bool protect();
   bool effects_collide() const;
+  bool effects_collide(const Chain& one, const Chain& other) const;
   bool settle();
   Place place_of(const Chain& chain, std::uint32_t event) const;
   bool is_own(const Chain& chain) const { return chain.chain < DenseProblem::first_action_chain; }
@@ -125,6 +131,7 @@ class GuidedSuccessors {
 
   const GuidedModel& model_;
   const DenseProblem& problem_;
+  Openings& openings_;
   Options options_;
   GuidedLayout layout_;
   BlockPool pool_;

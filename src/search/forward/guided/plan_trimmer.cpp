@@ -2,8 +2,8 @@
 
 namespace zorvel::tp::ftp {
 
-PlanTrimmer::PlanTrimmer(const GuidedModel& model, const PlainState<double>& initial)
-    : initial_(initial), successors_(model, {PathOrder::causal, true}) {}
+PlanTrimmer::PlanTrimmer(const GuidedModel& model, Openings& openings, const PlainState<double>& initial)
+    : initial_(initial), successors_(model, openings, {PathOrder::causal, true}) {}
 
 std::optional<double> PlanTrimmer::follow(Ref from, std::span<const Move> moves, std::vector<Move>& taken) {
   Ref at = from;

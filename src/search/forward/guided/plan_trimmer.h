@@ -13,7 +13,7 @@ namespace zorvel::tp::ftp {
 /// Elimination and Plan Neighborhood Graph Search, 2010), with a causal order of the events.
 class PlanTrimmer {
  public:
-  PlanTrimmer(const GuidedModel& model, const PlainState<double>& initial);
+  PlanTrimmer(const GuidedModel& model, Openings& openings, const PlainState<double>& initial);
 
   /// Each move in turn is left out, with all later ones that become impossible by that; where the rest is
   /// still a plan of no larger makespan, it takes the place of the plan. Stops early, with what was reached,

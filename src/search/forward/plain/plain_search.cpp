@@ -75,6 +75,8 @@ bool PlainSearch::WeakEquality::operator()(const State* a, const State* b) const
 bool PlainSearch::are_mutex(ActionId a, ActionId b) const {
   const auto& left = model_.actions()[a].events;
   const auto& right = model_.actions()[b].events;
+  // Both lists stand in order of time. Only events measured from the start meet for sure when both actions
+  // open at once; where an end falls is open.
   for (std::size_t i = 0, j = 0; i < left.size() && j < right.size();) {
     if (!left[i]->anchor.from_start || !right[j]->anchor.from_start) {
       if (!left[i]->anchor.from_start) ++i;
@@ -133,6 +135,8 @@ void PlainSearch::push(std::unique_ptr<State> state) {
 
 bool PlainSearch::is_seen_at_end(const State& state) {
   if (state.todo.size() != 1) return false;
+  // At the end of the plan alone, with no action open, two states of equal values have equal futures: the
+  // times behind them bind nothing any more.
   const Event& next = *state.todo[0].front().first;
   if (next.action || next.anchor.from_start || next.anchor.offset != rational(0) || next.is_opener() ||
       next.is_closer())

@@ -67,6 +67,8 @@ void ClassicalAction::add_effect(Node* expression, const std::shared_ptr<Effect>
   if (old_anchor == effect->anchor)
     throw InternalError("Found two contradicting effects of the same action at the same time: in action ")
         << action_->name();
+  // Of a write at the start and one at the end the later is what stays; moments between cannot be ordered
+  // here.
   if (F::is_start_anchor(old_anchor) && F::is_end_anchor(effect->anchor)) {
     known->second = effect;
   } else if (!(F::is_end_anchor(old_anchor) && F::is_start_anchor(effect->anchor))) {

@@ -37,6 +37,7 @@ bool can_be_true(const AllValuesEvaluator& evaluator, Node* condition) {
 FirstAchievers::FirstAchievers(Environment& env, const std::unordered_map<Node*, Node*>& initial,
                                const std::vector<ClassicalAction>& actions)
     : EnvObject(env), any_value_(AllValuesEvaluator::any_value(env.expression_factory())) {
+  // In order of ids, so that facts get the same numbers on every run.
   std::map<Node*, Node*, NodeIdLess> sorted(initial.begin(), initial.end());
   for (const auto& [reference, value] : sorted) reference_of(reference);
   for (const auto& [reference, value] : sorted)
@@ -74,6 +75,7 @@ FirstAchievers::FactId FirstAchievers::fact(ReferenceId reference, Node* value) 
 }
 
 Node* FirstAchievers::canonical(const model::FluentImpl& fluent, Node* value) const {
+  // 3 and 3/1 are two nodes, and one fact of an integer fluent.
   if (!fluent.type()->is_integer() || !F::is_rational_constant(value)) return value;
   F& factory = env().expression_factory();
   const rational& number = factory.get_rational_constant(value);

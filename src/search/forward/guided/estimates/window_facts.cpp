@@ -1,4 +1,4 @@
-#include "search/forward/guided/window_facts.h"
+#include "search/forward/guided/estimates/window_facts.h"
 
 #include <algorithm>
 #include <limits>

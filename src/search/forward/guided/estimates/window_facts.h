@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "search/forward/guided/piece_builder.h"
+#include "search/forward/guided/estimates/piece_builder.h"
 #include "search/frame/state_view.h"
 
 namespace zorvel::tp::ftp {

@@ -1,4 +1,4 @@
-#include "search/forward/guided/guided_estimates.h"
+#include "search/forward/guided/estimates/guided_estimates.h"
 
 #include <algorithm>
 #include <cassert>
@@ -9,8 +9,7 @@ namespace zorvel::tp::ftp {
 
 namespace {
 
-constexpr auto first_action = DenseProblem::first_action_chain;
-constexpr std::uint32_t own_chains = first_action;  // the problem's own chains come before the actions'
+constexpr std::uint32_t own_chains = first_action_chain;  // the problem's own chains come before the actions'
 constexpr FactId no_mark = no_fact;
 constexpr std::uint32_t the_state = ~std::uint32_t{0};  // in place of a chain: what holds already
 
@@ -71,7 +70,7 @@ void GuidedEstimates::find_relevant(const ValueId* initial) {
   const auto is_reached = [&](FactId fact) { return event_pass_->cost(fact) != RelaxedPass::unreachable; };
   for (ActionId action = 0; action < problem_.action_count(); ++action) {
     bool is_reachable = std::ranges::all_of(builder_.opening(action), is_reached);
-    for (const std::uint32_t event : problem_.chain(first_action + action).events)
+    for (const std::uint32_t event : problem_.chain(first_action_chain + action).events)
       for (const PieceBuilder::Condition& condition : builder_.conditions(event))
         is_reachable = is_reachable && is_reached(condition.fact);
     is_relevant_[action] = is_reachable ? 1 : 0;
@@ -184,9 +183,9 @@ void GuidedEstimates::add_open_piece(std::uint32_t chain, std::uint32_t first, s
     if (has_conditions)
       for (const PieceBuilder::Condition& condition : builder_.conditions(event))
         if (condition.written_at == PieceBuilder::no_position || condition.written_at < first)
-          needed_.push_back(windows_->needed(chain - first_action, condition.fact));
+          needed_.push_back(windows_->needed(chain - first_action_chain, condition.fact));
     gained_.insert(gained_.end(), builder_.added(event).begin(), builder_.added(event).end());
-    windows_->append_given(chain - first_action, position, gained_);
+    windows_->append_given(chain - first_action_chain, position, gained_);
   }
   if (mark != no_mark) gained_.push_back(mark);
   if (gained_.empty()) return;
@@ -197,7 +196,7 @@ void GuidedEstimates::add_open_piece(std::uint32_t chain, std::uint32_t first, s
 }
 
 void GuidedEstimates::add_open_pieces(const OpenChain& open) {
-  const ActionId action = open.chain - first_action;
+  const ActionId action = open.chain - first_action_chain;
   const auto size = static_cast<std::uint32_t>(problem_.chain(open.chain).events.size());
   if (!is_envelope(action)) return add_open_piece(open.chain, open.cursor, size, false, no_mark);
   // Before its split, the second piece is the one of the task.
@@ -250,7 +249,7 @@ GuidedEstimates::Estimate GuidedEstimates::evaluate(const StateView& state) {
   preferred_.clear();
   counted_chains_.clear();
   for (const OpenChain& open : state.open)
-    if (open.chain >= first_action) open_in_[open.chain - first_action] = evaluation_;
+    if (open.chain >= first_action_chain) open_in_[open.chain - first_action_chain] = evaluation_;
   Estimate estimate;
   Cost additive = run_pieces(state);
   const bool is_in_pieces = additive != RelaxedPass::unreachable;
@@ -279,8 +278,8 @@ double GuidedEstimates::read_relaxed_plan(RelaxedPass& pass, const RelaxedTask& 
       if (std::ranges::find(counted_chains_, chain) != counted_chains_.end()) continue;
       counted_chains_.push_back(chain);
       // The second piece of an envelope that is open before its split may have been counted.
-      if (chain >= first_action && counted_in_[chain - first_action] == evaluation_) continue;
-      if (chain >= first_action) counted_in_[chain - first_action] = evaluation_;
+      if (chain >= first_action_chain && counted_in_[chain - first_action_chain] == evaluation_) continue;
+      if (chain >= first_action_chain) counted_in_[chain - first_action_chain] = evaluation_;
       ++actions;
       continue;
     }

@@ -1,9 +1,9 @@
-#include "search/forward/guided/piece_builder.h"
+#include "search/forward/guided/estimates/piece_builder.h"
 
 #include <algorithm>
 #include <cassert>
 
-#include "search/forward/guided/window_facts.h"
+#include "search/forward/guided/estimates/window_facts.h"
 
 namespace zorvel::tp::ftp {
 
@@ -11,8 +11,6 @@ namespace {
 
 // How many actions are read between two looks at the limits: some 100 microseconds.
 constexpr std::uint32_t poll_interval = 64;
-
-constexpr std::uint32_t first_action = DenseProblem::first_action_chain;
 
 /// Whether the condition of the event has to hold when it is applied. It need not at a left-open opener, and
 /// the closer of an interval asks for it in any case.
@@ -41,10 +39,10 @@ PieceBuilder::PieceBuilder(const DenseProblem& problem, EvaluationTables& tables
   if (!is_complete_) return;
   facts_.freeze();
   events_.resize(problem.model().events().size());
-  for (std::uint32_t chain = 0; chain < first_action + problem.action_count(); ++chain) {
+  for (std::uint32_t chain = 0; chain < first_action_chain + problem.action_count(); ++chain) {
     if (poll()) return;
-    if (chain >= first_action) {
-      facts_.append_facts(problem.action(chain - first_action).opening, opening_);
+    if (chain >= first_action_chain) {
+      facts_.append_facts(problem.action(chain - first_action_chain).opening, opening_);
       opening_offsets_.push_back(static_cast<std::uint32_t>(opening_.size()));
     }
     read_chain(chain);
@@ -59,9 +57,9 @@ bool PieceBuilder::poll() {
 }
 
 void PieceBuilder::read_conditions() {
-  for (std::uint32_t chain = 0; chain < first_action + problem_.action_count(); ++chain) {
+  for (std::uint32_t chain = 0; chain < first_action_chain + problem_.action_count(); ++chain) {
     if (poll()) return;
-    if (chain >= first_action) facts_.ask(problem_.action(chain - first_action).opening);
+    if (chain >= first_action_chain) facts_.ask(problem_.action(chain - first_action_chain).opening);
     for (const std::uint32_t event : problem_.chain(chain).events)
       if (has_condition(problem_.event(event))) facts_.ask(problem_.event(event).condition);
   }
@@ -119,10 +117,10 @@ void PieceBuilder::note_askers(const std::function<bool(ActionId)>& is_wanted) {
     else if (asker_[fact] != asker)
       asker_[fact] = several;
   };
-  for (std::uint32_t chain = 0; chain < first_action + problem_.action_count(); ++chain) {
-    const std::uint32_t asker = chain < first_action ? several : chain - first_action;
-    if (chain >= first_action && !is_wanted(asker)) continue;
-    if (chain >= first_action)
+  for (std::uint32_t chain = 0; chain < first_action_chain + problem_.action_count(); ++chain) {
+    const std::uint32_t asker = chain < first_action_chain ? several : chain - first_action_chain;
+    if (chain >= first_action_chain && !is_wanted(asker)) continue;
+    if (chain >= first_action_chain)
       for (const FactId fact : opening(asker)) note(fact, asker);
     for (const std::uint32_t event : problem_.chain(chain).events)
       for (const Condition& condition : conditions(event)) note(condition.fact, asker);
@@ -180,20 +178,20 @@ std::vector<char> PieceBuilder::find_useful(const std::function<bool(ActionId)>&
   };
   for (ActionId action = 0; action < actions; ++action) {
     if (!is_reachable(action)) continue;
-    for (const std::uint32_t event : problem_.chain(first_action + action).events) {
+    for (const std::uint32_t event : problem_.chain(first_action_chain + action).events) {
       for (const FactId fact : added(event)) adders[fact].push_back(action);
       if (!problem_.event(event).is_effect_like) continue;
       for (const std::uint32_t slot : problem_.event(event).effect.slots_written())
         writers[slot].push_back(action);
     }
   }
-  for (std::uint32_t chain = 0; chain < first_action; ++chain) want_chain(chain);
+  for (std::uint32_t chain = 0; chain < first_action_chain; ++chain) want_chain(chain);
   while (!pending.empty() && !is_all_read) {
     const ActionId action = pending.back();
     pending.pop_back();
     for (const FactId fact : opening(action)) want(fact);
     for (const auto& [kind, limit] : problem_.action(action).open_limits) want_slots(limit.slots_read());
-    want_chain(first_action + action);
+    want_chain(first_action_chain + action);
   }
   if (is_all_read)
     for (ActionId action = 0; action < actions; ++action) is_useful[action] = is_reachable(action) ? 1 : 0;
@@ -223,7 +221,7 @@ bool PieceBuilder::takes_back(std::uint32_t event, FactId fact) const {
 }
 
 std::uint32_t PieceBuilder::envelope_split(ActionId action) const {
-  const DenseChain& chain = problem_.chain(first_action + action);
+  const DenseChain& chain = problem_.chain(first_action_chain + action);
   std::uint32_t split = no_position;
   for (std::uint32_t position = 0; position < chain.events.size() && position < split; ++position)
     for (const FactId fact : added(chain.events[position])) {
@@ -240,7 +238,7 @@ void PieceBuilder::add_events(RelaxedTask& task, const std::function<bool(Action
   for (ActionId action = 0; action < problem_.action_count(); ++action) {
     if (!is_wanted(action)) continue;
     needed.assign(opening(action).begin(), opening(action).end());
-    for (const std::uint32_t event : problem_.chain(first_action + action).events) {
+    for (const std::uint32_t event : problem_.chain(first_action_chain + action).events) {
       for (const Condition& condition : conditions(event))
         if (!contains(needed, condition.fact)) needed.push_back(condition.fact);
       if (!added(event).empty()) task.add_operator(needed, certain(event), possible(event), action, 1);
@@ -250,7 +248,7 @@ void PieceBuilder::add_events(RelaxedTask& task, const std::function<bool(Action
 
 void PieceBuilder::add_pieces(RelaxedTask& task, ActionId action, std::uint32_t split, FactId open_fact,
                               const WindowFacts& windows) const {
-  const DenseChain& chain = problem_.chain(first_action + action);
+  const DenseChain& chain = problem_.chain(first_action_chain + action);
   std::vector<FactId> needed(opening(action).begin(), opening(action).end()), gained;
   const auto close_piece = [&] {
     if (!gained.empty()) task.add_operator(needed, gained, {}, action, 1);

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "search/forward/dense/dense_problem.h"
-#include "search/forward/guided/piece_builder.h"
-#include "search/forward/guided/window_facts.h"
+#include "search/forward/guided/estimates/piece_builder.h"
+#include "search/forward/guided/estimates/window_facts.h"
 #include "search/frame/state_view.h"
 #include "search/heuristics/landmarks/landmark_graph.h"
 #include "search/heuristics/landmarks/landmark_truths.h"
