@@ -50,9 +50,8 @@ void Solver::do_merge(const Pending& pending) {
   }
   for (const Node application : merged.parents) {
     if (!nodes_[index(application)].in_table) continue;
-    table_.erase(application);
-    nodes_[index(application)].in_table = false;
-    erased_.push_back(application);
+    erased_.push_back({application, nodes_[index(application)].hash});
+    leave_table(application);
   }
   Node member = small;
   do {
@@ -192,11 +191,10 @@ bool Solver::check_invariants() const {
     }
     if (record.in_table) {
       ++in_table;
-      const auto found = table_.find(node);
-      if (found == table_.end() || *found != node) return false;
+      if (record.hash != signature_hash(node) || find_in_table(node, record.hash) != node) return false;
     } else if (record.arity != 0 && pending_.empty() && !in_conflict_) {
-      const auto found = table_.find(node);
-      if (found == table_.end() || !are_equal(*found, node)) return false;
+      const Node found = find_in_table(node, signature_hash(node));
+      if (found == null_node || !are_equal(found, node)) return false;
     }
     for (const Node argument : arguments(node)) {
       const std::vector<Node>& parents = nodes_[index(root(argument))].parents;

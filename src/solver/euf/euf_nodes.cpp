@@ -7,38 +7,41 @@
 
 namespace vesk::euf {
 
-Solver::Solver() : table_(16, SignatureHash{this}, SignatureEqual{this}) {
+Solver::Solver() {
   add_leaf(true);  // true_node
   add_leaf(true);  // false_node
 }
 
-std::size_t Solver::SignatureHash::operator()(Node node) const {
-  const NodeRecord& record = solver->nodes_[index(node)];
+SignatureTable::Hash Solver::signature_hash(Node node) const {
+  const NodeRecord& record = nodes_[index(node)];
   std::uint64_t hash = static_cast<std::uint64_t>(record.function);
-  const auto args = solver->arguments(node);
+  const auto args = arguments(node);
   if (record.function == equality) {  // no order among its arguments
-    const Node low = std::min(solver->root(args[0]), solver->root(args[1]));
-    const Node high = std::max(solver->root(args[0]), solver->root(args[1]));
+    const Node low = std::min(root(args[0]), root(args[1]));
+    const Node high = std::max(root(args[0]), root(args[1]));
     hash = hsh::combine(hash, static_cast<std::uint64_t>(low));
     hash = hsh::combine(hash, static_cast<std::uint64_t>(high));
   } else {
-    for (const Node argument : args)
-      hash = hsh::combine(hash, static_cast<std::uint64_t>(solver->root(argument)));
+    for (const Node argument : args) hash = hsh::combine(hash, static_cast<std::uint64_t>(root(argument)));
   }
-  return hsh::mix(hash);
+  return static_cast<SignatureTable::Hash>(hsh::mix(hash));
 }
 
-bool Solver::SignatureEqual::operator()(Node a, Node b) const {
-  const NodeRecord& left = solver->nodes_[index(a)];
-  const NodeRecord& right = solver->nodes_[index(b)];
+bool Solver::have_same_signature(Node a, Node b) const {
+  const NodeRecord& left = nodes_[index(a)];
+  const NodeRecord& right = nodes_[index(b)];
   if (left.function != right.function || left.arity != right.arity) return false;
-  const auto x = solver->arguments(a);
-  const auto y = solver->arguments(b);
-  if (left.function == equality && solver->are_equal(x[0], y[1]) && solver->are_equal(x[1], y[0]))
-    return true;
+  const auto x = arguments(a);
+  const auto y = arguments(b);
+  if (left.function == equality && are_equal(x[0], y[1]) && are_equal(x[1], y[0])) return true;
   for (std::size_t i = 0; i < x.size(); ++i)
-    if (!solver->are_equal(x[i], y[i])) return false;
+    if (!are_equal(x[i], y[i])) return false;
   return true;
+}
+
+/// The node that stands for the signature of `node`, which has that hash; `null_node` if there is none.
+Node Solver::find_in_table(Node node, SignatureTable::Hash hash) const {
+  return table_.find(hash, [&](Node other) { return other == node || have_same_signature(node, other); });
 }
 
 Node Solver::start_node(bool is_shared) {
@@ -82,21 +85,29 @@ void Solver::enter_in_table(Node node) {
   const auto args = arguments(node);
   if (record.function == equality && are_equal(args[0], args[1]))
     pending_.push_back({node, true_node, reflexivity});
-  const auto [found, is_new] = table_.insert(node);
-  if (is_new || *found == node) {
+  assert(!record.in_table);
+  const SignatureTable::Hash hash = signature_hash(node);
+  const Node found = find_in_table(node, hash);
+  if (found == null_node) {
+    table_.add(node, hash);
+    record.hash = hash;
     record.in_table = true;
     return;
   }
-  const auto others = arguments(*found);
+  const auto others = arguments(found);
   bool straight = true;
   for (std::size_t i = 0; i < args.size(); ++i) straight = straight && are_equal(args[i], others[i]);
-  pending_.push_back({node, *found, straight ? congruence : swapped_congruence});
+  pending_.push_back({node, found, straight ? congruence : swapped_congruence});
+}
+
+void Solver::leave_table(Node node) {
+  NodeRecord& record = nodes_[index(node)];
+  if (record.in_table) table_.remove(node, record.hash);
+  record.in_table = false;
 }
 
 void Solver::detach(Node node) {
-  NodeRecord& record = nodes_[index(node)];
-  if (record.in_table) table_.erase(node);
-  record.in_table = false;
+  leave_table(node);
   const auto args = arguments(node);
   for (std::size_t i = args.size(); i-- > 0;) {
     std::vector<Node>& parents = nodes_[index(root(args[i]))].parents;
@@ -140,11 +151,7 @@ void Solver::undo(const Cell& cell) {
   const Node small = cell.node;
   NodeRecord& merged = nodes_[index(small)];
   NodeRecord& into = nodes_[index(merged.root)];
-  for (const Node parent : merged.parents) {
-    if (!nodes_[index(parent)].in_table) continue;
-    table_.erase(parent);
-    nodes_[index(parent)].in_table = false;
-  }
+  for (const Node parent : merged.parents) leave_table(parent);
   into.parents.resize(cell.parents);
   std::swap(into.next, merged.next);
   into.size -= merged.size;
@@ -156,11 +163,13 @@ void Solver::undo(const Cell& cell) {
     member = nodes_[index(member)].next;
   } while (member != small);
   while (erased_.size() > cell.erased_mark) {
-    const Node parent = erased_.back();
+    const Erased parent = erased_.back();
     erased_.pop_back();
-    [[maybe_unused]] const bool is_new = table_.insert(parent).second;
-    assert(is_new);
-    nodes_[index(parent)].in_table = true;
+    assert(parent.hash == signature_hash(parent.node) &&
+           find_in_table(parent.node, parent.hash) == null_node);
+    table_.add(parent.node, parent.hash);
+    nodes_[index(parent.node)].hash = parent.hash;
+    nodes_[index(parent.node)].in_table = true;
   }
   // later merges may have turned the edge round
   NodeRecord& child = nodes_[index(cell.proof_child)];

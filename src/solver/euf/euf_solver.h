@@ -3,9 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <unordered_set>
 #include <utility>
 #include <vector>
+
+#include "solver/euf/signature_table.h"
 
 namespace vesk::euf {
 
@@ -110,8 +111,9 @@ class Solver {
     Node value = null_node;   // of the class, at its root
     Node shared = null_node;  // a shared node of the class, at its root
     Node proof_parent = null_node;
-    std::int32_t label = 0;  // of the edge to the parent
-    bool in_table = false;   // represents its signature
+    std::int32_t label = 0;         // of the edge to the parent
+    SignatureTable::Hash hash = 0;  // of its signature, while it is in the table
+    bool in_table = false;          // represents its signature
     bool watched = false;
     bool is_value = false;      // of the node itself
     std::vector<Node> parents;  // applications with an argument in the class, at its root
@@ -136,13 +138,9 @@ class Solver {
     std::size_t shared_equalities;
     std::vector<Pending> pending;  // not worked off when the level was opened; nearly always none
   };
-  struct SignatureHash {
-    const Solver* solver;
-    std::size_t operator()(Node node) const;
-  };
-  struct SignatureEqual {
-    const Solver* solver;
-    bool operator()(Node a, Node b) const;
+  struct Erased {
+    Node node;
+    SignatureTable::Hash hash;
   };
 
   static std::size_t index(Node node) { return static_cast<std::size_t>(node); }
@@ -154,7 +152,11 @@ class Solver {
   void forget_nodes(std::size_t count);
   void attach(Node node);
   void detach(Node node);
+  SignatureTable::Hash signature_hash(Node node) const;
+  bool have_same_signature(Node a, Node b) const;
+  Node find_in_table(Node node, SignatureTable::Hash hash) const;
   void enter_in_table(Node node);
+  void leave_table(Node node);
   void do_merge(const Pending& pending);
   void undo(const Cell& cell);
   void add_proof_edge(Node child, Node parent, std::int32_t label);
@@ -164,11 +166,11 @@ class Solver {
 
   std::vector<NodeRecord> nodes_;
   std::vector<Node> arguments_;
-  std::unordered_set<Node, SignatureHash, SignatureEqual> table_;
+  SignatureTable table_;
   std::vector<Pending> pending_;
   std::size_t next_pending_ = 0;
   std::vector<Cell> trail_;
-  std::vector<Node> erased_;  // nodes that a merge took out of the table
+  std::vector<Erased> erased_;  // nodes that a merge took out of the table
   std::vector<Mark> marks_;
   std::vector<Node> implied_;
   std::vector<std::pair<Node, Node>> shared_equalities_;

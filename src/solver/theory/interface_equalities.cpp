@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <map>
+#include <span>
 
 #include "solver/theory/theory_manager.h"
+#include "solver/util/hash_table.h"
 
 namespace vesk {
 
@@ -9,6 +11,54 @@ namespace {
 constexpr int policy_eager = 1;
 constexpr int policy_heuristic = 2;
 constexpr int policy_off = 3;
+
+/// A function of no numbers is congruence closure's alone: its table fits as it is.
+bool is_about_numbers(const InterfaceTermDetector::Function& function) {
+  const Term application = function.applications.front();
+  return application->type()->is_number() ||
+         std::any_of(application->children().begin(), application->children().end(),
+                     [](Term argument) { return argument->type()->is_number(); });
+}
+
+/// The rows of one function's table, by the groups of the arguments.
+class RowTable {
+ public:
+  void start(std::size_t num_rows, std::size_t arity) {
+    keys_.clear();
+    rows_.clear();
+    arity_ = arity;
+    std::size_t num_slots = 16;
+    while (num_slots < 2 * num_rows) num_slots *= 2;
+    slots_.assign(num_slots, -1);
+  }
+  /// The next group of the row that find_or_add() is about.
+  void add_group(int group) { keys_.push_back(group); }
+  /// The row that has the groups given last; `row` itself if it is the first.
+  Term find_or_add(Term row) {
+    const std::span<const int> key = key_of(rows_.size());
+    std::uint64_t hash = 0;
+    for (const int group : key) hash = hsh::combine(hash, static_cast<std::uint64_t>(group));
+    std::size_t slot = hsh::mix(hash) & (slots_.size() - 1);
+    for (; slots_[slot] >= 0; slot = (slot + 1) & (slots_.size() - 1)) {
+      const std::size_t known = static_cast<std::size_t>(slots_[slot]);
+      if (!std::equal(key.begin(), key.end(), key_of(known).begin())) continue;
+      keys_.resize(keys_.size() - arity_);
+      return rows_[known];
+    }
+    slots_[slot] = static_cast<std::ptrdiff_t>(rows_.size());
+    rows_.push_back(row);
+    return row;
+  }
+
+ private:
+  std::span<const int> key_of(std::size_t row) const { return {keys_.data() + row * arity_, arity_}; }
+
+  std::size_t arity_ = 0;
+  std::vector<int> keys_;  // one row after the other
+  std::vector<Term> rows_;
+  std::vector<std::ptrdiff_t> slots_;  // numbers of rows, -1 where there is none
+};
+
 }  // namespace
 
 /// A number that two terms share exactly if they have the same value in the models laid side by side: numeric
@@ -39,24 +89,23 @@ void TheoryManager::need(Term a, Term b) {
 void TheoryManager::find_needed_equalities(std::size_t limit) {
   forget_needed();
   const TheorySolver& euf = *solvers_[static_cast<std::size_t>(euf_)];
-  std::map<std::vector<int>, Term> table;
-  std::vector<int> key;
+  RowTable table;
   for (const InterfaceTermDetector::Function& function : detector_.functions()) {
-    table.clear();
+    if (!is_about_numbers(function)) continue;
+    table.start(function.applications.size(), function.symbol->arity());
     for (const Term application : function.applications) {
-      key.clear();
-      for (const Term argument : application->children()) key.push_back(value_of(argument));
-      const auto [row, is_new] = table.emplace(key, application);
-      if (is_new || value_of(row->second) == value_of(application)) continue;
+      for (const Term argument : application->children()) table.add_group(value_of(argument));
+      const Term row = table.find_or_add(application);
+      if (row == application || value_of(row) == value_of(application)) continue;
       bool arguments_differ = false;
       for (std::size_t i = 0; i < application->arity(); ++i) {
-        const Term a = row->second->child(i);
+        const Term a = row->child(i);
         const Term b = application->child(i);
         if (euf.model_group(a) == euf.model_group(b)) continue;
         arguments_differ = true;
         need(a, b);
       }
-      if (!arguments_differ) need(row->second, application);
+      if (!arguments_differ) need(row, application);
       if (needed_.size() >= limit) return;
     }
   }
