@@ -16,8 +16,7 @@ Term ModelStore::definition(Term constant) {
     for (const RewriteStack::Step& step : *steps_) definitions_.insert(step.removed, step.value);
     definitions_read_ = true;
   }
-  const Term* found = definitions_.find(constant);
-  return found == nullptr ? nullptr : *found;
+  return definitions_.find(constant);
 }
 
 void ModelStore::set_application(Term application, Term value) {
@@ -35,55 +34,50 @@ void ModelStore::require_true(std::span<const Term> formulas) {
       throw ModelError("internal fault: the model does not satisfy " + formula->to_short_str());
 }
 
+// Null for a term that is to be walked: a removed constant like one whose only child is its definition.
+Term ModelStore::known_value(Term term) {
+  if (term->is_number() || term->is_true() || term->is_false()) return term;
+  if (const Term value = values_.find(term)) return value;
+  if (const Term value = memo_.find(term)) return value;
+  if (!term->is_constant() || definition(term) != nullptr) return nullptr;
+  const bool is_value =
+      !term->type()->is_bool() && !term->type()->is_number() && term->symbol()->name().starts_with(".val_");
+  const Term value = is_value ? term : default_value(term->type());
+  values_.insert(term, value);
+  return value;
+}
+
 Term ModelStore::get_value(Term root) {
-  struct Frame {
-    Term term;
-    std::size_t next;
-  };
-  // A removed constant is walked like a term whose only child is its definition.
-  const auto known = [this](Term term) -> Term {
-    if (term->is_number() || term->is_true() || term->is_false()) return term;
-    if (const Term* value = values_.find(term)) return *value;
-    if (const Term* value = memo_.find(term)) return *value;
-    if (!term->is_constant() || definition(term) != nullptr) return nullptr;
-    const bool is_value =
-        !term->type()->is_bool() && !term->type()->is_number() && term->symbol()->name().starts_with(".val_");
-    const Term value = is_value ? term : default_value(term->type());
-    values_.insert(term, value);
-    return value;
-  };
-  if (const Term value = known(root)) return value;
-  std::vector<Frame> stack{{root, 0}};
-  std::vector<Term> results;
+  if (const Term value = known_value(root)) return value;
+  stack_.assign(1, {root, 0});
+  results_.clear();
   for (;;) {
-    Frame& frame = stack.back();
+    Frame& frame = stack_.back();
     const Term term = frame.term;
     const std::size_t arity = term->is_constant() ? 1 : term->arity();
     if (frame.next < arity) {
       const Term child = term->is_constant() ? definition(term) : term->child(frame.next);
       ++frame.next;
-      if (const Term value = known(child))
-        results.push_back(value);
+      if (const Term value = known_value(child))
+        results_.push_back(value);
       else
-        stack.push_back({child, 0});
+        stack_.push_back({child, 0});
       continue;
     }
-    const std::size_t first = results.size() - arity;
-    const Term value = term->is_constant() ? results[first]
-                                           : node_value(term, std::span<const Term>(results).subspan(first));
+    const std::size_t first = results_.size() - arity;
+    const Term value = term->is_constant() ? results_[first]
+                                           : node_value(term, std::span<const Term>(results_).subspan(first));
     memo_.insert(term, value);
-    results.resize(first);
-    stack.pop_back();
-    if (stack.empty()) return value;
-    results.push_back(value);
+    results_.resize(first);
+    stack_.pop_back();
+    if (stack_.empty()) return value;
+    results_.push_back(value);
   }
 }
 
 Term ModelStore::application_value(Term key) {
-  if (const Term* value = values_.find(key)) return *value;
-  const Term value = default_value(key->type());
-  values_.insert(key, value);
-  return value;
+  if (const Term value = values_.find(key)) return value;
+  return values_.insert(key, default_value(key->type())).first;
 }
 
 Term ModelStore::node_value(Term term, std::span<const Term> v) {

@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
+#include "solver/env/term_values.h"
 #include "solver/preprocess/rewrite_stack.h"
 #include "solver/term/term.h"
 #include "solver/term/term_manager.h"
-#include "solver/util/hash_table.h"
 
 namespace vesk {
 
@@ -50,7 +50,11 @@ class ModelStore {
   void append_roots(std::vector<Term>& roots) const;
 
  private:
-  Term leaf_value(Term constant);
+  struct Frame {
+    Term term;
+    std::size_t next;
+  };
+  Term known_value(Term term);
   Term node_value(Term term, std::span<const Term> children);
   Term application_value(Term key);
   Term default_value(const Type* type);
@@ -59,10 +63,12 @@ class ModelStore {
   TermManager& terms_;
   RewriteStack::Steps steps_;
   const Symbol* quotient_by_zero_;
-  hsh::Map<Term, Term> values_;       // of constants, and of applications to values
-  hsh::Map<Term, Term> definitions_;  // of removed constants; read from steps_ when first needed
+  TermValues values_;       // of constants, and of applications to values
+  TermValues memo_;         // of compound terms
+  TermValues definitions_;  // of removed constants; read from steps_ when first needed
   bool definitions_read_ = false;
-  hsh::Map<Term, Term> memo_;  // of compound terms
+  std::vector<Frame> stack_;   // scratch of get_value()
+  std::vector<Term> results_;  // likewise
 };
 
 }  // namespace vesk

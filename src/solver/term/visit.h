@@ -21,7 +21,9 @@ void visit_post_order(Term root, StampSet& seen, Enter&& enter, Leave&& leave) {
     std::size_t next;
   };
   if (seen.contains(root->id()) || !enter(root)) return;
-  std::vector<Frame> stack{{root, 0}};
+  std::vector<Frame> stack;
+  stack.reserve(16);  // most terms are no deeper
+  stack.push_back({root, 0});
   while (!stack.empty()) {
     Frame& frame = stack.back();
     if (frame.next < frame.term->arity()) {
