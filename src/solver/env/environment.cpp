@@ -12,6 +12,22 @@
 
 namespace vesk {
 
+namespace {
+
+/// While it lives, numbers poll the limits of the check.
+class StoppingNumbers {
+ public:
+  StoppingNumbers(NumberLimits& numbers, TerminationTest& test) : numbers_(numbers) { numbers_.stop = &test; }
+  StoppingNumbers(const StoppingNumbers&) = delete;
+  StoppingNumbers& operator=(const StoppingNumbers&) = delete;
+  ~StoppingNumbers() { numbers_.stop = nullptr; }
+
+ private:
+  NumberLimits& numbers_;
+};
+
+}  // namespace
+
 Environment::Environment(const Configuration& config, Environment* sibling)
     : config_(config),
       log_(config.verbosity),
@@ -185,6 +201,7 @@ Environment::Answer Environment::check_what_was_asserted(const std::vector<Term>
   require_supported_options();
   release_assignment();
   limits_.start();
+  const StoppingNumbers stopping(number_limits_, limits_);
   if (!config_.debug.solver_enabled) {
     unknown_reason_ = "the solver is switched off by debug.solver_enabled";
     return Answer::unknown;
@@ -201,6 +218,9 @@ Environment::Answer Environment::check_what_was_asserted(const std::vector<Term>
     if (unsat_level_ >= 0 || !prepare_assumptions(literals)) return Answer::unsatisfiable;
     pipeline();
   } catch (const TerminationTest::Terminated&) {
+    abandon_pipeline();
+    return give_up(limits_.reason());
+  } catch (const StoppedAmidNumbers&) {
     abandon_pipeline();
     return give_up(limits_.reason());
   } catch (const LimitReached& limit) {
@@ -221,6 +241,9 @@ Environment::Answer Environment::check_what_was_asserted(const std::vector<Term>
   } catch (const TheoryIncomplete& incomplete) {
     pipeline().search().recover();
     return give_up(incomplete.get_msg());
+  } catch (const StoppedAmidNumbers&) {
+    abandon_pipeline();
+    return give_up(limits_.reason());
   } catch (const LimitReached& limit) {
     // In the middle of a row, or of a model: nothing there can be relied on.
     abandon_pipeline();

@@ -7,6 +7,7 @@
 
 #include "solver/term/poly.h"
 #include "solver/theory/theory_eq.h"
+#include "solver/util/polling.h"
 
 namespace vesk::euf {
 
@@ -34,6 +35,7 @@ Node EufSolverInterface::make_node(Term root) {
   std::vector<Term> stack{root};
   std::vector<Node> arguments;
   while (!stack.empty()) {
+    poll_now_and_then();
     const Term term = stack.back();
     if (find_node(term) != null_node) {
       stack.pop_back();

@@ -27,8 +27,11 @@ bool Solver::is_free(Var var) const {
 
 void Solver::eliminate_free_vars() {
   if (options_.elimination)
-    for (const Var var : elimination_candidates_)
+    for (const Var var : elimination_candidates_) {
+      // Rows grow as they are added up. What was polled away is looked at again at the next check.
+      TerminationTest::poll(termination_);
       if (is_free(var) && elimination_of_[index(var)] < 0) eliminate(var);
+    }
   elimination_candidates_.clear();
 }
 

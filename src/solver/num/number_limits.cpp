@@ -28,8 +28,11 @@ void NumberLimits::require(std::size_t bits) const {
   if (bits > max_bits) throw NumberTooLarge(max_bits);
   const std::size_t bytes = bits / 8 * scratch_factor;
   bytes_since_look += bytes;
-  if (memory == 0 || bytes_since_look < bytes_between_looks) return;
+  if (bytes_since_look < bytes_between_looks) return;
   bytes_since_look = 0;
+  // One pivot may be thousands of such operations, and one of them milliseconds: too much to wait for.
+  if (stop != nullptr && (*stop)()) throw StoppedAmidNumbers();
+  if (memory == 0) return;
   require_memory(memory, bytes + bytes_between_looks);
 }
 

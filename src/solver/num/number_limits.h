@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "solver/util/exception.h"
+#include "solver/util/termination.h"
 
 namespace vesk {
 
@@ -10,6 +11,13 @@ namespace vesk {
 class NumberTooLarge : public LimitReached {
  public:
   explicit NumberTooLarge(std::size_t max_bits);
+};
+
+/// The termination test ended work between two operations on numbers, wherever that was: a row may be half
+/// done.
+class StoppedAmidNumbers : public LimitReached {
+ public:
+  StoppedAmidNumbers() : LimitReached("stopped by the termination test") {}
 };
 
 /// How large exact numbers may become. GMP ends the process when memory does, and its code is not made for
@@ -20,7 +28,10 @@ struct NumberLimits {
   std::size_t max_bits = default_bits;  ///< of a numerator or denominator
   std::size_t memory = 0;               ///< see require_memory(); 0 for no limit
 
-  /// Throws NumberTooLarge or MemoryLimitReached if a number of so many bits may not be made.
+  TerminationTest* stop = nullptr;  ///< polled every so many bytes of numbers; null where none may stop
+
+  /// Throws NumberTooLarge or MemoryLimitReached if a number of so many bits may not be made, and
+  /// StoppedAmidNumbers when `stop` says so.
   void require(std::size_t bits) const;
 
   /// Those that hold on this thread now.

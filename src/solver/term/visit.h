@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "solver/term/term.h"
+#include "solver/util/polling.h"
 #include "solver/util/stamp_set.h"
 
 namespace vesk {
@@ -25,6 +26,7 @@ void visit_post_order(Term root, StampSet& seen, Enter&& enter, Leave&& leave) {
   stack.reserve(16);  // most terms are no deeper
   stack.push_back({root, 0});
   while (!stack.empty()) {
+    poll_now_and_then();
     Frame& frame = stack.back();
     if (frame.next < frame.term->arity()) {
       const Term child = frame.term->child(frame.next++);
@@ -56,6 +58,7 @@ Term rewrite_post_order(Term root, StampMap<Term>& memo, Enter&& enter, Make&& m
   std::vector<Frame> stack{{root, 0}};
   std::vector<Term> results;  // of the finished children of the terms on the stack
   for (;;) {
+    poll_now_and_then();
     Frame& frame = stack.back();
     const Term term = frame.term;
     if (frame.next < term->arity()) {

@@ -556,5 +556,34 @@ TEST(LaSolver, ReturnsToSolvedStateWhenStopped) {
   EXPECT_GE(solver.value(d), DNumber(QNumber(7)));
 }
 
+TEST(LaSolver, AsksBeforeItEliminatesEachVariable) {
+  struct StopAtPoll : TerminationTest {
+    int polls = 0, last = 0;
+    bool operator()() override { return ++polls == last; }
+  } stop;
+  Solver::Options options;
+  options.elimination = true;
+  Solver solver(options);
+  solver.set_termination_test(&stop);
+  std::vector<Var> x;
+  for (int i = 0; i < 8; ++i) x.push_back(solver.new_var());
+  std::vector<Var> sums;
+  for (int i = 0; i < 8; ++i) {
+    std::vector<Monomial> sum;
+    for (int j = 0; j < 8; ++j)
+      sum.push_back({x[static_cast<std::size_t>(j)], QNumber(1 + (i + 1) * (j + 2) % 5)});
+    sums.push_back(solver.new_slack(sum));
+    ASSERT_TRUE(solver.push(2 * at_least(solver, sums.back(), i)));
+  }
+  stop.last = 5;
+  EXPECT_THROW(static_cast<void>(solver.check(false)), TerminationTest::Terminated);
+  EXPECT_TRUE(solver.check_invariants());
+  stop.last = 0;
+  stop.polls = 0;
+  ASSERT_TRUE(solver.check(false));
+  EXPECT_GE(stop.polls, 8);
+  for (int i = 0; i < 8; ++i) EXPECT_GE(solver.value(sums[static_cast<std::size_t>(i)]), DNumber(QNumber(i)));
+}
+
 }  // namespace
 }  // namespace vesk::la
