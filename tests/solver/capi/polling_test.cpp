@@ -33,6 +33,12 @@ void add_large_rows(SolverScript& s) {
   }
 }
 
+/// Decisions and nothing else: no conflict, no theory.
+void add_choices(SolverScript& s) {
+  for (int i = 0; i < 4000; ++i)
+    s.add(s.neg(s.conj(s.boolean("p" + std::to_string(i)), s.boolean("p" + std::to_string(i + 1)))));
+}
+
 /// Wherever a check is stopped, the answer is `unknown`, and the right one when it may run again.
 void stop_everywhere(const std::function<void(SolverScript&)>& add, int least_polls) {
   Polls polls;
@@ -56,5 +62,7 @@ void stop_everywhere(const std::function<void(SolverScript&)>& add, int least_po
 }
 
 TEST(Polling, RowsOfLargeNumbersAreLeftInTheMiddle) { stop_everywhere(add_large_rows, 140); }
+
+TEST(Polling, ASearchWithoutConflictsAsks) { stop_everywhere(add_choices, 90); }
 
 }  // namespace
