@@ -17,6 +17,10 @@ bool is_boolean(const ModelChange& change) {
   return change.change->kind == Kind::atom || change.change->kind == Kind::negation;
 }
 
+bool is_sum(const ModelChange& change) {
+  return change.change->kind == Kind::increase || change.change->kind == Kind::decrease;
+}
+
 bool has_parameters(const Node* reference) {
   return std::any_of(reference->operands().begin(), reference->operands().end(), F::is_parameter_reference);
 }
@@ -35,21 +39,40 @@ class ChangesOfFluent {
       std::vector<std::size_t>& same = changes_of_[changes_[i]->target];
       if (same.empty()) targets_.push_back(changes_[i]->target);
       same.push_back(i);
-      if (has_parameters(changes_[i]->target)) with_parameters_.push_back(i);
     }
+    find_fixed_positions();
     write_out_parameters();
   }
 
-  void append_assignments(std::vector<Node*>& assignments) const {
+  void append_to(JoinedChanges& joined) const {
+    if (!is_boolean(*changes_.front())) keep_apart(joined.conditions);
     for (Node* target : targets_)
-      assignments.push_back(
+      joined.assignments.push_back(
           factory_.make_assign(target, is_boolean(*changes_.front()) ? truth_of(target) : number_of(target)));
   }
 
  private:
-  /// Two assignments of one fluent at one moment can never be taken. So where a quantifier has written out
-  /// the objects that a parameter may stand for as well, each object gets one assignment, and the parameter
-  /// none.
+  /// The changes with parameters, by the objects where all of them have one: others cannot meet.
+  void find_fixed_positions() {
+    std::vector<std::size_t> with_parameters;
+    for (std::size_t i = 0; i < changes_.size(); ++i)
+      if (has_parameters(changes_[i]->target)) with_parameters.push_back(i);
+    for (std::size_t position = 0; position < changes_.front()->target->arity; ++position)
+      if (std::none_of(with_parameters.begin(), with_parameters.end(), [&](std::size_t i) {
+            return F::is_parameter_reference(changes_[i]->target->children[position]);
+          }))
+        fixed_positions_.push_back(position);
+    for (const std::size_t i : with_parameters) with_parameters_[fixed_of(changes_[i]->target)].push_back(i);
+  }
+
+  std::vector<Node*> fixed_of(const Node* target) const {
+    std::vector<Node*> result;
+    for (const std::size_t position : fixed_positions_) result.push_back(target->children[position]);
+    return result;
+  }
+
+  /// So where a quantifier has written out the objects that a parameter may stand for as well, each object
+  /// gets one assignment, and the parameter none.
   void write_out_parameters() {
     std::vector<Node*> kept;
     std::set<Node*> known(targets_.begin(), targets_.end());
@@ -99,10 +122,10 @@ class ChangesOfFluent {
   std::vector<Meeting> meetings(Node* target) const {
     std::vector<std::size_t> candidates;
     if (const auto own = changes_of_.find(target); own != changes_of_.end()) candidates = own->second;
-    // Where two references with parameters meet, the action cannot be taken anyway.
-    if (!has_parameters(target))
-      candidates.insert(candidates.end(), with_parameters_.begin(), with_parameters_.end());
+    if (const auto others = with_parameters_.find(fixed_of(target)); others != with_parameters_.end())
+      candidates.insert(candidates.end(), others->second.begin(), others->second.end());
     std::sort(candidates.begin(), candidates.end());
+    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
     std::vector<Meeting> result;
     for (const std::size_t i : candidates) {
       std::vector<Node*> conditions;
@@ -159,8 +182,27 @@ class ChangesOfFluent {
     return value;
   }
 
-  static bool is_sum(const Meeting& meeting) {
-    return meeting.change->change->kind == Kind::increase || meeting.change->change->kind == Kind::decrease;
+  /// Changes that would meet under some choice of parameters, and do not go together.
+  void keep_apart(std::vector<Node*>& conditions) const {
+    if (std::all_of(changes_.begin(), changes_.end(),
+                    [](const ModelChange* change) { return is_sum(*change); }))
+      return;
+    for (std::size_t i = 0; i < changes_.size(); ++i) {
+      if (changes_[i]->condition != nullptr) continue;
+      const auto others = with_parameters_.find(fixed_of(changes_[i]->target));
+      if (others == with_parameters_.end()) continue;
+      for (const std::size_t j : others->second) {
+        const bool go_together = is_sum(*changes_[i]) && is_sum(*changes_[j]);
+        std::vector<Node*> equalities;
+        if (changes_[j]->condition != nullptr || changes_[i]->target == changes_[j]->target || go_together ||
+            !unify(changes_[i]->target, changes_[j]->target, equalities))
+          continue;
+        conditions.push_back(
+            factory_.make_not(equalities.size() == 1 ? equalities[0] : factory_.make_and(equalities)));
+      }
+    }
+    std::sort(conditions.begin(), conditions.end(), NodeIdLess());
+    conditions.erase(std::unique(conditions.begin(), conditions.end()), conditions.end());
   }
 
   /// Of changes that may or may not take place, those of two that do are made in the order of the text.
@@ -170,7 +212,8 @@ class ChangesOfFluent {
     if (own == changes_of_.end()) return;
     for (const std::size_t i : own->second)
       if (changes_[i]->condition == nullptr) always.push_back({changes_[i], nullptr});
-    if (always.size() > 1 && !std::all_of(always.begin(), always.end(), is_sum))
+    if (always.size() > 1 && !std::all_of(always.begin(), always.end(),
+                                          [](const Meeting& meeting) { return is_sum(*meeting.change); }))
       messages_.error(always[1].change->change->place,
                       "the action changes one function twice at one time; only increases and decreases go "
                       "together");
@@ -198,13 +241,14 @@ class ChangesOfFluent {
   Messages& messages_;
   std::vector<Node*> targets_;                            // each once, in the order of the text
   std::map<Node*, std::vector<std::size_t>> changes_of_;  // those of each target; looked up only
-  std::vector<std::size_t> with_parameters_;
+  std::vector<std::size_t> fixed_positions_;
+  std::map<std::vector<Node*>, std::vector<std::size_t>> with_parameters_;  // looked up only
 };
 
 }  // namespace
 
-std::vector<Node*> join_changes(F& factory, Choices& choices, const InstanceOf& instance,
-                                const std::vector<ModelChange>& changes, Messages& messages) {
+JoinedChanges join_changes(F& factory, Choices& choices, const InstanceOf& instance,
+                           const std::vector<ModelChange>& changes, Messages& messages) {
   std::vector<const model::FluentImpl*> fluents;
   std::map<const model::FluentImpl*, std::vector<const ModelChange*>> by_fluent;
   for (const ModelChange& change : changes) {
@@ -212,10 +256,10 @@ std::vector<Node*> join_changes(F& factory, Choices& choices, const InstanceOf& 
     if (by_fluent[fluent].empty()) fluents.push_back(fluent);
     by_fluent[fluent].push_back(&change);
   }
-  std::vector<Node*> assignments;
+  JoinedChanges joined;
   for (const model::FluentImpl* fluent : fluents)
-    ChangesOfFluent(factory, choices, instance, by_fluent[fluent], messages).append_assignments(assignments);
-  return assignments;
+    ChangesOfFluent(factory, choices, instance, by_fluent[fluent], messages).append_to(joined);
+  return joined;
 }
 
 }  // namespace zorvel::pddl

@@ -28,6 +28,9 @@ using F = ExpressionFactory;
 // About two gigabytes.
 constexpr std::size_t max_ground_atoms = 5000000;
 
+// Each of them may be written by every action.
+constexpr std::size_t max_watched_choices = 10000;
+
 class ModelBuilder : public EnvObject {
  public:
   ModelBuilder(Environment& env, Task& task, Messages& messages)
@@ -54,6 +57,9 @@ class ModelBuilder : public EnvObject {
   void declare_goals();
   void declare_constraint(const Expression& constraint, Binding& binding);
   void declare_simple_constraint(const Expression& constraint, const Binding& binding);
+  void declare_parameters();
+  void declare_watched_conditions(const Action& action);
+  void watch(const Action& action, const Expression& condition);
   void declare_action(const Action& action);
 
   std::string take_name(const std::string& name) { return names_.unique(name); }
@@ -83,6 +89,7 @@ class ModelBuilder : public EnvObject {
   void add_effects(const Action& action, std::vector<Node*>& statements);
   Node* condition_of(const Change& change);
   Node* keep(Node* value, bool is_boolean);
+  void begin_watching(const std::vector<Node*>& assignments);
   void add_kept_values(std::vector<Node*>& statements);
   std::vector<Node*> own_parameters();
   std::size_t atoms_of(const Fluent& fluent) const;
@@ -117,6 +124,7 @@ class ModelBuilder : public EnvObject {
   std::vector<std::shared_ptr<ConstantImpl>> hidden_constants_;
   std::vector<std::shared_ptr<ParameterImpl>> parameters_;  // by number of the variable
   std::vector<std::string> action_names_;                   // as the model has them
+  std::vector<ParameterVector> action_parameters_;
   std::vector<std::shared_ptr<ActionImpl>> actions_;
   std::vector<Node*> statements_;                                // of the problem
   std::vector<std::pair<const Node*, Place>> statement_places_;  // of an action that is being made
@@ -124,7 +132,15 @@ class ModelBuilder : public EnvObject {
   const Action* action_ = nullptr;             // the one at hand
   std::vector<const Expression*> conditions_;  // of the action at hand, without times
   std::vector<std::pair<Node*, Node*>> kept_;  // what it keeps from its start on, and where
-  Time time_ = Time::start;                    // of the expression at hand
+  /// A condition of effects at the end that has to hold all the time in between. It is watched from the start
+  /// on: the memory is true as long as it holds.
+  struct Watched {
+    Node* condition;
+    Node* memory;              // the hidden fluent with the action's parameters
+    Node* at_start = nullptr;  // whether it holds behind the start
+  };
+  std::map<const Action*, std::vector<Watched>> watched_;  // looked up only
+  Time time_ = Time::start;                                // of the expression at hand
   Node* duration_ = nullptr;  // what `?duration` stands for; null where it stands for nothing
   ActionCosts costs_;
   LeftOut preferences_;
@@ -511,6 +527,76 @@ void ModelBuilder::add_action_conditions(const Action& action, std::vector<Node*
   }
 }
 
+void ModelBuilder::declare_parameters() {
+  for (const Action& action : task_.actions) {
+    action_parameters_.push_back(parameters_of(action.parameters));
+    for (std::size_t i = 0; i < action.parameters.size(); ++i)
+      parameters_[action.parameters[i]->number] = action_parameters_.back()[i];
+  }
+}
+
+bool has_objects(const Action& action) {
+  return std::none_of(action.parameters.begin(), action.parameters.end(),
+                      [](const Variable* parameter) { return parameter->sort->objects.empty(); });
+}
+
+/// Whether there is an `over all` in the condition of a `when`.
+bool has_watched_conditions(const Expression& effect, bool is_condition = false) {
+  if (effect.kind == Kind::over_all) return is_condition;
+  for (std::size_t i = 0; i < effect.operands.size(); ++i)
+    if (has_watched_conditions(*effect.operands[i], is_condition || (effect.kind == Kind::when && i == 0)))
+      return true;
+  return false;
+}
+
+/// Every event may end what an action watches, so this has to be known before any action is made.
+void ModelBuilder::declare_watched_conditions(const Action& action) {
+  if (action.effect == nullptr || !has_objects(action) || !has_watched_conditions(*action.effect)) return;
+  action_ = &action;
+  for (const Change& change : changes_of(action, task_, expansion_, messages_))
+    for (const TimedExpression& condition : change.conditions)
+      if (condition.time == Time::all && change.time == Time::end) watch(action, *condition.expression);
+}
+
+void ModelBuilder::watch(const Action& action, const Expression& condition) {
+  time_ = Time::all;
+  duration_ = nullptr;
+  Node* const lifted = node(condition);
+  std::vector<Watched>& known = watched_[&action];
+  if (std::any_of(known.begin(), known.end(), [&](const Watched& w) { return w.condition == lifted; }))
+    return;
+  const auto fluent = make_hidden_fluent("__held", true, parameters_of(action.parameters));
+  known.push_back({lifted, factory_.make_fluent_reference(fluent, own_parameters())});
+  Binding binding(task_);
+  std::size_t choices = 0;
+  const auto are_too_many = [&] { return choices > max_watched_choices; };
+  Expansion::for_each_choice(action.parameters, binding, are_too_many, [&] { ++choices; });
+  if (are_too_many()) {
+    messages_.error(condition.place,
+                    "the condition is watched from the start of the action to its end, and there "
+                    "are more than " +
+                        std::to_string(max_watched_choices) + " choices of the parameters of " +
+                        quoted(action.name.text));
+    return;
+  }
+  std::vector<const Object*> arguments;
+  Expansion::for_each_choice(
+      action.parameters, binding, [] { return false; },
+      [&] {
+        arguments.clear();
+        for (const Variable* parameter : action.parameters) arguments.push_back(binding[*parameter]);
+        Node* const memory = factory_.make_fluent_reference(fluent, instances_of(arguments));
+        statements_.push_back(at(factory_.make_start_anchor(),
+                                 factory_.make_assign(memory, factory_.make_boolean_constant(false))));
+        monitors_.throughout(memory, node(*expansion_.condition(condition, binding)));
+      });
+}
+
+void ModelBuilder::begin_watching(const std::vector<Node*>& assignments) {
+  for (Watched& watched : watched_[action_])
+    watched.at_start = condition_after(factory_, choices_, watched.condition, assignments);
+}
+
 /// The condition of a `when` at the time of its effect; null if there is none.
 Node* ModelBuilder::condition_of(const Change& change) {
   std::vector<Node*> conditions;
@@ -521,11 +607,12 @@ Node* ModelBuilder::condition_of(const Change& change) {
       conditions.push_back(holds);
     } else if (condition.time == Time::start) {
       conditions.push_back(keep(holds, true));
-    } else {
+    } else if (change.time == Time::start) {
       messages_.error(condition.expression->place,
-                      condition.time == Time::all
-                          ? "'over all' in the condition of a 'when' is not planned for"
-                          : "an effect at the start cannot depend on what is true at the end");
+                      "an effect at the start cannot depend on what is true later");
+    } else {
+      for (const Watched& watched : watched_[action_])
+        if (watched.condition == holds) conditions.push_back(watched.memory);
     }
   }
   time_ = change.time;
@@ -553,8 +640,11 @@ std::vector<Node*> ModelBuilder::own_parameters() {
 /// What an action keeps would be lost if it overlapped itself, so then it may not: a hidden fluent is true
 /// while it is open.
 void ModelBuilder::add_kept_values(std::vector<Node*>& statements) {
-  if (kept_.empty()) return;
+  const std::vector<Watched>& watched_conditions = watched_[action_];
+  if (kept_.empty() && watched_conditions.empty()) return;
   Node* const start = factory_.make_start_anchor();
+  for (const Watched& watched : watched_conditions)
+    statements.push_back(at(start, factory_.make_assign(watched.memory, watched.at_start)));
   for (const auto& [value, reference] : kept_)
     statements.push_back(at(start, factory_.make_assign(reference, value)));
   Node* const is_open = factory_.make_fluent_reference(
@@ -572,8 +662,16 @@ void ModelBuilder::add_kept_values(std::vector<Node*>& statements) {
              return expansion_.decide(*condition, binding) == false;
            });
   };
+  // They are counted before any is made.
+  Expansion::for_each_choice(action_->parameters, binding, is_excluded, [&] { ++atoms; });
+  if (atoms > max_ground_atoms) {
+    messages_.error(action_->name.place,
+                    "the action " + quoted(action_->name.text) +
+                        " keeps a value from its start to its end, and there are more than " +
+                        std::to_string(max_ground_atoms) + " choices of its parameters");
+    return;
+  }
   Expansion::for_each_choice(action_->parameters, binding, is_excluded, [&] {
-    if (++atoms > max_ground_atoms) return;
     arguments.clear();
     for (const Variable* parameter : action_->parameters) arguments.push_back(binding[*parameter]);
     const std::vector<Node*> objects = instances_of(arguments);
@@ -589,11 +687,6 @@ void ModelBuilder::add_kept_values(std::vector<Node*>& statements) {
                                ? no
                                : factory_.make_rational_constant(rational(0)));
   });
-  if (atoms > max_ground_atoms)
-    messages_.error(action_->name.place,
-                    "the action " + quoted(action_->name.text) +
-                        " keeps a value from its start to its end, and there are more than " +
-                        std::to_string(max_ground_atoms) + " choices of its parameters");
 }
 
 void ModelBuilder::add_effects(const Action& action, std::vector<Node*>& statements) {
@@ -606,10 +699,17 @@ void ModelBuilder::add_effects(const Action& action, std::vector<Node*>& stateme
       at_time.push_back({&change, node(*change.target),
                          change.value == nullptr ? nullptr : node(*change.value), condition_of(change)});
     }
-    std::vector<Node*> assignments = join_changes(
+    JoinedChanges joined = join_changes(
         factory_, choices_, [this](const Object& object) { return instance(object); }, at_time, messages_);
-    for (Node* update : monitors_.updates(assignments)) assignments.push_back(update);
-    for (Node* assignment : assignments)
+    for (Node* condition : joined.conditions)
+      statements.push_back(at(factory_.make_start_anchor(), condition));
+    std::vector<Node*> begun;
+    if (time == Time::start) {
+      begin_watching(joined.assignments);
+      for (const Watched& watched : watched_[action_]) begun.push_back(watched.memory);
+    }
+    for (Node* update : monitors_.updates(joined.assignments, begun)) joined.assignments.push_back(update);
+    for (Node* assignment : joined.assignments)
       statements.push_back(factory_.make_temporal_expression(interval(time), assignment));
     for (const ModelChange& change : at_time)
       if (change.value != nullptr && change.target->arity == 0) costs_.note(actions_.size(), change);
@@ -620,15 +720,10 @@ void ModelBuilder::declare_action(const Action& action) {
   action_ = &action;
   conditions_.clear();
   kept_.clear();
-  const ParameterVector parameters = parameters_of(action.parameters);
-  for (std::size_t i = 0; i < parameters.size(); ++i)
-    parameters_[action.parameters[i]->number] = parameters[i];
+  const ParameterVector& parameters = action_parameters_[actions_.size()];
   std::vector<Node*> statements;
   add_duration(action, statements);
-  const bool has_choice =
-      std::none_of(action.parameters.begin(), action.parameters.end(),
-                   [](const Variable* parameter) { return parameter->sort->objects.empty(); });
-  if (has_choice) {
+  if (has_objects(action)) {
     add_action_conditions(action, statements);
     add_effects(action, statements);
     add_kept_values(statements);
@@ -650,6 +745,8 @@ BuiltProblem ModelBuilder::build() {
   Binding binding(task_);
   for (const Expression* constraint : task_.constraints)
     declare_constraint(*without_preferences(task_, *constraint, preferences_, messages_), binding);
+  declare_parameters();
+  for (const Action& action : task_.actions) declare_watched_conditions(action);
   declare_timed_facts();
   for (const Action& action : task_.actions) declare_action(action);
   std::vector<std::shared_ptr<PlanQualityMetric>> metrics;

@@ -99,6 +99,25 @@ void Monitors::sometime_before(Node* condition, Node* earlier, std::vector<Node*
       factory_.make_or(factory_.make_not(condition), was_seen)));
 }
 
+void Monitors::throughout(Node* memory, Node* condition) {
+  monitors_.push_back({Kind::throughout, memory, condition, condition});
+}
+
+/// The memory as it was before an event, or true where the event itself begins it.
+Node* Monitors::old_memory(const Monitor& monitor, const std::vector<Node*>& begun) const {
+  Node* result = monitor.memory;
+  for (const Node* reference : begun) {
+    if (factory_.get_fluent_from_reference(reference) != factory_.get_fluent_from_reference(monitor.memory))
+      continue;
+    const auto equalities = unify(factory_, reference, monitor.memory);
+    if (!equalities) continue;
+    if (equalities->empty()) return factory_.make_boolean_constant(true);
+    Node* const is_same = equalities->size() == 1 ? equalities->front() : factory_.make_and(*equalities);
+    result = factory_.make_or(is_same, result);
+  }
+  return result;
+}
+
 Node* Monitors::next_value(const Monitor& monitor, Node* condition_after_event,
                            Node* other_after_event) const {
   switch (monitor.kind) {
@@ -111,17 +130,21 @@ Node* Monitors::next_value(const Monitor& monitor, Node* condition_after_event,
                   factory_.make_not(other_after_event));
     // The state before the event counts, for the other condition has to be true strictly earlier.
     case Kind::sometime_before: return factory_.make_or(monitor.memory, monitor.other);
+    case Kind::throughout: break;
   }
   return monitor.memory;
 }
 
-std::vector<Node*> Monitors::updates(const std::vector<Node*>& assignments) const {
+std::vector<Node*> Monitors::updates(const std::vector<Node*>& assignments,
+                                     const std::vector<Node*>& begun) const {
   std::vector<Node*> result;
   for (const Monitor& monitor : monitors_) {
     Node* const condition = condition_after(factory_, choices_, monitor.condition, assignments);
     Node* const other = condition_after(factory_, choices_, monitor.other, assignments);
     if (condition == monitor.condition && other == monitor.other) continue;
-    result.push_back(factory_.make_assign(monitor.memory, next_value(monitor, condition, other)));
+    Node* const value = monitor.kind == Kind::throughout ? both(old_memory(monitor, begun), condition)
+                                                         : next_value(monitor, condition, other);
+    result.push_back(factory_.make_assign(monitor.memory, value));
   }
   return result;
 }

@@ -10,8 +10,8 @@
 
 namespace zorvel::pddl {
 
-/// Hidden fluents that remember what a plan has gone through, for the constraints that speak of it. The
-/// events that may change the conditions of such a constraint set its fluent as well.
+/// Hidden fluents that remember what a plan has gone through, for the constraints and effects that depend on
+/// it. The events that may change the conditions of such a thing set its fluent as well.
 ///
 /// All conditions are ground.
 class Monitors {
@@ -28,11 +28,16 @@ class Monitors {
                       std::vector<Node*>& statements);
   void sometime_before(Node* condition, Node* earlier, std::vector<Node*>& statements);
 
-  /// What an event that makes these assignments adds to them.
-  std::vector<Node*> updates(const std::vector<Node*>& assignments) const;
+  /// `memory` stays true as long as the condition does. Whoever begins something sets it.
+  void throughout(Node* memory, Node* condition);
+
+  /// What an event that makes these assignments adds to them. `begun` are the references, with parameters,
+  /// to memories of `throughout` that it sets: it leaves those to their setter.
+  std::vector<Node*> updates(const std::vector<Node*>& assignments,
+                             const std::vector<Node*>& begun = {}) const;
 
  private:
-  enum class Kind { at_most_once, sometime_after, sometime_before };
+  enum class Kind { at_most_once, sometime_after, sometime_before, throughout };
   struct Monitor {
     Kind kind;
     Node* memory;  // the reference to the hidden fluent
@@ -42,6 +47,7 @@ class Monitors {
 
   Node* add_memory(bool at_start, std::vector<Node*>& statements);
   Node* next_value(const Monitor& monitor, Node* condition_after, Node* other_after) const;
+  Node* old_memory(const Monitor& monitor, const std::vector<Node*>& begun) const;
   Node* both(Node* a, Node* b) const { return factory_.make_and(a, b); }
 
   model::ExpressionFactory& factory_;

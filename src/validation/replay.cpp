@@ -78,12 +78,47 @@ void Replay::note_reads(const Event& event) {
   reads_.clear();
 }
 
+/// Whether the fluent is named once everything is decided that the step's parameters and constants decide.
+/// Slow: for what was evaluated all the same.
+bool Replay::names(const Event& event, Slot slot) const {
+  const Statement& statement = *event.statement;
+  Environment& env = problem_.slots().env();
+  const model::ExpressionSimplifier simplify(env);
+  const Node* const sought = problem_.slots().reference(slot);
+  std::vector<Node*> open;
+  if (statement.kind == StatementKind::CONDITION)
+    open.push_back(simplify(ground(event, statement.condition)));
+  if (statement.kind == StatementKind::EFFECT) {
+    open.push_back(simplify(ground(event, statement.value)));
+    for (Node* argument : statement.targets.front().reference->operands())
+      open.push_back(ground(event, argument));
+  }
+  if (statement.kind == StatementKind::SIMULATED_EFFECT) return true;
+  while (!open.empty()) {
+    Node* const node = open.back();
+    open.pop_back();
+    if (node == sought) return true;
+    const bool is_of_one_fluent = model::ExpressionFactory::is_fluent_reference(node) &&
+                                  node->arity == sought->arity && node->arity > 0 &&
+                                  env.expression_factory().get_fluent_from_reference(node) ==
+                                      env.expression_factory().get_fluent_from_reference(sought);
+    // An argument that is a fluent may lead to it.
+    if (is_of_one_fluent &&
+        std::any_of(node->operands().begin(), node->operands().end(), [](const Node* argument) {
+          return !model::ExpressionFactory::is_instance_reference(argument) && argument->arity > 0;
+        }))
+      return true;
+    open.insert(open.end(), node->operands().begin(), node->operands().end());
+  }
+  return false;
+}
+
 bool Replay::check_mutual_exclusion() {
   for (const Read& read : reads_now_) {
     const std::size_t slot = index(read.slot);
     if (slot >= changed_at_.size() || changed_at_[slot] != instant_) continue;
     const Event& change = *changed_by_[slot];
-    if (change.occurrence == read.event->occurrence) continue;
+    if (change.occurrence == read.event->occurrence || !names(*read.event, read.slot)) continue;
     const Statement& statement = *read.event->statement;
     const bool is_condition = statement.kind == StatementKind::CONDITION;
     Node* const stated = is_condition ? statement.condition : statement.targets.front().reference;
@@ -293,8 +328,10 @@ bool Replay::record(const Event& event, const Target& target, const Value& value
     return fail(event, text_of("Effect on ", print_expression{reference}, " leaves the type ",
                                slots.type_name(target.fluent), ": ", value.number));
   if (index(*slot) >= changed_at_.size()) changed_at_.resize(slots.size(), 0);
-  if (changed_at_[index(*slot)] == instant_)
+  if (changed_at_[index(*slot)] == instant_) {
+    if (repeats_a_change(event, *slot, slots.as_content(target.fluent, value))) return true;
     return fail(event, text_of("Double effect on ", print_expression{reference}, " at the same time!"));
+  }
   changed_at_[index(*slot)] = instant_;
   if (has_mutual_exclusion_) {
     if (index(*slot) >= changed_by_.size()) changed_by_.resize(slots.size());
@@ -304,6 +341,16 @@ bool Replay::record(const Event& event, const Target& target, const Value& value
   ZORVEL_LOG(DEBUG) << "Assigning " << print_expression{reference} << " := "
                     << print_expression{changes_.back().value.node(slots.env().expression_factory())};
   return true;
+}
+
+/// Whether the step has written this value to the slot at this instant.
+bool Replay::repeats_a_change(const Event& event, Slot slot, const Value& content) const {
+  if (!has_mutual_exclusion_ || event.occurrence->step == nullptr ||
+      changed_by_[index(slot)]->occurrence != event.occurrence)
+    return false;
+  const auto change = std::find_if(changes_.rbegin(), changes_.rend(),
+                                   [&](const Change& other) { return other.slot == slot; });
+  return change != changes_.rend() && change->value == content;
 }
 
 bool Replay::process_simulated_effect(const Event& event) {

@@ -19,8 +19,9 @@ namespace zorvel::validation {
 ///
 /// A rule `always-within` looks at the state behind each instant at which something changed.
 ///
-/// With mutual exclusion, what a condition at one instant or the value of an effect reads may not be changed
-/// at that instant by another step.
+/// Two effects on one fluent do not meet at one instant. With mutual exclusion, what a condition at one
+/// instant or the value of an effect reads may not be changed at that instant by another step, and effects of
+/// one step that write the same value are one effect.
 class Replay {
  public:
   /// Hears of each change; see TTValidator.
@@ -58,8 +59,10 @@ class Replay {
   bool process_effect(const Event& event);
   bool process_simulated_effect(const Event& event);
   bool record(const Event& event, const Target& target, const Value& value);
+  bool repeats_a_change(const Event& event, Slot slot, const Value& content) const;
   void activate(const Event& event);
   void note_reads(const Event& event);
+  bool names(const Event& event, Slot slot) const;
   bool check_mutual_exclusion();
   bool apply_changes();
   bool check_rules();

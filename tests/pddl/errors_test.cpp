@@ -83,6 +83,7 @@ TEST(PddlErrors, OfConditionsEffectsAndDurations) {
         "15: object fluents are not planned for: an argument is an object or a parameter"},
        {":condition (p (r))",
         "15: object fluents are not planned for: an argument is an object or a parameter"},
+       {":condition (p 5)", "15: an argument of 'p' is an object or a parameter"},
        {":condition p", "12: 'p' in place of a form in parentheses"},
        {":condition ((p ?x))", "13: a form begins with a name"},
        {":condition (?x)", "13: a form begins with a name, and not with '?x'"},
@@ -122,9 +123,9 @@ TEST(PddlErrors, OfConditionsEffectsAndDurations) {
         "23: '?duration' stands for no number here: the duration of the action is not given by '(= ?duration "
         "E)'"},
        {":effect (at start (when (at end (r)) (r)))",
-        "33: an effect at the start cannot depend on what is true at the end"},
-       {":effect (at end (when (over all (r)) (r)))",
-        "33: 'over all' in the condition of a 'when' is not planned for"},
+        "33: an effect at the start cannot depend on what is true later"},
+       {":effect (at start (when (over all (r)) (r)))",
+        "35: an effect at the start cannot depend on what is true later"},
        {":effect (forall (?y - t) (not p))", "31: 'p' in place of a form in parentheses"},
        {":effect (when (preference (r)) (r))", "15: a preference cannot stand in the condition of a 'when'"}},
       error_in_action, "domain:3:");
@@ -156,6 +157,87 @@ TEST(PddlErrors, OfProblems) {
                  {"(:predicates (x))", "2: ':predicates' is no section of a problem"},
                  {"(:goal (and ? (p a)))", "13: unknown character '?'"}},
                 error_in_problem, "problem:2:");
+}
+
+TEST(PddlErrors, OfFramesAndOfWhatIsTooLarge) {
+  const std::string domain = "(define (domain d))", problem = "(define (problem e))";
+  EXPECT_EQ(
+      PddlTexts("(domain d)", problem).error,
+      "ParserError: domain:1:1: '(define (domain NAME) ...)' or '(define (problem NAME) ...)' was expected");
+  EXPECT_EQ(PddlTexts("(define (domani d))", problem).error,
+            "ParserError: domain:1:9: '(domain NAME)' or '(problem NAME)' was expected");
+  EXPECT_EQ(PddlTexts(domain, "(define (problem e) (:goal" + std::string(1001, '(')).error,
+            "ParserError: problem:1:1025: more than 1000 forms inside of one another");
+  // Three parameters that stand for 50, or for 200 objects each.
+  const auto error_with = [](int objects, const std::string& action, const std::string& goal = "(and)") {
+    std::string names;
+    for (int i = 0; i < objects; ++i) names += " o" + std::to_string(i);
+    return PddlTexts(
+               "(define (domain d) (:types t) (:predicates (p ?x - t) (q ?x ?y ?z - t) (r))\n" + action + ")",
+               "(define (problem e) (:objects" + names + " - t)\n(:goal " + goal + "))")
+        .error;
+  };
+  const std::string change = "(:action a :parameters (?x - t) :effect (p ?x))";
+  EXPECT_EQ(
+      error_with(50, change, "(forall (?x ?y ?z - t) (or (p ?x) (p ?y)))"),
+      "ParserError: problem:2:35: the formula has more than 100000 operands when its quantifiers are written "
+      "out");
+  EXPECT_EQ(error_with(50, "(:action a :effect (forall (?x ?y ?z - t) (p ?x)))"),
+            "ParserError: domain:2:43: the effect of 'a' has more than 100000 parts when its quantifiers are "
+            "written "
+            "out");
+  EXPECT_EQ(
+      error_with(200, "(:action a :parameters (?x - t) :effect (q ?x ?x ?x))"),
+      "ParserError: domain:1:56: the predicates that change have more than 5000000 ground atoms; the first "
+      "that is too many belongs to 'q'");
+  const std::string durative =
+      "(:durative-action a :parameters (?x ?y ?z - t) :duration (= ?duration 2) :effect (at end ";
+  EXPECT_EQ(error_with(50, durative + "(when (over all (p ?x)) (p ?y))))"),
+            "ParserError: domain:2:106: the condition is watched from the start of the action to its end, "
+            "and there "
+            "are more than 10000 choices of the parameters of 'a'");
+  EXPECT_EQ(
+      error_with(200, durative + "(when (at start (p ?x)) (p ?y))))"),
+      "ParserError: domain:2:19: the action 'a' keeps a value from its start to its end, and there are more "
+      "than 5000000 choices of its parameters");
+}
+
+TEST(PddlErrors, WarningsSayWhatIsLeftOutOrTaken) {
+  const struct {
+    const char* domain;
+    const char* problem;
+    std::vector<std::string> warnings;
+  } rows[] = {{"(:types v)\n(:types t - v) (:types t - v)",
+               "(:objects a - t) (:objects a - t)",
+               {"domain:3:24: the type 't' is declared twice, first at domain:3:9",
+                "problem:2:28: the object 'a' is declared twice, first at problem:2:11"}},
+              {"(:types t)\n(:predicates (p ?x - t))",
+               "",
+               {"domain:4:15: the predicate 'p' is declared twice, first at domain:3:15"}},
+              {"(:types t)",
+               "(:init (r) (not (r)) (= (g) 1) (= (g) 2))",
+               {"problem:2:17: the initial state says something else of 'r' before; it is taken to be true",
+                "problem:2:35: the initial state says something else of 'g' before; this is taken"}},
+              {"(:types t)",
+               "(:constraints (preference (always (r)))) (:goal (and (preference x (r)) (preference (r))))",
+               {"problem:2:54: preferences are left out of account; there are 3"}},
+              {"(:types t)",
+               "(:metric maximize (total-time))",
+               {"problem:2:1: a metric that wants a longer plan is left out of account"}},
+              {"(:types t)",
+               "(:metric minimize (+ (* 2 (total-time)) (g)))",
+               {"problem:2:1: of the metric, only 'total-time' is kept; what is added to it is left out"}},
+              {"(:types t)",
+               "(:metric minimize (+ (g) (* (total-time) (total-time))))",
+               {"problem:2:26: a part of the metric that is no sum is left out of account"}}};
+  for (const auto& row : rows) {
+    PddlTexts read(
+        std::string("(define (domain d)\n") + row.domain +
+            "\n(:predicates (p ?x - t) (r)) (:functions (g)) (:action m :effect (and (r) (assign (g) 1))))",
+        std::string("(define (problem e)\n") + row.problem + ")");
+    EXPECT_EQ(read.error, "");
+    EXPECT_EQ(read.warnings(), row.warnings) << row.domain << row.problem;
+  }
 }
 
 TEST(PddlErrors, ShowsUpToTenOfThemAndWhereAnOpenFormBegan) {

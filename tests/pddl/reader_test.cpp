@@ -96,6 +96,18 @@ TEST(PddlReader, AConditionAndAnEffectOfAnotherActionAreApart) {
   EXPECT_FALSE(is_valid(read, "0: (close) [1]\n1: (pass) [2]"));
 }
 
+TEST(PddlReader, WhatParametersDecideIsReadByNobody) {
+  PddlTexts read(
+      domain_of("(:types t) (:predicates (s ?x - t) (done) (seen ?x - t)) (:action look :parameters (?x - "
+                "t) :precondition (imply (s ?x) (not (done))) :effect (and (seen ?x) (when (and (s ?x) "
+                "(done)) (not (seen a)))))"),
+      problem_of("(:objects a b - t) (:init (s a) (at 4 (done))) (:goal (and))"));
+  ASSERT_EQ(read.error, "");
+  EXPECT_TRUE(is_valid(read, "4: (look b)"));
+  EXPECT_FALSE(is_valid(read, "4: (look a)"));
+  EXPECT_TRUE(is_valid(read, "3.9: (look a)"));
+}
+
 TEST(PddlReader, AlwaysWithinLooksAtStates) {
   PddlTexts read(
       domain_of("(:predicates (p) (q)) (:durative-action a :parameters () :duration (= ?duration 1) "
@@ -191,7 +203,7 @@ TEST(PddlReader, EffectsAtOneMomentAreOneAssignmentEach) {
       // An add wins over a delete.
       {":duration (= ?duration 1) :effect (at end (and (not (r)) (r)))", {"[end] (r := true)"}},
       {":parameters (?x ?y - t) :duration (= ?duration 1) :effect (at end (and (not (p ?x)) (p ?y)))",
-       {"[end] (p(x) := false)", "[end] (p(y) := true)"}},
+       {"[end] (p(x) := (x == y))", "[end] (p(y) := true)"}},
       {":duration (= ?duration 1) :effect (forall (?z - t) (at end (when (s ?z) (p ?z))))",
        {"[end] (p(a) := true)"}},
       {":duration (= ?duration 1) :effect (at end (forall (?z - t) (and (when (q ?z) (r)) (when (p ?z) (not "
@@ -245,6 +257,64 @@ TEST(PddlReader, ConditionsOfAnEffectAreThoseOfTheStart) {
   PddlTexts small(domain, problem_of("(:objects a - t) (:init (= (f a) 0) (= (load) 0)) (:goal (at a))"));
   EXPECT_TRUE(is_valid(small, "0: (move a) [2]"));
   EXPECT_FALSE(is_valid(small, "0: (move a) [2]\n1: (move a) [3]"));
+}
+
+TEST(PddlReader, ParametersMayStandForOneObject) {
+  // Each goal is what the last line of a row brings about, if it can be taken at all.
+  const struct {
+    const char* effect;
+    const char* goal;
+    bool is_valid;
+  } rows[] = {{"(and (p ?y) (not (p ?x)))", "(p a)", true},
+              {"(and (not (p ?y)) (not (p ?x)))", "(not (p a))", true},
+              {"(and (not (p ?x)) (when (p ?y) (p ?y)))", "(p a)", true},
+              {"(and (increase (f ?x) 1) (decrease (f ?y) 3) (when (p a) (increase (f ?y) 1)))",
+               "(= (f a) -1)", true},
+              {"(and (assign (f ?x) 2) (when (p ?x) (increase (f ?y) 1)))", "(= (f a) 3)", true},
+              // What does not go together is never done to one object.
+              {"(and (assign (f ?x) 2) (assign (f ?y) 2))", "(= (f a) 2)", false},
+              {"(and (increase (f ?x) 2) (scale-up (f ?y) 2))", "(p a)", false},
+              {"(and (forall (?z - t) (assign (f ?z) 1)) (assign (f ?x) 1))", "(p a)", false}};
+  for (const auto& row : rows) {
+    PddlTexts read(
+        domain_of(std::string("(:types t) (:predicates (p ?x - t)) (:functions (f ?x - t)) (:action "
+                              "act :parameters (?x ?y - t) :effect ") +
+                  row.effect + ") (:action q :parameters (?x - t) :effect (p ?x))"),
+        problem_of(std::string("(:objects a b - t) (:init (p a) (= (f a) 0) (= (f b) 0)) (:goal ") +
+                   row.goal + ")"));
+    ASSERT_EQ(read.error, "");
+    EXPECT_EQ(is_valid(read, "0: (act a a)"), row.is_valid) << row.effect;
+  }
+}
+
+TEST(PddlReader, AnEffectMayDependOnAllTheTimeBefore) {
+  // Whoever has been in the light all the time is warm at the end.
+  PddlTexts read(
+      domain_of(
+          "(:types t) (:predicates (lit ?x - t) (warm ?x - t)) "
+          "(:durative-action stay :parameters (?x - t) :duration (= ?duration 3) :effect (and (at start "
+          "(lit ?x)) (at end (when (over all (lit ?x)) (warm ?x))) (at end (not (lit ?x))))) "
+          "(:action dim :parameters (?x - t) :effect (not (lit ?x))) "
+          "(:action light :parameters (?x - t) :effect (lit ?x))"),
+      problem_of("(:objects a b - t) (:init (at 6 (not (lit a)))) (:goal (warm a))"));
+  ASSERT_EQ(read.error, "");
+  const struct {
+    const char* plan;
+    bool is_valid;
+  } rows[] = {{"0: (stay a) [3]", true},
+              {"0: (stay b) [3]", false},
+              {"0: (stay a) [3]\n1: (dim a)\n1.5: (light a)", false},
+              {"0: (stay a) [3]\n1: (dim b)", true},
+              {"0: (stay a) [3]\n1: (stay b) [3]\n2: (dim b)", true},
+              // Before the start, behind the end, and at the end, where something else has to be apart.
+              {"0: (dim a)\n1: (stay a) [3]\n5: (dim a)", true},
+              {"0: (stay a) [3]\n2.99: (dim a)", false},
+              {"5: (stay a) [3]", false},
+              {"2.5: (stay a) [3]", true},
+              // An earlier time does not count.
+              {"0: (stay a) [3]\n3.5: (stay a) [3]", true},
+              {"4: (stay a) [3]\n8: (stay a) [3]", true}};
+  for (const auto& row : rows) EXPECT_EQ(is_valid(read, row.plan), row.is_valid) << row.plan;
 }
 
 TEST(PddlReader, FactsGoalsAndConstraints) {

@@ -127,7 +127,7 @@ class RandomPlan {
     Statements conditions_only;
     conditions_only.conditions = problem_.conditions;
     place(conditions_only, 0, makespan + 2, nullptr);
-    return simulate() && (!has_mutual_exclusion || are_apart()) &&
+    return simulate(has_mutual_exclusion) && (!has_mutual_exclusion || are_apart()) &&
            std::ranges::all_of(placed_, [&](const Placed& placed) { return is_met(placed); });
   }
 
@@ -184,17 +184,21 @@ class RandomPlan {
     }
   }
 
-  /// Fills after_. False if two effects meet on one fluent.
-  bool simulate() {
+  /// Fills after_. False if two effects meet on one fluent, save those of one step that write one value.
+  bool simulate(bool may_repeat) {
     State state = initial_;
     for (const auto& [time, effects] : changes_) {
       const State before = state;
-      std::array<bool, fluents> written{};
+      std::array<const Change*, fluents> written{};
       for (const Change& change : effects) {
         const auto fluent = static_cast<std::size_t>(change.effect->fluent);
-        if (written[fluent]) return false;
-        written[fluent] = true;
-        state[fluent] = change.effect->value.holds(before);
+        const bool value = change.effect->value.holds(before);
+        const Change* const other = written[fluent];
+        const bool repeats = other != nullptr && may_repeat && change.owner != 0 &&
+                             other->owner == change.owner && state[fluent] == value;
+        if (other != nullptr && !repeats) return false;
+        written[fluent] = &change;
+        state[fluent] = value;
       }
       after_[time] = state;
     }

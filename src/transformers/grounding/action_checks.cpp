@@ -136,7 +136,8 @@ void CheckCompiler::add_clashes() {
 }  // namespace
 
 std::vector<StaticCheck> compile_checks(Environment& env, StaticProgram& program,
-                                        const std::vector<Node*>& statements, bool prune_actions) {
+                                        const std::vector<Node*>& statements, bool prune_actions,
+                                        bool refuses_clashes) {
   CheckCompiler compiler(env, program);
   for (Node* statement : statements) {
     if (!prune_actions) {
@@ -147,7 +148,7 @@ std::vector<StaticCheck> compile_checks(Environment& env, StaticProgram& program
     compiler.add_domain_tests(statement);
     compiler.add_effect(statement);
   }
-  compiler.add_clashes();
+  if (refuses_clashes) compiler.add_clashes();
   return compiler.take();
 }
 

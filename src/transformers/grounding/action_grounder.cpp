@@ -99,8 +99,9 @@ ActionGrounder::Counters ActionGrounder::ground(const ActionImpl& action,
     std::vector<StaticValue>& values = static_domains.emplace_back();
     for (const Node* value : domain) values.push_back(StaticValue::of(factory_, value));
   }
-  CombinationSearch search(program, std::move(static_domains),
-                           compile_checks(env_, program, statements_, prune_actions_));
+  CombinationSearch search(
+      program, std::move(static_domains),
+      compile_checks(env_, program, statements_, prune_actions_, !problem_.rules().has_mutual_exclusion));
   Counters counters{search.combinations(), 0, 0};
   search.for_each([&](std::span<const CombinationSearch::Digit> digits) {
     ++counters.built;
@@ -171,19 +172,21 @@ bool ActionGrounder::build_statements(const ActionImpl& action) {
 bool ActionGrounder::is_useless(Node* statement) {
   const auto effect = effect_target(factory_, statement);  // which also refuses what is no proper effect
   if (!prune_actions_) return false;
-  if (effect && is_useless_effect(*effect)) return true;
+  if (effect && is_useless_effect(*effect, statement)) return true;
   if (!tests_domains_) return false;
   const auto applications = decisive_applications(statement, [](const Node*) { return true; });
   return std::any_of(applications.begin(), applications.end(),
                      [this](const Node* application) { return is_outside_domain(factory_, application); });
 }
 
-/// Whether the combination has an effect on the same fluent at the same time already.
-bool ActionGrounder::is_useless_effect(const EffectTarget& effect) {
-  for (const EffectTarget& other : effects_)
-    if (other.reference == effect.reference && is_same_time(factory_, other.anchor, effect.anchor))
+/// Whether the combination has an effect on the same fluent at the same time already. With mutual exclusion,
+/// two equal ones are one effect.
+bool ActionGrounder::is_useless_effect(const EffectTarget& effect, const Node* statement) {
+  for (const auto& [other, of_statement] : effects_)
+    if (other.reference == effect.reference && is_same_time(factory_, other.anchor, effect.anchor) &&
+        !(problem_.rules().has_mutual_exclusion && statement == of_statement))
       return true;
-  effects_.push_back(effect);
+  effects_.emplace_back(effect, statement);
   return false;
 }
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "model/action.h"
@@ -49,7 +50,7 @@ class ActionGrounder {
   bool build_statements(const ActionImpl& action);
   Node* rewrite_statement(std::size_t index);
   bool is_useless(Node* statement);
-  bool is_useless_effect(const EffectTarget& effect);
+  bool is_useless_effect(const EffectTarget& effect, const Node* statement);
   bool build_simulated_effects(const ActionImpl& action);
   std::shared_ptr<SimulatedEffectImpl> wrap(const ActionImpl& action, const SimulatedEffectImpl& effect);
 
@@ -73,7 +74,7 @@ class ActionGrounder {
   std::vector<Node*> values_, all_values_, built_;     // all_values_: what each of references_ stands for
   ParameterVector parameters_;
   ActionImpl::SimulatedEffects simulated_effects_;
-  std::vector<EffectTarget> effects_;
+  std::vector<std::pair<EffectTarget, const Node*>> effects_;  // with their statements
 };
 
 }  // namespace zorvel::model
