@@ -719,8 +719,9 @@ ZORVEL_API zorvel_potplan zorvel_do_iw_planning(zorvel_problem problem);
 
 /* The guided search: the planner that solves most, and the program's own choice. Greedy, over moves that take
  * whole actions where nothing has to happen meanwhile, with three estimates side by side. A metric of the
- * problem does not steer it and is no error, unlike in the other planners. An error handle without an error
- * text: there is no plan in which no action overlaps itself. */
+ * problem does not steer it and is no error, unlike in the other planners. A plan loses the steps that it
+ * does not need, and a shorter one is looked for with a fixed, small amount of work. An error handle without
+ * an error text: there is no plan in which no action overlaps itself. */
 ZORVEL_API zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem);
 /* As zorvel_do_ftp_planning_with_limits. */
 ZORVEL_API zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, double seconds,

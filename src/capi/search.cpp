@@ -77,7 +77,7 @@ zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem) {
   return at_boundary([&] {
     const model::ProblemPtr object = to_plannable(problem);
     GuidedPlanner planner(object->env(), object);
-    return to_handle<zorvel_ttplan>(planner.next());
+    return to_handle<zorvel_ttplan>(std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve()));
   });
 }
 zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, double seconds, double mebibytes,
@@ -87,7 +87,7 @@ zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, doub
     zorvel_search_outcome& result = to_place(outcome, "outcome");
     GuidedPlanner planner(object->env(), object);
     planner.set_limits(to_limits(seconds, mebibytes));
-    auto plan = planner.next();
+    auto plan = std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve());
     result = capi::to_c(planner.outcome());
     return to_handle<zorvel_ttplan>(std::move(plan));
   });

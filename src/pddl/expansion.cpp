@@ -37,7 +37,9 @@ bool compare(Kind kind, const rational& a, const rational& b) {
   }
 }
 
-bool is_comparison(Kind kind) { return kind >= Kind::less && kind <= Kind::greater_or_equal; }
+[[maybe_unused]] bool is_comparison(Kind kind) {
+  return kind >= Kind::less && kind <= Kind::greater_or_equal;
+}
 
 }  // namespace
 

@@ -100,6 +100,33 @@ TEST(GuidedSearch, FindsValidPlansWhereActionsOverlap) {
   EXPECT_GT(counts.improved, 10);
 }
 
+TEST(GuidedSearch, SolveGivesNoLongerPlanThanTheFirstAndGoesOnFromThere) {
+  int shorter = 0, proved = 0;
+  for (unsigned seed = 0; seed < 60 && !testing::Test::HasFailure(); ++seed) {
+    const timed::Problem random = timed::random_problem(seed, timed::overlapping(seed));
+    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + random.text());
+    Environment env;
+    const model::ProblemPtr problem = parse(env, random.text());
+    GuidedPlanner first(env, problem), whole(env, problem);
+    first.set_limits(at_most(1500));
+    whole.set_limits(at_most(3000));
+    if (first.next() == nullptr) continue;
+    const auto plan = std::dynamic_pointer_cast<TimeTriggeredPlan>(whole.solve());
+    ASSERT_NE(plan, nullptr);
+    EXPECT_EQ(whole.outcome(), SearchOutcome::plan_found);
+    TTValidator validator(env, problem);
+    EXPECT_TRUE(validator.check_validity(plan)) << validator.reason();
+    EXPECT_LE(model::makespan(*plan), first.best_makespan());
+    if (model::makespan(*plan) < first.best_makespan()) ++shorter;
+    if (const auto next = whole.next()) {
+      EXPECT_LT(model::makespan(*next), model::makespan(*plan));
+    }
+    if (whole.is_proved_optimal()) ++proved;
+  }
+  EXPECT_GT(shorter, 5);
+  EXPECT_GT(proved, 5);
+}
+
 TEST(GuidedSearch, DeniesNoPlanOfFewStepsAndProvesOnlyWhatIsTrue) {
   Counts counts;
   timed::Features features;
@@ -210,7 +237,7 @@ TEST(GuidedSearch, GoesThroughATimetableToTheNextMomentThatMatters) {
   Environment env;
   const model::ProblemPtr problem = parse(env, text);
   GuidedPlanner planner(env, problem);
-  const auto plan = std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve());
+  const auto plan = planner.next();
   ASSERT_NE(plan, nullptr);
   EXPECT_LT(planner.statistics().expanded, 100U);
   TTValidator validator(env, problem);

@@ -22,6 +22,11 @@ constexpr std::array makespan_weights{1.0, 0.3, 3.0, 0.0};
 constexpr std::size_t landmark_list = 1;
 constexpr std::uint64_t first_slice = 2000, slice = 1000;  // expansions of the searches for the first plan
 constexpr std::uint64_t first_budget = 2000;               // expansions; doubled in each cycle of weights
+// What trimming the first plan may cost, in moves taken: some tenths of a second. A plan of n moves needs n *
+// n at most.
+constexpr std::uint64_t most_first_trimming = 20'000;
+// What looking for a shorter plan at once may cost, in expansions, and in ground actions times expansions.
+constexpr std::uint64_t most_polishing = 1000, most_polishing_work = 5'000'000;
 
 }  // namespace
 
@@ -79,6 +84,22 @@ bool GuidedPlanner::may_miss_self_overlap() {
   if (!prepared_ || prepared_->estimates.is_unsolvable()) return false;
   return may_need_self_overlap(prepared_->problem, prepared_->values.data(),
                                [this](ActionId action) { return prepared_->estimates.is_relevant(action); });
+}
+
+std::shared_ptr<Plan> GuidedPlanner::solve_under(SearchGuard& guard) {
+  std::shared_ptr<TimeTriggeredPlan> plan = next_under(guard);
+  if (!plan) return nullptr;
+  const std::uint64_t width = std::max<std::uint64_t>(1, prepared_->problem.action_count());
+  polished_at_ = statistics_.expanded + std::min(most_polishing, most_polishing_work / width);
+  while (!is_polished()) {
+    auto shorter = next_under(guard);
+    if (!shorter) break;
+    const auto cost = action_cost(*plan);
+    if (!cost || *action_cost(*shorter) <= *cost) plan = std::move(shorter);
+  }
+  polished_at_ = never;
+  outcome_ = SearchOutcome::plan_found;
+  return plan;
 }
 
 std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::next() {
@@ -162,6 +183,21 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept(std::vector<Move> moves
   return plan;
 }
 
+/// The first plan, without the moves that it does not need: a greedy search wanders.
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept_first(const std::vector<Move>& moves,
+                                                               const std::vector<const Event*>& events) {
+  PlanTrimmer trimmer(prepared_->model, *prepared_->openings, *prepared_->initial);
+  std::uint64_t taken = 0;
+  auto trimmed = trimmer.trim(moves, [&] {
+    taken += moves.size();
+    return taken > most_first_trimming || guard_->must_stop_now();
+  });
+  if (const auto makespan = trimmer.makespan(trimmed)) search_bound_ = *makespan;
+  if (trimmed.size() == moves.size()) return accept(moves, events);
+  const auto needed_events = trimmer.events(trimmed);
+  return accept(std::move(trimmed), needed_events);
+}
+
 /// The searches for the first plan, in the order in which they come in.
 ///
 /// A path in total order makes the fewest states, but its atomic moves do not reach back across an event that
@@ -200,7 +236,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
     outcome_ = search.run(*prepared_->initial, *guard_, is_alone ? first_slice : slice);
     add(before, search.statistics());
     if (outcome_ == SearchOutcome::plan_found) {
-      auto plan = accept(search.moves(), search.events());
+      auto plan = accept_first(search.moves(), search.events());
       first = {};
       bound_ = least_makespan(prepared_->model, prepared_->values.data());
       return plan;
@@ -248,7 +284,8 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
   }
   search_->set_bound(search_bound_);
   const SearchStatistics before = search_->statistics();
-  const SearchOutcome outcome = search_->run(*prepared_->initial, *guard_, budget_);
+  const SearchOutcome outcome =
+      search_->run(*prepared_->initial, *guard_, std::min(budget_, polished_at_ - statistics_.expanded));
   add(before, search_->statistics());
   switch (outcome) {
     case SearchOutcome::plan_found: {
@@ -259,7 +296,9 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
       is_exhausted_ = true;
       bound_ = static_cast<double>(best_makespan_);
       break;
-    case SearchOutcome::expansion_limit: break;
+    case SearchOutcome::expansion_limit:
+      if (is_polished()) return nullptr;
+      break;
     default: outcome_ = outcome; return nullptr;
   }
   search_.reset();
@@ -268,13 +307,15 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
 
 std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_better() {
   outcome_ = SearchOutcome::not_run;
-  while (!must_stop()) {
+  while (!is_polished() && !must_stop()) {
     if (static_cast<double>(best_makespan_) <= bound_ + 1e-9) is_exhausted_ = true;
     if (is_exhausted_) {
       outcome_ = SearchOutcome::no_plan;
       return nullptr;
     }
-    auto plan = is_trimmed_ ? search_better() : trim_best();
+    // Trimming takes as long as the plan is long, squared.
+    const bool must_trim = !is_trimmed_ && polished_at_ == never;
+    auto plan = must_trim ? trim_best() : search_better();
     if (plan || outcome_ != SearchOutcome::not_run) return plan;
   }
   return nullptr;
