@@ -195,10 +195,12 @@ std::ostream& operator<<(std::ostream& out, const ProblemPtr& problem) {
   for (const auto& [name, constant] : problem->constants()) print_constant_values(out, *constant);
   if (!problem->expressions().empty()) out << '\n';
   for (Node* expression : problem->expressions()) out << to_anml(expression) << ";\n";
-  for (const AlwaysWithin& rule : problem->rules().always_within)
-    out << ":: (\"always-within\", "
-        << print_expression{problem->env().expression_factory().make_rational_constant(rule.limit)} << ", "
-        << print_expression{rule.trigger} << ", " << print_expression{rule.response} << ");\n";
+  for (const AlwaysWithin& rule : problem->rules().always_within) {
+    // The quotient of two integers would be cut when it is read.
+    out << ":: (\"always-within\", " << rule.limit.numerator() << ".0";
+    if (!rule.limit.is_integer()) out << " / " << rule.limit.denominator() << ".0";
+    out << ", " << print_expression{rule.trigger} << ", " << print_expression{rule.response} << ");\n";
+  }
   return out;
 }
 

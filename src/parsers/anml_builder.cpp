@@ -7,6 +7,7 @@
 
 #include "core/errors.h"
 #include "model/model_factory.h"
+#include "model/walkers/expression_simplifier.h"
 
 namespace zorvel {
 
@@ -330,7 +331,7 @@ void AnmlBuilder::add_annotation(Count annotations) {
 
 void AnmlBuilder::add_always_within(const std::vector<Annotation>& list) {
   const char* const expected = "'always-within' needs a number and two conditions";
-  Node* const limit = expression_of(list[1], expected);
+  Node* const limit = model::ExpressionSimplifier(env_)(expression_of(list[1], expected));
   if (!model::ExpressionFactory::is_numeric_constant(limit)) handle_error(expected);
   rules_.always_within.push_back({factory().get_numeric_constant(limit), expression_of(list[2], expected),
                                   expression_of(list[3], expected)});

@@ -259,6 +259,11 @@ TEST(AnmlParser, RulesAreAnnotationsAndSurvivePrinting) {
   Reading again(read.print());
   ASSERT_EQ(again.error, "") << read.print();
   EXPECT_EQ(again.print(), read.print());
+  // A limit that is no decimal number.
+  Reading third("fluent boolean p; :: (\"always-within\", 1.0 / 3, p, p);");
+  ASSERT_EQ(third.error, "");
+  EXPECT_EQ(third.problem->rules().always_within[0].limit, rational(1) / rational(3));
+  EXPECT_EQ(Reading(third.print()).print(), third.print());
   EXPECT_FALSE(Reading("fluent boolean p;").problem->rules().has_mutual_exclusion);
   EXPECT_NE(Reading("fluent boolean p; :: (\"always-within\", p, p, p);").error, "");
   EXPECT_NE(Reading("fluent integer f; :: (\"always-within\", 5, f, f == 1);").error, "");
