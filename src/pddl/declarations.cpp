@@ -1,6 +1,7 @@
 #include "pddl/declarations.h"
 
 #include <algorithm>
+#include <cassert>
 #include <unordered_set>
 
 namespace zorvel::pddl {
@@ -115,7 +116,8 @@ Type* Declarations::declare_type(const Form& name) {
 }
 
 void Declarations::add_parent(Type& type, Type* parent) {
-  if (std::find(type.parents.begin(), type.parents.end(), parent) == type.parents.end())
+  const bool is_object = &type == &task_.types.front() && parent == &type;
+  if (!is_object && std::find(type.parents.begin(), type.parents.end(), parent) == type.parents.end())
     type.parents.push_back(parent);
 }
 
@@ -130,8 +132,7 @@ void Declarations::declare_types(const Form& section) {
       for (const Form* alternative : behind_dash->items.subspan(1))
         if (alternative->kind == FormKind::name) add_parent(type, declare_type(*alternative));
     } else if (behind_dash->kind == FormKind::name) {
-      if (&type != &task_.types.front() || !behind_dash->is_name("object"))
-        add_parent(type, declare_type(*behind_dash));
+      add_parent(type, declare_type(*behind_dash));
     } else {
       messages_.error(behind_dash->place, "a type was expected");
     }
@@ -174,8 +175,11 @@ void Declarations::finish() {
     std::string circle;
     for (auto step = begin; step != path.end(); ++step)
       circle += (step == begin ? "" : " - ") + (*step)->name.text;
-    messages_.error((*begin)->name.place.line == 0 ? type.name.place : (*begin)->name.place,
-                    "a type is below itself: " + quoted(circle));
+    // `object` is declared nowhere.
+    const auto declared =
+        std::find_if(begin, path.end(), [](const Type* step) { return step->name.place.line != 0; });
+    assert(declared != path.end() && "'object' is not below itself");
+    messages_.error((*declared)->name.place, "a type is below itself: " + quoted(circle));
     messages_.raise_errors();  // walks over types would not end
   }
 }

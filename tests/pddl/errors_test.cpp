@@ -36,6 +36,8 @@ void expect_errors(const std::vector<Row>& rows, std::string (*error_of_text)(co
 TEST(PddlErrors, OfDeclarations) {
   expect_errors(
       {{"(:types x - y y - x)", "9: a type is below itself: 'x - y - x'"},
+       {"(:types object - (either object))", ""},
+       {"(:types object - x)", "18: a type is below itself: 'object - x - object'"},
        {"(:acton)", "2: ':acton' is no section of a domain; did you mean ':action'?"},
        {"act", "1: a section such as '(:types ...)' was expected"},
        {"(:derived (p ?x) (r))", "1: ':derived' is not planned for"},
