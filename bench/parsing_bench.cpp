@@ -1,4 +1,5 @@
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -12,6 +13,7 @@
 #include "parsers/anml_parser.h"
 #include "parsers/pddl_parser.h"
 #include "parsers/ttp_parser.h"
+#include "pddl/reader.h"
 
 // Reading of ANML and PDDL texts and of plans, in bytes a second; `nodes` is the number of distinct
 // expressions made for one text. The folder of the first benchmark is that of the environment variable
@@ -99,6 +101,41 @@ void long_initial_state(benchmark::State& state) {
 void long_pddl_initial_state(benchmark::State& state) {
   read_all<PddlParser>(state, {pddl_initial_values(static_cast<std::size_t>(state.range(0)) << 20)});
 }
+std::size_t bytes_in_use() {
+  const auto info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+/// Reads a problem over n objects, thus n * n atoms, in the full language; `bytes an atom` are what stays
+/// when it was read. The atoms change and are false, or never change and are true.
+void pddl_atoms(benchmark::State& state, bool change) {
+  std::string names, facts;
+  for (std::int64_t i = 0; i < state.range(0); ++i) {
+    names += " o" + std::to_string(i);
+    for (std::int64_t j = 0; !change && j < state.range(0); ++j)
+      facts += " (road o" + std::to_string(i) + " o" + std::to_string(j) + ")\n";
+  }
+  const std::string domain = std::string(
+                                 "(define (domain d) (:types t) (:predicates (road ?x ?y - t) (r)) (:action "
+                                 "a :parameters (?x ?y - t) "
+                                 ":precondition (road ?x ?y) :effect ") +
+                             (change ? "(not (road ?x ?y))" : "(r)") + "))";
+  const std::string problem =
+      "(define (problem e) (:objects" + names + " - t) (:init " + facts + ") (:goal (r)))";
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    const std::size_t before = bytes_in_use();
+    Environment env;
+    const auto read = PddlReader(env).read_texts(domain, problem);
+    bytes = bytes_in_use() - before;
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(domain.size() + problem.size()));
+  state.counters["bytes an atom"] =
+      static_cast<double>(bytes) / static_cast<double>(state.range(0) * state.range(0));
+}
+void pddl_closed_world(benchmark::State& state) { pddl_atoms(state, true); }
+void pddl_constants(benchmark::State& state) { pddl_atoms(state, false); }
+
 void many_actions(benchmark::State& state) {
   read_all(state, {actions(static_cast<std::size_t>(state.range(0)) << 20)});
 }
@@ -120,6 +157,8 @@ void long_plan(benchmark::State& state) {
 BENCHMARK(folder)->Unit(benchmark::kMillisecond);
 BENCHMARK(long_initial_state)->Arg(1)->Arg(4)->Arg(20)->Unit(benchmark::kMillisecond);
 BENCHMARK(long_pddl_initial_state)->Arg(1)->Arg(4)->Arg(16)->Unit(benchmark::kMillisecond);
+BENCHMARK(pddl_closed_world)->Arg(300)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(pddl_constants)->Arg(300)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(many_actions)->Arg(1)->Arg(4)->Arg(20)->Unit(benchmark::kMillisecond);
 BENCHMARK(long_plan)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
