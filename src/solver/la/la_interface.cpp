@@ -279,32 +279,36 @@ void LaSolverInterface::notify_interface_term(Term term) {
   if (record.users++ > 0) return;
   model_is_built_ = false;
   interface_terms_.push_back(term);
-  std::vector<Var> held;
-  for (const Poly::Monomial& monomial : Poly::of(term).monomials)
-    held.push_back(mapper_.acquire_term(monomial.atom));
-  record.held = std::move(held);
+  Poly poly = Poly::of(term);
+  std::vector<Monomial> sum;
+  for (Poly::Monomial& monomial : poly.monomials)
+    sum.push_back({mapper_.acquire_term(monomial.atom), std::move(monomial.coefficient)});
+  record.sum = std::move(sum);
+  record.constant = std::move(poly.constant);
 }
 
 void LaSolverInterface::retract_interface_term(Term term) {
   InterfaceRecord* record = interface_.find(term);
   assert(record != nullptr && record->users > 0);
   if (--record->users > 0) return;
-  for (const Var var : record->held) mapper_.release(var);
+  for (const Monomial& monomial : record->sum) mapper_.release(monomial.var);
   interface_.erase(term);
   // why from the end: atoms go in the reverse order of their arrival.
   const auto at = std::find(interface_terms_.rbegin(), interface_terms_.rend(), term);
   interface_terms_.erase(std::next(at).base());
 }
 
+DNumber LaSolverInterface::value_of(const InterfaceRecord& record) const {
+  DNumber value(record.constant);
+  for (const Monomial& monomial : record.sum) value.self_addmul(monomial.coeff, solver_->value(monomial.var));
+  return value;
+}
+
 void LaSolverInterface::build_abstract_model() {
   std::map<DNumber, int> groups;
   for (const Term term : interface_terms_) {
-    DNumber value;
-    const bool known = mapper_.evaluate(term, value);
-    assert(known);
-    static_cast<void>(known);
-    interface_.find(term)->group =
-        groups.emplace(std::move(value), static_cast<int>(groups.size())).first->second;
+    InterfaceRecord& record = *interface_.find(term);
+    record.group = groups.emplace(value_of(record), static_cast<int>(groups.size())).first->second;
   }
 }
 
@@ -313,22 +317,33 @@ int LaSolverInterface::model_group(Term term) const {
   return record == nullptr ? -1 : record->group;
 }
 
-bool LaSolverInterface::move_apart(std::span<const Term> at_issue, const std::function<int(Term)>& group_of) {
+// The variables that can part one of the pairs when they move.
+std::vector<Var> LaSolverInterface::parting_vars(std::span<const std::pair<Term, Term>> pairs) const {
+  std::vector<Var> vars;
+  std::vector<Monomial> difference;
+  for (const auto& [a, b] : pairs) {
+    difference = interface_.find(a)->sum;
+    for (const Monomial& monomial : interface_.find(b)->sum)
+      difference.push_back({monomial.var, monomial.coeff.neg()});
+    for (const Monomial& monomial : solver_->normal_form(difference).movable) vars.push_back(monomial.var);
+  }
+  std::sort(vars.begin(), vars.end());
+  vars.erase(std::unique(vars.begin(), vars.end()), vars.end());
+  return vars;
+}
+
+bool LaSolverInterface::move_apart(std::span<const std::pair<Term, Term>> at_issue,
+                                   const std::function<int(Term)>& group_of) {
   // Delayed equalities hold in the assignment, but are not asserted any more.
   if (!config_.model_mutation || !delayed_.empty()) return false;
-  StampSet to_move;
-  for (const Term term : at_issue) to_move.insert(term->id());
+  const std::vector<Var> to_move = parting_vars(at_issue);
+  if (to_move.empty()) return false;
   std::vector<Solver::SharedSum> sums;
   for (const Term term : interface_terms_) {
-    const Poly poly = Poly::of(term);
-    Solver::SharedSum& shared = sums.emplace_back();
-    shared.constant = poly.constant;
-    shared.group = group_of(term);
-    shared.is_at_issue = to_move.contains(term->id());
-    for (const Poly::Monomial& monomial : poly.monomials)
-      shared.sum.push_back({mapper_.find(monomial.atom), monomial.coefficient});
+    const InterfaceRecord& record = *interface_.find(term);
+    sums.push_back({record.sum, record.constant, group_of(term)});
   }
-  const bool has_moved = solver_->move_apart(sums, mapper_.freedom());
+  const bool has_moved = solver_->move_apart(to_move, sums, mapper_.freedom());
   if (has_moved) model_is_built_ = false;
   return has_moved;
 }
@@ -336,9 +351,12 @@ bool LaSolverInterface::move_apart(std::span<const Term> at_issue, const std::fu
 void LaSolverInterface::build_implied_groups() {
   solver_->expel_fixed_vars();
   std::map<Solver::NormalForm, int> groups;
-  for (const Term term : interface_terms_)
-    interface_.find(term)->implied_group =
-        groups.emplace(mapper_.normal_form(term), static_cast<int>(groups.size())).first->second;
+  for (const Term term : interface_terms_) {
+    InterfaceRecord& record = *interface_.find(term);
+    Solver::NormalForm form = solver_->normal_form(record.sum);
+    form.constant += record.constant;
+    record.implied_group = groups.emplace(std::move(form), static_cast<int>(groups.size())).first->second;
+  }
 }
 
 int LaSolverInterface::implied_group(Term term) const {
@@ -349,10 +367,7 @@ int LaSolverInterface::implied_group(Term term) const {
 void LaSolverInterface::concretize() {
   if (model_is_built_) return;
   std::vector<DNumber> further;
-  for (const Term term : interface_terms_) {
-    DNumber value;
-    if (mapper_.evaluate(term, value)) further.push_back(std::move(value));
-  }
+  for (const Term term : interface_terms_) further.push_back(value_of(*interface_.find(term)));
   solver_->build_model(further);
   model_is_built_ = true;
 }

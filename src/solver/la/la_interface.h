@@ -59,7 +59,8 @@ class LaSolverInterface : public TheorySolver {
   void retract_interface_term(Term term) override;
   void build_abstract_model() override;
   int model_group(Term term) const override;
-  bool move_apart(std::span<const Term> at_issue, const std::function<int(Term)>& group_of) override;
+  bool move_apart(std::span<const std::pair<Term, Term>> at_issue,
+                  const std::function<int(Term)>& group_of) override;
   void build_implied_groups() override;
   int implied_group(Term term) const override;
   void require_model() override;
@@ -89,7 +90,8 @@ class LaSolverInterface : public TheorySolver {
     int users = 0;
     int group = -1;
     int implied_group = -1;
-    std::vector<Var> held;
+    std::vector<Monomial> sum;  // what the term amounts to, beside a constant; it holds the variables
+    QNumber constant;
   };
 
   AtomId add_atom(const LinearAtom& linear, Var var);
@@ -112,6 +114,8 @@ class LaSolverInterface : public TheorySolver {
   bool is_pure(const AtomRecord& atom) const;
   void split_violated_equalities();
   void concretize();
+  DNumber value_of(const InterfaceRecord& record) const;
+  std::vector<Var> parting_vars(std::span<const std::pair<Term, Term>> pairs) const;
 
   const Configuration::Theory::La& config_;
   TermManager& terms_;

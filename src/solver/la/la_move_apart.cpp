@@ -3,7 +3,6 @@
 #include <map>
 #include <optional>
 #include <queue>
-#include <set>
 
 #include "solver/la/la_solver.h"
 
@@ -99,9 +98,10 @@ class Solver::Mover {
         users_[index(monomial.var)].push_back(e);
   }
 
-  bool run() {
+  bool run(std::span<const Var> to_move) {
     bool has_moved = false;
-    for (const Var var : candidates()) {
+    for (const Var var : to_move) {
+      assert(!s_.tableau_.is_basic(var));
       TerminationTest::poll(s_.termination_);
       collect_changes(var);
       if (!affected_.empty()) has_moved |= try_to_move(var);
@@ -115,15 +115,6 @@ class Solver::Mover {
     std::size_t sum;
     const QNumber* coeff;
   };
-
-  /// Non-basic variables that can move, and with them a sum at issue.
-  std::set<Var> candidates() const {
-    std::set<Var> result;
-    for (const SharedSum& shared : sums_)
-      if (shared.is_at_issue)
-        for (const Monomial& monomial : s_.normal_form(shared.sum).movable) result.insert(monomial.var);
-    return result;
-  }
 
   /// How the variables and the sums change when `var` grows by 1.
   void collect_changes(Var var) {
@@ -301,9 +292,10 @@ class Solver::Mover {
   std::priority_queue<std::size_t> pending_;
 };
 
-bool Solver::move_apart(std::span<const SharedSum> sums, std::span<const Freedom> freedom) {
+bool Solver::move_apart(std::span<const Var> to_move, std::span<const SharedSum> sums,
+                        std::span<const Freedom> freedom) {
   assert(!in_conflict_ && checked_ == stack_.size() && old_values_.empty());
-  const bool has_moved = Mover(*this, sums, freedom).run();
+  const bool has_moved = Mover(*this, sums, freedom).run(to_move);
   assert(!has_moved || check_invariants());
   return has_moved;
 }

@@ -138,8 +138,7 @@ class Solver {
   struct SharedSum {
     std::vector<Monomial> sum;
     QNumber constant;
-    int group = -1;           ///< known to be equal: sums of one group that have one value keep one value
-    bool is_at_issue = true;  ///< false: not worth a move, while others should not come to be equal to it
+    int group = -1;  ///< known to be equal: sums of one group that have one value keep one value
   };
   enum class Freedom : std::uint8_t {
     any,
@@ -147,10 +146,12 @@ class Solver {
     none
   };
   /// Changes the values so that fewer sums of different groups are equal, within what the asserted
-  /// constraints allow; disequalities that hold now still hold. `freedom`: by variable, `any` behind its end.
+  /// constraints allow; disequalities that hold now still hold. `to_move`: the non-basic variables that are
+  /// worth a move, in the order of the trials. `freedom`: by variable, `any` behind its end.
   /// Only after a successful complete check, with no constraint pushed or popped since. True if any value
   /// changed.
-  bool move_apart(std::span<const SharedSum> sums, std::span<const Freedom> freedom);
+  bool move_apart(std::span<const Var> to_move, std::span<const SharedSum> sums,
+                  std::span<const Freedom> freedom);
 
   /// Pivots variables with a single value out of the basis, as far as others can take their place; no value
   /// changes. normal_form() wants this, after a successful complete check.

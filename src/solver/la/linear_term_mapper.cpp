@@ -128,17 +128,6 @@ Var LinearTermMapper::find(Term term) const {
   return var == nullptr ? null_var : *var;
 }
 
-bool LinearTermMapper::evaluate(Term term, DNumber& value) const {
-  const Poly poly = Poly::of(term);
-  value = DNumber(poly.constant);
-  for (const Poly::Monomial& monomial : poly.monomials) {
-    const Var var = find(monomial.atom);
-    if (var == null_var) return false;
-    value.self_addmul(monomial.coefficient, solver_.value(var));
-  }
-  return true;
-}
-
 bool LinearTermMapper::evaluate_model(Term term, QNumber& value) const {
   const Poly poly = Poly::of(term);
   value = poly.constant;
@@ -148,16 +137,6 @@ bool LinearTermMapper::evaluate_model(Term term, QNumber& value) const {
     value.self_addmul(monomial.coefficient, solver_.model_value(var));
   }
   return true;
-}
-
-Solver::NormalForm LinearTermMapper::normal_form(Term term) const {
-  const Poly poly = Poly::of(term);
-  std::vector<Monomial> sum;
-  for (const Poly::Monomial& monomial : poly.monomials)
-    sum.push_back({find(monomial.atom), monomial.coefficient});
-  Solver::NormalForm form = solver_.normal_form(sum);
-  form.constant += poly.constant;
-  return form;
 }
 
 std::vector<Solver::Freedom> LinearTermMapper::freedom() const {

@@ -30,12 +30,8 @@ class LinearTermMapper {
 
   /// `null_var` if the term has none.
   Var find(Term term) const;
-  /// The value of a linear term in the current assignment; false if a part of it has no variable.
-  bool evaluate(Term term, DNumber& value) const;
-  /// The same in the model.
+  /// The value of a linear term in the model; false if a part of it has no variable.
   bool evaluate_model(Term term, QNumber& value) const;
-  /// The normal form of a linear term whose parts all have variables.
-  Solver::NormalForm normal_form(Term term) const;
 
   /// By variable: how its value may change without a term that fits its meaning, or is an integer, ceasing to
   /// be so.

@@ -224,22 +224,11 @@ TheoryManager::ModelFound TheoryManager::combine() {
                                      ? static_cast<std::size_t>(config_.interface_eq_batch_size)
                                      : SIZE_MAX;
   arithmetic.build_abstract_model();
-  // Most of what seems needed is so by accident: the simplex method leaves many variables at one value.
-  // why all of it: A batch moved apart leaves the next one as equal as before, which would then be guessed.
   find_needed_equalities(SIZE_MAX);
-  std::vector<Term> at_issue;
-  for (const auto& [a, b] : needed_) at_issue.insert(at_issue.end(), {a, b});
-  const auto group_of = [&euf](Term term) { return euf.model_group(term); };
-  if (!needed_.empty() && arithmetic.move_apart(at_issue, group_of)) {
-    arithmetic.build_abstract_model();
-    find_needed_equalities(batch_size);
-  } else if (needed_.size() > batch_size) {
-    needed_.resize(batch_size);
-  }
   if (needed_.empty()) return result;
   if (config_.interface_eq_policy == policy_heuristic) {
-    // Before the search guesses which arguments are equal, congruence closure may learn which of them are
-    // known to be: often that settles what else seemed needed.
+    // Before anything is moved or guessed, congruence closure may learn which arguments are known to be
+    // equal: often that settles what else seemed needed, and no move could part them.
     std::vector<std::pair<Term, Term>> needed;
     needed.swap(needed_);
     forget_needed();
@@ -247,7 +236,16 @@ TheoryManager::ModelFound TheoryManager::combine() {
     result.go_on = make_needed_equalities();
     needed.swap(needed_);
   }
+  // Most of the rest is so by accident: the simplex method leaves many variables at one value.
+  // why all of it: A batch moved apart leaves the next one as equal as before, which would then be guessed.
+  const auto group_of = [&euf](Term term) { return euf.model_group(term); };
+  if (!result.go_on && arithmetic.move_apart(needed_, group_of)) {
+    arithmetic.build_abstract_model();
+    find_needed_equalities(batch_size);
+    if (needed_.empty()) return result;
+  }
   if (!result.go_on) {
+    if (needed_.size() > batch_size) needed_.resize(batch_size);
     result.go_on = make_needed_equalities();
     if (config_.interface_eq_policy == policy_eager) make_candidate_equalities();
   }

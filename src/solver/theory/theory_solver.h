@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "solver/dpll/lit.h"
@@ -115,10 +116,12 @@ class TheorySolver {
     return -1;
   }
 
-  /// Changes the values of the interface terms `at_issue`, as far as what is asserted leaves room, so that
-  /// fewer interface terms are equal by accident: those are not that `group_of`, by another theory's groups,
-  /// gives one number. After build_abstract_model(), which is due again if this says true.
-  virtual bool move_apart(std::span<const Term> at_issue, const std::function<int(Term)>& group_of) {
+  /// Changes values of interface terms, as far as what is asserted leaves room, so that fewer of them are
+  /// equal by accident: those are not that `group_of`, by another theory's groups, gives one number.
+  /// `at_issue`: pairs of equal terms that should not be. After build_abstract_model(), which is due again if
+  /// this says true.
+  virtual bool move_apart(std::span<const std::pair<Term, Term>> at_issue,
+                          const std::function<int(Term)>& group_of) {
     static_cast<void>(at_issue);
     static_cast<void>(group_of);
     return false;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -177,6 +178,7 @@ class CheckedSystem {
   /// What was asserted still holds afterwards, which check_model() sees to.
   void move_apart() {
     std::vector<Solver::SharedSum> sums;
+    std::set<Var> to_move;
     Var last = 0;
     for (const VarInfo& info : vars_) {
       last = std::max(last, info.var);
@@ -186,7 +188,8 @@ class CheckedSystem {
       if (below_(3) == 0 && other != info.var) shared.sum.push_back({other, QNumber(-1, 2)});
       shared.constant = below_(3) == 0 ? 1 : 0;
       shared.group = static_cast<int>(below_(4));
-      shared.is_at_issue = below_(4) > 0;
+      if (below_(4) == 0) continue;
+      for (const Monomial& m : solver_.normal_form(shared.sum).movable) to_move.insert(m.var);
     }
     std::vector<Solver::Freedom> freedom(static_cast<std::size_t>(last) + 1);
     for (Solver::Freedom& f : freedom) f = static_cast<Solver::Freedom>(below_(3) == 0 ? below_(3) : 0);
@@ -199,7 +202,8 @@ class CheckedSystem {
     std::map<Var, DNumber> old_values;
     for (const Solver::SharedSum& shared : sums) old_sums.push_back(value_of(shared));
     for (const VarInfo& info : vars_) old_values[info.var] = solver_.value(info.var);
-    const bool has_moved = solver_.move_apart(sums, freedom);
+    const bool has_moved =
+        solver_.move_apart(std::vector<Var>(to_move.begin(), to_move.end()), sums, freedom);
     ASSERT_TRUE(solver_.check_invariants());
     int equal_before = 0, equal_after = 0;
     for (std::size_t i = 0; i < sums.size(); ++i)
