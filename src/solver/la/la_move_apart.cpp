@@ -33,8 +33,17 @@ QNumber common_multiple(const QNumber& a, const QNumber& b) {
   return lcm(a.get_num(), b.get_num()) / gcd(a.get_den(), b.get_den());
 }
 
-/// The trial number `trial` (from 1) within the room; nothing if there is no such place.
-std::optional<QNumber> place_in(const Room& room, const QNumber& trial, const QNumber& num_places) {
+/// Rounds down to a multiple of a power of two that is at most `precision`.
+QNumber round_down(const QNumber& value, const QNumber& precision) {
+  QNumber grid(1);
+  while (grid > precision) grid /= 2;
+  return (value / grid).floor() * grid;
+}
+
+/// The trial number `trial` (from 1) within the room of a variable that has `value`; nothing if there is no
+/// such place.
+std::optional<QNumber> place_in(const Room& room, const QNumber& value, const QNumber& trial,
+                                const QNumber& num_places) {
   QNumber place;
   if (room.step) {
     if (!room.upper) {
@@ -64,6 +73,9 @@ std::optional<QNumber> place_in(const Room& room, const QNumber& trial, const QN
     trial.divmod(num_places, &quotient, &rest);
     if (rest.is_zero()) return std::nullopt;
     place = room.lower->c + width * rest / num_places;
+    // why not the place itself: The next rooms begin where this move ends, and digits would add up without
+    // end.
+    place = round_down(value + place, width / (num_places * QNumber(4))) - value;
   }
   if (place.is_zero()) return std::nullopt;
   return place;
@@ -242,7 +254,7 @@ class Solver::Mover {
     for (const std::size_t sum : affected_) shared += remove(sum, values_[sum]);
     QNumber best;
     if (shared > 0 && !parts_a_group())
-      if (const std::optional<Room> room = find_room()) best = find_place(*room, shared);
+      if (const std::optional<Room> room = find_room()) best = find_place(var, *room, shared);
     static_cast<void>(insert_moved(best));
     if (best.is_zero()) return false;
     for (const std::size_t sum : affected_) values_[sum].c.self_addmul(sum_change_[sum], best);
@@ -257,11 +269,12 @@ class Solver::Mover {
   }
 
   /// The move after which the fewest sums of different groups are equal, zero if none is better than that.
-  QNumber find_place(const Room& room, std::size_t shared) {
+  QNumber find_place(Var var, const Room& room, std::size_t shared) {
+    const QNumber& value = s_.values_[index(var)].c;
     QNumber best;
     for (unsigned i = 0; i < max_trials && shared > 0; ++i) {
       trial_ += 1;
-      const std::optional<QNumber> place = place_in(room, trial_, num_places_);
+      const std::optional<QNumber> place = place_in(room, value, trial_, num_places_);
       if (!place || !keeps_disequalities(*place)) continue;
       const std::size_t shared_there = insert_moved(*place);
       for (const std::size_t sum : affected_) static_cast<void>(remove(sum, moved_value(sum, *place)));

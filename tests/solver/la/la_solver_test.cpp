@@ -460,6 +460,30 @@ TEST(LaSolver, ImpliesAnEqualityThroughARowOfFixedVariables) {
   EXPECT_EQ(reason, (std::vector<ConstraintId>{2 * y_at_most_1, 2 * y_at_least_1, 2 * z_is_3}));
 }
 
+TEST(LaSolver, MovesWithinEachOthersRoomKeepNumbersShort) {
+  constexpr int count = 40;
+  Solver solver{Solver::Options()};
+  const auto keep_within_1 = [&solver](Var var) {
+    ASSERT_TRUE(solver.push(2 * at_most(solver, var, 1)) && solver.push(2 * at_least(solver, var, -1)));
+  };
+  std::vector<Var> vars;
+  std::vector<Solver::SharedSum> sums;
+  for (int i = 0; i < count; ++i) {
+    vars.push_back(solver.new_var());
+    sums.push_back({{{vars.back(), QNumber(1)}}, QNumber(0), i});
+    keep_within_1(vars.back());
+    if (i == 0) continue;
+    const std::vector<Monomial> step{{vars[vars.size() - 2], QNumber(-1)}, {vars.back(), QNumber(1)}};
+    keep_within_1(solver.new_slack(step));
+  }
+  ASSERT_TRUE(solver.check(false));
+  ASSERT_TRUE(solver.move_apart(vars, sums, {}));
+  std::set<std::string> values;
+  for (const Var var : vars) values.insert(solver.value(var).c.to_str());
+  EXPECT_EQ(values.size(), static_cast<std::size_t>(count));
+  for (const std::string& value : values) EXPECT_LT(value.size(), 12u) << value;
+}
+
 TEST(LaSolver, NamesTheBoundsThatMakeADisequalityFail) {
   Solver solver{Solver::Options()};
   const Var x = solver.new_var();
