@@ -31,6 +31,7 @@ class Generator {
     if (shape_ != Shape::deep)
       for (unsigned i = below(10) + (shape_ == Shape::clauses ? 6u : 25u); i > 0; --i)
         atoms_.push_back(chance(25) ? make(Sort::boolean, 0) : atom(1));
+    if (has_reals_ && shape_ != Shape::deep && below(400) == 0) atoms_.push_back(long_distinct());
     write_steps();
   }
   Script take() { return std::move(script_); }
@@ -145,6 +146,16 @@ class Generator {
       return add(chance(75) ? Op::equal : Op::distinct, Sort::boolean, "", several(sort, count, depth));
     const Op op = pick(std::array{Op::leq, Op::less, Op::geq, Op::greater});
     return add(op, Sort::boolean, "", several(sort, count, depth));
+  }
+
+  /// Of more numbers than are compared pair by pair; a few of them may be equal.
+  std::size_t long_distinct() {
+    std::vector<std::size_t> args;
+    for (unsigned i = 0; i < 102; ++i) {
+      const std::size_t offset = add(Op::number, Sort::real, std::to_string(2 * i));
+      args.push_back(add(Op::plus, Sort::real, "", {make(Sort::real, i % 8 == 0 ? 1 : 0), offset}));
+    }
+    return add(Op::distinct, Sort::boolean, "", std::move(args));
   }
 
   std::size_t make(Sort sort, unsigned depth) {

@@ -268,6 +268,7 @@ class Run {
       if (reason.find("does not support `true' and `false'") != std::string::npos) return;
       if (reason.find(" resourceout)") != std::string::npos && has_option(":reproducible-resource-limit"))
         return;
+      if (reason.find(" timeout)") != std::string::npos && has_option(":timeout")) return;
       if (reason.find("theory.max_number_bits") != std::string::npos && has_option("theory.max_number_bits"))
         return;
       throw Fault("unknown: " + reason);
@@ -398,6 +399,11 @@ const std::vector<Options>& option_sets() {
       {{"theory.max_number_bits", "80"}},
   };
   return sets;
+}
+
+const Options& time_limit() {
+  static const Options options{{":timeout", "1"}};
+  return options;
 }
 
 std::string find_fault(const Script& script, const Options& options, std::string* transcript) {

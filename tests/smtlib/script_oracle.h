@@ -14,6 +14,9 @@ using Options = std::vector<std::pair<std::string, std::string>>;
 /// Sets of the solver's options under which answers must be right.
 const std::vector<Options>& option_sets();
 
+/// A limit of time, under which answers are unknown now and then, and differ from run to run.
+const Options& time_limit();
+
 /// Whether an independent solver is there to compare answers with.
 bool has_reference();
 

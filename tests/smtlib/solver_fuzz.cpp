@@ -66,7 +66,8 @@ int main(int argc, char** argv) {
   for (unsigned seed = from; seed - from < count; ++seed) {
     current_seed = seed;
     const Script script = random_script(seed);
-    const Options& options = option_sets()[seed / 3 % option_sets().size()];
+    const std::size_t set = seed / 3 % (option_sets().size() + 1);
+    const Options& options = set < option_sets().size() ? option_sets()[set] : time_limit();
     const bool has_fault = count == 1 ? is_faulty(script, options) : !find_fault(script, options).empty();
     if (has_fault) return report(seed, script, options);
     if ((seed - from + 1) % 1000 == 0) std::cerr << seed - from + 1 << " scripts\n";
