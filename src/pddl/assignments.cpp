@@ -5,6 +5,7 @@
 #include <set>
 
 #include "model/fluent.h"
+#include "pddl/unification.h"
 
 namespace zorvel::pddl {
 
@@ -80,8 +81,7 @@ class ChangesOfFluent {
     for (Node* target : targets_) {
       const bool meets_object =
           has_parameters(target) && std::any_of(targets_.begin(), targets_.end(), [&](Node* other) {
-            std::vector<Node*> ignored;
-            return !has_parameters(other) && unify(target, other, ignored);
+            return !has_parameters(other) && unify(factory_, target, other);
           });
       if (!meets_object) {
         kept.push_back(target);
@@ -128,28 +128,14 @@ class ChangesOfFluent {
     candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
     std::vector<Meeting> result;
     for (const std::size_t i : candidates) {
-      std::vector<Node*> conditions;
-      if (!unify(target, changes_[i]->target, conditions)) continue;
-      if (changes_[i]->condition != nullptr) conditions.push_back(changes_[i]->condition);
-      result.push_back({changes_[i], conditions.empty()       ? nullptr
-                                     : conditions.size() == 1 ? conditions[0]
-                                                              : factory_.make_and(conditions)});
+      auto conditions = unify(factory_, target, changes_[i]->target);
+      if (!conditions) continue;
+      if (changes_[i]->condition != nullptr) conditions->push_back(changes_[i]->condition);
+      result.push_back({changes_[i], conditions->empty()       ? nullptr
+                                     : conditions->size() == 1 ? conditions->front()
+                                                               : factory_.make_and(*conditions)});
     }
     return result;
-  }
-
-  /// Adds the equalities under which both are one reference; false if they never are.
-  bool unify(const Node* a, const Node* b, std::vector<Node*>& conditions) const {
-    for (std::size_t i = 0; i < a->arity; ++i) {
-      Node* const left = a->children[i];
-      Node* const right = b->children[i];
-      if (left == right) continue;
-      if (F::is_instance_reference(left) && F::is_instance_reference(right)) return false;
-      // The order of the two must not depend on whose target is looked at.
-      const bool is_ordered = left->id < right->id;
-      conditions.push_back(factory_.make_equals(is_ordered ? left : right, is_ordered ? right : left));
-    }
-    return true;
   }
 
   Node* truth_of(Node* target) const {
@@ -193,12 +179,11 @@ class ChangesOfFluent {
       if (others == with_parameters_.end()) continue;
       for (const std::size_t j : others->second) {
         const bool go_together = is_sum(*changes_[i]) && is_sum(*changes_[j]);
-        std::vector<Node*> equalities;
-        if (changes_[j]->condition != nullptr || changes_[i]->target == changes_[j]->target || go_together ||
-            !unify(changes_[i]->target, changes_[j]->target, equalities))
+        if (changes_[j]->condition != nullptr || changes_[i]->target == changes_[j]->target || go_together)
           continue;
-        conditions.push_back(
-            factory_.make_not(equalities.size() == 1 ? equalities[0] : factory_.make_and(equalities)));
+        if (const auto equalities = unify(factory_, changes_[i]->target, changes_[j]->target))
+          conditions.push_back(factory_.make_not(equalities->size() == 1 ? equalities->front()
+                                                                         : factory_.make_and(*equalities)));
       }
     }
     std::sort(conditions.begin(), conditions.end(), NodeIdLess());

@@ -1,9 +1,9 @@
 #include "pddl/monitors.h"
 
-#include <optional>
 #include <unordered_map>
 
 #include "model/walkers/expression_substituter.h"
+#include "pddl/unification.h"
 
 namespace zorvel::pddl {
 
@@ -23,19 +23,6 @@ std::vector<Node*> references_in(Node* expression) {
     for (Node* child : node->operands()) open.push_back(child);
   }
   return references;
-}
-
-/// When two references to one fluent are the same, as a list of equalities; nothing if they never are.
-std::optional<std::vector<Node*>> unify(F& factory, const Node* a, const Node* b) {
-  std::vector<Node*> equalities;
-  for (std::size_t i = 0; i < a->arity; ++i) {
-    Node* const left = a->children[i];
-    Node* const right = b->children[i];
-    if (left == right) continue;
-    if (F::is_instance_reference(left) && F::is_instance_reference(right)) return std::nullopt;
-    equalities.push_back(factory.make_equals(left, right));
-  }
-  return equalities;
 }
 
 }  // namespace
