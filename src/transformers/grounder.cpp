@@ -110,6 +110,7 @@ std::vector<std::shared_ptr<ConstantImpl>> Grounder::ground_constants() {
     GroundNames names(*problem_, name);
     for_each_tuple(split.domains, [&, &constant = constant](const std::vector<Node*>& values) {
       Node* const value = table == nullptr ? nullptr : table->assignment(values);
+      // The fixed part of PDDL leaves out what nothing asks for; in ANML a hole in a table is a mistake.
       if (value == nullptr) {
         if (skips_undefined) return;
         throw InternalError("Constants values are not fully defined!");

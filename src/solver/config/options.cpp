@@ -119,6 +119,7 @@ std::string value_of(const OptionRow& row, Configuration& config) {
 void set_option(Configuration& config, std::string_view key, std::string_view value) {
   for (const OptionRow& row : option_table())
     if (key == row.key) return set_row(config, row, value);
+  // Groups of theories that this solver lacks are passed over, for files of settings shared with others.
   if (!in_foreign_group(key)) fail(key, value, "unknown option");
 }
 

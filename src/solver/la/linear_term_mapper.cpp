@@ -81,6 +81,7 @@ Var LinearTermMapper::acquire_term(Term term) {
 
 Var LinearTermMapper::acquire(std::span<const LinearAtom::Summand> sum) {
   assert(!sum.empty());
+  // A term alone needs no row of its own: its bounds are those of its variable.
   if (sum.size() == 1 && sum[0].coefficient.is_one()) return acquire_term(sum[0].term);
   const std::uint64_t hash = hash_of(sum);
   const auto [first, last] = slacks_.equal_range(hash);
@@ -102,6 +103,7 @@ Var LinearTermMapper::acquire(std::span<const LinearAtom::Summand> sum) {
 }
 
 void LinearTermMapper::release(Var var) {
+  // What is gone lets go of its parts, to any depth; a part outlives it while others use it.
   std::vector<Var> pending{var};
   while (!pending.empty()) {
     const Var next = pending.back();
@@ -145,6 +147,7 @@ std::vector<Solver::Freedom> LinearTermMapper::freedom() const {
     if (records_[v].users > 0 && records_[v].integer) freedom[v] = Solver::Freedom::whole;
   for (std::size_t v = 0; v < records_.size() && has_opaque_terms(); ++v) {
     if (records_[v].users == 0 || !records_[v].opaque) continue;
+    // The value of an opaque term follows from those of its parts, so neither can be moved on its own.
     freedom[v] = Solver::Freedom::none;
     for (const Var part : records_[v].parts) freedom[static_cast<std::size_t>(part)] = Solver::Freedom::none;
   }

@@ -214,6 +214,7 @@ void FirstAchievers::explore() {
   is_stale_.assign(dynamic_.size(), 0);
   stale_.clear();
   values_.clear();
+  // All that exploration needs is set up first: reaching a fact may complete clauses and wake dynamic parts.
   for (const FactId one : initial_facts_) reach(one);
   for (std::uint32_t part = 0; part < dynamic_.size(); ++part)
     if (dynamic_[part].starts_eligible) make_eligible(part);
@@ -243,6 +244,7 @@ void FirstAchievers::reach(FactId one) {
   model::NodeSet& values = values_[references_[reference].node];
   if (values.contains(any_value_)) return;
   values.insert(facts_[one].value);
+  // A bound on the work: with so many values any is possible, which is never too few.
   if (values.size() > value_limit)
     add_any_value(reference);
   else
@@ -273,6 +275,7 @@ void FirstAchievers::note_growth(ReferenceId reference) {
 
 void FirstAchievers::make_eligible(std::uint32_t part) {
   is_eligible_[part] = 1;
+  // A literal that can be true stays so, as values are only added; an effect may give more with each of them.
   if (is_stale_[part] != 0 || is_settled_[part] != 0) return;
   is_stale_[part] = 1;
   stale_.push_back(part);

@@ -51,6 +51,7 @@ void RelaxedPass::change_slot(std::uint32_t slot, ValueId value) {
 }
 
 void RelaxedPass::set_state(const ValueId* values) {
+  // The states of a search differ from one another in a few slots, so whole blocks are passed over.
   constexpr std::size_t block = 16;
   for (std::size_t first = 0; first < values_.size(); first += block) {
     const std::size_t size = std::min(block, values_.size() - first);
@@ -117,6 +118,7 @@ void RelaxedPass::add_goal(FactId fact) {
 
 inline void RelaxedPass::reach(FactId fact, Cost cost, std::uint32_t supporter) {
   FactState& state = facts_[fact];
+  // Of supporters of equal cost the one found first stays, which is the same on every run.
   if (state.pass == always || (state.pass == pass_ && state.cost <= cost)) return;
   state.pass = pass_;
   state.cost = cost;
@@ -161,6 +163,7 @@ void RelaxedPass::settle_marked(FactId fact, Cost cost) {
     --goals_missing_;
     goal_sum_ = std::min(goal_sum_ + cost, max_cost);
   }
+  // A scan, as a state has few open actions, and only facts that they or the goals ask for are marked.
   for (std::uint32_t number = 0; number < extras_.size(); ++number) {
     Extra& extra = extras_[number];
     for (std::uint32_t i = extra.first_condition; i < extra.first_added; ++i) {
