@@ -106,6 +106,10 @@ const auto table = std::to_array<TransformerRow>({
      [](const ProblemPtr& problem, const ChainOptions& options) -> std::shared_ptr<BasicTransformer> {
        return std::make_shared<TemporalUncertaintyCompiler>(problem, options.steps_are_atomic);
      }},
+    {"uncertain-ends-compiler", &FreeVarParamsCompiler::has_nested_uncertain_end,
+     [](const ProblemPtr& problem, const ChainOptions&) -> std::shared_ptr<BasicTransformer> {
+       return std::make_shared<FreeVarParamsCompiler>(problem, FreeVarParamsCompiler::Scope::UNCERTAIN_ENDS);
+     }},
 });
 
 }  // namespace

@@ -35,6 +35,22 @@ bool is_assignment(const Node* node) {
   return F::is_assign(node) || F::is_increase(node) || F::is_decrease(node);
 }
 
+/// Whether the statement, of an action whose duration the world chooses, writes at the end of the action
+/// something that depends on a fluent.
+bool writes_nested_at_end(Environment& env, Node* statement) {
+  if (!F::is_temporal_expression(statement) || !is_assignment(statement->children[1])) return false;
+  if (!CheckContainsWalker(env, NodeKind::END)(statement->children[0])) return false;
+  const CheckContainsWalker has_fluent(env, NodeKind::FLUENT_REFERENCE);
+  return std::ranges::any_of(statement->children[1]->children[0]->operands(),
+                             [&](Node* argument) { return has_fluent(argument); });
+}
+
+bool has_nested_uncertain_end(const ActionImpl& action) {
+  return action.is_temporally_uncertain(false) &&
+         std::ranges::any_of(action.expressions(),
+                             [&](Node* statement) { return writes_nested_at_end(action.env(), statement); });
+}
+
 /// Replaces applications as they stand in the input; the target of an assignment stays one, with its
 /// arguments replaced.
 class ApplicationSubstituter : public ExpressionSubstituter {
@@ -76,8 +92,9 @@ class ApplicationSubstituter : public ExpressionSubstituter {
 /// The work on one action.
 class NestingRemover {
  public:
-  explicit NestingRemover(const ActionImpl& action)
+  NestingRemover(const ActionImpl& action, FreeVarParamsCompiler::Scope scope)
       : env_(action.env()),
+        scope_(scope),
         factory_(env_.expression_factory()),
         applications_(env_),
         simplify_(env_),
@@ -126,7 +143,9 @@ class NestingRemover {
         is_timed ? expression->children[0] : factory_.make_point_interval(factory_.make_start_anchor()),
         is_timed ? expression->children[1] : expression, false};
     // why not under a forall: an application of its variables has no value outside of it.
-    statement.is_rewritten = !has_forall_(expression) && all_finite(applications_(statement.body));
+    statement.is_rewritten = !has_forall_(expression) && (scope_ == FreeVarParamsCompiler::Scope::ALL
+                                                              ? all_finite(applications_(statement.body))
+                                                              : writes_nested_at_end(env_, expression));
     statements_.push_back(statement);
     if (statement.is_rewritten) collect(statement);
   }
@@ -173,6 +192,7 @@ class NestingRemover {
   }
 
   Environment& env_;
+  FreeVarParamsCompiler::Scope scope_;
   F& factory_;
   ExpressionFunApply applications_;
   ExpressionSimplifier simplify_;
@@ -188,6 +208,11 @@ class NestingRemover {
 
 }  // namespace
 
+bool FreeVarParamsCompiler::has_nested_uncertain_end(const ProblemInstanceImpl& problem) {
+  return std::ranges::any_of(
+      problem.actions(), [](const auto& entry) { return model::has_nested_uncertain_end(*entry.second); });
+}
+
 void FreeVarParamsCompiler::do_computation() {
   require_flat("This phase can be only applied to flattened models!");
   if (!problem_->metrics().empty())
@@ -195,19 +220,21 @@ void FreeVarParamsCompiler::do_computation() {
   ZORVEL_LOG(DEBUG) << "Free var params compiler started!";
   ProblemParts parts(*problem_);
   for (const auto& [name, action] : problem_->actions()) {
-    const auto rewritten = without_nested_applications(action);
+    const bool is_kept = scope_ == Scope::UNCERTAIN_ENDS && !model::has_nested_uncertain_end(*action);
+    const auto rewritten = is_kept ? action : without_nested_applications(action);
     parts.actions.push_back(rewritten);
     new_to_old_[rewritten] = action;
+    old_to_new_[action] = rewritten;
   }
   const ExpressionSimplifier simplify(env());
-  parts.rewrite_statements([&](Node* node) { return simplify(node); });
+  if (scope_ == Scope::ALL) parts.rewrite_statements([&](Node* node) { return simplify(node); });
   new_problem_ = parts.make(env());
   ZORVEL_LOG(DEBUG) << "Free var params compiling completed!";
 }
 
 std::shared_ptr<ActionImpl> FreeVarParamsCompiler::without_nested_applications(
     const std::shared_ptr<ActionImpl>& action) const {
-  NestingRemover remover(*action);
+  NestingRemover remover(*action, scope_);
   ParameterVector parameters = action->parameters();
   parameters.insert(parameters.end(), remover.new_parameters().begin(), remover.new_parameters().end());
   return env().model_factory().make_action(action->name(), action->path(), action->is_process(), parameters,
@@ -227,13 +254,17 @@ std::shared_ptr<Plan> FreeVarParamsCompiler::map_back(const std::shared_ptr<Plan
   });
 }
 
-std::vector<ActionStep> FreeVarParamsCompiler::map_forward(const ActionStep&) const {
-  throw InternalError("Not supported!");
+std::vector<ActionStep> FreeVarParamsCompiler::map_forward(const ActionStep& step) const {
+  if (scope_ == Scope::ALL) throw InternalError("Not supported!");
+  return {{step.instance, find_action(old_to_new_, step.action, unknown_to_transformer), step.parameters}};
 }
 
 std::shared_ptr<TimeTriggeredPlan> FreeVarParamsCompiler::map_forward(
-    const std::shared_ptr<TimeTriggeredPlan>&) const {
-  throw InternalError("Not supported!");
+    const std::shared_ptr<TimeTriggeredPlan>& plan) const {
+  if (scope_ == Scope::ALL) throw InternalError("Not supported!");
+  return map_time_triggered(plan, [this](const PlannedStep& planned) {
+    return std::vector{MappedStep{map_forward(planned.step).front(), planned.post_condition}};
+  });
 }
 
 }  // namespace zorvel::model

@@ -13,7 +13,17 @@ namespace zorvel::model {
 /// the actions and of the problem: later steps read constants as numbers.
 class FreeVarParamsCompiler : public BasicTransformer {
  public:
-  explicit FreeVarParamsCompiler(const ProblemPtr& problem) : BasicTransformer(problem) {}
+  enum class Scope {
+    ALL,            ///< Every statement of every action.
+    UNCERTAIN_ENDS  ///< What is written at the end of an action whose duration the world chooses, for the
+                    ///< compiler of such durations. What is left, conditions in the main, stays as it is.
+  };
+
+  explicit FreeVarParamsCompiler(const ProblemPtr& problem, Scope scope = Scope::ALL)
+      : BasicTransformer(problem), scope_(scope) {}
+
+  /// Whether something is in the scope UNCERTAIN_ENDS.
+  static bool has_nested_uncertain_end(const ProblemInstanceImpl& problem);
 
   /// InternalError "This phase can be only applied to flattened models!", UnsupportedProblemError "The free
   /// var params compiler does not support metrics".
@@ -23,14 +33,17 @@ class FreeVarParamsCompiler : public BasicTransformer {
   ActionStep map_back(const ActionStep& step) const override;
   /// Steps lose the parameters that the compiler added.
   std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
-  std::vector<ActionStep> map_forward(const ActionStep& step) const override;  ///< "Not supported!"
+  /// InternalError "Not supported!", but in the scope UNCERTAIN_ENDS: there the step of the new action,
+  /// without values for the new parameters, which follow from the state in which it is taken.
+  std::vector<ActionStep> map_forward(const ActionStep& step) const override;
   std::shared_ptr<TimeTriggeredPlan> map_forward(
-      const std::shared_ptr<TimeTriggeredPlan>& plan) const override;  ///< "Not supported!"
+      const std::shared_ptr<TimeTriggeredPlan>& plan) const override;  ///< Likewise.
 
  private:
   std::shared_ptr<ActionImpl> without_nested_applications(const std::shared_ptr<ActionImpl>& action) const;
 
-  ActionTable new_to_old_;
+  Scope scope_;
+  ActionTable new_to_old_, old_to_new_;
 };
 
 }  // namespace zorvel::model

@@ -44,6 +44,7 @@ bool Replay::run() {
   while (next < events.size()) {
     const rational& time = events[next]->start;
     if (time != now_ && !advance(time)) return false;
+    if (timeline_.has_unbound_parameters) bind_parameters(next);
     for (; next < events.size() && events[next]->start == time; ++next)
       if (!process(*events[next])) return false;
     if (!check_mutual_exclusion()) return false;
@@ -71,6 +72,26 @@ bool Replay::advance(const rational& time) {
   now_ = time;
   ++instant_;
   return retire_conditions(time);
+}
+
+/// Binds the parameters that conditions which begin now define. `first`: the first event of now_.
+void Replay::bind_parameters(std::size_t first) {
+  const std::vector<const Event*>& events = timeline_.order;
+  // One definition may read the parameter of another one.
+  for (bool has_bound = true; has_bound;) {
+    has_bound = false;
+    for (std::size_t i = first; i < events.size() && events[i]->start == events[first]->start; ++i) {
+      const auto& definition = events[i]->statement->defines;
+      if (!definition) continue;
+      Binding& binding = events[i]->occurrence->binding;
+      if (binding.parameters[definition->parameter].is_known()) continue;
+      evaluate_.run(definition->value, binding, world_);
+      const Value& value = evaluate_.output(definition->value, 0);
+      if (!value.is_known()) continue;
+      binding.parameters[definition->parameter] = value;
+      has_bound = true;
+    }
+  }
 }
 
 void Replay::note_reads(const Event& event) {
@@ -394,8 +415,11 @@ Node* Replay::ground(const Event& event, Node* expression) const {
   Environment& env = problem_.slots().env();
   model::NodeMap values;
   const model::ParameterVector& parameters = step->action->parameters();
-  for (std::size_t i = 0; i < parameters.size(); ++i)
-    values[env.expression_factory().make_parameter_reference(parameters[i])] = step->parameters[i];
+  model::ExpressionFactory& factory = env.expression_factory();
+  for (std::size_t i = 0; i < parameters.size(); ++i) {
+    const Value& value = event.occurrence->binding.parameters[i];
+    if (value.is_known()) values[factory.make_parameter_reference(parameters[i])] = value.node(factory);
+  }
   return model::ExpressionSubstituter(env, values, {}, false)(expression);
 }
 

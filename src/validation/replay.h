@@ -53,6 +53,7 @@ class Replay {
   };
 
   bool advance(const rational& time);
+  void bind_parameters(std::size_t first);
   bool retire_conditions(const rational& time);
   bool process(const Event& event);
   bool process_condition(const Event& event);

@@ -134,6 +134,25 @@ class StatementCompiler {
   ExpressionFactory& factory_;
 };
 
+/// Notes what the statement gives to one of the parameters from number `given` on.
+void find_definition(FluentSlots& slots, const model::ParameterVector& parameters, std::size_t given,
+                     Statement& statement) {
+  const Node* const body = statement.condition;
+  if (body == nullptr || statement.is_contains) return;
+  if (!ExpressionFactory::is_equals(body) && !ExpressionFactory::is_iff(body)) return;
+  ExpressionFactory& factory = slots.env().expression_factory();
+  for (std::size_t i = given; i < parameters.size(); ++i) {
+    Node* const parameter = factory.make_parameter_reference(parameters[i]);
+    for (const std::size_t side : {0, 1}) {
+      if (body->children[side] != parameter) continue;
+      ProgramBuilder builder(slots, parameters);
+      builder.add(body->children[1 - side]);
+      statement.defines = Statement::Definition{i, builder.take()};
+      return;
+    }
+  }
+}
+
 }  // namespace
 
 std::vector<Statement> compile_statements(FluentSlots& slots, const model::ParameterVector& parameters,
@@ -146,11 +165,14 @@ Statement compile_simulated_effect(FluentSlots& slots, const model::ParameterVec
   return StatementCompiler(slots, parameters).compile(effect);
 }
 
-std::vector<Statement> compile_action(FluentSlots& slots, const model::ActionImpl& action) {
+std::vector<Statement> compile_action(FluentSlots& slots, const model::ActionImpl& action,
+                                      std::size_t given) {
   std::vector<Statement> statements;
   for (Node* expression : action.expressions())
-    for (Statement& statement : compile_statements(slots, action.parameters(), expression))
+    for (Statement& statement : compile_statements(slots, action.parameters(), expression)) {
+      if (given < action.parameters().size()) find_definition(slots, action.parameters(), given, statement);
       statements.push_back(std::move(statement));
+    }
   for (const auto& effect : action.simulated_effects())
     statements.push_back(compile_simulated_effect(slots, action.parameters(), effect));
   return statements;

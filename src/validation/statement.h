@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "core/node.h"
@@ -43,6 +44,13 @@ struct Statement {
   bool is_right_closed = true;
   bool is_contains = false;  ///< It has to hold at some moment of the interval, not at all of them.
 
+  /// Of a condition `e == p`, for a parameter p to which the step gives no value: what gives it one.
+  struct Definition {
+    std::size_t parameter;
+    Program value;
+  };
+  std::optional<Definition> defines;
+
   Program body;  ///< Output 0 is the condition or the value of an effect; arguments of targets follow.
   std::vector<Target> targets;
 };
@@ -61,7 +69,8 @@ std::vector<Statement> compile_statements(FluentSlots& slots, const model::Param
 Statement compile_simulated_effect(FluentSlots& slots, const model::ParameterVector& parameters,
                                    const std::shared_ptr<model::SimulatedEffectImpl>& effect);
 
-/// All statements of an action: its expressions in order of id, then its simulated effects.
-std::vector<Statement> compile_action(FluentSlots& slots, const model::ActionImpl& action);
+/// All statements of an action: its expressions in order of id, then its simulated effects. Steps give values
+/// to the first `given` parameters; the others get them from conditions.
+std::vector<Statement> compile_action(FluentSlots& slots, const model::ActionImpl& action, std::size_t given);
 
 }  // namespace zorvel::validation

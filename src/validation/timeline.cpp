@@ -56,11 +56,12 @@ Timeline CompiledProblem::lay_out(const TimeTriggeredPlan& plan, const TimeTrigg
   return timeline;
 }
 
-const std::vector<Statement>& CompiledProblem::statements_of(
-    const std::shared_ptr<model::ActionImpl>& action) {
-  const auto known = actions_.find(action);
+const std::vector<Statement>& CompiledProblem::statements_of(const TimeTriggeredStep& step) {
+  const auto known = actions_.find(step.action);
   if (known != actions_.end()) return known->second;
-  return actions_.emplace(action, compile_action(slots_, *action)).first->second;
+  // All steps of one action give as many parameters: those that people see.
+  return actions_.emplace(step.action, compile_action(slots_, *step.action, step.parameters.size()))
+      .first->second;
 }
 
 void CompiledProblem::add_step(Timeline& timeline, const TimeTriggeredStep& step,
@@ -70,12 +71,16 @@ void CompiledProblem::add_step(Timeline& timeline, const TimeTriggeredStep& step
   Occurrence& occurrence = timeline.occurrences.emplace_back(Occurrence{&step, &shown, {}});
   for (Node* parameter : step.parameters)
     occurrence.binding.parameters.push_back(Value::of_node(factory, parameter));
+  if (step.parameters.size() < step.action->parameters().size()) {
+    occurrence.binding.parameters.resize(step.action->parameters().size());
+    timeline.has_unbound_parameters = true;
+  }
   occurrence.binding.start = Value::rational_number(step.start);
   occurrence.binding.end = Value::rational_number(end);
   occurrence.binding.duration = Value::rational_number(step.duration);
 
   makespan = std::max(makespan, end);
-  for (const Statement& statement : statements_of(step.action))
+  for (const Statement& statement : statements_of(step))
     if (const Event* event = add_event(timeline, statement, occurrence))
       makespan = std::max(makespan, event->end);
 }
@@ -102,7 +107,7 @@ void CompiledProblem::add_problem(Timeline& timeline, rational& makespan) {
 }
 
 const Event* CompiledProblem::add_event(Timeline& timeline, const Statement& statement,
-                                        const Occurrence& occurrence) {
+                                        Occurrence& occurrence) {
   Event event{
       round_time(time_of(statement.lower, statement, occurrence.binding)), {}, &statement, &occurrence};
   event.end =

@@ -19,7 +19,8 @@ inline constexpr unsigned time_decimals = 5;
 /// The multiple of ten to the minus `time_decimals` nearest to `time`; a tie goes away from zero.
 rational round_time(const rational& time);
 
-/// A step of the plan with the values that it gives to its action, or the problem itself.
+/// A step of the plan with the values that it gives to its action, or the problem itself. Parameters that it
+/// gives no value are bound in the replay, when the condition that defines them begins.
 struct Occurrence {
   const TimeTriggeredStep* step;   ///< Null for the problem.
   const TimeTriggeredStep* shown;  ///< The step before the transformers, for messages.
@@ -31,7 +32,7 @@ struct Event {
   rational start;
   rational end;  ///< Equal to `start` for a point.
   const Statement* statement;
-  const Occurrence* occurrence;
+  Occurrence* occurrence;
 };
 
 /// Orders events by time; at one time those of left-open intervals come first, and then conditions before
@@ -44,6 +45,7 @@ struct Timeline {
   std::vector<const Event*> order;  // the events by comes_before; equal ones as they stand in `events`
   World initial;
   std::deque<Occurrence> occurrences;  // a deque, since events point to them
+  bool has_unbound_parameters = false;
 };
 
 /// A rule `always-within`, compiled: the trigger and the response are the outputs.
@@ -73,12 +75,12 @@ class CompiledProblem {
   Timeline lay_out(const TimeTriggeredPlan& plan, const TimeTriggeredPlan& shown);
 
  private:
-  const std::vector<Statement>& statements_of(const std::shared_ptr<model::ActionImpl>& action);
+  const std::vector<Statement>& statements_of(const TimeTriggeredStep& step);
   void add_step(Timeline& timeline, const TimeTriggeredStep& step, const TimeTriggeredStep& shown,
                 rational& makespan);
   void add_problem(Timeline& timeline, rational& makespan);
   /// Adds the event; null if its interval is empty. The event is valid until the next one is added.
-  const Event* add_event(Timeline& timeline, const Statement& statement, const Occurrence& occurrence);
+  const Event* add_event(Timeline& timeline, const Statement& statement, Occurrence& occurrence);
   rational time_of(const TimeAnchor& anchor, const Statement& statement, const Binding& binding);
   void set_initial_value(World& world, const Statement& statement, const Binding& binding);
 

@@ -10,6 +10,7 @@
 #include "model/action.h"
 #include "transformers/chain.h"
 #include "transformers/grounder.h"
+#include "transformers/without_metrics.h"
 #include "validation/plan_form.h"
 #include "validation/replay.h"
 #include "validation/timeline.h"
@@ -18,8 +19,9 @@ namespace zorvel {
 
 namespace {
 
-constexpr auto chain_of_all = std::to_array<std::string_view>(
-    {"flattener", "increase-decrease-compiler", "forall-compiler", "temporal-uncertainty-compiler"});
+constexpr auto chain_of_all =
+    std::to_array<std::string_view>({"flattener", "increase-decrease-compiler", "forall-compiler",
+                                     "uncertain-ends-compiler", "temporal-uncertainty-compiler"});
 constexpr auto chain_of_sets = std::to_array<std::string_view>({"action-grounder", "set-compiler"});
 
 }  // namespace
@@ -33,7 +35,7 @@ TTValidator::TTValidator(Environment& env, const model::ProblemPtr& problem)
 TTValidator::~TTValidator() = default;
 
 void TTValidator::apply_transformers() {
-  model::TransformerChain chain(problem_);
+  model::TransformerChain chain(model::without_metrics(problem_));
   chain.apply(chain_of_all);
   if (model::uses_sets(*chain.problem())) chain.apply(chain_of_sets);
   simulated_problem_ = chain.problem();

@@ -155,5 +155,29 @@ TEST(UncertaintyPlans, EffectsBeforeTheEndAndValuesThatArePassedOn) {
       });
 }
 
+TEST(UncertaintyPlans, WhatIsWrittenAtTheEndMayDependOnAFluent) {
+  const std::string places =
+      "type Place; instance Place a, b, c; fluent Place at := a; fluent Place beside(Place p);"
+      "fluent boolean seen(Place p); forall (Place p) { [start] seen(p) := false; };"
+      "[start] beside(a) := b; [start] beside(b) := c;"
+      "[start] beside(c) := c;"
+      "action go(Place to) { duration := 2; [end] at := to; };"
+      "action look() { duration :in [1, 3]; [end] seen(at) := true; };"
+      "action look_beside() { duration :in [1, 3]; [end - 1] seen(beside(at)) := true; };";
+  expect_verdicts(places + "[end] seen(b);",
+                  {
+                      {"the place stays", "0: go(b) [2]\n3: look() [3]"},
+                      {"the place is the one before the step", "0: go(b) [2]\n2: look() [3]"},
+                      {"another place", "0: look() [3]", "Condition seen(b)"},
+                      {"the place may change while it is written", "0: go(b) [2]\n0.5: look() [3]", "at"},
+                      {"it changes at the earliest end", "0: go(b) [2]\n1: look() [3]", "at"},
+                      {"two fluents deep", "0: look_beside() [3]"},
+                      {"two fluents deep, elsewhere", "0: go(c) [2]\n3: look_beside() [3]", "seen(b)"},
+                  });
+  expect_verdicts(places + "[3.5] not seen(b); [end] seen(b);",
+                  {{"never before the earliest end", "0: go(b) [2]\n3: look() [3]"},
+                   {"or perhaps before", "0: go(b) [2]\n2.2: look() [3]", "seen_sigma(b)"}});
+}
+
 }  // namespace
 }  // namespace zorvel
