@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "core/errors.h"
+#include "core/unsupported_problem.h"
 #include "model/action.h"
 #include "model/constant.h"
 #include "model/expression_factory.h"
@@ -207,7 +208,8 @@ std::ostream& operator<<(std::ostream& out, const ProblemPtr& problem) {
 void require_listable(const TypeBase& type) {
   if (type.is_integer() && type.is_finite_domain() &&
       integer_domain_size(static_cast<const IntegerTypeBase&>(type)) > max_listed_values)
-    throw InternalError("The type ") << type.reference_name() << " has too many values to list them";
+    throw UnsupportedProblemError("The type ")
+        << type.reference_name() << " has too many values to list them";
 }
 
 std::size_t domain_size(const InstanceMap& instances, const TypePtr& type) {

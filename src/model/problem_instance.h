@@ -127,7 +127,7 @@ Node* domain_item(Environment& env, const InstanceMap& instances, const TypePtr&
 Node* domain_item(Environment& env, const ProblemPtr& problem, const TypePtr& type, std::size_t index);
 /// What one list of values may hold: each is a node that lives as long as the environment.
 inline constexpr std::size_t max_listed_values = std::size_t{1} << 24;
-/// InternalError that names the type if it has more values than that.
+/// UnsupportedProblemError that names the type if it has more values than that.
 void require_listable(const TypeBase& type);
 /// All values of a finite type, in the order of `domain_item`; the errors are those of `domain_size` and
 /// `require_listable`.

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "core/errors.h"
+#include "core/unsupported_problem.h"
 #include "model/expression_factory.h"
 #include "model/walkers/expression_simplifier.h"
 
@@ -65,7 +66,7 @@ ValueTable::ValueTable(Environment& env) : EnvObject(env) {
 }
 
 ValueId ValueTable::add_entry(const Entry& entry) {
-  if (entries_.size() == no_value) throw InternalError("Too many different values in a search");
+  if (entries_.size() == no_value) throw UnsupportedProblemError("Too many different values in a search");
   entries_.push_back(entry);
   return static_cast<ValueId>(entries_.size() - 1);
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/errors.h"
+#include "core/unsupported_problem.h"
 #include "model/walkers/check_contains_walker.h"
 #include "model/walkers/expression_simplifier.h"
 #include "transformers/timing.h"
@@ -16,6 +17,10 @@ using F = ExpressionFactory;
 
 bool is_comparison(const Node* node) {
   return F::is_equals(node) || F::is_lt(node) || F::is_le(node) || F::is_gt(node) || F::is_ge(node);
+}
+
+[[noreturn]] void throw_unreadable(Node* statement) {
+  throw UnsupportedProblemError("No limit on a duration can be read from ") << to_anml(statement);
 }
 
 void limit_from_above(DurationBounds& bounds, const rational& limit, bool strict) {
@@ -117,7 +122,7 @@ Node* require_limit(ExpressionFactory& factory, Node* statement) {
       open.insert(open.end(), part->operands().begin(), part->operands().end());
     else if ((!is_comparison(part) && !F::is_assign(part)) || !F::is_duration_anchor(part->children[0]) ||
              reads_duration(factory, part->children[1]))
-      throw InternalError(to_anml(statement));
+      throw_unreadable(statement);
   }
   return statement;
 }
@@ -127,8 +132,7 @@ bool read_duration_bound(ExpressionFactory& factory, Node* expression, DurationB
 }
 
 void update_duration_bound(ExpressionFactory& factory, Node* expression, DurationBounds& bounds) {
-  if (Node* const unreadable = first_unreadable(factory, expression, bounds))
-    throw InternalError(to_anml(unreadable));
+  if (Node* const unreadable = first_unreadable(factory, expression, bounds)) throw_unreadable(unreadable);
 }
 
 Node* update_duration_expression(ExpressionFactory& factory, const DurationBounds& bounds) {

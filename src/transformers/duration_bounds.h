@@ -12,12 +12,13 @@ namespace zorvel::model {
 Node* with_duration_first(ExpressionFactory& factory, Node* expression);
 
 /// The statement, which has to limit the duration by something else: `duration <= x` and the like, or their
-/// `and`. Anything else raises InternalError with the statement as text.
+/// `and`. Anything else raises UnsupportedProblemError "No limit on a duration can be read
+/// from " and the statement.
 Node* require_limit(ExpressionFactory& factory, Node* statement);
 
 /// Tightens the bounds by `duration <= c`, `<`, `>=`, `>`, `==` or `:=` with a number c, or the same with the
 /// sides exchanged, or a conjunction of such; the expression is simplified first. Anything else raises
-/// InternalError with the expression as text.
+/// UnsupportedProblemError "No limit on a duration can be read from " and the expression.
 void update_duration_bound(ExpressionFactory& factory, Node* expression, DurationBounds& bounds);
 
 /// The same for statements that may be unreadable: false in place of the error, and then the bounds are not

@@ -3,6 +3,7 @@
 #include <sstream>
 #include <string>
 
+#include "core/unsupported_problem.h"
 #include "model/vocabulary.h"
 #include "model/walkers/check_contains_walker.h"
 #include "model/walkers/constant_checker.h"
@@ -317,13 +318,13 @@ TEST_F(Walkers, DisjunctiveNormalForm) {
   for (int i = 0; i < 40; ++i)
     disjunctions.push_back(f.make_or(boolean("l" + std::to_string(i)), boolean("m" + std::to_string(i))));
   Node* const product = f.make_and(disjunctions);
-  expect_error<InternalError>(
+  expect_error<UnsupportedProblemError>(
       [&] { dnf(product); }, "The disjunctive normal form grows beyond 2000000 literals: " + quoted(product));
   std::vector<Node*> literals;
   for (int i = 0; i < 1200; ++i) literals.push_back(boolean("w" + std::to_string(i)));
   Node* const square = f.make_and(f.make_or(literals), f.make_or(literals));
-  expect_error<InternalError>([&] { dnf(square); },
-                              "The disjunctive normal form grows beyond 1000000 clauses: " + quoted(square));
+  expect_error<UnsupportedProblemError>(
+      [&] { dnf(square); }, "The disjunctive normal form grows beyond 1000000 clauses: " + quoted(square));
   // Few clauses that all take up many single literals.
   std::vector<Node*> long_clauses{disjunctions.begin(), disjunctions.begin() + 16};
   long_clauses.insert(long_clauses.end(), literals.begin(), literals.end());

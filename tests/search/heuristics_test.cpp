@@ -230,9 +230,9 @@ TEST(ClassicalAction, KeepsTheEffectAtTheEndAndRefusesOthers) {
   };
   EXPECT_EQ(classical("[start] p := true; [end] p := false;"), "");
   EXPECT_EQ(classical("[end] p := true; [start] p := false;"), "");
-  EXPECT_EQ(
-      classical("[end] p := true; [end] p := false;"),
-      "InternalError: Found two contradicting effects of the same action at the same time: in action a");
+  EXPECT_EQ(classical("[end] p := true; [end] p := false;"),
+            "UnsupportedProblemError: Found two contradicting effects of the same action at the same time: "
+            "in action a");
   EXPECT_EQ(classical("[start] p := true; [start + 2] p := false;"),
             "UnsupportedProblemError: Actions with complex self-interfering effects are not supported: in "
             "action a effect "

@@ -93,7 +93,7 @@ TEST(ForallCompiler, WhatCannotBeExpandedIsNamed) {
        "InternalError: The forall expression has a double interval definition: [start] and [end]"},
       {"[start] forall (integer k) { p := true; };", "InternalError: Found an undefined finite-domain type"},
       {"[start] forall (integer [0, 2000000000] k) { p := true; };",
-       "InternalError: The type integer [0, 2000000000] has too many values to list them"},
+       "UnsupportedProblemError: The type integer [0, 2000000000] has too many values to list them"},
       {"[start] forall (float [0.0, 1.0] k) { p := true; };",
        "InternalError: Found an undefined finite-domain type"},
       {"type V with { fluent boolean v; };",

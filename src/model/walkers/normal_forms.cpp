@@ -3,6 +3,7 @@
 #include <array>
 #include <unordered_map>
 
+#include "core/unsupported_problem.h"
 #include "model/constant.h"
 #include "model/fluent.h"
 
@@ -16,7 +17,7 @@ constexpr std::size_t max_literals = 2'000'000;  // in all clauses together; bou
 /// Refuses a product that would not fit before it is built.
 void check_size(std::size_t clauses, std::size_t literals, Node* node) {
   if (clauses <= max_clauses && literals <= max_literals) return;
-  throw InternalError("The disjunctive normal form grows beyond ")
+  throw UnsupportedProblemError("The disjunctive normal form grows beyond ")
       << (clauses > max_clauses ? max_clauses : max_literals)
       << (clauses > max_clauses ? " clauses: " : " literals: ") << print_expression{node};
 }

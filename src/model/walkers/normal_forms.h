@@ -9,8 +9,8 @@ namespace zorvel::model {
 
 /// A disjunction of conjunctions of literals. An empty AND is one empty clause, an empty OR no clause.
 /// Equalities `instance == fluent` are turned to `fluent == instance`. Exponential by nature: beyond a
-/// million clauses, or two million literals in all, it raises InternalError "The disjunctive normal form
-/// grows beyond ", the limit, " clauses: " or " literals: ", and the expression, before memory is taken.
+/// million clauses, or two million literals in all, it raises UnsupportedProblemError "The disjunctive normal
+/// form grows beyond ", the limit, " clauses: " or " literals: ", and the expression, before memory is taken.
 class ToDNF : public ExpressionWalker<std::vector<NodeSet>> {
  public:
   explicit ToDNF(Environment& env) : ExpressionWalker(env) {}

@@ -1,5 +1,6 @@
 #include "search/forward/dense/dense_problem.h"
 
+#include "core/unsupported_problem.h"
 #include "model/expression_factory.h"
 #include "model/walkers/expression_simplifier.h"
 #include "search/forward/event_semantics.h"
@@ -111,7 +112,8 @@ void DenseProblem::compile_durations(const ActionModel& source, const model::Exp
     else if (statement->arity == 2 && F::is_duration_anchor(statement->children[0]))
       action.open_limits.push_back({statement->kind(), tables_->compiler.compile(statement->children[1])});
     else
-      throw InternalError() << model::print_expression{statement};
+      throw UnsupportedProblemError("No limit on a duration can be read from ")
+          << model::print_expression{statement};
   }
   action.bounds = bounds;
   std::tie(action.lower, action.upper) = inner_bounds(bounds, model_.epsilon());

@@ -36,7 +36,7 @@ ClassicalAction::ClassicalAction(model::ProblemPtr problem, std::shared_ptr<mode
   for (Node* expression : action_->expressions()) {
     if (contains_duration(expression)) {
       if (F::is_temporal_expression(expression))
-        throw InternalError("Duration anchor cannot be used in temporal expression: ")
+        throw UnsupportedProblemError("Duration anchor cannot be used in temporal expression: ")
             << model::print_expression{expression};
       continue;
     }
@@ -50,7 +50,7 @@ ClassicalAction::ClassicalAction(model::ProblemPtr problem, std::shared_ptr<mode
   for (const auto& simulated : simulated_effects())
     for (Node* reference : simulated->fluents)
       if (plainly_written.contains(factory.get_fluent_from_reference(reference).get()))
-        throw InternalError(
+        throw UnsupportedProblemError(
             "Actions with multiple normal and simulated effects on the same fluent are not supported in the "
             "tsimple algorithm: in action ")
             << action_->name();
@@ -65,7 +65,8 @@ void ClassicalAction::add_effect(Node* expression, const std::shared_ptr<Effect>
   if (is_new) return;
   Node* const old_anchor = known->second->anchor;
   if (old_anchor == effect->anchor)
-    throw InternalError("Found two contradicting effects of the same action at the same time: in action ")
+    throw UnsupportedProblemError(
+        "Found two contradicting effects of the same action at the same time: in action ")
         << action_->name();
   // Of a write at the start and one at the end the later is what stays; moments between cannot be ordered
   // here.
@@ -124,7 +125,7 @@ void ClassicalAction::add_predicates_of(Node* reference, Node* value, bool all,
     }
     const auto domain = fluent->parameters()[i]->type();
     if (!is_finite(domain))
-      throw InternalError(fluent->name())
+      throw UnsupportedProblemError(fluent->name())
           << " is not a finite domain type: heuristic value can not be computed!";
     for (std::size_t item = 0; item < model::domain_size(instances, domain); ++item)
       choice.push_back(model::domain_item(env(), instances, domain, item));

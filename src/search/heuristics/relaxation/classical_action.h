@@ -23,9 +23,9 @@ class ClassicalAction {
  public:
   using Effects = std::map<Node*, std::shared_ptr<Effect>, NodeIdLess>;
 
-  /// InternalError on an action with parameters, on a timed statement that reads the duration, on several
-  /// effects on one fluent that are not one at the start and one at the end (the one at the end counts), and
-  /// on a fluent with both a plain and a simulated effect.
+  /// InternalError on an action with parameters; UnsupportedProblemError on a timed statement that reads the
+  /// duration, on several effects on one fluent that are not one at the start and one at the end (the one at
+  /// the end counts), and on a fluent with both a plain and a simulated effect.
   ClassicalAction(model::ProblemPtr problem, std::shared_ptr<model::ActionImpl> action);
 
   const std::shared_ptr<model::ActionImpl>& action() const { return action_; }
