@@ -104,8 +104,7 @@ void vesk_destroy_config(vesk_config cfg);
  * for a null environment. */
 int vesk_set_option(vesk_config cfg, const char* key, const char* value);
 
-/** The value of an option, as text for vesk_set_option(); "" for an option that is taken without effect. Null
- *  for an unknown key. */
+/** The value of an option, as text for vesk_set_option(). Null for an unknown key. */
 char* vesk_get_option(vesk_config cfg, const char* key);
 
 /** An environment with its own terms. It copies `cfg`. To be destroyed with vesk_destroy_env(). */

@@ -15,7 +15,6 @@ struct Configuration {
   bool unsat_core_minimization = false;
   bool interpolation = false;
   int random_seed = 91648253;
-  bool allow_bool_function_args = false;
 
   struct Debug {
     bool solver_enabled = true;
@@ -76,7 +75,6 @@ struct Configuration {
 
     struct Euf {
       bool enabled = true;
-      int deduction_level = 2;  // no option changes it
       int dyn_ack = 0;
       int dyn_ack_threshold = 1;
       int dyn_ack_limit = 1000;

@@ -7,7 +7,7 @@
 namespace vesk {
 
 /// One row of the option table. Of the four accessors exactly one is set, or none for a key that is known
-/// and that nothing here reads: its value must still be of the given type.
+/// and that nothing here reads: such a row has an `only`, so that no value is taken without effect.
 struct OptionRow {
   const char* key;
   char type;  // i, b, f, t

@@ -21,7 +21,7 @@ class OptionError : public Exception {
 /// only the defaults are.
 void set_option(Configuration& config, std::string_view key, std::string_view value);
 
-/// The value of an option as text; OptionError for an unknown key. "" where the option has no effect.
+/// The value of an option as text; OptionError for an unknown key.
 std::string get_option(const Configuration& config, std::string_view key);
 
 /// Reads a configuration text, one `key = value` a line; `#` begins a comment line. Lines behind `[name]`

@@ -1,8 +1,10 @@
 #include <gmp.h>
 
+#include <cstdlib>
 #include <cstring>
 
 #include "solver/capi/solver_script.h"
+#include "solver/config/option_table.h"
 #include "solver/config/options.h"
 
 namespace {
@@ -11,12 +13,10 @@ TEST(CInterface, EveryOptionTakesItsDefaultAndRefusesOtherText) {
   const vesk_config cfg = vesk_create_config();
   for (const vesk::OptionInfo& option : vesk::list_options()) {
     const std::string key(option.key);
-    if (!option.default_value.empty()) {
-      EXPECT_EQ(vesk_set_option(cfg, key.c_str(), option.default_value.c_str()), 0) << key;
-      char* value = vesk_get_option(cfg, key.c_str());
-      EXPECT_EQ(value, option.default_value);
-      vesk_free(value);
-    }
+    EXPECT_EQ(vesk_set_option(cfg, key.c_str(), option.default_value.c_str()), 0) << key;
+    char* value = vesk_get_option(cfg, key.c_str());
+    EXPECT_EQ(value, option.default_value);
+    vesk_free(value);
     if (option.type != 't') {
       EXPECT_EQ(vesk_set_option(cfg, key.c_str(), "yes"), -1) << key;
       EXPECT_EQ(vesk_set_option(cfg, key.c_str(), ""), -1) << key;
@@ -50,6 +50,31 @@ TEST(CInterface, EveryOptionTakesItsDefaultAndRefusesOtherText) {
   EXPECT_EQ(vesk_set_option({nullptr}, "verbosity", "0"), -1);
   EXPECT_EQ(vesk_set_option(cfg, nullptr, "0"), -1);
   vesk_destroy_config(cfg);
+}
+
+TEST(CInterface, WhatNoOptionServesIsRefusedByName) {
+  vesk::Configuration config;
+  for (const vesk::OptionRow& row : vesk::option_table()) {
+    const bool is_stored =
+        row.as_int != nullptr || row.as_bool != nullptr || row.as_real != nullptr || row.as_text != nullptr;
+    EXPECT_TRUE(is_stored || row.only != nullptr) << row.key << " is taken without effect";
+    if (row.only == nullptr) continue;
+    std::string value = "some text";
+    if (row.type == 'b') value = *row.only == 't' ? "false" : "true";
+    if (row.type == 'i')
+      value = std::to_string(std::atoi(row.only) + (std::atoi(row.only) > row.low ? -1 : 1));
+    if (row.type == 'f') value = "0.25";
+    if (row.choices != nullptr)
+      value = std::string(row.choices).substr(std::string(row.choices).rfind(' ') + 1);
+    if (value == row.only) value = std::string(row.choices).substr(0, std::string(row.choices).find(' '));
+    try {
+      set_option(config, row.key, value);
+      ADD_FAILURE() << row.key << " took " << value;
+    } catch (const vesk::OptionError& error) {
+      EXPECT_NE(error.get_msg().find(row.key), std::string::npos) << error.get_msg();
+      EXPECT_NE(error.get_msg().find("only the default"), std::string::npos) << error.get_msg();
+    }
+  }
 }
 
 TEST(CInterface, ConfigurationTextsHaveSections) {
