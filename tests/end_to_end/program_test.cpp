@@ -358,6 +358,13 @@ TEST_F(Program, TakesEveryNameOfItsTablesAndNoOther) {
     const Result result = run(line + example);
     EXPECT_NE(result.status, 2) << line << result.err;
   }
+  const std::string page = read(source_dir / "docs" / "command-line.md");
+  const auto describes = [&](std::string_view name) {
+    return page.find('`' + std::string(name) + '`') != std::string::npos;
+  };
+  for (const zorvel::Engine engine : {zorvel::Engine::temporal, zorvel::Engine::classical})
+    for (const std::string& name : zorvel::heuristic_names(engine)) EXPECT_TRUE(describes(name)) << name;
+  for (const auto& row : zorvel::model::transformer_table()) EXPECT_TRUE(describes(row.name)) << row.name;
   for (const char* line : {"solve -B hadd2 ", "solve -A hsize ", "transform -t grounder "})
     EXPECT_EQ(run(line + example).status, 2) << line;
 }
