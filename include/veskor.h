@@ -319,6 +319,28 @@ size_t vesk_decl_get_arity(vesk_decl decl);
 vesk_type vesk_decl_get_return_type(vesk_decl decl);
 vesk_type vesk_decl_get_arg_type(vesk_decl decl, size_t n);
 
+/* ---- SMT-LIB text ---- */
+
+/** Asserts what a text of SMT-LIB 2 asserts, all of it or, after a failure, nothing. What the text declares
+ *  becomes symbols of the environment: vesk_find_decl() finds them, a known symbol of the same type is that
+ *  symbol, and one of another type is a fault. Symbols of the environment need no declaration; sorts do.
+ *  Definitions hold in this text alone. Commands: `declare-...`, `define-...`, `assert`, `set-logic`, which
+ *  says whether a numeral is a real, as in `QF_LRA`; `set-info` and `check-sat` are passed over, and `exit`
+ *  ends the text. -1 for any other command and for what is wrong; the text of the failure begins with
+ *  "LINE:COLUMN: ", and what is declared up to there stays. A failure counts as one of
+ *  vesk_assert_formula(). */
+int vesk_read_smtlib(vesk_env env, const char* text);
+
+/** The term in SMT-LIB, for vesk_read_smtlib() and other programs, to be freed. Its length is that of the
+ * term with each shared subterm told once. Null where a name is no symbol of SMT-LIB: it holds a bar or a
+ *  backslash, or is an operator's. */
+char* vesk_term_to_smtlib(vesk_env env, vesk_term term);
+
+/** A script that declares what the asserted formulas of the open levels speak of, and asserts them, in order.
+ *  To be freed. Null also where one holds an element of a simple type that a model gave: no script can
+ *  declare it. */
+char* vesk_assertions_to_smtlib(vesk_env env);
+
 /* ---- solving ---- */
 
 /** Opens a backtrack point: the next pop takes back what was asserted since. After a failure, for want of

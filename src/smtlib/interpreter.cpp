@@ -23,13 +23,6 @@ const Interpreter::Handler* Interpreter::find_handler(std::string_view name) {
       {"assert", {&I::assert_formula, true}},
       {"check-sat", {&I::check_sat, true}},
       {"check-sat-assuming", {&I::check_sat_assuming, true}},
-      {"declare-const", {&I::declare_const, true}},
-      {"declare-fun", {&I::declare_fun, true}},
-      {"declare-sort", {&I::declare_sort, true}},
-      {"define-const", {&I::define_const, true}},
-      {"define-fun", {&I::define_fun, true}},
-      {"define-fun-rec", {&I::define_fun_rec, true}},
-      {"define-sort", {&I::define_sort, true}},
       {"echo", {&I::echo, false}},
       {"exit", {&I::exit, false}},
       {"get-assertions", {&I::get_assertions, false}},
@@ -82,9 +75,7 @@ void Interpreter::start_environment() {
   vesk_set_memory_limit(env_, memory_limit_bytes_);
   maker_ = std::make_unique<TermMaker>(env_, numerals_are_real());
   builder_ = std::make_unique<TermBuilder>(*maker_, symbols_, sorts_, limits_);
-  sorts_.add("Bool", maker_->bool_type());
-  sorts_.add("Real", maker_->real_type());
-  sorts_.add("Int", maker_->int_type());
+  declarations_ = std::make_unique<Declarations>(*maker_, *builder_, symbols_, sorts_);
 }
 
 void Interpreter::close_environment() {
@@ -158,12 +149,16 @@ void Interpreter::run_command(const Command& command) {
   TokenCursor cursor(command);
   const std::string_view name = cursor.take_text(Token::Kind::symbol, "the name of a command");
   const Handler* handler = find_handler(name);
-  if (handler == nullptr)
+  const bool is_declaration = Declarations::is_command(name);
+  if (handler == nullptr && !is_declaration)
     throw ScriptError(command.tokens.front().where,
                       "the command '" + std::string(name) + "' is not supported");
-  if (handler->needs_environment) start_environment();
+  if (is_declaration || handler->needs_environment) start_environment();
   has_answered_ = false;
-  (this->*handler->run)(cursor);
+  if (is_declaration)
+    declarations_->run(name, cursor);
+  else
+    (this->*handler->run)(cursor);
   if (print_success_ && !has_answered_) answer() << "success\n";
   if (has_answered_) out_.flush();
 }
@@ -171,126 +166,6 @@ void Interpreter::run_command(const Command& command) {
 std::ostream& Interpreter::answer() {
   has_answered_ = true;
   return out_;
-}
-
-// Declarations and definitions.
-
-void Interpreter::declare(std::string_view name, std::vector<vesk_type> params, vesk_type result) {
-  Symbol symbol{Symbol::Kind::declared, std::move(params), result};
-  if (symbol.params.empty()) {
-    symbol.decl = maker_->declare(name, result);
-    symbol.term = vesk_make_constant(env_, symbol.decl);
-  } else {
-    const vesk_type type = vesk_get_function_type(env_, symbol.params.data(), symbol.params.size(), result);
-    symbol.decl = maker_->declare(name, type);
-  }
-  symbols_.add(name, std::move(symbol));
-}
-
-void Interpreter::declare_const(TokenCursor& cursor) {
-  const Position where = cursor.peek().where;
-  const std::string_view name = cursor.take_name("the name of a constant");
-  builder_->require_new_name(name, where);
-  const vesk_type sort = builder_->read_sort(cursor);
-  cursor.expect_close("the sort");
-  declare(name, {}, sort);
-}
-
-void Interpreter::declare_fun(TokenCursor& cursor) {
-  const Position where = cursor.peek().where;
-  const std::string_view name = cursor.take_name("the name of a function");
-  builder_->require_new_name(name, where);
-  cursor.expect_open("'(' and the sorts of the parameters");
-  std::vector<vesk_type> params;
-  while (!cursor.at_close()) params.push_back(builder_->read_sort(cursor));
-  cursor.expect_close("the sorts of the parameters");
-  const vesk_type result = builder_->read_sort(cursor);
-  cursor.expect_close("the sort");
-  declare(name, std::move(params), result);
-}
-
-void Interpreter::declare_sort(TokenCursor& cursor) {
-  const Position where = cursor.peek().where;
-  const std::string_view name = cursor.take_name("the name of a sort");
-  if (sorts_.find(name) != nullptr)
-    throw ScriptError(where, "the sort '" + std::string(name) + "' is declared already");
-  const Position arity_where = cursor.peek().where;
-  if (!cursor.at_close() && cursor.take_text(Token::Kind::numeral, "a number of parameters") != "0")
-    throw ScriptError(arity_where, "sorts with parameters are not supported");
-  cursor.expect_close("the number of parameters");
-  sorts_.add(name, maker_->simple_type(name));
-}
-
-void Interpreter::define_sort(TokenCursor& cursor) {
-  const Position where = cursor.peek().where;
-  const std::string_view name = cursor.take_name("the name of a sort");
-  if (sorts_.find(name) != nullptr)
-    throw ScriptError(where, "the sort '" + std::string(name) + "' is declared already");
-  cursor.expect_open("'()'");
-  if (!cursor.at_close()) throw ScriptError(cursor.peek().where, "sorts with parameters are not supported");
-  cursor.expect_close("the parameters");
-  const vesk_type sort = builder_->read_sort(cursor);
-  cursor.expect_close("the sort");
-  sorts_.add(name, sort);
-}
-
-// Binds each parameter to the constant that stands for it in the body.
-std::vector<vesk_term> Interpreter::read_parameters(TokenCursor& cursor, std::vector<vesk_type>& types) {
-  std::vector<vesk_term> formals;
-  cursor.expect_open("'(' and the parameters");
-  while (!cursor.at_close()) {
-    cursor.expect_open("'(' and a parameter");
-    const std::string_view name = cursor.take_name("the name of a parameter");
-    types.push_back(builder_->read_sort(cursor));
-    cursor.expect_close("the sort of the parameter");
-    const std::string stand_in = "|parameter|" + std::to_string(types.size());
-    formals.push_back(vesk_make_constant(env_, maker_->declare(stand_in, types.back())));
-    builder_->bind(name, {formals.back(), types.back()});
-  }
-  cursor.expect_close("the parameters");
-  return formals;
-}
-
-void Interpreter::define_const(TokenCursor& cursor) {
-  const Position where = cursor.peek().where;
-  const std::string_view name = cursor.take_name("the name of a constant");
-  builder_->require_new_name(name, where);
-  const vesk_type sort = builder_->read_sort(cursor);
-  symbols_.add(name, {Symbol::Kind::defined, {}, sort, {}, read_body(cursor, sort)});
-}
-
-// A body of the sort `expected`, and the end of the command.
-vesk_term Interpreter::read_body(TokenCursor& cursor, vesk_type expected) {
-  const Position where = cursor.peek().where;
-  const TypedTerm body = builder_->read_term(cursor);
-  builder_->unbind_all();
-  if (!maker_->fits(body.type, expected))
-    throw ScriptError(where, "a body of sort " + maker_->sort_text(body.type) + " where " +
-                                 maker_->sort_text(expected) + " is expected");
-  cursor.expect_close("the body");
-  return body.term;
-}
-
-void Interpreter::define_fun_rec(TokenCursor& cursor) {
-  const std::string name(cursor.text_of(cursor.peek()));
-  try {
-    define_fun(cursor);
-  } catch (const ScriptError& error) {
-    // While a function is read it has no meaning yet: the one name that only a recursion can hold.
-    if (error.what() != "unknown symbol '" + name + "'") throw;
-    throw ScriptError(error.where(), "the definition of '" + name + "' is recursive, which is not supported");
-  }
-}
-
-void Interpreter::define_fun(TokenCursor& cursor) {
-  const Position where = cursor.peek().where;
-  const std::string_view name = cursor.take_name("the name of a function");
-  builder_->require_new_name(name, where);
-  Symbol symbol{Symbol::Kind::defined, {}, {}};
-  symbol.formals = read_parameters(cursor, symbol.params);
-  symbol.result = builder_->read_sort(cursor);
-  symbol.term = read_body(cursor, symbol.result);
-  symbols_.add(name, std::move(symbol));
 }
 
 // Assertions and checks.
@@ -450,11 +325,10 @@ void Interpreter::pop(TokenCursor& cursor) {
 void Interpreter::reset_assertions(TokenCursor& cursor) {
   cursor.expect_close("'reset-assertions'");
   if (vesk_reset_env(env_) != 0) throw TermFault(vesk_last_error_message(env_));
-  constexpr std::size_t num_own_sorts = 3;
   if (declarations_are_global_)
     assertions_.clear();
   else
-    shrink_to({0, num_own_sorts, 0});
+    shrink_to({0, Declarations::num_own_sorts, 0});
   levels_.clear();
   lost_level_ = no_level;
   last_answer_ = Answer::none;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "smtlib/command_reader.h"
+#include "smtlib/declarations.h"
 #include "smtlib/run_limits.h"
 #include "smtlib/symbol_table.h"
 #include "smtlib/term_builder.h"
@@ -68,13 +69,6 @@ class Interpreter {
   void assert_formula(TokenCursor& cursor);
   void check_sat(TokenCursor& cursor);
   void check_sat_assuming(TokenCursor& cursor);
-  void declare_const(TokenCursor& cursor);
-  void declare_fun(TokenCursor& cursor);
-  void declare_sort(TokenCursor& cursor);
-  void define_const(TokenCursor& cursor);
-  void define_fun(TokenCursor& cursor);
-  void define_fun_rec(TokenCursor& cursor);
-  void define_sort(TokenCursor& cursor);
   void echo(TokenCursor& cursor);
   void exit(TokenCursor& cursor);
   void get_assertions(TokenCursor& cursor);
@@ -118,9 +112,6 @@ class Interpreter {
   void require_new_environment(Position where) const;
   void shrink_to(const Level& level);
   std::string option_error(const std::string& key, const std::string& value) const;
-  void declare(std::string_view name, std::vector<vesk_type> params, vesk_type result);
-  std::vector<vesk_term> read_parameters(TokenCursor& cursor, std::vector<vesk_type>& types);
-  vesk_term read_body(TokenCursor& cursor, vesk_type expected);
   std::set<void*> handles(vesk_term* (*list)(vesk_env, std::size_t*)) const;
   void check(const std::vector<Assumption>& assumptions);
   double check_seconds() const;
@@ -147,6 +138,7 @@ class Interpreter {
   vesk_env env_{nullptr};  // made when a command first needs it
   std::unique_ptr<TermMaker> maker_;
   std::unique_ptr<TermBuilder> builder_;
+  std::unique_ptr<Declarations> declarations_;
   SymbolTable symbols_;
   SortTable sorts_;
   std::vector<Assertion> assertions_;

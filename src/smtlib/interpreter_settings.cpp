@@ -15,18 +15,15 @@ bool is_any_of(std::string_view name, std::initializer_list<std::string_view> na
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-bool is_logic_of_reals(std::string_view logic) {
-  return is_any_of(logic, {"QF_LRA", "QF_RDL", "QF_UFLRA", "QF_UFRDL", "LRA", "UFLRA"});
-}
-
 bool is_known_logic(std::string_view logic) {
-  return is_logic_of_reals(logic) || is_any_of(logic, {"ALL", "QF_UF", "UF", "QF_LIA", "QF_IDL", "QF_LIRA",
-                                                       "QF_UFLIA", "QF_UFIDL", "QF_UFLIRA"});
+  return TermMaker::has_real_numerals(logic) ||
+         is_any_of(logic, {"ALL", "QF_UF", "UF", "QF_LIA", "QF_IDL", "QF_LIRA", "QF_UFLIA", "QF_UFIDL",
+                           "QF_UFLIRA"});
 }
 
 }  // namespace
 
-bool Interpreter::numerals_are_real() const { return is_logic_of_reals(logic_); }
+bool Interpreter::numerals_are_real() const { return TermMaker::has_real_numerals(logic_); }
 
 std::string Interpreter::option_error(const std::string& key, const std::string& value) const {
   const vesk_config scratch = vesk_create_config();

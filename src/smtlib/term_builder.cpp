@@ -9,7 +9,7 @@ void TermBuilder::bind(std::string_view name, TypedTerm value) {
 }
 
 void TermBuilder::require_new_name(std::string_view name, Position where) const {
-  if (maker_.is_operator(name))
+  if (TermMaker::is_operator(name))
     throw ScriptError(where, "'" + std::string(name) + "' is a symbol of the theories");
   if (symbols_.find(name) != nullptr)
     throw ScriptError(where, "'" + std::string(name) + "' is declared already");
@@ -195,10 +195,12 @@ TypedTerm TermBuilder::apply(const TokenCursor& cursor, const Token& head,
   if (symbol == nullptr) symbol = symbols_.find(name);
   try {
     if (symbol != nullptr) return maker_.apply(name, *symbol, args);
-    if (maker_.is_operator(name)) return maker_.apply_operator(name, args);
+    if (TermMaker::is_operator(name)) return maker_.apply_operator(name, args);
     // Not in the standard, but scripts hold it: -5 is the number, unless it was declared.
     if (!head.quoted && args.empty() && TermMaker::is_negative_number(name))
       return maker_.negative_number(name);
+    if (const std::optional<Symbol> outer = maker_.symbol_of_environment(name))
+      return maker_.apply(name, *outer, args);
   } catch (const TermFault& fault) {
     throw ScriptError(head.where, fault.what());
   }

@@ -79,14 +79,21 @@ const TermMaker::Operator* TermMaker::find_operator(std::string_view name) {
   return found == table.end() ? nullptr : &found->second;
 }
 
-TermMaker::TermMaker(vesk_env env, bool numerals_are_real)
+bool TermMaker::has_real_numerals(std::string_view logic) {
+  constexpr std::array<std::string_view, 6> logics{"QF_LRA",   "QF_RDL", "QF_UFLRA",
+                                                   "QF_UFRDL", "LRA",    "UFLRA"};
+  return std::find(logics.begin(), logics.end(), logic) != logics.end();
+}
+
+TermMaker::TermMaker(vesk_env env, bool numerals_are_real, Names names)
     : env_(env),
       numerals_are_real_(numerals_are_real),
+      names_(names),
       bool_(vesk_get_bool_type(env)),
       real_(vesk_get_rational_type(env)),
       int_(vesk_get_integer_type(env)) {}
 
-bool TermMaker::is_operator(std::string_view name) const { return find_operator(name) != nullptr; }
+bool TermMaker::is_operator(std::string_view name) { return find_operator(name) != nullptr; }
 
 TypedTerm TermMaker::apply_operator(std::string_view name, Args args) const {
   const Operator& op = *find_operator(name);
@@ -179,10 +186,22 @@ vesk_decl TermMaker::declare(std::string_view name, vesk_type type) const {
   for (int i = 1;; ++i) {
     const vesk_decl decl = vesk_declare_function(env_, candidate.c_str(), type);
     if (decl.repr != nullptr) return decl;
+    if (names_ == Names::of_environment) throw TermFault(vesk_last_error_message(env_));
     if (vesk_find_decl(env_, candidate.c_str()).repr == nullptr && i > 1)
       throw TermFault(vesk_last_error_message(env_));
     candidate = name_mark + std::string(name) + name_mark + std::to_string(i);
   }
+}
+
+std::optional<Symbol> TermMaker::symbol_of_environment(std::string_view name) const {
+  if (names_ == Names::of_script) return {};
+  const vesk_decl decl = vesk_find_decl(env_, std::string(name).c_str());
+  if (decl.repr == nullptr) return {};
+  Symbol symbol{Symbol::Kind::declared, {}, vesk_decl_get_return_type(decl), decl};
+  for (std::size_t i = 0; i < vesk_decl_get_arity(decl); ++i)
+    symbol.params.push_back(vesk_decl_get_arg_type(decl, i));
+  if (symbol.params.empty()) symbol.term = checked(vesk_make_constant(env_, decl));
+  return symbol;
 }
 
 vesk_type TermMaker::simple_type(std::string_view name) const {

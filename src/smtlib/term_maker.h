@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -20,15 +21,22 @@ class TermFault : public std::runtime_error {
 /// interface. What is ill-sorted, or what the solver refuses, is a TermFault.
 class TermMaker {
  public:
+  /// Whose symbols the script's are: its own, under other names where the environment has given the names
+  /// away, or those that a caller of the environment sees, declared there or in the script.
+  enum class Names { of_script, of_environment };
+
   /// `numerals_are_real`: in the script's logic 1 and 1.0 are the same.
-  TermMaker(vesk_env env, bool numerals_are_real);
+  TermMaker(vesk_env env, bool numerals_are_real, Names names = Names::of_script);
+
+  /// Whether a numeral is a real in that logic.
+  static bool has_real_numerals(std::string_view logic);
 
   vesk_env env() const { return env_; }
   vesk_type bool_type() const { return bool_; }
   vesk_type real_type() const { return real_; }
   vesk_type int_type() const { return int_; }
 
-  bool is_operator(std::string_view name) const;
+  static bool is_operator(std::string_view name);
   /// `name` is an operator, or true or false.
   TypedTerm apply_operator(std::string_view name, std::span<const TypedTerm> args) const;
   /// `symbol` is named `name`.
@@ -44,8 +52,10 @@ class TermMaker {
   /// Whether a term of sort `actual` may stand where `expected` is asked for: also an integer as a real.
   bool fits(vesk_type actual, vesk_type expected) const;
   std::string sort_text(vesk_type type) const;
-  /// A symbol of that name and type. The solver knows it by another name where that one is taken.
+  /// A symbol of that name and type; see Names for one that is taken.
   vesk_decl declare(std::string_view name, vesk_type type) const;
+  /// What a name that the script has not declared means in the environment, if that is to be asked.
+  std::optional<Symbol> symbol_of_environment(std::string_view name) const;
   vesk_type simple_type(std::string_view name) const;
 
  private:
@@ -79,6 +89,7 @@ class TermMaker {
 
   vesk_env env_;
   bool numerals_are_real_;
+  Names names_;
   vesk_type bool_, real_, int_;
 };
 

@@ -24,14 +24,6 @@ int act(vesk_env env, F&& action) {
   });
 }
 
-// What follows a failure to assert: the environment must not call satisfiable what it has not got.
-int note_if_lost(vesk_env env, int status, bool whole_stack) noexcept {
-  if (status == 0 || env.repr == nullptr) return status;
-  EnvRecord& r = *record(env);
-  r.env->note_lost_assertion(whole_stack ? 0 : r.env->num_backtrack_points(), r.last_error.c_str());
-  return status;
-}
-
 int solve(vesk_env env, const vesk_term* assumptions, size_t n) {
   return guard(env, -1, [&](EnvRecord& r) {
     require(assumptions != nullptr || n == 0, "null array of assumptions");

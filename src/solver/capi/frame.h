@@ -119,4 +119,13 @@ T guard(T failure, F&& body) noexcept {
   return guard_at(global_error(), failure, body);
 }
 
+/// What follows a failure to assert: the environment must not call satisfiable what it has not got. Gives the
+/// status of the call.
+inline int note_if_lost(vesk_env env, int status, bool whole_stack) noexcept {
+  if (status == 0 || env.repr == nullptr) return status;
+  EnvRecord& r = *record(env);
+  r.env->note_lost_assertion(whole_stack ? 0 : r.env->num_backtrack_points(), r.last_error.c_str());
+  return status;
+}
+
 }  // namespace vesk::capi
