@@ -43,6 +43,8 @@ class CommandReader {
   /// The next command; false at the end of the script. ScriptError for what is no command; the next call
   /// goes on behind it. RunLimits::poll() says what else is thrown; that is the end.
   bool next(Command& command);
+  /// How far the script is read.
+  Position where() const { return here_; }
 
  private:
   /// False at the end of the script.

@@ -99,11 +99,13 @@ void Interpreter::run(std::istream& script, const std::string& name) {
   Command command;
   while (!has_exited_) {
     Position where;
+    bool is_reading = true;
     std::string fault;
     const Level before{symbols_.size(), sorts_.size(), assertions_.size()};
     has_answered_ = false;
     try {
       if (!reader.next(command)) return;
+      is_reading = false;
       where = command.tokens.front().where;
       run_command(command);
       continue;
@@ -117,6 +119,7 @@ void Interpreter::run(std::istream& script, const std::string& name) {
       if (!has_answered_) out_ << "unknown" << std::endl;
       return;
     } catch (const std::bad_alloc&) {
+      if (is_reading) where = reader.where();
       command.text = std::string();  // room for the message
       fault = out_of_memory;
     }

@@ -185,6 +185,19 @@ TEST(VeskorRun, MemoryThatEndsEndsTheRunAndNotTheProcess) {
   EXPECT_NE(text.find("out of memory"), std::string::npos) << text;
   EXPECT_EQ(text.find("sat"), std::string::npos) << text;
   EXPECT_EQ(talk.status(), 3);
+  // A command that there is no room to read: the place is how far it was read.
+  {
+    std::ofstream script(path);
+    script << "(declare-const p Bool)\n(assert (and";
+    for (int i = 0; i < 300000; ++i) script << "\np p p p p p p";
+    script << "))\n(check-sat)\n";
+  }
+  Program reader(path.string(), limited);
+  const std::string fault = reader.rest();
+  const std::string place = path.string() + ':';
+  ASSERT_NE(fault.find(place), std::string::npos) << fault;
+  EXPECT_GT(std::stoi(fault.substr(fault.find(place) + place.size())), 1000) << fault;
+  EXPECT_EQ(reader.status(), 3);
   fs::remove(path);
 }
 #endif
