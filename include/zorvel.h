@@ -727,6 +727,15 @@ ZORVEL_API zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem);
 ZORVEL_API zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, double seconds,
                                                                double mebibytes,
                                                                zorvel_search_outcome* outcome);
+/* The same two with a heuristic of the caller in the place of the three. It sees values alone, not which
+ * actions are open: where it says that no goal can be reached, that has to hold whatever is open. A problem
+ * with objects or sets is an error. */
+ZORVEL_API zorvel_ttplan zorvel_do_guided_planning_with_custom_heuristic(zorvel_problem problem,
+                                                                         zorvel_heuristic_callback callback,
+                                                                         void* user_data);
+ZORVEL_API zorvel_ttplan zorvel_do_guided_planning_with_custom_heuristic_and_limits(
+    zorvel_problem problem, zorvel_heuristic_callback callback, void* user_data, double seconds,
+    double mebibytes, zorvel_search_outcome* outcome);
 
 /* How far a search has come. */
 typedef struct zorvel_search_progress {
@@ -755,6 +764,12 @@ ZORVEL_API zorvel_ttplan zorvel_do_planning_with_limits(zorvel_problem problem, 
  * of this search: "memory-limit", in MiB, "0" for none. */
 ZORVEL_API zorvel_search zorvel_search_new(zorvel_problem problem, const char* const* names,
                                            const char* const* values, int n);
+/* The same with a heuristic of the caller, as in zorvel_do_guided_planning_with_custom_heuristic. `callback`
+ * and `user_data` must outlive the search. After an error in a call the next one begins anew. */
+ZORVEL_API zorvel_search zorvel_search_new_with_custom_heuristic(zorvel_problem problem,
+                                                                 zorvel_heuristic_callback callback,
+                                                                 void* user_data, const char* const* names,
+                                                                 const char* const* values, int n);
 /* The next plan, after at most `seconds` (0: no limit). An error handle without an error text: see
  * `*outcome`. After a plan, ZORVEL_NO_PLAN means that no plan takes less time than the last one; after a
  * limit the next call goes on. */

@@ -17,8 +17,11 @@ namespace zorvel::capi {
 /// What a zorvel_search points to.
 class SearchSession {
  public:
-  SearchSession(const model::ProblemPtr& problem, std::uint64_t memory_bytes)
-      : problem_(problem), planner_(problem->env(), problem), memory_bytes_(memory_bytes) {}
+  SearchSession(const model::ProblemPtr& problem, std::uint64_t memory_bytes,
+                HCustom::Function heuristic = {})
+      : problem_(problem),
+        planner_(problem->env(), problem, std::move(heuristic)),
+        memory_bytes_(memory_bytes) {}
 
   std::shared_ptr<TimeTriggeredPlan> next(double seconds, zorvel_search_outcome& outcome) {
     SearchLimits limits;
@@ -69,6 +72,40 @@ std::shared_ptr<TimeTriggeredPlan> validated(const model::ProblemPtr& problem,
   return schedule;
 }
 
+zorvel_ttplan solve(GuidedPlanner& planner) {
+  return to_handle<zorvel_ttplan>(std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve()));
+}
+
+zorvel_ttplan solve_with_limits(zorvel_problem problem, HCustom::Function heuristic, double seconds,
+                                double mebibytes, zorvel_search_outcome* outcome) {
+  const model::ProblemPtr object = to_plannable(problem);
+  zorvel_search_outcome& result = to_place(outcome, "outcome");
+  GuidedPlanner planner(object->env(), object, std::move(heuristic));
+  planner.set_limits(to_limits(seconds, mebibytes));
+  const zorvel_ttplan plan = solve(planner);
+  result = capi::to_c(planner.outcome());
+  return plan;
+}
+
+zorvel_search new_session(zorvel_problem problem, HCustom::Function heuristic, const char* const* names,
+                          const char* const* values, int n) {
+  const model::ProblemPtr object = to_plannable(problem);
+  const auto keys = to_texts(names, n, "names"), texts = to_texts(values, n, "values");
+  double mebibytes = 0;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (keys[i] != "memory-limit")
+      throw InvalidParameterError("There is no option '")
+          << keys[i] << "' of a search; there is 'memory-limit'";
+    char* end = nullptr;
+    mebibytes = std::strtod(texts[i].c_str(), &end);
+    if (texts[i].empty() || *end != '\0')
+      throw InvalidParameterError("The option 'memory-limit' of a search must be a number, not '")
+          << texts[i] << "'";
+  }
+  return to_handle<zorvel_search>(
+      std::make_shared<SearchSession>(object, to_limits(0, mebibytes).memory_bytes, std::move(heuristic)));
+}
+
 }  // namespace
 
 extern "C" {
@@ -77,19 +114,29 @@ zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem) {
   return at_boundary([&] {
     const model::ProblemPtr object = to_plannable(problem);
     GuidedPlanner planner(object->env(), object);
-    return to_handle<zorvel_ttplan>(std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve()));
+    return solve(planner);
   });
 }
 zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, double seconds, double mebibytes,
                                                     zorvel_search_outcome* outcome) {
+  return at_boundary([&] { return solve_with_limits(problem, {}, seconds, mebibytes, outcome); });
+}
+zorvel_ttplan zorvel_do_guided_planning_with_custom_heuristic(zorvel_problem problem,
+                                                              zorvel_heuristic_callback callback,
+                                                              void* user_data) {
   return at_boundary([&] {
     const model::ProblemPtr object = to_plannable(problem);
-    zorvel_search_outcome& result = to_place(outcome, "outcome");
-    GuidedPlanner planner(object->env(), object);
-    planner.set_limits(to_limits(seconds, mebibytes));
-    auto plan = std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve());
-    result = capi::to_c(planner.outcome());
-    return to_handle<zorvel_ttplan>(std::move(plan));
+    GuidedPlanner planner(object->env(), object, to_heuristic(callback, user_data));
+    return solve(planner);
+  });
+}
+zorvel_ttplan zorvel_do_guided_planning_with_custom_heuristic_and_limits(zorvel_problem problem,
+                                                                         zorvel_heuristic_callback callback,
+                                                                         void* user_data, double seconds,
+                                                                         double mebibytes,
+                                                                         zorvel_search_outcome* outcome) {
+  return at_boundary([&] {
+    return solve_with_limits(problem, to_heuristic(callback, user_data), seconds, mebibytes, outcome);
   });
 }
 
@@ -118,23 +165,14 @@ zorvel_ttplan zorvel_do_planning_with_limits(zorvel_problem problem, const char*
 
 zorvel_search zorvel_search_new(zorvel_problem problem, const char* const* names, const char* const* values,
                                 int n) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
-    const auto keys = to_texts(names, n, "names"), texts = to_texts(values, n, "values");
-    double mebibytes = 0;
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-      if (keys[i] != "memory-limit")
-        throw InvalidParameterError("There is no option '")
-            << keys[i] << "' of a search; there is 'memory-limit'";
-      char* end = nullptr;
-      mebibytes = std::strtod(texts[i].c_str(), &end);
-      if (texts[i].empty() || *end != '\0')
-        throw InvalidParameterError("The option 'memory-limit' of a search must be a number, not '")
-            << texts[i] << "'";
-    }
-    return to_handle<zorvel_search>(
-        std::make_shared<SearchSession>(object, to_limits(0, mebibytes).memory_bytes));
-  });
+  return at_boundary([&] { return new_session(problem, {}, names, values, n); });
+}
+zorvel_search zorvel_search_new_with_custom_heuristic(zorvel_problem problem,
+                                                      zorvel_heuristic_callback callback, void* user_data,
+                                                      const char* const* names, const char* const* values,
+                                                      int n) {
+  return at_boundary(
+      [&] { return new_session(problem, to_heuristic(callback, user_data), names, values, n); });
 }
 zorvel_ttplan zorvel_search_next(zorvel_search search, double seconds, zorvel_search_outcome* outcome) {
   return at_boundary([&] {

@@ -20,6 +20,7 @@
 #include "core/log.h"
 #include "core/planner_options.h"
 #include "report/answer.h"
+#include "search/forward/guided/guided_parts.h"
 #include "search/heuristics/heuristic_set.h"
 
 namespace zorvel::cli {
@@ -89,9 +90,11 @@ int run(Environment& env, int argc, const char* const* argv) {
                             {"anml", "html", "json", "pddl"});
   options.add_boolean_option("anytime", "Goes on to shorter plans until a limit or a proof ends the search.",
                              "solve");
-  options.add_vector_string_option(
-      "guided-without", "Leaves out a part of the guided search, to see what it is worth.", "solve", {},
-      {"atomic-moves", "duplicates", "preferred", "hff", "landmarks", "hadd"});
+  std::unordered_set<std::string> parts;
+  for (const std::string_view part : tp::ftp::guided_part_names()) parts.emplace(part);
+  options.add_vector_string_option("guided-without",
+                                   "Leaves out a part of the guided search, to see what it is worth.",
+                                   "solve", {}, parts);
   options.add_string_option("rows", "What a row of a chart is.", "charts", "actions", {"actions", "objects"});
   options.add_vector_string_option("fluent", "A fluent whose values a chart shows; may be repeated.",
                                    "charts", {});

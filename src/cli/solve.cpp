@@ -67,14 +67,7 @@ std::string reason_of(const PlannerRow& row, Planner& planner) {
 
 void leave_out_parts(const Configuration& options, tp::ftp::GuidedPlanner& planner) {
   tp::ftp::GuidedParts parts;
-  for (const std::string& part : options.get_vector_string_value("guided-without")) {
-    if (part == "atomic-moves") parts.atomic_moves = false;
-    if (part == "duplicates") parts.duplicates = false;
-    if (part == "preferred") parts.preferred = false;
-    if (part == "hff") parts.lists[0] = false;
-    if (part == "landmarks") parts.lists[1] = false;
-    if (part == "hadd") parts.lists[2] = false;
-  }
+  for (const std::string& part : options.get_vector_string_value("guided-without")) parts.leave_out(part);
   planner.set_parts(parts);
 }
 

@@ -219,6 +219,8 @@ static void error_handles(void) {
   REFUSES(ttplan, zorvel_do_ftp_planning(NULL_OF(problem)));
   REFUSES(ttplan, zorvel_do_ftp_planning_with_custom_heuristic(NULL_OF(problem), ignored_heuristic, NULL));
   REFUSES(ttplan, zorvel_do_ftp_planning_with_limits(NULL_OF(problem), 1, 1, &outcome));
+  REFUSES(ttplan, zorvel_do_guided_planning_with_custom_heuristic_and_limits(
+                      NULL_OF(problem), ignored_heuristic, NULL, 1, 1, &outcome));
 
   REFUSES(expr, zorvel_state_get_value(NULL_OF(classical_state), NULL_OF(interpretation), t));
   REFUSES(expr, zorvel_vector_get_expr(NULL_OF(vector_expr), 0));

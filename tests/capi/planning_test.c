@@ -227,6 +227,98 @@ static void a_custom_heuristic_reads_the_state(void) {
   zorvel_env_destroy(env);
 }
 
+/* What a heuristic on a counter does: the estimate is the distance to `goal`, or `most` less it; or at the
+ * call number `fails_at`, at all of them if that is -1, the value `failure`. */
+struct distance {
+  zorvel_env env;
+  zorvel_expr fluent;
+  long goal;
+  double most, failure;
+  int calls, fails_at;
+};
+
+static double distance_to_goal(zorvel_classical_state state, zorvel_interpretation interpretation,
+                               void* user_data) {
+  struct distance* data = user_data;
+  const zorvel_expr value = zorvel_state_get_value(state, interpretation, data->fluent);
+  long number = 0;
+  zorvel_expr_get_integer_constant(data->env, value, &number);
+  const double away = (double)labs(data->goal - number);
+  if (++data->calls == data->fails_at || data->fails_at == -1) return data->failure;
+  return data->most > 0 ? data->most - away : away;
+}
+
+static void the_guided_search_takes_a_custom_heuristic(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem problem = parse(env,
+                                 "fluent integer [-50, 50] n := 0;\n"
+                                 "action up() { duration := 1; [end] n := n + 1; };\n"
+                                 "action down() { duration := 1; [end] n := n - 1; };\n"
+                                 "goal [end] n == 9;\n");
+  zorvel_fluent_iter fluents = zorvel_problem_get_fluents(problem);
+  zorvel_fluent n = zorvel_fluent_iter_next(fluents);
+  struct distance near = {env, zorvel_expr_make_fluent_reference(env, n, NULL, 0), 9, 0, 0, 0, 0};
+  zorvel_search_outcome outcome = ZORVEL_TIME_LIMIT;
+
+  /* It steers: away from the goal, all other values are met first. The first plan only, since what comes
+   * after it is bounded by a fixed amount of work. */
+  struct distance away = near;
+  away.most = 100;
+  struct distance* const both[] = {&near, &away};
+  for (int i = 0; i < 2; ++i) {
+    zorvel_search search =
+        zorvel_search_new_with_custom_heuristic(problem, distance_to_goal, both[i], NULL, NULL, 0);
+    zorvel_ttplan plan = zorvel_search_next(search, 0, &outcome);
+    CHECK(!zorvel_ttplan_is_error(plan) && outcome == ZORVEL_PLAN_FOUND);
+    CHECK(zorvel_ttplan_validate(problem, plan) == 1);
+    zorvel_ttplan_destroy(plan);
+    zorvel_search_destroy(search);
+  }
+  CHECK(near.calls >= 10 && 2 * near.calls < away.calls);
+
+  zorvel_ttplan plans[] = {zorvel_do_guided_planning_with_custom_heuristic(problem, distance_to_goal, &near),
+                           zorvel_do_guided_planning_with_custom_heuristic_and_limits(
+                               problem, distance_to_goal, &near, 0, 0, &outcome)};
+  CHECK(outcome == ZORVEL_PLAN_FOUND);
+  for (int i = 0; i < 2; ++i) {
+    CHECK(zorvel_ttplan_validate(problem, plans[i]) == 1);
+    zorvel_ttplan_destroy(plans[i]);
+  }
+
+  /* Its dead ends are believed. */
+  struct distance hopeless = near;
+  hopeless.calls = 0;
+  hopeless.fails_at = -1;
+  hopeless.failure = -1;
+  CHECK_NOTHING(zorvel_ttplan_is_error(zorvel_do_guided_planning_with_custom_heuristic_and_limits(
+      problem, distance_to_goal, &hopeless, 0, 0, &outcome)));
+  CHECK(outcome == ZORVEL_NO_PLAN && hopeless.calls >= 1);
+
+  /* A value that is none ends the call; the next one loses nothing by it. */
+  struct distance failing = near;
+  failing.calls = 0;
+  failing.fails_at = 5;
+  failing.failure = NAN;
+  zorvel_search search =
+      zorvel_search_new_with_custom_heuristic(problem, distance_to_goal, &failing, NULL, NULL, 0);
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_search_next(search, 0, &outcome)),
+              "InvalidParameterError: The custom heuristic gave a value that is not finite: nan");
+  zorvel_ttplan plan = zorvel_search_next(search, 0, &outcome);
+  CHECK(!zorvel_ttplan_is_error(plan) && outcome == ZORVEL_PLAN_FOUND);
+  zorvel_ttplan_destroy(plan);
+  zorvel_search_destroy(search);
+
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_do_guided_planning_with_custom_heuristic(problem, NULL, NULL)),
+              "InvalidParameterError: The argument 'callback' is null");
+  CHECK_ERROR(
+      zorvel_search_is_error(zorvel_search_new_with_custom_heuristic(problem, NULL, NULL, NULL, NULL, 0)),
+      "InvalidParameterError: The argument 'callback' is null");
+  zorvel_fluent_destroy(n);
+  zorvel_fluent_iter_destroy(fluents);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
 static void classical_plans_are_partial_orders(void) {
   zorvel_env env = zorvel_env_new();
   zorvel_problem problem = parse(env,
@@ -753,6 +845,7 @@ int main(void) {
   no_plan_is_no_error();
   plans_get_shorter_until_that_is_proved();
   a_custom_heuristic_reads_the_state();
+  the_guided_search_takes_a_custom_heuristic();
   classical_plans_are_partial_orders();
   a_simulated_effect_computes_its_value();
   a_duration_in_a_point_is_fixed();

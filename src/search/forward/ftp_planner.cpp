@@ -32,10 +32,14 @@ const std::string& FtpPlanner::name() const {
   return name;
 }
 
+std::shared_ptr<Heuristic> FtpPlanner::make_custom_heuristic() const {
+  return custom_heuristic_ ? std::make_shared<HCustom>(env(), tables_, custom_heuristic_) : nullptr;
+}
+
 void FtpPlanner::initialize_heuristic() {
   heuristics_.clear();
-  if (custom_heuristic_) {
-    heuristics_.push_back(std::make_shared<HCustom>(env(), tables_, custom_heuristic_));
+  if (auto custom = make_custom_heuristic()) {
+    heuristics_.push_back(std::move(custom));
     return;
   }
   if (!Successors<double>(*model_, {}, 0).initial_world()) return;  // the search has nothing to begin with

@@ -50,6 +50,8 @@ class FtpPlanner : public Planner {
  protected:
   void initialize_heuristic();
   const std::shared_ptr<EvaluationTables>& tables() const { return tables_; }
+  /// The user's own; null without one.
+  std::shared_ptr<Heuristic> make_custom_heuristic() const;
   // Each of them searches once and leaves the events of the plan.
   SearchOutcome search_densely(bool weak, SearchGuard& guard, std::vector<const Event*>& events);
   SearchOutcome search_plainly(bool weak, SearchGuard& guard, std::vector<const Event*>& events);

@@ -62,8 +62,9 @@ struct GuidedPlanner::Prepared {
   std::optional<Openings> openings;  // none if the set-up was stopped
 };
 
-GuidedPlanner::GuidedPlanner(Environment& env, model::ProblemPtr problem)
-    : FtpPlanner(env, model::without_metrics(problem)), source_(std::move(problem)) {
+GuidedPlanner::GuidedPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic)
+    : FtpPlanner(env, model::without_metrics(problem), std::move(custom_heuristic)),
+      source_(std::move(problem)) {
   if (model::has_metric_on_final_values(*source_))
     env.warning_manager().warn("the metric of the problem is left out of account by this planner");
 }
@@ -113,6 +114,18 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::next_under(SearchGuard& guard)
     for (const auto& search : first_searches_.running) search->report(progress);
     if (search_) search_->report(progress);
   });
+  try {
+    return find_next();
+  } catch (...) {
+    // A heuristic of the user's own has failed on a state whose move is gone: searches that went on from here
+    // would lose plans.
+    first_searches_ = {};
+    search_.reset();
+    throw;
+  }
+}
+
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_next() {
   outcome_ = SearchOutcome::no_plan;
   if (is_exhausted_ || !prepare()) return nullptr;
   return best_plan_ ? find_better() : find_first();
@@ -140,6 +153,7 @@ bool GuidedPlanner::prepare() {
     auto prepared = std::make_unique<Prepared>(model(), tables(), std::move(initial), counted_actions(),
                                                [this] { return guard_->must_stop(1); });
     if (must_stop()) return false;
+    if (auto custom = make_custom_heuristic()) prepared->estimates.replace_by(std::move(custom));
     prepared_ = std::move(prepared);
   }
   return !prepared_->estimates.is_unsolvable();
@@ -207,12 +221,18 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept_first(const std::vector
 std::deque<GuidedSearch::Options> GuidedPlanner::first_options() const {
   std::deque<GuidedSearch::Options> options;
   const bool has_timed_events = !prepared_->problem.chain(DenseProblem::start_chain).events.empty();
-  if (!has_timed_events) options.push_back({{PathOrder::total, false}, parts_});
-  options.push_back({{PathOrder::causal, false}, parts_});
-  if (!parts_.lists[landmark_list]) return options;
+  if ((parts_.total_order && !has_timed_events) || !parts_.causal_order)
+    options.push_back(search_options(PathOrder::total, false));
+  if (parts_.causal_order) options.push_back(search_options(PathOrder::causal, false));
+  const bool has_others = std::ranges::count(parts_.lists, true) > 1 && !prepared_->estimates.has_custom();
+  if (!parts_.lists[landmark_list] || !has_others) return options;
   options.push_back(options.front());
   options.back().parts.lists[landmark_list] = false;
   return options;
+}
+
+GuidedSearch::Options GuidedPlanner::search_options(PathOrder order, bool is_bounded) const {
+  return {{order, is_bounded, parts_.protection}, parts_};
 }
 
 std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
@@ -249,6 +269,11 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
       std::erase_if(first.running, [&](const auto& running) { return is_total(running->options()); });
       std::erase_if(first.waiting, is_total);
       first.turn = first.running.size();
+      if (first.running.empty() && first.waiting.empty()) {
+        first = {};
+        outcome_ = SearchOutcome::incomplete;
+        return nullptr;
+      }
     } else if (outcome_ == SearchOutcome::expansion_limit) {
       ++first.turn;
     } else {
@@ -278,9 +303,10 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
     const double weight = makespan_weights[round_ % makespan_weights.size()];
     budget_ = first_budget << std::min<unsigned>(round_ / makespan_weights.size(), 40);
     ++round_;
+    auto options = search_options(parts_.causal_order ? PathOrder::causal : PathOrder::total, true);
+    options.makespan_weight = weight;
     search_ =
-        std::make_unique<GuidedSearch>(prepared_->model, *prepared_->openings, prepared_->estimates,
-                                       GuidedSearch::Options{{PathOrder::causal, true}, parts_, weight});
+        std::make_unique<GuidedSearch>(prepared_->model, *prepared_->openings, prepared_->estimates, options);
   }
   search_->set_bound(search_bound_);
   const SearchStatistics before = search_->statistics();
@@ -293,6 +319,11 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
       return accept(search_->moves(), search_->events());
     }
     case SearchOutcome::no_plan:
+      if (!parts_.causal_order) {
+        search_.reset();
+        outcome_ = SearchOutcome::incomplete;
+        return nullptr;
+      }
       is_exhausted_ = true;
       bound_ = static_cast<double>(best_makespan_);
       break;

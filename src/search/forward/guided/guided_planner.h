@@ -22,8 +22,10 @@ namespace zorvel::tp::ftp {
 /// and `action_cost` tells what each costs. Metrics on final values are left out, with a warning.
 class GuidedPlanner : public FtpPlanner {
  public:
-  /// UnsupportedProblemError for a problem with a feature that the planner cannot handle.
-  GuidedPlanner(Environment& env, model::ProblemPtr problem);
+  /// `custom_heuristic` may be empty; otherwise it takes the place of the three estimates, its dead ends are
+  /// believed, and no action is preferred. It needs a flat problem without sets. UnsupportedProblemError for
+  /// a problem with a feature that the planner cannot handle.
+  GuidedPlanner(Environment& env, model::ProblemPtr problem, HCustom::Function custom_heuristic = {});
   ~GuidedPlanner() override;
 
   const std::string& name() const override;
@@ -67,11 +69,13 @@ class GuidedPlanner : public FtpPlanner {
   std::shared_ptr<TimeTriggeredPlan> trim_best();
   std::shared_ptr<TimeTriggeredPlan> search_better();
   std::deque<GuidedSearch::Options> first_options() const;
+  GuidedSearch::Options search_options(PathOrder order, bool is_bounded) const;
   /// Replays the moves; null if their plan takes no less time than the best one.
   std::shared_ptr<TimeTriggeredPlan> accept(std::vector<Move> moves, const std::vector<const Event*>& events);
   std::shared_ptr<TimeTriggeredPlan> accept_first(const std::vector<Move>& moves,
                                                   const std::vector<const Event*>& events);
   std::shared_ptr<TimeTriggeredPlan> next_under(SearchGuard& guard);
+  std::shared_ptr<TimeTriggeredPlan> find_next();
   bool must_stop();
   bool is_polished() const { return statistics_.expanded >= polished_at_; }
   /// Counts what a search did since `before`.

@@ -31,6 +31,7 @@ GuidedSearch::GuidedSearch(const GuidedModel& model, Openings& openings, GuidedE
       is_open_(problem_.action_count(), false),
       is_preferred_(problem_.action_count(), false) {
   best_.fill(std::numeric_limits<double>::infinity());
+  if (!options_.parts.exploration) next_exploration_ = std::numeric_limits<std::uint64_t>::max();
 }
 
 GuidedSearch::Ref GuidedSearch::find_key() const {
@@ -96,7 +97,7 @@ GuidedSearch::Verdict GuidedSearch::take_built(const SearchGuard& guard) {
   if (state->parent == 0) initial_ = estimate.values;
   for (std::size_t i = 0; i < estimates_count; ++i) {
     state->estimates[i] = static_cast<float>(estimate.values[i]);
-    if (!options_.parts.lists[i] || estimate.values[i] >= best_[i]) continue;
+    if (!has_queues(i) || estimate.values[i] >= best_[i]) continue;
     best_[i] = estimate.values[i];
     is_progress = true;
   }
@@ -164,7 +165,7 @@ void GuidedSearch::offer_moves(Ref ref) {
   const auto offer_action = [&](ActionId id, bool preferred) {
     if (is_preferred_[id] != preferred) return;
     const bool is_atomic = options_.parts.atomic_moves;
-    const bool stays_open = estimates_.is_envelope(id) || !is_atomic;
+    const bool stays_open = (options_.parts.envelopes && estimates_.is_envelope(id)) || !is_atomic;
     if (is_atomic) moves_.push_back(Move::make(MoveKind::atomic, id));
     if (problem_.chain(DenseProblem::first_action_chain + id).events.empty()) {
       if (!is_atomic) moves_.push_back(Move::make(MoveKind::atomic, id));
@@ -184,7 +185,7 @@ void GuidedSearch::offer_moves(Ref ref) {
   types_.push(state->estimates[0], state->depth, all);
   const MoveQueues::Range preferred{ref, all.first, all.first + preferred_count};
   for (std::size_t i = 0; i < estimates_count; ++i) {
-    if (!options_.parts.lists[i]) continue;
+    if (!has_queues(i)) continue;
     queues_.push(all_moves(i), key_of(state, i), all);
     if (options_.parts.preferred) queues_.push(preferred_moves(i), key_of(state, i), preferred);
   }

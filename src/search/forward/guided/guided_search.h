@@ -9,20 +9,13 @@
 
 #include "search/forward/dense/dense_search.h"
 #include "search/forward/guided/estimates/guided_estimates.h"
+#include "search/forward/guided/guided_parts.h"
 #include "search/forward/guided/guided_successors.h"
 #include "search/forward/guided/move_queues.h"
 #include "search/forward/guided/type_buckets.h"
 #include "search/frame/search_guard.h"
 
 namespace zorvel::tp::ftp {
-
-/// The parts of the guided search that can be left out, to see what each of them is worth.
-struct GuidedParts {
-  bool atomic_moves = true;
-  bool duplicates = true;
-  bool preferred = true;
-  std::array<bool, GuidedEstimates::count> lists{true, true, true};
-};
 
 /// A lazy greedy best-first search over the states of GuidedSuccessors.
 ///
@@ -85,6 +78,9 @@ class GuidedSearch {
   static std::size_t all_moves(std::size_t estimate) { return 2 * estimate; }
   static std::size_t preferred_moves(std::size_t estimate) { return 2 * estimate + 1; }
   static constexpr std::size_t main_queues = 2 * estimates_count;
+  bool has_queues(std::size_t estimate) const {
+    return estimates_.has(estimate) && (options_.parts.lists[estimate] || estimates_.has_custom());
+  }
   static constexpr std::size_t known_keys = main_queues, bare_openings = main_queues + 1;
 
   const GuidedModel& model_;

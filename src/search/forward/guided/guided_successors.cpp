@@ -431,7 +431,7 @@ bool GuidedSuccessors::effects_collide(const Chain& one, const Chain& other) con
 bool GuidedSuccessors::settle() {
   std::erase_if(
       chains_, [&](const Chain& chain) { return chain.cursor == problem_.chain(chain.chain).events.size(); });
-  if (chains_.size() > 1 && (!protect() || effects_collide())) return false;
+  if (chains_.size() > 1 && ((options_.is_protected && !protect()) || effects_collide())) return false;
   std::ranges::sort(chains_, {}, &Chain::chain);
 
   live_.clear();

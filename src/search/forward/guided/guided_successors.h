@@ -40,7 +40,8 @@ class GuidedSuccessors {
   using Ref = BlockPool::Ref;
   struct Options {
     PathOrder order = PathOrder::total;
-    bool is_bounded = false;  ///< The makespan is a time point, and `makespan` tells its least value.
+    bool is_bounded = false;   ///< The makespan is a time point, and `makespan` tells its least value.
+    bool is_protected = true;  ///< Conditions in force bind pending effects that break them at once.
   };
 
   GuidedSuccessors(const GuidedModel& model, Openings& openings, Options options);

@@ -248,6 +248,10 @@ GuidedEstimates::Estimate GuidedEstimates::evaluate(const StateView& state) {
   ++evaluation_;
   preferred_.clear();
   counted_chains_.clear();
+  if (custom_) {
+    const double value = custom_->estimate(state);
+    return {value == dead_end, {value, 0, 0}};
+  }
   for (const OpenChain& open : state.open)
     if (open.chain >= first_action_chain) open_in_[open.chain - first_action_chain] = evaluation_;
   Estimate estimate;

@@ -12,6 +12,7 @@
 #include "search/forward/guided/estimates/piece_builder.h"
 #include "search/forward/guided/estimates/window_facts.h"
 #include "search/frame/state_view.h"
+#include "search/heuristics/heuristic.h"
 #include "search/heuristics/landmarks/landmark_graph.h"
 #include "search/heuristics/landmarks/landmark_truths.h"
 #include "search/heuristics/landmarks/reached_sets.h"
@@ -39,6 +40,12 @@ class GuidedEstimates {
   /// `initial` holds the initial values by slot. `must_stop` is asked now and then; once it answers true, the
   /// set-up ends early, and nothing but `is_complete` may be called.
   GuidedEstimates(const DenseProblem& problem, const ValueId* initial, std::function<bool()> must_stop = {});
+
+  /// From now on this estimate, the first one, is the only one, and no action is preferred.
+  void replace_by(std::shared_ptr<Heuristic> custom) { custom_ = std::move(custom); }
+  bool has_custom() const { return custom_ != nullptr; }
+  /// Whether states have the estimate of this number.
+  bool has(std::size_t estimate) const { return estimate == 0 || !has_custom(); }
 
   bool is_complete() const { return is_complete_; }
   /// Whether even the events, with nothing ever made false, miss a goal: there is no plan.
@@ -90,6 +97,7 @@ class GuidedEstimates {
 
   const DenseProblem& problem_;
   std::function<bool()> must_stop_;
+  std::shared_ptr<Heuristic> custom_;  // null: the three of the relaxation
   bool is_complete_ = false, is_unsolvable_ = false;
   PieceBuilder builder_;
   std::array<std::vector<TimedGoal>, 2> timed_goals_;  // by own chain, the latest first
