@@ -1,6 +1,7 @@
 #include "solver/env/pipeline.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "solver/preprocess/global_rules.h"
 #include "solver/term/visit.h"
@@ -111,6 +112,13 @@ void Pipeline::push_backtrack_point() {
 
 void Pipeline::pop_backtrack_point() {
   search_.pop_backtrack_point();
+  const dpll::Var num_vars = search_.num_vars();
+  const auto is_gone = [num_vars](const Leaf& leaf) { return leaf.var >= num_vars; };
+  num_collected_vars_ = std::min(num_collected_vars_, num_vars);
+  while (!constants_.empty() && is_gone(constants_.back())) constants_.pop_back();
+  while (!applications_.empty() && is_gone(applications_.back())) applications_.pop_back();
+  for (; !collected_.empty() && is_gone(collected_.back()); collected_.pop_back())
+    is_collected_.erase(collected_.back().term->id());
   cnf_.pop_backtrack_point();
   encoder_.pop_backtrack_point();
   propagator_.pop_backtrack_point();
@@ -118,31 +126,44 @@ void Pipeline::pop_backtrack_point() {
   rewrites_.pop_backtrack_point();
 }
 
+void Pipeline::collect_leaves() {
+  // Stays negative if an exception ends the walk: nothing of it can be relied on then.
+  if (num_collected_vars_ < 0) {
+    is_collected_.clear();
+    for (std::vector<Leaf>* leaves : {&constants_, &applications_, &collected_}) leaves->clear();
+  }
+  dpll::Var var = std::max(std::exchange(num_collected_vars_, -1), 0);
+  for (; var < search_.num_vars(); ++var) {
+    const Term atom = search_.term_of(var);
+    if (atom == nullptr || atom->is_connective() || atom->is_constant()) continue;
+    visit_post_order(
+        atom, is_collected_, [](Term) { return true; },
+        [&](Term term) {
+          collected_.push_back({term, var});
+          if (term->tag() != Tag::uninterpreted || term->type()->is_bool()) return;
+          (term->arity() > 0 ? applications_ : constants_).push_back({term, var});
+        });
+  }
+  num_collected_vars_ = var;
+}
+
 std::unique_ptr<ModelStore> Pipeline::make_model() {
   theories_.build_model();
   auto model = std::make_unique<ModelStore>(terms_, rewrites_.steps(), encoder_.quotient_by_zero());
-  std::vector<Term> applications;
-  StampSet seen;
   for (dpll::Var var = 0; var < search_.num_vars(); ++var) {
     const Term atom = search_.term_of(var);
     const dpll::lbool truth = search_.model_value(var);
-    if (atom == nullptr || atom->is_connective()) continue;
-    if (atom->is_constant()) {
-      if (!dpll::is_undef(truth)) model->set_constant(atom, terms_.make_bool(truth == dpll::l_true));
-      continue;
-    }
-    visit_post_order(
-        atom, seen, [](Term) { return true; },
-        [&](Term term) {
-          if (term->tag() != Tag::uninterpreted || term->type()->is_bool()) return;
-          if (term->arity() > 0)
-            applications.push_back(term);
-          else if (const Term value = theories_.get_model_value(term))
-            model->set_constant(term, value);
-        });
+    if (atom != nullptr && atom->is_constant() && !dpll::is_undef(truth))
+      model->set_constant(atom, terms_.make_bool(truth == dpll::l_true));
   }
+  collect_leaves();
+  for (const Leaf& leaf : constants_)
+    if (const Term value = theories_.get_model_value(leaf.term)) model->set_constant(leaf.term, value);
   // An application's arguments are older, so in order of id they have their values before it.
-  std::sort(applications.begin(), applications.end(), TermIdLess());
+  std::vector<Term> applications;
+  for (const Leaf& leaf : applications_) applications.push_back(leaf.term);
+  if (!std::is_sorted(applications.begin(), applications.end(), TermIdLess()))
+    std::sort(applications.begin(), applications.end(), TermIdLess());
   for (Term application : applications)
     if (const Term value = theories_.get_model_value(application)) model->set_application(application, value);
   for (dpll::Var var = 0; var < search_.num_vars(); ++var) {

@@ -18,6 +18,7 @@
 #include "solver/term/polarity_checker.h"
 #include "solver/theory/theory_manager.h"
 #include "solver/util/logger.h"
+#include "solver/util/stamp_set.h"
 
 namespace vesk {
 
@@ -61,6 +62,7 @@ class Pipeline {
  private:
   void normalize(std::vector<Term>& conjuncts);
   void send(std::vector<Term>& conjuncts);
+  void collect_leaves();
 
   const Configuration& config_;
   TermManager& terms_;
@@ -76,6 +78,17 @@ class Pipeline {
   euf::EufSolverInterface euf_;
   la::LaSolverInterface arithmetic_;
   TseitinCnf cnf_;
+
+  struct Leaf {
+    Term term;
+    dpll::Var var;  // of the first atom that the term stands in
+  };
+  // What a model gives values to: all that stands in atoms of the variables below `num_collected_vars_`, and
+  // is no operator's. Collected when a model is made, since most checks see the atoms of the one before.
+  std::vector<Leaf> constants_, applications_;
+  std::vector<Leaf> collected_;  // all terms walked over, in the order of their variables
+  StampSet is_collected_;
+  dpll::Var num_collected_vars_ = 0;
 };
 
 }  // namespace vesk

@@ -304,10 +304,18 @@ void EufSolverInterface::build_model() {
     if (type->is_bool()) {
       class_values_[n] = terms_.make_bool(solver_.value(node) == true_node);
     } else if (!type->is_number()) {
-      const std::string name = "val_" + type->name() + "_" + std::to_string(++used[type]);
-      class_values_[n] = terms_.make_constant(terms_.make_internal_symbol(name, type));
+      class_values_[n] = element(type, static_cast<std::size_t>(used[type]++));
     }
   }
+}
+
+Term EufSolverInterface::element(const Type* type, std::size_t number) {
+  std::vector<Term>& elements = elements_[type];
+  while (elements.size() <= number) {
+    const std::string name = "val_" + type->name() + "_" + std::to_string(elements.size() + 1);
+    elements.push_back(terms_.make_constant(terms_.make_internal_symbol(name, type)));
+  }
+  return elements[number];
 }
 
 Term EufSolverInterface::get_model_value(Term term) const {

@@ -77,6 +77,7 @@ class EufSolverInterface : public TheorySolver {
   bool is_entailed(const std::vector<Hypothesis>& hypotheses, Node a, Node b) const;
   bool forget_newest(std::size_t num_nodes);
   void rebuild(std::size_t num_nodes);
+  Term element(const Type* type, std::size_t number);
 
   TermManager& terms_;
   TerminationTest* termination_ = nullptr;
@@ -94,7 +95,8 @@ class EufSolverInterface : public TheorySolver {
   const TheoryEqPropagator* equations_ = nullptr;
   std::vector<std::size_t> points_;  // number of nodes at each backtrack point
   std::vector<Hypothesis> explanation_;
-  std::vector<Term> class_values_;  // by root node, after build_model()
+  std::vector<Term> class_values_;                     // by root node, after build_model()
+  hsh::Map<const Type*, std::vector<Term>> elements_;  // constants that stand for classes, by number
 };
 
 }  // namespace vesk::euf

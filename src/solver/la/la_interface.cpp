@@ -366,9 +366,10 @@ int LaSolverInterface::implied_group(Term term) const {
 
 void LaSolverInterface::concretize() {
   if (model_is_built_) return;
-  std::vector<DNumber> further;
-  for (const Term term : interface_terms_) further.push_back(value_of(*interface_.find(term)));
-  solver_->build_model(further);
+  // What another theory sees of values is which of these are equal.
+  std::vector<DNumber> shared;
+  for (const Term term : interface_terms_) shared.push_back(value_of(*interface_.find(term)));
+  solver_->build_model(shared);
   model_is_built_ = true;
 }
 

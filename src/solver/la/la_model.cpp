@@ -16,6 +16,7 @@ struct ByValue {
 
 /// Lowers `delta` to the largest value for which `low < high` survives the replacement of the infinitesimal.
 void keep_order(const DNumber& low, const DNumber& high, bool strictly, QNumber& delta) {
+  if (low.k.is_zero() && high.k.is_zero()) return;  // most are so
   if (!(low.c < high.c) || !(low.k > high.k)) return;
   QNumber limit = (high.c - low.c) / (low.k - high.k);
   if (strictly) limit /= 2;
@@ -24,25 +25,31 @@ void keep_order(const DNumber& low, const DNumber& high, bool strictly, QNumber&
 
 }  // namespace
 
-void Solver::build_model(std::span<const DNumber> further_values) {
+void Solver::build_model(std::span<const DNumber> values_to_part) {
   if (!eliminated_are_fresh_) refresh_eliminated();
   QNumber& delta = delta_;
   delta = QNumber(1);
-  std::set<const DNumber*, ByValue> distinct;
-  for (const DNumber& value : further_values) distinct.insert(&value);
   for (std::size_t v = 0; v < values_.size(); ++v) {
     if (alive_[v] == 0) continue;
-    distinct.insert(&values_[v]);
     if (lower_[v] != null_constraint) keep_order(bound(lower_[v]), values_[v], false, delta);
     if (upper_[v] != null_constraint) keep_order(values_[v], bound(upper_[v]), false, delta);
   }
   set_delta_value(delta);
 
+  // Where no infinitesimal is, what is apart stays apart whatever it becomes.
+  std::set<const DNumber*, ByValue> distinct;
+  const bool may_meet = std::any_of(values_to_part.begin(), values_to_part.end(),
+                                    [](const DNumber& value) { return !value.is_rational(); });
+  if (may_meet)
+    for (const DNumber& value : values_to_part) distinct.insert(&value);
+
   // Disequalities are kept by their constants, of which no variable may take the value unless it has it now.
   // Those that do not hold now are none of this function's business.
   std::vector<std::pair<Var, const DNumber*>> forbidden;
-  for (const ConstraintId c : diseqs_)
-    if (values_[index(constraint_var(c))] != bound(c)) forbidden.push_back({constraint_var(c), &bound(c)});
+  for (const ConstraintId c : diseqs_) {
+    const DNumber& value = values_[index(constraint_var(c))];
+    if (!value.is_rational() && value != bound(c)) forbidden.push_back({constraint_var(c), &bound(c)});
+  }
 
   const auto is_injective = [&] {
     std::set<QNumber> seen;
@@ -60,7 +67,10 @@ void Solver::build_model(std::span<const DNumber> further_values) {
     }
     // Halving can take more passes than this. Neighbours in the order of the abstract values that stay in
     // order keep all of them apart at once.
-    for (const auto& entry : forbidden) distinct.insert(entry.second);
+    for (const auto& [var, value] : forbidden) {
+      distinct.insert(&values_[index(var)]);
+      distinct.insert(value);
+    }
     const DNumber* previous = nullptr;
     for (const DNumber* value : distinct) {
       if (previous != nullptr) keep_order(*previous, *value, true, delta);

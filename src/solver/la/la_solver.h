@@ -122,10 +122,10 @@ class Solver {
     if (elimination_of_[index(var)] >= 0 && !eliminated_are_fresh_) refresh_eliminated();
     return values_[index(var)];
   }
-  /// Fixes a rational value for every variable such that all asserted constraints hold, in which two
-  /// variables are equal exactly if they are in the current assignment; called after a successful complete
-  /// check. `further_values`: values of other terms that are to stay apart in the same way.
-  void build_model(std::span<const DNumber> further_values);
+  /// Fixes a rational value for every variable such that all asserted constraints hold; called after a
+  /// successful complete check. `values_to_part`: values, of variables or of other terms, that become equal
+  /// only if they are.
+  void build_model(std::span<const DNumber> values_to_part);
   /// A value as the model has it. Only after build_model().
   QNumber concrete(const DNumber& value) const {
     QNumber result = value.c;

@@ -131,6 +131,10 @@ Var LinearTermMapper::find(Term term) const {
 }
 
 bool LinearTermMapper::evaluate_model(Term term, QNumber& value) const {
+  if (const Var var = find(term); var != null_var) {
+    value = solver_.model_value(var);
+    return true;
+  }
   const Poly poly = Poly::of(term);
   value = poly.constant;
   for (const Poly::Monomial& monomial : poly.monomials) {

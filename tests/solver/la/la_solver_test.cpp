@@ -268,9 +268,10 @@ class CheckedSystem {
 
   void check_model() {
     for (const ConstraintId c : asserted_) expect_value_in_bounds(c);
-    const std::vector<DNumber> further{DNumber(QNumber(3)), DNumber(QNumber(-1, 2), QNumber(4))};
-    solver_.build_model(further);
-    for (const DNumber& value : further)
+    std::vector<DNumber> to_part{DNumber(QNumber(3)), DNumber(QNumber(-1, 2), QNumber(4))};
+    for (const VarInfo& info : vars_) to_part.push_back(solver_.value(info.var));
+    solver_.build_model(to_part);
+    for (const DNumber& value : to_part)
       for (const VarInfo& info : vars_)
         ASSERT_EQ(solver_.value(info.var) == value, solver_.model_value(info.var) == solver_.concrete(value));
     for (const VarInfo& info : vars_) {
