@@ -24,6 +24,8 @@ using smtlib::Token;
 using smtlib::TokenCursor;
 using zorvel::rational;
 
+constexpr char full_memory[] = "full_memory";
+
 struct Fault : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -215,6 +217,10 @@ class Run {
         has_cores_ = has_cores_ || key == ":produce-unsat-cores";
         continue;
       }
+      if (key == full_memory) {
+        checks_between_ends_ = std::stoul(value);
+        continue;
+      }
       if (const std::string error = interpreter_.set_solver_option(key, value); !error.empty())
         throw Fault(error);
     }
@@ -227,7 +233,11 @@ class Run {
     for (const Step& step : script_.steps) {
       if (step.kind == Step::Kind::pop && levels_.empty()) continue;
       const std::string text = script_.text_of(step);
+      const bool is_check = step.kind == Step::Kind::check || step.kind == Step::Kind::check_assuming;
+      const bool is_full = is_check && checks_between_ends_ > 0 && ++num_checks_ % checks_between_ends_ == 0;
+      if (is_full) vesk_set_memory_limit(interpreter_.environment(), 1);
       const std::string answer = ask(has_cores_ && step.kind == Step::Kind::assertion ? named(step) : text);
+      if (is_full) vesk_set_memory_limit(interpreter_.environment(), 0);
       const std::string expected = reference_.run(text);
       switch (step.kind) {
         case Step::Kind::assertion: formulas_.push_back(step.exprs[0]); break;
@@ -268,6 +278,7 @@ class Run {
       if (reason.find("does not support `true' and `false'") != std::string::npos) return;
       if (reason.find(" resourceout)") != std::string::npos && has_option(":reproducible-resource-limit"))
         return;
+      if (reason.find(" memout)") != std::string::npos && checks_between_ends_ > 0) return;
       if (reason.find(" timeout)") != std::string::npos && has_option(":timeout")) return;
       if (reason.find("theory.max_number_bits") != std::string::npos && has_option("theory.max_number_bits"))
         return;
@@ -359,6 +370,8 @@ class Run {
   const Script& script_;
   const Options& options_;
   bool has_cores_ = false;
+  std::size_t checks_between_ends_ = 0;  // of memory; 0: it does not end
+  std::size_t num_checks_ = 0;
   std::ostringstream out_;
   smtlib::Interpreter interpreter_;
   Reference reference_;
@@ -397,6 +410,8 @@ const std::vector<Options>& option_sets() {
       {{":produce-unsat-cores", "true"}, {":minimal-unsat-cores", "true"}},
       {{":reproducible-resource-limit", "2"}},
       {{"theory.max_number_bits", "80"}},
+      {{full_memory, "2"}},
+      {{full_memory, "3"}, {":produce-unsat-cores", "true"}},
   };
   return sets;
 }

@@ -8,7 +8,8 @@
 
 namespace solver_fuzz {
 
-/// Keys of the solver, or, with a colon in front, of set-option.
+/// Keys of the solver, or, with a colon in front, of set-option, or `full_memory`: each so-manieth check
+/// meets a limit of memory at its first look.
 using Options = std::vector<std::pair<std::string, std::string>>;
 
 /// Sets of the solver's options under which answers must be right.
