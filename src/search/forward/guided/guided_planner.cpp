@@ -22,10 +22,11 @@ constexpr std::array makespan_weights{1.0, 0.3, 3.0, 0.0};
 constexpr std::size_t landmark_list = 1;
 constexpr std::uint64_t first_slice = 2000, slice = 1000;  // expansions of the searches for the first plan
 constexpr std::uint64_t first_budget = 2000;               // expansions; doubled in each cycle of weights
-// What trimming the first plan may cost, in moves taken: some tenths of a second. A plan of n moves needs n *
-// n at most.
-constexpr std::uint64_t most_first_trimming = 20'000;
-// What looking for a shorter plan at once may cost, in expansions, and in ground actions times expansions.
+// What trimming a plan as it is found may cost, in moves taken: some tenths of a second. A plan of n moves
+// needs n * n at most.
+constexpr std::uint64_t most_trimming = 20'000;
+// What looking for a shorter plan than the first at once may cost, in expansions, and in ground actions times
+// expansions. The plans that it finds share what trimming may cost.
 constexpr std::uint64_t most_polishing = 1000, most_polishing_work = 5'000'000;
 
 }  // namespace
@@ -92,6 +93,7 @@ std::shared_ptr<Plan> GuidedPlanner::solve_under(SearchGuard& guard) {
   if (!plan) return nullptr;
   const std::uint64_t width = std::max<std::uint64_t>(1, prepared_->problem.action_count());
   polished_at_ = statistics_.expanded + std::min(most_polishing, most_polishing_work / width);
+  trimming_left_ = most_trimming;
   while (!is_polished()) {
     auto shorter = next_under(guard);
     if (!shorter) break;
@@ -197,16 +199,17 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept(std::vector<Move> moves
   return plan;
 }
 
-/// The first plan, without the moves that it does not need: a greedy search wanders.
-std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept_first(const std::vector<Move>& moves,
-                                                               const std::vector<const Event*>& events) {
+/// The plan that a search has found, without the moves that it does not need: a greedy search wanders.
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept_trimmed(const std::vector<Move>& moves,
+                                                                 const std::vector<const Event*>& events) {
   PlanTrimmer trimmer(prepared_->model, *prepared_->openings, *prepared_->initial);
-  std::uint64_t taken = 0;
+  if (polished_at_ == never) trimming_left_ = most_trimming;
   auto trimmed = trimmer.trim(moves, [&] {
-    taken += moves.size();
-    return taken > most_first_trimming || guard_->must_stop_now();
+    if (trimming_left_ < moves.size() || guard_->must_stop_now()) return true;
+    trimming_left_ -= moves.size();
+    return false;
   });
-  if (const auto makespan = trimmer.makespan(trimmed)) search_bound_ = *makespan;
+  if (const auto makespan = trimmer.makespan(trimmed)) search_bound_ = std::min(search_bound_, *makespan);
   if (trimmed.size() == moves.size()) return accept(moves, events);
   const auto needed_events = trimmer.events(trimmed);
   return accept(std::move(trimmed), needed_events);
@@ -256,7 +259,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
     outcome_ = search.run(*prepared_->initial, *guard_, is_alone ? first_slice : slice);
     add(before, search.statistics());
     if (outcome_ == SearchOutcome::plan_found) {
-      auto plan = accept_first(search.moves(), search.events());
+      auto plan = accept_trimmed(search.moves(), search.events());
       first = {};
       bound_ = least_makespan(prepared_->model, prepared_->values.data());
       return plan;
@@ -316,7 +319,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
   switch (outcome) {
     case SearchOutcome::plan_found: {
       search_bound_ = std::min(search_bound_, search_->makespan());
-      return accept(search_->moves(), search_->events());
+      return accept_trimmed(search_->moves(), search_->events());
     }
     case SearchOutcome::no_plan:
       if (!parts_.causal_order) {

@@ -72,8 +72,8 @@ class GuidedPlanner : public FtpPlanner {
   GuidedSearch::Options search_options(PathOrder order, bool is_bounded) const;
   /// Replays the moves; null if their plan takes no less time than the best one.
   std::shared_ptr<TimeTriggeredPlan> accept(std::vector<Move> moves, const std::vector<const Event*>& events);
-  std::shared_ptr<TimeTriggeredPlan> accept_first(const std::vector<Move>& moves,
-                                                  const std::vector<const Event*>& events);
+  std::shared_ptr<TimeTriggeredPlan> accept_trimmed(const std::vector<Move>& moves,
+                                                    const std::vector<const Event*>& events);
   std::shared_ptr<TimeTriggeredPlan> next_under(SearchGuard& guard);
   std::shared_ptr<TimeTriggeredPlan> find_next();
   bool must_stop();
@@ -89,6 +89,7 @@ class GuidedPlanner : public FtpPlanner {
   rational best_makespan_;
   double bound_ = 0;
   static constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
+  std::uint64_t trimming_left_ = 0;    // in moves
   std::uint64_t polished_at_ = never;  // in expansions: where the work on the first plan ends
   // On the makespan of the engine's plan, which may have more steps than the caller's.
   double search_bound_ = std::numeric_limits<double>::infinity();
