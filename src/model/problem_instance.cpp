@@ -126,19 +126,35 @@ bool ProblemInstanceImpl::is_flat() const {
   });
 }
 
+void ProblemInstanceImpl::add_references(const std::shared_ptr<FluentImpl>& fluent,
+                                         const std::vector<std::vector<Node*>>& arguments,
+                                         std::vector<Node*>& references) const {
+  for_each_tuple(arguments, [&](const std::vector<Node*>& tuple) {
+    references.push_back(env().expression_factory().make_fluent_reference(fluent, tuple));
+  });
+}
+
 std::vector<Node*> ProblemInstanceImpl::all_ground_fluents(bool only_boolean) const {
   if (!is_flat()) throw InvalidParameterError("The problem instance is not flat!");
   std::vector<Node*> result;
-  for (const auto& entry : fluents_) {
-    // why no structured binding: clang 14 does not capture one in a lambda.
-    const std::shared_ptr<FluentImpl>& fluent = entry.second;
+  for (const auto& [name, fluent] : fluents_) {
     if (only_boolean && !fluent->type()->is_boolean()) continue;
     std::vector<std::vector<Node*>> domains;
     for (const auto& parameter : fluent->parameters())
       domains.push_back(domain_items(env(), instances_, parameter->type()));
-    for_each_tuple(domains, [&](const std::vector<Node*>& tuple) {
-      result.push_back(env().expression_factory().make_fluent_reference(fluent, tuple));
-    });
+    add_references(fluent, domains, result);
+  }
+  return result;
+}
+
+std::vector<Node*> ProblemInstanceImpl::all_ground_atoms() const {
+  std::vector<Node*> result;
+  for (const auto& [name, fluent] : fluents_) {
+    if (!fluent->type()->is_boolean()) continue;
+    std::vector<std::vector<Node*>> domains;
+    for (const auto& parameter : fluent->parameters())
+      domains.push_back(values_for(*this, parameter->type()));
+    add_references(fluent, domains, result);
   }
   return result;
 }
@@ -259,6 +275,14 @@ std::vector<Node*> domain_items(Environment& env, const InstanceMap& instances, 
   require_listable(*type);
   for (std::size_t index = 0; index < size; ++index)
     result.push_back(domain_item(env, instances, type, index));
+  return result;
+}
+
+std::vector<Node*> values_for(const ProblemInstanceImpl& problem, const TypePtr& type) {
+  if (!type->is_user_defined()) return domain_items(problem.env(), problem.instances(), type);
+  std::vector<Node*> result;
+  for (const auto& [name, instance] : problem.instances(type))
+    result.push_back(problem.env().expression_factory().make_instance_reference(instance));
   return result;
 }
 

@@ -83,6 +83,8 @@ class ProblemInstanceImpl : public TypeScope,
   /// InvalidParameterError "The problem instance is not flat!" or "The problem instance contains a
   /// non-groundable fluent.".
   std::vector<Node*> all_ground_fluents(bool only_boolean) const;
+  /// The same of the boolean fluents, with the objects of derived types as arguments too.
+  std::vector<Node*> all_ground_atoms() const;
   bool is_flat() const;  ///< No user type holds actions, fluents or constants.
   bool has_contains() const;
   bool has_forall() const;
@@ -98,6 +100,10 @@ class ProblemInstanceImpl : public TypeScope,
   std::size_t hash() const;
 
  private:
+  /// Adds the references to the fluent with all combinations of the arguments.
+  void add_references(const std::shared_ptr<FluentImpl>& fluent,
+                      const std::vector<std::vector<Node*>>& arguments, std::vector<Node*>& references) const;
+
   std::weak_ptr<ModelFactory> factory_;
   bool shared_ = false;
   InstanceMap instances_;
@@ -132,5 +138,8 @@ void require_listable(const TypeBase& type);
 /// All values of a finite type, in the order of `domain_item`; the errors are those of `domain_size` and
 /// `require_listable`.
 std::vector<Node*> domain_items(Environment& env, const InstanceMap& instances, const TypePtr& type);
+/// All values that may stand for a parameter of the type: as `domain_items`, and of a user type also the
+/// instances of the types derived from it.
+std::vector<Node*> values_for(const ProblemInstanceImpl& problem, const TypePtr& type);
 
 }  // namespace zorvel::model

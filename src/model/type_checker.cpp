@@ -7,6 +7,7 @@
 #include "model/constant.h"
 #include "model/fluent.h"
 #include "model/model_factory.h"
+#include "model/user_type.h"
 
 namespace zorvel::model {
 
@@ -69,10 +70,16 @@ bool are_numbers_of_one_kind(const TypeBase& a, const TypeBase& b) {
   return (a.is_integer() && b.is_integer()) || (a.is_rational() && b.is_rational());
 }
 
-/// Whether members of the two types may stand in one set: the same type, nothing at all, or numbers of one
-/// kind.
-bool are_compatible_members(const TypeBase& a, const TypeBase& b) {
-  return a.is_equal(b) || a.is_void() || b.is_void() || are_numbers_of_one_kind(a, b);
+/// Whether an object of `given` may stand where one of `declared` is asked for; of an equality, the other way
+/// round as well.
+bool are_related(const TypeBase& declared, const TypeBase& given, bool is_equality) {
+  return is_a(given, declared) || (is_equality && is_a(declared, given));
+}
+
+/// Whether members of the two types may stand in one set: the same type or one derived from it, nothing at
+/// all, or numbers of one kind.
+bool are_compatible_members(const TypeBase& a, const TypeBase& b, bool is_equality) {
+  return are_related(a, b, is_equality) || a.is_void() || b.is_void() || are_numbers_of_one_kind(a, b);
 }
 
 [[noreturn]] void refuse(const char* message, Node* node) {
@@ -195,8 +202,9 @@ ExpressionTypeChecker::ExpressionTypeChecker(Environment& env)
       void_type_(std::make_shared<VoidType>()) {}
 
 bool ExpressionTypeChecker::compatible_operands(const TypePtr& a, const TypePtr& b, bool is_equality) const {
-  if (a->is_equal(*b)) return true;
-  if (a->is_set() && b->is_set()) return are_compatible_members(*as_set(*a).type(), *as_set(*b).type());
+  if (are_related(*a, *b, is_equality)) return true;
+  if (a->is_set() && b->is_set())
+    return are_compatible_members(*as_set(*a).type(), *as_set(*b).type(), is_equality);
   const bool are_numbers = (a->is_integer() && b->is_integer()) || (a->is_rational() && is_numeric(*b)) ||
                            (is_equality && a->is_integer() && b->is_rational());
   if (!are_numbers) return false;
@@ -330,7 +338,7 @@ TypePtr ExpressionTypeChecker::walk_in(Node* node) const {
   const TypeBase& set = *type_of_child(node, 1);
   if (!set.is_set()) refuse(message, node);
   const TypeBase& member = *as_set(set).type();
-  const bool is_accepted = member.is_equal(element) || member.is_void() ||
+  const bool is_accepted = is_a(element, member) || member.is_void() ||
                            (member.is_integer() && element.is_integer()) ||
                            (member.is_rational() && element.is_rational());
   if (!is_accepted) refuse(message, node);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <unordered_set>
 
 #include "model/action.h"
 #include "model/constant.h"
@@ -26,17 +27,39 @@ void UserTypeImpl::add_base_type(const TypePtr& type) {
 }
 
 bool UserTypeImpl::is_derived_from(const TypePtr& type, bool transitive) const {
+  if (std::find(base_types_.begin(), base_types_.end(), type) != base_types_.end()) return true;
+  if (!transitive || base_types_.empty()) return false;
+  const std::vector<const UserTypeImpl*> above = lineage();
+  return std::any_of(above.begin() + 1, above.end(),
+                     [&](const UserTypeImpl* parent) { return parent->is_derived_from(type, false); });
+}
+
+std::vector<const UserTypeImpl*> UserTypeImpl::lineage() const {
+  std::vector<const UserTypeImpl*> result{this};
   // A text may declare two types as parents of each other, so every type is opened once.
-  std::vector<const UserTypeImpl*> open{this};
-  for (std::size_t next = 0; next < open.size(); ++next) {
-    for (const TypePtr& base : open[next]->base_types_) {
-      if (base == type) return true;
-      if (!transitive || !base->is_user_defined()) continue;
+  std::unordered_set<const UserTypeImpl*> seen{this};
+  for (std::size_t next = 0; next < result.size(); ++next) {
+    for (const TypePtr& base : result[next]->base_types_) {
+      if (!base->is_user_defined()) continue;
       const auto* parent = static_cast<const UserTypeImpl*>(base.get());
-      if (std::find(open.begin(), open.end(), parent) == open.end()) open.push_back(parent);
+      if (seen.insert(parent).second) result.push_back(parent);
     }
   }
-  return false;
+  return result;
+}
+
+std::shared_ptr<ActionImpl> UserTypeImpl::find_action(const std::string& name) const {
+  for (const UserTypeImpl* type : lineage())
+    if (const auto found = type->actions_.find(name); found != type->actions_.end()) return found->second;
+  return nullptr;
+}
+
+bool is_a(const TypeBase& type, const TypeBase& wanted) {
+  if (&type == &wanted) return true;
+  if (!type.is_user_defined() || !wanted.is_user_defined()) return false;
+  const std::vector<const UserTypeImpl*> lineage = static_cast<const UserTypeImpl&>(type).lineage();
+  return std::find(lineage.begin(), lineage.end(), static_cast<const UserTypeImpl*>(&wanted)) !=
+         lineage.end();
 }
 
 bool UserTypeImpl::has_forall() const {

@@ -30,6 +30,11 @@ class UserTypeImpl : public TypeScope, public TypeBase {
   void clear_base_types() { base_types_.clear(); }
   /// Whether `type` is a parent; if `transitive`, also whether a parent is derived from it.
   bool is_derived_from(const TypePtr& type, bool transitive) const;
+  /// This type and all user types that it derives from, nearest first; of equally near ones, in the order of
+  /// declaration. A name is meant in the first of them that has it.
+  std::vector<const UserTypeImpl*> lineage() const;
+  /// What the name of an action means for an object of this type; null if it has none.
+  std::shared_ptr<ActionImpl> find_action(const std::string& name) const;
 
   bool has_forall() const;
   bool has_continuous_change() const;
@@ -49,6 +54,9 @@ class UserTypeImpl : public TypeScope, public TypeBase {
   std::string name_;
   std::vector<TypePtr> base_types_;
 };
+
+/// Whether every object of `type` is one of `wanted`: the same type, or a user type derived from it.
+bool is_a(const TypeBase& type, const TypeBase& wanted);
 
 /// A type's declaration with its body, and the value lines of its constants.
 std::ostream& operator<<(std::ostream& out, const std::shared_ptr<UserTypeImpl>& type);

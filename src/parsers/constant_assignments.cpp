@@ -7,6 +7,7 @@
 #include "model/instance.h"
 #include "model/model_factory.h"
 #include "model/type_checker.h"
+#include "model/user_type.h"
 #include "model/walkers/expression_simplifier.h"
 
 namespace zorvel {
@@ -21,13 +22,13 @@ bool is_unresolved(const ExpressionFactory& factory, Node* node, const char* nam
 }
 
 /// Whether a value of type `given` may be stored where `declared` is; bounds play no part. The type of `{}`
-/// is a set of void.
+/// is a set of void. Objects of derived types fit.
 bool fits(const TypePtr& declared, const TypePtr& given) {
   if (declared->is_set() && given->is_set()) {
     const TypePtr& member = static_cast<const SetTypeBase&>(*given).type();
     return member->is_void() || fits(static_cast<const SetTypeBase&>(*declared).type(), member);
   }
-  return declared->is_equal(*given) || (declared->is_integer() && given->is_integer()) ||
+  return is_a(*given, *declared) || (declared->is_integer() && given->is_integer()) ||
          (declared->is_rational() && (given->is_rational() || given->is_integer()));
 }
 

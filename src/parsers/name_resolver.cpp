@@ -192,11 +192,19 @@ class Resolution {
     return path;
   }
 
+  /// The types whose members an object of the type has, itself last: what is bound later hides what is
+  /// before.
+  template <class Visit>
+  static void for_each_origin(const UserTypeImpl& type, Visit visit) {
+    const auto lineage = type.lineage();
+    for (auto origin = lineage.rbegin(); origin != lineage.rend(); ++origin) visit(**origin);
+  }
+
   /// Declarations inside of a type; the reader bounds their nesting.
   void resolve_members(UserTypeImpl& type, const Path& path) {
     const TypeTable::Scope scope(types_);
     const std::size_t first_type = all_types_.size();
-    enter_types(type);
+    for_each_origin(type, [this](const UserTypeImpl& origin) { enter_types(origin); });
     resolve_base_types(type);
     if (all_types_.size() > first_type) check_inheritance();
     for (const ConstantPtr& constant : values_of(type.constants())) {
@@ -343,8 +351,10 @@ class Resolution {
 
   void resolve_member_actions(UserTypeImpl& type, const Path& path) {
     const NameTable::Scope scope(names_);
-    for (const auto& [name, fluent] : type.fluents()) bind_fluent(fluent);
-    for (const auto& [name, constant] : type.constants()) bind_constant(constant);
+    for_each_origin(type, [this](const UserTypeImpl& origin) {
+      for (const auto& [name, fluent] : origin.fluents()) bind_fluent(fluent);
+      for (const auto& [name, constant] : origin.constants()) bind_constant(constant);
+    });
     for (const auto& [name, nested] : type.user_types()) resolve_member_actions(*nested, inside(path, name));
     for (const ActionPtr& action : values_of(type.actions()))
       type.resolve_action(resolve_action(action, path));

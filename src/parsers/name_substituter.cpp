@@ -157,15 +157,17 @@ Node* NameSubstituter::walk_dot(Node* node) const {
 
   const auto& user_type = dynamic_cast<const UserTypeImpl&>(*type);
   const std::vector<Node*> arguments = memoized_children(member);
-  if (const auto fluent = user_type.fluents().find(name); fluent != user_type.fluents().end())
-    return factory().make_scoping(left, factory().make_fluent_reference(fluent->second, arguments));
-  if (const auto constant = user_type.constants().find(name); constant != user_type.constants().end()) {
-    Node* const reference = factory().make_constant_reference(constant->second, {});
-    Node* const* meaning = names_.find(reference->payload);
-    return factory().make_scoping(
-        left,
-        factory().make_constant_reference(
-            factory().get_constant_from_reference(meaning == nullptr ? reference : *meaning), arguments));
+  for (const UserTypeImpl* declaring : user_type.lineage()) {
+    if (const auto fluent = declaring->fluents().find(name); fluent != declaring->fluents().end())
+      return factory().make_scoping(left, factory().make_fluent_reference(fluent->second, arguments));
+    if (const auto constant = declaring->constants().find(name); constant != declaring->constants().end()) {
+      Node* const reference = factory().make_constant_reference(constant->second, {});
+      Node* const* meaning = names_.find(reference->payload);
+      return factory().make_scoping(
+          left,
+          factory().make_constant_reference(
+              factory().get_constant_from_reference(meaning == nullptr ? reference : *meaning), arguments));
+    }
   }
   throw UnresolvedSymbolError(name) << " in expression " << print_expression{node};
 }

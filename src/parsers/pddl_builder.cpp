@@ -161,11 +161,8 @@ PddlBuilder::Count PddlBuilder::parameters_of_either(Count names, Count count, i
   for (auto type = alternatives.rbegin(); type != alternatives.rend(); ++type) text += "_" + type->name->text;
   const bool is_new = !problem_->user_types().contains(text);
   const auto either = declared_type(name(text), line);
-  if (is_new) {
+  if (is_new)
     for (const ListedName& alternative : alternatives) alternatives_.push_back({alternative, either});
-    warn(line,
-         "only an object declared with the type '" + text + "' can stand for a parameter of this 'either'");
-  }
   return add_parameters(names, env_.model_factory().make_unresolved_type(text));
 }
 

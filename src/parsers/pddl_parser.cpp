@@ -55,7 +55,7 @@ void check_number_of_atoms(const ProblemInstanceImpl& problem) {
     if (!fluent->type()->is_boolean()) continue;
     std::size_t combinations = 1;
     for (const auto& parameter : fluent->parameters()) {
-      const std::size_t size = domain_items(problem.env(), problem.instances(), parameter->type()).size();
+      const std::size_t size = values_for(problem, parameter->type()).size();
       combinations = std::min(combinations * size, max_ground_atoms + 1);
     }
     atoms += combinations;
@@ -79,7 +79,7 @@ std::vector<Node*> close_world(const ProblemInstanceImpl& problem) {
       initialised.insert(statement->children[1]->children[0]);
   }
   Node* const no = factory.make_boolean_constant(false);
-  for (Node* atom : problem.all_ground_fluents(true))
+  for (Node* atom : problem.all_ground_atoms())
     if (!initialised.contains(atom))
       statements.push_back(factory.make_temporal_expression(start, factory.make_assign(atom, no)));
   return statements;

@@ -95,8 +95,7 @@ std::shared_ptr<InstanceImpl> PlanWords::object(std::string_view name) const {
 std::shared_ptr<ActionImpl> PlanWords::action(const std::string& name, const InstanceImpl* object) const {
   if (object != nullptr) {
     // why first: types may have actions of one name, and the printer writes no more than the object.
-    const auto type = object->type();
-    if (const auto own = type->actions().find(name); own != type->actions().end()) return own->second;
+    if (auto own = object->type()->find_action(name)) return own;
   }
   auto action = find_action(problem_, name);
   if (!action) throw ParserError("Action not found at line ") << line_;

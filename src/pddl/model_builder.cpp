@@ -16,6 +16,7 @@
 #include "pddl/times.h"
 #include "pddl/type_families.h"
 #include "transformers/fresh_names.h"
+#include "transformers/membership.h"
 
 namespace zorvel::pddl {
 
@@ -217,14 +218,9 @@ Node* ModelBuilder::membership(const Variable& parameter) {
   if (families_.is_whole(sort)) return nullptr;
   std::shared_ptr<ConstantImpl>& constant = memberships_[&sort];
   if (constant == nullptr) {
-    const auto table = std::make_shared<FunctionValueImpl>(factory_.make_boolean_constant(false));
-    for (const Object* object : sort.objects)
-      table->add_assignment({instance(*object)}, factory_.make_boolean_constant(true));
     std::string name = "__is";
     for (const Type* type : sort.types) name += "_" + type->name.text;
-    const auto member = std::make_shared<ParameterImpl>("x", type_of(sort));
-    constant = env().model_factory().make_constant(take_name(name), env().model_factory().make_boolean_type(),
-                                                   {}, {member}, {{"", table}});
+    constant = make_membership(env(), take_name(name), type_of(sort), instances_of(sort.objects));
     hidden_constants_.push_back(constant);
   }
   return factory_.make_constant_reference(constant,

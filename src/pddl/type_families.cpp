@@ -2,37 +2,17 @@
 
 #include <algorithm>
 #include <map>
-#include <numeric>
+
+#include "transformers/partition.h"
 
 namespace zorvel::pddl {
 
 namespace {
 
-/// Objects that have to be of one family, by number.
-class Partition {
- public:
-  explicit Partition(std::size_t size) : parents_(size) { std::iota(parents_.begin(), parents_.end(), 0U); }
-
-  std::uint32_t root(std::uint32_t object) {
-    while (parents_[object] != object) object = parents_[object] = parents_[parents_[object]];
-    return object;
-  }
-  void join(std::uint32_t a, std::uint32_t b) {
-    a = root(a);
-    b = root(b);
-    // The smaller number stays the root: it does not depend on the order of the joins.
-    if (a < b)
-      parents_[b] = a;
-    else
-      parents_[a] = b;
-  }
-  void join(const std::vector<const Object*>& objects) {
-    for (const Object* object : objects) join(objects.front()->number, object->number);
-  }
-
- private:
-  std::vector<std::uint32_t> parents_;
-};
+/// The objects, by number, have to be of one family.
+void join_all(model::Partition& partition, const std::vector<const Object*>& objects) {
+  for (const Object* object : objects) partition.join(objects.front()->number, object->number);
+}
 
 /// The sorts of all parameters in the order of the text. Those of quantifiers are not among them: quantifiers
 /// are written out.
@@ -48,12 +28,12 @@ std::vector<const Sort*> sorts_of_parameters(const Task& task) {
 }  // namespace
 
 TypeFamilies::TypeFamilies(const Task& task) {
-  Partition partition(task.objects.size());
+  model::Partition partition(task.objects.size());
   std::map<std::vector<Type*>, std::uint32_t> first_of_types;
   for (const Object& object : task.objects)
     partition.join(first_of_types.try_emplace(object.types, object.number).first->second, object.number);
   const std::vector<const Sort*> sorts = sorts_of_parameters(task);
-  for (const Sort* sort : sorts) partition.join(sort->objects);
+  for (const Sort* sort : sorts) join_all(partition, sort->objects);
   std::vector<std::uint32_t> roots;
   for (const Object& object : task.objects) roots.push_back(partition.root(object.number));
   add_families(task, roots);

@@ -71,7 +71,7 @@ StaticObstacle find_static_obstacle(const model::ProblemPtr& problem, const mode
   std::vector<std::vector<Node*>> domains;
   for (const auto& parameter : action.parameters()) {
     if (!parameter->type()->is_finite_domain()) return {};
-    domains.push_back(model::domain_items(problem->env(), problem->instances(), parameter->type()));
+    domains.push_back(model::values_for(*problem, parameter->type()));
     if (domains.back().empty()) return {nullptr, parameter.get()};
   }
   const model::ExpressionSimplifier simplify(problem->env());

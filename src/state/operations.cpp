@@ -19,15 +19,6 @@ bool check_domain(const ExpressionFactory& factory, const Node* value, const mod
   return model::within_bounds(type, factory.get_numeric_constant(value));
 }
 
-bool is_a(const model::UserTypeImpl& type, const model::TypeBase& wanted) {
-  if (&type == &wanted) return true;
-  for (const model::TypePtr& base : type.base_types())
-    if (base.get() == &wanted ||
-        (base->is_user_defined() && is_a(dynamic_cast<const model::UserTypeImpl&>(*base), wanted)))
-      return true;
-  return false;
-}
-
 bool is_of_kind(Environment& env, const Node* value, const model::TypeBase& type) {
   const ExpressionFactory& factory = env.expression_factory();
   if (type.is_boolean()) return ExpressionFactory::is_boolean_constant(value);
@@ -37,7 +28,7 @@ bool is_of_kind(Environment& env, const Node* value, const model::TypeBase& type
   if (!type.is_user_defined()) return true;
   if (!ExpressionFactory::is_instance_reference(value)) return false;
   return &type == env.model_factory().make_object_type().get() ||
-         is_a(*factory.get_instance_from_reference(value)->type(), type);
+         model::is_a(*factory.get_instance_from_reference(value)->type(), type);
 }
 
 void prune_impossible_values(const ExpressionFactory& factory, model::NodeSet& values,

@@ -11,16 +11,9 @@
 
 namespace zorvel {
 
-namespace model {
-class UserTypeImpl;
-}
-
 /// Whether `value`, a numeric constant, lies within the bounds of an integer or rational type; true of every
 /// other type. That a value of an integer type is an integer is not tested.
 bool check_domain(const model::ExpressionFactory& factory, const Node* value, const model::TypeBase& type);
-
-/// Whether an object of a type is one of another: that type itself, or one that it derives from.
-bool is_a(const model::UserTypeImpl& type, const model::TypeBase& wanted);
 
 /// Whether `value`, a constant or an instance reference, is one that a fluent of the type can hold, bounds
 /// aside.

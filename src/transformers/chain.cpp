@@ -23,6 +23,7 @@
 #include "transformers/partial_order_compiler.h"
 #include "transformers/set_compiler.h"
 #include "transformers/temporal_uncertainty_compiler.h"
+#include "transformers/type_hierarchy_compiler.h"
 
 namespace zorvel::model {
 
@@ -106,6 +107,7 @@ const auto table = std::to_array<TransformerRow>({
      [](const ProblemPtr& problem, const ChainOptions& options) -> std::shared_ptr<BasicTransformer> {
        return std::make_shared<TemporalUncertaintyCompiler>(problem, options.steps_are_atomic);
      }},
+    {"type-hierarchy-compiler", &TypeHierarchyCompiler::is_needed, &make<TypeHierarchyCompiler>},
     {"uncertain-ends-compiler", &FreeVarParamsCompiler::has_nested_uncertain_end,
      [](const ProblemPtr& problem, const ChainOptions&) -> std::shared_ptr<BasicTransformer> {
        return std::make_shared<FreeVarParamsCompiler>(problem, FreeVarParamsCompiler::Scope::UNCERTAIN_ENDS);

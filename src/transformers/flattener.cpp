@@ -10,46 +10,16 @@
 #include "model/walkers/expression_simplifier.h"
 #include "model/walkers/instantiate_walker.h"
 #include "plans/time_triggered_plan.h"
+#include "transformers/constant_order.h"
+#include "transformers/membership.h"
 #include "transformers/plan_mapping.h"
+#include "transformers/retyping_substituter.h"
 
 namespace zorvel::model {
 
 namespace {
 
 constexpr std::string_view unknown_to_flattener = "Found an action that is unknown to the flattener!";
-
-/// Substitutes like its base and gives the variables of a forall their flat types.
-class FlatTypeSubstituter : public ExpressionSubstituter {
- public:
-  using TypeMap = std::function<TypePtr(const TypePtr&)>;
-  FlatTypeSubstituter(Environment& environment, NodeMap values, NodeMap heads, TypeMap flat_type)
-      : ExpressionSubstituter(environment, std::move(values), std::move(heads), false),
-        flat_type_(std::move(flat_type)) {}
-
- protected:
-  Node* walk_parameter_reference(Node* node) const override {
-    if (value_map_.contains(node)) return node;  // a parameter of the action, replaced by the base
-    return factory().make_parameter_reference(bound_variable(factory().get_parameter_from_reference(node)));
-  }
-  Node* walk_forall(Node* node) const override {
-    ParameterVector variables;
-    for (const auto& variable : factory().get_parameters_from_forall(node))
-      variables.push_back(bound_variable(variable));
-    return factory().make_forall(variables, memoized_children(node));
-  }
-
- private:
-  const std::shared_ptr<ParameterImpl>& bound_variable(const std::shared_ptr<ParameterImpl>& old) const {
-    auto& variable = bound_variables_[old];
-    if (variable != nullptr) return variable;
-    const TypePtr type = flat_type_(old->type());
-    variable = type == old->type() ? old : std::make_shared<ParameterImpl>(old->name(), type);
-    return variable;
-  }
-
-  TypeMap flat_type_;
-  mutable std::map<std::shared_ptr<ParameterImpl>, std::shared_ptr<ParameterImpl>> bound_variables_;
-};
 
 /// Turns flat names into scoped ones: `_T_f(o, x)` to `o.f(x)`.
 class ScopingWalker : public ExpressionIdentity {
@@ -79,34 +49,6 @@ class ScopingWalker : public ExpressionIdentity {
   const NodeMap& old_instances_;
 };
 
-void collect_constants(const ExpressionFactory& factory, Node* root,
-                       std::vector<std::shared_ptr<ConstantImpl>>& constants) {
-  std::vector<Node*> open{root};
-  std::unordered_set<Node*> seen{root};
-  while (!open.empty()) {
-    Node* const node = open.back();
-    open.pop_back();
-    if (ExpressionFactory::is_constant_reference(node))
-      constants.push_back(factory.get_constant_from_reference(node));
-    for (Node* child : node->operands())
-      if (seen.insert(child).second) open.push_back(child);
-  }
-}
-
-/// The constants that occur in the values of a constant.
-std::vector<std::shared_ptr<ConstantImpl>> constants_in_values(const ExpressionFactory& factory,
-                                                               const ConstantImpl& constant) {
-  std::vector<std::shared_ptr<ConstantImpl>> used;
-  for (const auto& [key, table] : constant.all_values()) {
-    if (table == nullptr) continue;
-    for (const auto& [arguments, value] : table->sorted_assignments()) {
-      for (Node* argument : arguments) collect_constants(factory, argument, used);
-      collect_constants(factory, value, used);
-    }
-  }
-  return used;
-}
-
 }  // namespace
 
 void Flattener::do_computation() {
@@ -119,6 +61,9 @@ void Flattener::do_computation() {
   ZORVEL_LOG(DEBUG) << "--> Re-introduce the user-types as a non-structured enumerations";
   Path path;
   build_types(path, *problem_);
+  for (const auto& [old, flat] : types_)
+    for (const TypePtr& base : static_cast<const UserTypeImpl*>(old)->base_types())
+      flat->add_base_type(flat_type(base));
 
   ZORVEL_LOG(DEBUG) << "--> Re-introduce the top-level instances, fluents and constants";
   add_instances();
@@ -127,7 +72,12 @@ void Flattener::do_computation() {
     constants_.push_back({constant, {constant->path(), nullptr}});
   MetricRewriter metrics(*problem_);
   for (const auto& [name, type] : problem_->user_types()) add_members(path, *type);
-  add_constants_in_order_of_use();
+  std::vector<std::shared_ptr<ConstantImpl>> constants;
+  for (const auto& [constant, place] : constants_) {
+    constant_places_[constant.get()] = constants.size();
+    constants.push_back(constant);
+  }
+  for (const auto& constant : in_order_of_use(factory(), constants)) add_constant(constant);
   for (const auto& [name, type] : problem_->user_types()) add_actions(path, *type, metrics);
   for (const auto& [name, action] : problem_->actions())
     add_action(action, name, action->path(), nullptr, metrics);
@@ -223,39 +173,6 @@ void Flattener::add_fluent(const FluentImpl& fluent, const Path& path, const Use
   old_heads_[new_head] = old_head;
 }
 
-/// Constants may be given by other constants, whose flat forms must exist first.
-void Flattener::add_constants_in_order_of_use() {
-  for (std::size_t place = 0; place < constants_.size(); ++place)
-    constant_places_[constants_[place].first.get()] = place;
-  struct Visit {
-    std::shared_ptr<ConstantImpl> constant;
-    std::vector<std::shared_ptr<ConstantImpl>> used;
-  };
-  std::unordered_set<const ConstantImpl*> open;
-  for (const auto& entry : constants_) {
-    std::vector<Visit> stack;
-    const auto enter = [&](const std::shared_ptr<ConstantImpl>& constant) {
-      if (finished_constants_.contains(constant.get()) || !constant_places_.contains(constant.get())) return;
-      if (!open.insert(constant.get()).second)
-        throw InternalError("The value of the constant '") << constant->name() << "' depends on itself";
-      stack.push_back({constant, constants_in_values(factory(), *constant)});
-    };
-    enter(entry.first);
-    while (!stack.empty()) {
-      if (stack.back().used.empty()) {
-        const auto done = stack.back().constant;
-        stack.pop_back();
-        add_constant(done);
-        finished_constants_.insert(done.get());
-      } else {
-        const auto next = stack.back().used.back();
-        stack.back().used.pop_back();
-        enter(next);
-      }
-    }
-  }
-}
-
 void Flattener::add_constant(const std::shared_ptr<ConstantImpl>& constant) {
   const auto& [path, owner] = constants_[constant_places_.at(constant.get())].second;
   const auto flat = env().model_factory().make_constant(
@@ -300,7 +217,7 @@ ConstantImpl::Values Flattener::flat_values(const ConstantImpl& constant, const 
   // why last: a value without an object holds for those objects that have none of their own.
   if (const auto table = constant.value(); owner != nullptr && table != nullptr)
     for (const auto& [name, instance] : problem_->instances())
-      if (instance->type().get() == owner)
+      if (is_a(*instance->type(), *owner))
         add_table(*table, new_instances_.at(factory().make_instance_reference(instance)));
   if (!result->has_assignments()) return {};
   return {{std::string(), result}};
@@ -324,6 +241,7 @@ void Flattener::add_action(const std::shared_ptr<ActionImpl>& action, const std:
   const NodeRewrite rewrite = rewriting(object, std::move(references));
   std::vector<Node*> expressions;
   for (Node* expression : action->expressions()) expressions.push_back(rewrite(expression));
+  if (owner != nullptr) add_availability(*action, *owner, name, object, expressions);
   const auto flat =
       env().model_factory().make_action(name, path, action->is_process(), parameters, expressions, {});
   parts_.actions.push_back(flat);
@@ -332,12 +250,30 @@ void Flattener::add_action(const std::shared_ptr<ActionImpl>& action, const std:
   metrics.carry_cost(action, flat, rewrite);
 }
 
+/// An object of a type that has a nearer action of this name does not have this one.
+void Flattener::add_availability(const ActionImpl& action, const UserTypeImpl& owner, const std::string& name,
+                                 Node* object, std::vector<Node*>& expressions) {
+  bool is_hidden = false;
+  std::vector<Node*> objects;
+  for (const auto& [instance_name, instance] : problem_->instances()) {
+    if (!is_a(*instance->type(), owner)) continue;
+    if (instance->type()->find_action(action.name()).get() == &action)
+      objects.push_back(new_instances_.at(factory().make_instance_reference(instance)));
+    else
+      is_hidden = true;
+  }
+  if (!is_hidden) return;
+  parts_.constants.push_back(
+      make_membership(env(), names_.unique("__has" + name), types_.at(&owner), objects));
+  expressions.push_back(membership_at_start(factory(), parts_.constants.back(), object));
+}
+
 /// From expressions of the input, in the scope of the object (null outside of one), to flat ones.
 NodeRewrite Flattener::rewriting(Node* object, NodeMap parameters) const {
   parameters.insert(new_instances_.begin(), new_instances_.end());
   const auto instantiate = std::make_shared<InstantiateWalker>(env(), member_heads_, object);
   const auto substitute =
-      std::make_shared<FlatTypeSubstituter>(env(), std::move(parameters), top_level_heads_,
+      std::make_shared<RetypingSubstituter>(env(), std::move(parameters), top_level_heads_,
                                             [this](const TypePtr& type) { return flat_type(type); });
   return [instantiate, substitute](Node* node) { return (*substitute)((*instantiate)(node)); };
 }

@@ -3,7 +3,6 @@
 #include <map>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "model/constant.h"
@@ -16,7 +15,8 @@ namespace zorvel::model {
 
 /// Removes the structure of user types. The member `m` of a type `T` becomes `_T_m` at top level, with the
 /// object as first parameter "object", and `o.m(x)` becomes `_T_m(o, x)`; a nested type `U` becomes `_T_U`.
-/// Types keep their instances and lose their members and parents.
+/// Types keep their instances and parents and lose their members. Where a derived type has an action of the
+/// same name, its objects are kept out of the inherited one by a condition on a constant.
 ///
 /// Instances are made anew, since their types are; parameters of plans are translated in both directions.
 ///
@@ -44,10 +44,12 @@ class Flattener : public BasicTransformer {
   void add_members(Path& path, const UserTypeImpl& type);
   void add_fluent(const FluentImpl& fluent, const Path& path, const UserTypeImpl* owner);
   void add_constant(const std::shared_ptr<ConstantImpl>& constant);
-  void add_constants_in_order_of_use();
   void add_actions(Path& path, const UserTypeImpl& type, MetricRewriter& metrics);
   void add_action(const std::shared_ptr<ActionImpl>& action, const std::string& name, const Path& path,
                   const UserTypeImpl* owner, MetricRewriter& metrics);
+
+  void add_availability(const ActionImpl& action, const UserTypeImpl& owner, const std::string& name,
+                        Node* object, std::vector<Node*>& expressions);
 
   TypePtr flat_type(const TypePtr& type) const;
   ParameterVector flat_parameters(const ParameterVector& parameters, const UserTypeImpl* owner,
@@ -66,7 +68,6 @@ class Flattener : public BasicTransformer {
   std::map<const TypeBase*, std::shared_ptr<UserTypeImpl>> types_;
   std::vector<std::pair<std::shared_ptr<ConstantImpl>, PlacedConstant>> constants_;
   std::unordered_map<const ConstantImpl*, std::size_t> constant_places_;  // index into constants_
-  std::unordered_set<const ConstantImpl*> finished_constants_;
   NodeMap member_heads_;     // fluents and constants of types, old to flat, as references without arguments
   NodeMap top_level_heads_;  // likewise, those at top level
   NodeMap old_heads_;        // from flat fluents to old ones

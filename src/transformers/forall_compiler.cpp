@@ -1,12 +1,8 @@
 #include "transformers/forall_compiler.h"
 
-#include <limits>
-
 #include "core/errors.h"
 #include "core/log.h"
-#include "core/unsupported_problem.h"
 #include "model/model_factory.h"
-#include "model/walkers/expression_substituter.h"
 #include "transformers/finite_domain.h"
 #include "transformers/problem_parts.h"
 
@@ -15,16 +11,6 @@ namespace zorvel::model {
 namespace {
 
 constexpr std::string_view unknown_to_forall_compiler = "Found an action that is unknown to the compiler!";
-
-std::size_t number_of_combinations(const std::vector<std::vector<Node*>>& domains) {
-  std::size_t product = 1;
-  for (const auto& domain : domains) {
-    if (!domain.empty() && product > std::numeric_limits<std::size_t>::max() / domain.size())
-      throw UnsupportedProblemError("The variables of a forall have too many combinations of values");
-    product *= domain.size();
-  }
-  return product;
-}
 
 }  // namespace
 
@@ -52,52 +38,21 @@ void ForallCompiler::do_computation() {
   ZORVEL_LOG(DEBUG) << "Forall compiling completed!";
 }
 
-/// Expands until no outer forall is left: the body of one may be another.
 std::vector<Node*> ForallCompiler::expand_all(const ExpressionSet& expressions) const {
   std::vector<Node*> result;
-  std::vector<Node*> open(expressions.rbegin(), expressions.rend());
-  while (!open.empty()) {
-    Node* const expression = open.back();
-    open.pop_back();
-    const std::vector<Node*> expansion = expand_forall(expression);
-    if (expansion.size() == 1 && expansion.front() == expression)
-      result.push_back(expression);
-    else
-      open.insert(open.end(), expansion.rbegin(), expansion.rend());
+  for (Node* expression : expressions) {
+    const std::vector<Node*> expansion = expand_foralls(env(), expression, domains());
+    result.insert(result.end(), expansion.begin(), expansion.end());
   }
   return result;
 }
 
 std::vector<Node*> ForallCompiler::expand_forall(Node* expression) const {
-  const bool is_timed = ExpressionFactory::is_temporal_expression(expression);
-  Node* const interval = is_timed ? expression->children[0] : nullptr;
-  Node* const forall = is_timed ? expression->children[1] : expression;
-  if (!ExpressionFactory::is_forall(forall)) return {expression};
+  return model::expand_forall(env(), expression, domains());
+}
 
-  const ParameterVector variables = factory().get_parameters_from_forall(forall);
-  std::vector<std::vector<Node*>> domains;
-  for (const auto& variable : variables)
-    domains.push_back(finite_domain_values(env(), problem_->instances(), variable->type()));
-  std::vector<Node*> result;
-  const std::size_t combinations = number_of_combinations(domains);
-  for (std::size_t combination = 0; combination < combinations; ++combination) {
-    NodeMap values;
-    std::size_t rest = combination;
-    for (std::size_t place = 0; place < variables.size(); ++place) {
-      values[factory().make_parameter_reference(variables[place])] =
-          domains[place][rest % domains[place].size()];
-      rest /= domains[place].size();
-    }
-    const ExpressionSubstituter substitute(env(), std::move(values), {}, false);
-    for (Node* statement : forall->operands()) {
-      Node* const instance = substitute(statement);
-      if (is_timed && ExpressionFactory::is_temporal_expression(instance))
-        throw InternalError("The forall expression has a double interval definition: ")
-            << print_expression{interval} << " and " << print_expression{instance->children[0]};
-      result.push_back(is_timed ? factory().make_temporal_expression(interval, instance) : instance);
-    }
-  }
-  return result;
+DomainOf ForallCompiler::domains() const {
+  return [this](const TypePtr& type) { return finite_domain_values(env(), problem_->instances(), type); };
 }
 
 ActionStep ForallCompiler::map_back(const ActionStep&) const { throw InternalError("Not implemented yet!"); }

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "transformers/forall_expansion.h"
 #include "transformers/one_to_one_transformer.h"
 
 namespace zorvel::model {
@@ -16,11 +17,8 @@ class ForallCompiler : public OneToOneTransformer {
   /// `expand_forall`.
   void do_computation() override;
 
-  /// The expansion of one outer `forall`, bare or under an interval: one expression for each combination of
-  /// values (the first variable turning fastest) and each statement of the body. Any other expression comes
-  /// back alone. InternalError "Found an undefined finite-domain type" for a variable without a finite
-  /// domain, and "The forall expression has a double interval definition: ", both intervals joined by " and
-  /// ", for a timed statement in a timed forall.
+  /// As `model::expand_forall` over the values of the problem; InternalError "Found an undefined
+  /// finite-domain type" for a variable without a finite domain.
   std::vector<Node*> expand_forall(Node* expression) const;
 
   using OneToOneTransformer::map_back;
@@ -30,6 +28,7 @@ class ForallCompiler : public OneToOneTransformer {
 
  private:
   std::vector<Node*> expand_all(const ExpressionSet& expressions) const;
+  DomainOf domains() const;
 };
 
 }  // namespace zorvel::model

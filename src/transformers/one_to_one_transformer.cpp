@@ -12,11 +12,15 @@ void OneToOneTransformer::pair(const std::shared_ptr<ActionImpl>& old_action,
 }
 
 ActionStep OneToOneTransformer::step_back(const ActionStep& step) const {
-  return {step.instance, find_action(new_to_old_, step.action, texts_.unknown_new_action), step.parameters};
+  ActionStep result{step.instance, find_action(new_to_old_, step.action, texts_.unknown_new_action), {}};
+  for (Node* value : step.parameters) result.parameters.push_back(value_back(value));
+  return result;
 }
 
 ActionStep OneToOneTransformer::step_forward(const ActionStep& step) const {
-  return {step.instance, find_action(old_to_new_, step.action, texts_.unknown_old_action), step.parameters};
+  ActionStep result{step.instance, find_action(old_to_new_, step.action, texts_.unknown_old_action), {}};
+  for (Node* value : step.parameters) result.parameters.push_back(value_forward(value));
+  return result;
 }
 
 ActionStep OneToOneTransformer::map_back(const ActionStep& step) const { return step_back(step); }

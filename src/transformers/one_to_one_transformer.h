@@ -9,7 +9,7 @@
 namespace zorvel::model {
 
 /// A transformer that rewrites each action into one with the same parameters. A step of a plan changes its
-/// action and, where a subclass says so, its post-condition.
+/// action and, where a subclass says so, its post-condition and the values of its parameters.
 class OneToOneTransformer : public BasicTransformer {
  public:
   ActionStep map_back(const ActionStep& step) const override;
@@ -35,6 +35,10 @@ class OneToOneTransformer : public BasicTransformer {
   /// What becomes of a post-condition, never null, on its way.
   virtual Node* condition_back(Node* post_condition) const { return post_condition; }
   virtual Node* condition_forward(Node* post_condition) const { return post_condition; }
+
+  /// What becomes of the value of a parameter.
+  virtual Node* value_back(Node* value) const { return value; }
+  virtual Node* value_forward(Node* value) const { return value; }
 
  private:
   Texts texts_;

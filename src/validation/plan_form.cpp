@@ -39,8 +39,10 @@ class StepCheck {
     if (step_.has_duration && step_.duration < rational(0)) return fault("has a negative duration");
     if (owner == nullptr && step_.instance) return fault("names an object, and its action is no method");
     if (owner != nullptr && !step_.instance) return fault("names no object, and its action is a method");
-    if (owner != nullptr && !is_a(*step_.instance->type(), *owner))
+    if (owner != nullptr && !model::is_a(*step_.instance->type(), *owner))
       return fault("runs on an object that is no " + owner->name());
+    if (owner != nullptr && step_.instance->type()->find_action(step_.action->name()) != step_.action)
+      return fault("runs on an object whose type has another '" + step_.action->name() + "'");
     if (step_.parameters.size() != formal.size())
       return fault("needs " + std::to_string(formal.size()) + " parameters");
     for (std::size_t i = 0; i < formal.size(); ++i)

@@ -19,9 +19,9 @@ namespace zorvel {
 
 namespace {
 
-constexpr auto chain_of_all =
-    std::to_array<std::string_view>({"flattener", "increase-decrease-compiler", "forall-compiler",
-                                     "uncertain-ends-compiler", "temporal-uncertainty-compiler"});
+constexpr auto chain_of_all = std::to_array<std::string_view>(
+    {"flattener", "type-hierarchy-compiler", "increase-decrease-compiler", "forall-compiler",
+     "uncertain-ends-compiler", "temporal-uncertainty-compiler"});
 constexpr auto chain_of_sets = std::to_array<std::string_view>({"action-grounder", "set-compiler"});
 
 }  // namespace

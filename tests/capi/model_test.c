@@ -247,6 +247,17 @@ static void problems(void) {
   zorvel_fluent at = zorvel_fluent_new(env, "at", boolean, NULL, 0, &r, 1);
   const zorvel_instance instances[] = {zorvel_instance_new(env, "spirit", rover),
                                        zorvel_instance_new(env, "eagle", lander)};
+  /* A lander is a rover, and a rover no lander. */
+  const zorvel_expr eagle = zorvel_expr_make_instance_reference(env, instances[1]),
+                    spirit = zorvel_expr_make_instance_reference(env, instances[0]);
+  CHECK(zorvel_expr_is_error(zorvel_expr_make_fluent_reference(env, at, &eagle, 1)) == 0);
+  zorvel_param l = zorvel_parameter_new("l", lander);
+  zorvel_fluent landed = zorvel_fluent_new(env, "landed", boolean, NULL, 0, &l, 1);
+  CHECK_ERROR(zorvel_expr_is_error(zorvel_expr_make_fluent_reference(env, landed, &spirit, 1)),
+              "TypeCheckingError: Found a fluent reference having non-compatible children: ");
+  CHECK(zorvel_expr_is_error(zorvel_expr_make_equals(env, eagle, spirit)) == 0);
+  zorvel_fluent_destroy(landed);
+  zorvel_parameter_destroy(l);
   zorvel_action drive = make_drive(env, at, r, 2);
   CHECK(zorvel_action_is_temporally_uncertain(drive) == 1);
   zorvel_action fixed = make_drive(env, at, r, 5);

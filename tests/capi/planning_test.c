@@ -58,6 +58,31 @@ static void a_plan_is_found_validated_and_read_again(void) {
   zorvel_env_destroy(env);
 }
 
+static void types_below_types_are_planned_for(void) {
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem problem =
+      parse(env,
+            "type Lamp with { fluent boolean lit; action light() { duration := 1; [end] lit := true; }; };\n"
+            "type Torch < Lamp; type Box;\n"
+            "instance Torch t; instance Lamp l; instance Box b;\n"
+            "fluent boolean carried(Lamp x);\n"
+            "action carry(Torch x) { duration := 2; [start] x.lit; [end] carried(x) := true; };\n"
+            "[start] forall (Lamp x) { x.lit := false; carried(x) := false; };\n"
+            "goal [end] carried(t);\n");
+  zorvel_ttplan plan = zorvel_do_ftp_planning(problem);
+  CHECK(zorvel_ttplan_get_size(plan) == 2);
+  CHECK(zorvel_ttplan_validate(problem, plan) == 1);
+  CHECK_OWNED_TEXT(zorvel_ttplan_get_exact_string(plan), "0: t.light() [1]\n101/100: carry(t) [2]\n");
+  zorvel_ttplan wrong = zorvel_parse_ttplan_text(problem, "0: l.light() [1]\n2: carry(l) [2]\n", NULL);
+  char* reason = NULL;
+  CHECK(zorvel_ttplan_explain(problem, wrong, &reason) == 0);
+  CHECK_OWNED_TEXT(reason, "Step 2: carry(l) [2] has a parameter 'x' that is no Torch");
+  zorvel_ttplan_destroy(wrong);
+  zorvel_ttplan_destroy(plan);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
 static void no_plan_is_no_error(void) {
   zorvel_env env = zorvel_env_new();
   zorvel_problem problem = parse(env,
@@ -842,6 +867,7 @@ static void answers_for_tools_have_the_names_of_the_text(void) {
 
 int main(void) {
   a_plan_is_found_validated_and_read_again();
+  types_below_types_are_planned_for();
   no_plan_is_no_error();
   plans_get_shorter_until_that_is_proved();
   a_custom_heuristic_reads_the_state();

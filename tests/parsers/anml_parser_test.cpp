@@ -130,6 +130,13 @@ TEST(AnmlParser, KnowsTheLineOfErrorsThatHaveNoneInTheirText) {
       {"fluent boolean x;\nfluent\n Foo y;", "UnresolvedSymbolError: Foo: type unknown", 2},
       {"action a(boolean x,\n Foo y) { };", "UnresolvedSymbolError: Foo: type unknown", 2},
       {"type T < U;", "UnresolvedSymbolError: U: unknown type used in inheritance statement", 1},
+      {"type V; type T < V; instance V v;\nfluent boolean p(T x);\n[start] p(v) := true;",
+       "TypeCheckingError: Found a fluent reference having non-compatible children: p(v) type of parameter 1 "
+       "is V "
+       "while it should be T",
+       3},
+      {"type V; type T < V; instance V v; fluent T f;\n[start] f := v;",
+       "TypeCheckingError: Found an assign having non-compatible operands: (f := v)", 2},
       {"type A < B;\ntype B < A;", "InvalidParameterError: Cyclic inheritance of type 'A'", 2},
       {"fluent boolean x;\n[end] x and\n y and\n x;",
        "InternalError: Not implemented 'unresolved_symbol': unresolved<y>", 3},

@@ -161,7 +161,7 @@ TEST(NameResolver, TakesMembersFromTheTypeBeforeTheDot) {
       "type Site with { fluent boolean sunny; fluent integer height(integer [0, 3] side); };"
       "type Base with { fluent boolean old; };"
       "type Robot < Base with { fluent Site pos; fluent Robot friend_; constant integer size; };"
-      "instance Site s; instance Robot r; r.size := 1; fluent integer n;\n";
+      "instance Site s; instance Robot r; instance Base b; r.size := 1; fluent integer n;\n";
   struct Row {
     std::string text, result;
   };
@@ -169,6 +169,7 @@ TEST(NameResolver, TakesMembersFromTheTypeBeforeTheDot) {
       {"[end] r.pos.sunny;", "[end] r.pos.sunny"},
       {"[end] r.friend_.friend_.pos == s;", "[end] (r.friend_.friend_.pos == s)"},
       {"[end] r.pos.height(n) == r.size;", "[end] (r.pos.height(n) == r.size)"},
+      {"[end] r.friend_.old;", "[end] r.friend_.old"},
       // A variable may have the name of a member.
       {"[end] forall (Site pos) { r.pos == pos; };", "[end] forall (Site pos ) {(r.pos == pos);}"},
   };
@@ -180,7 +181,8 @@ TEST(NameResolver, TakesMembersFromTheTypeBeforeTheDot) {
   }
   const Row bad[] = {
       {"[end] r.sunny;", "UnresolvedSymbolError: sunny in expression unresolved<r>.unresolved<sunny>"},
-      {"[end] r.old;", "UnresolvedSymbolError: old in expression unresolved<r>.unresolved<old>"},
+      // What a derived type adds, the base type does not have.
+      {"[end] b.pos == s;", "UnresolvedSymbolError: pos in expression unresolved<b>.unresolved<pos>"},
       {"[end] nobody.pos == s;",
        "UnresolvedSymbolError: nobody in expression unresolved<nobody>.unresolved<pos>"},
       {"[end] n.pos == s;",

@@ -46,9 +46,9 @@ void check_stages(Environment& env, const Transformers& transformers, std::share
 /// Every transformer that takes plans forward, in the order of the chain, where the problem asks for it.
 Transformers reversible_chain(const model::ProblemPtr& problem) {
   model::TransformerChain chain(problem);
-  for (const char* name :
-       {"flattener", "increase-decrease-compiler", "forall-compiler", "temporal-uncertainty-compiler",
-        "action-grounder", "set-compiler", "empty-conditions-compiler", "partial-order-compiler"})
+  for (const char* name : {"flattener", "type-hierarchy-compiler", "increase-decrease-compiler",
+                           "forall-compiler", "temporal-uncertainty-compiler", "action-grounder",
+                           "set-compiler", "empty-conditions-compiler", "partial-order-compiler"})
     chain.apply(name);
   return chain.transformers();
 }

@@ -10,8 +10,8 @@ namespace zorvel::iw {
 
 namespace {
 
-constexpr auto chain_to_fluents =
-    std::to_array<std::string_view>({"flattener", "increase-decrease-compiler", "forall-compiler"});
+constexpr auto chain_to_fluents = std::to_array<std::string_view>(
+    {"flattener", "type-hierarchy-compiler", "increase-decrease-compiler", "forall-compiler"});
 // The rest is left to the planner of each width, which runs a chain of its own.
 constexpr auto chain_to_ground = std::to_array<std::string_view>(
     {"constant-promoter", "temporal-uncertainty-compiler", "action-grounder"});

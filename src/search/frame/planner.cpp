@@ -15,9 +15,10 @@ namespace {
 using Names = model::TransformerChain::Names;
 
 // Events of one order come last: the splitting compilers need a ground problem without other features.
-constexpr auto chain_to_ground = std::to_array<std::string_view>(
-    {"flattener", "increase-decrease-compiler", "forall-compiler", "constant-promoter",
-     "free-var-params-compiler", "temporal-uncertainty-compiler", "action-grounder", "set-compiler"});
+constexpr auto chain_to_ground =
+    std::to_array<std::string_view>({"flattener", "type-hierarchy-compiler", "increase-decrease-compiler",
+                                     "forall-compiler", "constant-promoter", "free-var-params-compiler",
+                                     "temporal-uncertainty-compiler", "action-grounder", "set-compiler"});
 constexpr auto chain_of_moments =
     std::to_array<std::string_view>({"always-within-compiler", "contains-compiler"});
 constexpr auto chain_to_events =
@@ -44,6 +45,9 @@ void Planner::apply_chain(Names names, const model::ChainOptions& options, bool 
       if (name == "constant-promoter") continue;
       if (name == "flattener" && model::has_members(*problem()))
         throw UnsupportedProblemError("Custom heuristic is not supported in non-flat problems!");
+      if (name == "type-hierarchy-compiler" && model::find_transformer(name)->is_needed(*problem()))
+        throw UnsupportedProblemError(
+            "Custom heuristic is not supported in problems with types below types!");
       if (name == "set-compiler" && model::uses_sets(*problem()))
         throw UnsupportedProblemError("Custom heuristic is not supported in problems with sets!");
     }
