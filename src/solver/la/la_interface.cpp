@@ -338,10 +338,12 @@ bool LaSolverInterface::move_apart(std::span<const std::pair<Term, Term>> at_iss
   if (!config_.model_mutation || !delayed_.empty()) return false;
   const std::vector<Var> to_move = parting_vars(at_issue);
   if (to_move.empty()) return false;
+  hsh::Map<Term, bool> are_at_issue;
+  for (const auto& [a, b] : at_issue) are_at_issue[a] = are_at_issue[b] = true;
   std::vector<Solver::SharedSum> sums;
   for (const Term term : interface_terms_) {
     const InterfaceRecord& record = *interface_.find(term);
-    sums.push_back({record.sum, record.constant, group_of(term)});
+    sums.push_back({record.sum, record.constant, group_of(term), are_at_issue.contains(term)});
   }
   const bool has_moved = solver_->move_apart(to_move, sums, mapper_.freedom());
   if (has_moved) model_is_built_ = false;
@@ -349,10 +351,22 @@ bool LaSolverInterface::move_apart(std::span<const std::pair<Term, Term>> at_iss
 }
 
 void LaSolverInterface::build_implied_groups() {
+  // What is equal in all solutions is equal in this one: of most terms that is all to be known.
+  std::vector<std::size_t> num_of_value;
+  for (const Term term : interface_terms_) {
+    const std::size_t value = static_cast<std::size_t>(interface_.find(term)->group);
+    if (value >= num_of_value.size()) num_of_value.resize(value + 1);
+    ++num_of_value[value];
+  }
   solver_->expel_fixed_vars();
   std::map<Solver::NormalForm, int> groups;
+  int num_alone = 0;
   for (const Term term : interface_terms_) {
     InterfaceRecord& record = *interface_.find(term);
+    if (num_of_value[static_cast<std::size_t>(record.group)] == 1) {
+      record.implied_group = -2 - num_alone++;
+      continue;
+    }
     Solver::NormalForm form = solver_->normal_form(record.sum);
     form.constant += record.constant;
     record.implied_group = groups.emplace(std::move(form), static_cast<int>(groups.size())).first->second;

@@ -139,6 +139,7 @@ class Solver {
     std::vector<Monomial> sum;
     QNumber constant;
     int group = -1;  ///< known to be equal: sums of one group that have one value keep one value
+    bool is_at_issue = true;
   };
   enum class Freedom : std::uint8_t {
     any,
@@ -146,7 +147,8 @@ class Solver {
     none
   };
   /// Changes the values so that fewer sums of different groups are equal, within what the asserted
-  /// constraints allow; disequalities that hold now still hold. `to_move`: the non-basic variables that are
+  /// constraints allow, until none at issue is equal to one of another group; disequalities that hold now
+  /// still hold. `to_move`: the non-basic variables that are
   /// worth a move, in the order of the trials. `freedom`: by variable, `any` behind its end.
   /// Only after a successful complete check, with no constraint pushed or popped since. True if any value
   /// changed.

@@ -485,6 +485,25 @@ TEST(LaSolver, MovesWithinEachOthersRoomKeepNumbersShort) {
   for (const std::string& value : values) EXPECT_LT(value.size(), 12u) << value;
 }
 
+TEST(LaSolver, MovesUntilWhatIsAtIssueStandsAlone) {
+  for (std::size_t at_issue = 0; at_issue < 4; ++at_issue) {
+    Solver solver{Solver::Options()};
+    std::vector<Var> vars;
+    std::vector<Solver::SharedSum> sums;
+    for (std::size_t i = 0; i < 4; ++i) {
+      vars.push_back(solver.new_var());
+      sums.push_back({{{vars[i], QNumber(1)}}, QNumber(0), static_cast<int>(i), i == at_issue});
+    }
+    ASSERT_TRUE(solver.check(false));
+    ASSERT_TRUE(solver.move_apart(vars, sums, {}));
+    std::map<std::string, int> sharers;
+    for (const Var var : vars) ++sharers[solver.value(var).c.to_str()];
+    EXPECT_EQ(sharers[solver.value(vars[at_issue]).c.to_str()], 1);
+    // The first move parts the first one from the rest; the third, from the fourth.
+    EXPECT_EQ(sharers.size(), std::min<std::size_t>(at_issue + 2, 4));
+  }
+}
+
 TEST(LaSolver, NamesTheBoundsThatMakeADisequalityFail) {
   Solver solver{Solver::Options()};
   const Var x = solver.new_var();
