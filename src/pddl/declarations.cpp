@@ -112,6 +112,7 @@ Type* Declarations::declare_type(const Form& name) {
   if (Type* const known = find_type(name.symbol)) return known;
   Type& type = task_.types.emplace_back();
   type.name = name_of(name);
+  type.number = static_cast<std::uint32_t>(task_.types.size() - 1);
   return types_[name.symbol] = &type;
 }
 

@@ -28,32 +28,26 @@ const Sort* Task::sort(std::vector<const Type*> of_types) {
 }
 
 void Task::fill(Sort& sort) const {
-  for (const Type* type : sort.types)
+  // why only here, and not a list for each type: in a deep hierarchy all of them together would be long.
+  std::vector<const Type*> open = sort.types;
+  std::unordered_set<const Type*> seen(open.begin(), open.end());
+  while (!open.empty()) {
+    const Type* const type = open.back();
+    open.pop_back();
     sort.objects.insert(sort.objects.end(), type->objects.begin(), type->objects.end());
-  if (sort.types.size() < 2) return;
+    for (const Type* child : type->children)
+      if (seen.insert(child).second) open.push_back(child);
+  }
   std::sort(sort.objects.begin(), sort.objects.end(), ByNumber());
   sort.objects.erase(std::unique(sort.objects.begin(), sort.objects.end()), sort.objects.end());
 }
 
 void Task::collect_objects() {
   assert(!has_objects_);
-  // All objects of the same declared types have the same types above; there are few such sets.
-  std::map<std::vector<Type*>, std::vector<Type*>> above;
-  for (const Object& object : objects) {
-    auto [entry, is_new] = above.try_emplace(object.types);
-    if (is_new) {
-      std::vector<Type*> open = object.types;
-      std::unordered_set<Type*> seen;
-      while (!open.empty()) {
-        Type* const type = open.back();
-        open.pop_back();
-        if (!seen.insert(type).second) continue;
-        open.insert(open.end(), type->parents.begin(), type->parents.end());
-      }
-      entry->second.assign(seen.begin(), seen.end());
-    }
-    for (Type* type : entry->second) type->objects.push_back(&object);
-  }
+  for (const Type& type : types)
+    for (Type* parent : type.parents) parent->children.push_back(&type);
+  for (const Object& object : objects)
+    for (Type* type : object.types) type->objects.push_back(&object);
   has_objects_ = true;
   for (auto& [of_types, sort] : sorts_) fill(sort);
 }

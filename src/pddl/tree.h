@@ -31,8 +31,10 @@ struct Object;
 
 struct Type {
   Name name;
+  std::uint32_t number = 0;            ///< In the task, from 0.
   std::vector<Type*> parents;          ///< `object` has none, all others at least one.
-  std::vector<const Object*> objects;  ///< Of this type and of all below it, in order of number.
+  std::vector<const Type*> children;   ///< As `parents`, the other way round.
+  std::vector<const Object*> objects;  ///< Declared with this type itself, in order of number.
 };
 
 struct Object {
@@ -171,7 +173,8 @@ class Task {
 
   const Sort* sort(std::vector<const Type*> of_types);
   const std::vector<const Sort*>& sorts() const { return sort_order_; }  ///< As they were made.
-  /// Fills the objects of all types and sorts. To be called once all of them are declared.
+  /// Fills the children and objects of all types, and the objects of all sorts. To be called once all of them
+  /// are declared.
   void collect_objects();
 
   const Variable* add_variable(Name name, const Sort* of_sort);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "transformers/partition.h"
 
@@ -61,16 +62,44 @@ void TypeFamilies::add_families(const Task& task, const std::vector<std::uint32_
   }
 }
 
+/// What the objects of each type and of all below it are, by number of the type.
+std::vector<TypeFamilies::Coverage> TypeFamilies::coverage_of_types(const Task& task) const {
+  // All objects of the same declared types have the same types above; there are few such sets.
+  std::map<std::vector<Type*>, Coverage> of_declared_types;
+  for (const Object& object : task.objects) {
+    Coverage& of_set = of_declared_types[object.types];
+    of_set.family = family_of(object);
+    ++of_set.objects;
+  }
+  std::vector<Coverage> result(task.types.size());
+  std::vector<std::size_t> seen_in(task.types.size(), 0);  // the last round that met the type
+  std::size_t round = 0;
+  for (const auto& [types, of_set] : of_declared_types) {
+    ++round;
+    std::vector<const Type*> open(types.begin(), types.end());
+    while (!open.empty()) {
+      const Type* const type = open.back();
+      open.pop_back();
+      if (std::exchange(seen_in[type->number], round) == round) continue;
+      Coverage& of_type = result[type->number];
+      of_type.is_in_one_family =
+          of_type.objects == 0 || (of_type.is_in_one_family && of_type.family == of_set.family);
+      of_type.family = of_set.family;
+      of_type.objects += of_set.objects;
+      open.insert(open.end(), type->parents.begin(), type->parents.end());
+    }
+  }
+  return result;
+}
+
 void TypeFamilies::name_families(const Task& task) {
   names_.resize(objects_.size());
   // Of several types with the same objects, the last that was declared is the closest to them.
+  const std::vector<Coverage> coverage = coverage_of_types(task);
   for (const Type& type : task.types) {
-    if (type.objects.empty()) continue;
-    const Family family = family_of(*type.objects.front());
-    const bool is_all_of_it = type.objects.size() == objects_[family].size() &&
-                              std::all_of(type.objects.begin(), type.objects.end(),
-                                          [&](const Object* object) { return family_of(*object) == family; });
-    if (is_all_of_it) names_[family] = type.name.text;
+    const auto& [objects, family, is_in_one_family] = coverage[type.number];
+    if (objects > 0 && is_in_one_family && objects == objects_[family].size())
+      names_[family] = type.name.text;
   }
   constexpr std::size_t longest = 100;
   for (Family family = 0; family < objects_.size(); ++family) {

@@ -28,6 +28,13 @@ class TypeFamilies {
   const std::string& name(Family family) const { return names_[family]; }
 
  private:
+  struct Coverage {
+    std::size_t objects = 0;
+    Family family = 0;
+    bool is_in_one_family = true;
+  };
+
+  std::vector<Coverage> coverage_of_types(const Task& task) const;
   void add_families(const Task& task, const std::vector<std::uint32_t>& roots);
   void name_families(const Task& task);
 
