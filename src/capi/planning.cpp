@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "capi/listed_fluents.h"
+#include "report/user_words.h"
 #include "search/classical/iw_planner.h"
 #include "search/classical/tsimple/tsimple_planner.h"
 #include "search/forward/ftp_planner.h"
@@ -138,7 +139,7 @@ int zorvel_ttplan_explain(zorvel_problem problem, zorvel_ttplan plan, char** rea
     char*& place = to_place(reason, "reason");
     TTValidator validator(object->env(), object);
     const bool is_valid = validator.check_validity(to_cxx(plan));
-    place = to_c_text(validator.reason());
+    place = to_c_text(report::UserWords(*object).message(validator.reason()));
     return is_valid ? 1 : 0;
   });
 }

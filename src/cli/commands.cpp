@@ -10,6 +10,7 @@
 #include "report/answer.h"
 #include "report/chart.h"
 #include "report/check.h"
+#include "report/user_words.h"
 #include "transformers/chain.h"
 #include "validation/tt_validator.h"
 
@@ -45,9 +46,10 @@ Status validate(Environment& env, const std::vector<std::string>& files) {
   const auto [input, plan] = read_problem_and_plan(env, files, "validate");
   TTValidator validator(env, input.problem);
   const bool is_valid = validator.check_validity(plan);
+  const std::string reason = report::UserWords(*input.problem).message(validator.reason());
   write_to("", [&](std::ostream& out) {
     if (plan_format(options) == PlanFormat::json)
-      out << report::to_json(report::Verdict{is_valid, validator.reason(), validator.failing_step(),
+      out << report::to_json(report::Verdict{is_valid, reason, validator.failing_step(),
                                              validator.failing_time(), env.warning_manager().warnings()},
                              input.problem);
     else if (plan_format(options) == PlanFormat::html)
@@ -55,7 +57,7 @@ Status validate(Environment& env, const std::vector<std::string>& files) {
     else if (is_valid)
       out << "The plan is valid.\n";
     else
-      out << "The plan is invalid: " << validator.reason() << '\n';
+      out << "The plan is invalid: " << reason << '\n';
   });
   return is_valid ? success : refuted;
 }

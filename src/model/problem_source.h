@@ -23,6 +23,11 @@ class ProblemSource {
  public:
   std::vector<std::string> files;  ///< As messages name them; empty for a text without a name.
   PlanNames names;
+  /// How people wrote the names of fluents, constants and actions that the model has under another name;
+  /// empty for what the reader has added.
+  std::unordered_map<std::string, std::string> written_names;
+  /// The types, as messages name them, of which the reader's own boolean constants say who belongs to them.
+  std::unordered_map<const void*, std::string> memberships;
 
   /// Where an object of the model is declared, or a statement stands: in the action `owner`, or at the top.
   /// The first place that is told counts.

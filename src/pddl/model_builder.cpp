@@ -64,6 +64,18 @@ class ModelBuilder : public EnvObject {
   void declare_action(const Action& action);
 
   std::string take_name(const std::string& name) { return names_.unique(name); }
+  /// The same for something that no text has.
+  std::string take_hidden_name(const std::string& name) {
+    std::string taken = take_name(name);
+    source_->written_names[taken].clear();
+    return taken;
+  }
+  /// The same for something that has this name in the text.
+  std::string take_written_name(const std::string& name) {
+    std::string taken = take_name(name);
+    if (taken != name) source_->written_names[taken] = name;
+    return taken;
+  }
   const TypePtr& type_of(const Sort& sort) const { return types_[families_.family_of(sort)]; }
   ParameterVector parameters_of(const std::vector<const Variable*>& variables);
   std::shared_ptr<ConstantImpl> constant_of(const Fluent& fluent);
@@ -151,7 +163,7 @@ void ModelBuilder::declare_objects() {
   // why first: plans show the names of objects and actions, so others give way to them.
   for (const Object& object : task_.objects) names_.reserve(object.name.text);
   for (const Action& action : task_.actions) {
-    const std::string name = take_name(action.name.text);
+    const std::string name = take_written_name(action.name.text);
     PlanNames::ActionName shown{action.name.text, {}, !action.is_durative};
     for (std::size_t i = 0; i < action.parameters.size(); ++i) shown.order.push_back(i);
     source_->names.add(name, std::move(shown));
@@ -183,7 +195,7 @@ void ModelBuilder::declare_fluents() {
   for (const Fluent& fluent : task_.fluents) {
     if (!initial_state_.changes(fluent)) continue;
     fluents_[fluent.number] =
-        env().model_factory().make_fluent(take_name(fluent.name.text),
+        env().model_factory().make_fluent(take_written_name(fluent.name.text),
                                           fluent.is_function ? env().model_factory().make_rational_type()
                                                              : env().model_factory().make_boolean_type(),
                                           {}, parameters_of(fluent.parameters));
@@ -204,7 +216,7 @@ std::shared_ptr<ConstantImpl> ModelBuilder::constant_of(const Fluent& fluent) {
                                                            : factory_.make_boolean_constant(true));
   }
   constant =
-      env().model_factory().make_constant(take_name(fluent.name.text),
+      env().model_factory().make_constant(take_written_name(fluent.name.text),
                                           fluent.is_function ? env().model_factory().make_rational_type()
                                                              : env().model_factory().make_boolean_type(),
                                           {}, parameters_of(fluent.parameters), {{"", table}});
@@ -220,8 +232,9 @@ Node* ModelBuilder::membership(const Variable& parameter) {
   if (constant == nullptr) {
     std::string name = "__is";
     for (const Type* type : sort.types) name += "_" + type->name.text;
-    constant = make_membership(env(), take_name(name), type_of(sort), instances_of(sort.objects));
+    constant = make_membership(env(), take_hidden_name(name), type_of(sort), instances_of(sort.objects));
     hidden_constants_.push_back(constant);
+    source_->memberships[constant.get()] = to_text(sort);
   }
   return factory_.make_constant_reference(constant,
                                           {factory_.make_parameter_reference(parameters_[parameter.number])});
@@ -355,7 +368,7 @@ std::shared_ptr<FluentImpl> ModelBuilder::make_hidden_fluent(const char* name, b
                                                              ParameterVector parameters) {
   ModelFactory& factory = env().model_factory();
   hidden_fluents_.push_back(factory.make_fluent(
-      take_name(name), is_boolean ? factory.make_boolean_type() : factory.make_rational_type(), {},
+      take_hidden_name(name), is_boolean ? factory.make_boolean_type() : factory.make_rational_type(), {},
       std::move(parameters)));
   return hidden_fluents_.back();
 }
@@ -367,8 +380,8 @@ std::shared_ptr<ConstantImpl> ModelBuilder::make_truth_table() {
     table->add_assignment({factory_.make_boolean_constant(value)},
                           factory_.make_rational_constant(rational(value ? 1 : 0)));
   const auto parameter = std::make_shared<ParameterImpl>("x", factory.make_boolean_type());
-  hidden_constants_.push_back(factory.make_constant(take_name("__truth"), factory.make_rational_type(), {},
-                                                    {parameter}, {{"", table}}));
+  hidden_constants_.push_back(factory.make_constant(take_hidden_name("__truth"), factory.make_rational_type(),
+                                                    {}, {parameter}, {{"", table}}));
   return hidden_constants_.back();
 }
 

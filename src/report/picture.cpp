@@ -59,8 +59,9 @@ std::string list(const char* heading, const std::vector<std::string>& lines) {
 }
 
 /// What is shown when the mouse rests on a step.
-std::string hover_text(const TimeTriggeredStep& step, const model::ProblemInstanceImpl& problem) {
-  const StepDetails details = details_of(step);
+std::string hover_text(const TimeTriggeredStep& step, const model::ProblemInstanceImpl& problem,
+                       const UserWords& words) {
+  const StepDetails details = details_of(step, words);
   return names_of(step, problem).text() + '\n' + time_text(step.start) + " to " +
          time_text(step.start + step.duration) + " (duration " + time_text(step.duration) + ")" +
          list("conditions", details.conditions) + list("effects", details.effects);
@@ -71,6 +72,7 @@ class Picture {
   Picture(const model::ProblemInstanceImpl& problem, const TimeTriggeredPlan& plan, const Verdict& verdict,
           const std::vector<FluentHistory>& histories, ChartOptions::Rows kind)
       : problem_(problem),
+        words_(problem),
         verdict_(verdict),
         histories_(histories),
         kind_(kind),
@@ -175,7 +177,7 @@ class Picture {
     const double x = x_of(bar.start), width = x_of(bar.end) - x;
     const auto& color = colors[bar.color % colors.size()];
     put(out, "<g class=\"b", bar.step == verdict_.step ? " bad" : "", "\" fill=\"", color[0], "\" stroke=\"",
-        color[1], "\"><title>", escaped(hover_text(*bar.step, problem_)), "</title>");
+        color[1], "\"><title>", escaped(hover_text(*bar.step, problem_, words_)), "</title>");
     if (bar.end <= bar.start) {
       // A moment is a diamond around it.
       const std::string half = coordinate(bar_height / 2);
@@ -302,6 +304,7 @@ class Picture {
   }
 
   const model::ProblemInstanceImpl& problem_;
+  const UserWords words_;
   const Verdict& verdict_;
   const std::vector<FluentHistory>& histories_;
   ChartOptions::Rows kind_;

@@ -50,14 +50,14 @@ Node* with_arguments(const model::ActionImpl& action, const std::vector<Node*>& 
   return model::ExpressionSubstituter(action.env(), values_of(action, values), {}, false)(expression);
 }
 
-StepDetails details_of(const TimeTriggeredStep& step) {
+StepDetails details_of(const TimeTriggeredStep& step, const UserWords& words) {
   Environment& env = step.action->env();
   const model::ExpressionSubstituter substitute(env, values_of(*step.action, step.parameters), {}, false);
   StepDetails details;
   for (Node* statement : step.action->expressions()) {
     if (is_about_duration(statement) || is_hidden(statement, env)) continue;
     (is_effect(statement) ? details.effects : details.conditions)
-        .push_back(model::to_anml(substitute(statement)));
+        .push_back(words.text(substitute(statement)));
   }
   return details;
 }

@@ -5,6 +5,7 @@
 
 #include "model/action.h"
 #include "plans/time_triggered_plan.h"
+#include "report/user_words.h"
 
 namespace zorvel::report {
 
@@ -14,7 +15,7 @@ struct StepDetails {
 };
 
 /// Statements about the duration, and those that speak of what a reader keeps for itself, are left out.
-StepDetails details_of(const TimeTriggeredStep& step);
+StepDetails details_of(const TimeTriggeredStep& step, const UserWords& words);
 
 /// Whether an expression speaks of a fluent or constant that a reader keeps for itself, under a name that
 /// nobody wrote.

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <unordered_map>
 
 #include "core/node.h"
 #include "model/problem_instance.h"
@@ -9,19 +10,25 @@
 namespace zorvel::report {
 
 /// Expressions of a transformed problem in the words of the problem that was written: a member of a type,
-/// which the flattener has brought to the top level, stands behind its object again.
+/// which the flattener has brought to the top level, stands behind its object again, and what a reader had to
+/// rename has the name that people gave it.
 class UserWords {
  public:
   explicit UserWords(const model::ProblemInstanceImpl& problem);
 
   std::string text(const Node* expression) const;
+  /// A message that speaks of such expressions, such as the reason of the validator. What a reader has added
+  /// to the problem has no words of the user's; what it stands for is said instead.
+  std::string message(std::string text) const;
   /// The name of a fluent as it was declared.
   const std::string& declared_name(const std::string& flat_name) const;
 
  private:
   void add_members(const model::TypeScope& type, const std::string& prefix);
+  std::string in_words(std::string text) const;
 
   std::map<std::string, std::string> members_;  // declared names by flat ones
+  std::unordered_map<std::string, std::string> written_names_;
 };
 
 }  // namespace zorvel::report

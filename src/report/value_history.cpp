@@ -49,9 +49,11 @@ ReplayedPlan replay_plan(const model::ProblemPtr& problem, const std::shared_ptr
   const model::ExpressionFactory& factory = problem->env().expression_factory();
   std::unordered_map<const Node*, std::size_t> numbers;
   const auto note = [&](const rational& time, Node* fluent, Node* before, Node* after) {
+    const std::string& name = factory.get_fluent_from_reference(fluent)->name();
+    if (is_hidden(name) || !(declares(*problem, name) || declares(*problem, words.declared_name(name))))
+      return;
     const auto [number, is_new] = numbers.try_emplace(fluent, result.histories.size());
     if (is_new) {
-      const std::string& name = factory.get_fluent_from_reference(fluent)->name();
       result.histories.push_back(
           {words.declared_name(name), words.text(fluent), {point_at(factory, rational(0), before)}});
     }
@@ -61,16 +63,13 @@ ReplayedPlan replay_plan(const model::ProblemPtr& problem, const std::shared_ptr
     TTValidator validator(problem->env(), problem);
     validator.set_observer(note);
     result.verdict.is_valid = validator.check_validity(plan);
-    result.verdict.reason = validator.reason();
+    result.verdict.reason = words.message(validator.reason());
     result.verdict.step = validator.failing_step();
     result.verdict.time = validator.failing_time();
   } catch (const ZorvelError& error) {
     result.verdict.is_valid = false;
-    result.verdict.reason = error.message();
+    result.verdict.reason = words.message(error.message());
   }
-  std::erase_if(result.histories, [&](const FluentHistory& history) {
-    return is_hidden(history.name) || !declares(*problem, history.name);
-  });
   return result;
 }
 

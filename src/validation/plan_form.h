@@ -16,6 +16,12 @@ namespace zorvel::validation {
 std::string find_malformed_step(const model::ProblemInstanceImpl& problem, const TimeTriggeredPlan& plan,
                                 const TimeTriggeredStep*& malformed);
 
+/// What rules out a step of the plan in every state: a condition that nothing can change is false with its
+/// parameters. Empty if there is none; `impossible` is set to the step otherwise. The plan has no malformed
+/// step.
+std::string find_impossible_step(const model::ProblemInstanceImpl& problem, const TimeTriggeredPlan& plan,
+                                 const TimeTriggeredStep*& impossible);
+
 /// The step as messages name it: "Step 3/2: load(box) [2]".
 std::string describe_step(const TimeTriggeredStep& step);
 

@@ -86,7 +86,17 @@ bool TTValidator::check_validity(const std::shared_ptr<TimeTriggeredPlan>& plan)
   }
   const validation::Timeline timeline = compiled_->lay_out(*simulated, *plan);
   validation::Replay replay(*compiled_, timeline, observer_);
-  const bool is_valid = replay.run();
+  bool is_valid = false;
+  try {
+    is_valid = replay.run();
+  } catch (const InvalidParameterError&) {
+    // What a reader adds to an action has no value at the start where a condition rules the step out for
+    // good.
+    reason_ = validation::find_impossible_step(*problem_, *plan, failing_step_);
+    if (reason_.empty()) throw;
+    failing_time_ = failing_step_->start;
+    return false;
+  }
   reason_ = replay.reason();
   failing_step_ = replay.failing_step();
   if (!is_valid) failing_time_ = replay.failing_time();
