@@ -55,6 +55,7 @@ const char* name_of(Finding::Kind kind) {
     case Finding::Kind::goal: return "goal";
     case Finding::Kind::action: return "action";
     case Finding::Kind::condition: return "condition";
+    case Finding::Kind::value: return "value";
     case Finding::Kind::object: return "object";
     case Finding::Kind::warning: return "warning";
   }

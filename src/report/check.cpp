@@ -1,24 +1,31 @@
 #include "report/check.h"
 
 #include <algorithm>
+#include <map>
 #include <optional>
+#include <set>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "model/action.h"
 #include "model/expression_factory.h"
+#include "model/fluent.h"
 #include "model/instance.h"
 #include "model/problem_source.h"
 #include "model/user_type.h"
 #include "model/walkers/expression_parts.h"
 #include "model/walkers/expression_simplifier.h"
 #include "model/walkers/expression_substituter.h"
+#include "report/first_moments.h"
 #include "report/static_obstacle.h"
 #include "report/step_details.h"
 #include "report/step_names.h"
 #include "report/user_words.h"
+#include "search/frame/missing_values.h"
 #include "search/heuristics/explanation/unreachable.h"
+#include "transformers/contains_compiler.h"
 #include "transformers/grounder.h"
+#include "transformers/timing.h"
 #include "transformers/without_metrics.h"
 
 namespace zorvel::report {
@@ -28,7 +35,8 @@ using model::ActionStep;
 
 namespace {
 
-constexpr std::size_t most_links = 6;         // of a chain that is told
+constexpr std::size_t most_links = 6;  // of a chain that is told
+constexpr std::string_view missing_values_warning = "These fluents are used and have no initial value";
 constexpr std::size_t most_instances = 2000;  // of an action whose conditions are looked at one by one
 
 /// What became of one action of the user's problem.
@@ -60,6 +68,8 @@ class Checker {
     tell_goals(unreachable);
     for (const auto& action : user_actions_) tell_action(*action);
     for (const auto& action : user_actions_) tell_conditions(*action, unreachable);
+    tell_statements(unreachable);
+    tell_missing_values();
     tell_objects();
     return std::move(result_);
   }
@@ -147,6 +157,11 @@ class Checker {
 
   void tell_goals(const Unreachable& unreachable) {
     for (Node* goal : unreachable.goals()) {
+      if (is_hidden(goal, problem_->env())) {
+        add(Finding::Kind::goal, "a constraint of the problem can never be met", nullptr);
+        result_.is_refuted = true;
+        continue;
+      }
       std::string text = "the goal " + words_.text(goal) + " can never be reached";
       const auto chain = unreachable.chain_to(goal);
       for (std::size_t i = 0; i < chain.size() && i < most_links; ++i) {
@@ -252,6 +267,105 @@ class Checker {
     }
   }
 
+  /// The problem in front of what makes actions of the conditions that are to hold at some moment.
+  const model::ProblemInstanceImpl& problem_with_conditions() const {
+    for (const auto& transformer : planner_.transformers())
+      if (dynamic_cast<const model::ContainsCompiler*>(transformer.get()) != nullptr)
+        return *transformer->problem();
+    return *planner_.problem();
+  }
+
+  /// Conditions of the problem itself that hold always or never, or too late.
+  void tell_statements(const Unreachable& unreachable) {
+    std::optional<FirstMoments> moments;  // made on need: most problems have no deadline
+    for (Node* statement : problem_with_conditions().expressions()) {
+      Node* const condition = condition_in(statement);
+      if (condition == nullptr || !F::is_temporal_expression(statement) ||
+          is_hidden(condition, problem_->env()) || !model::reads_fluent(condition))
+        continue;
+      if (unreachable.is_known() && !unreachable.can_be_false(condition))
+        add(Finding::Kind::condition, "the condition " + words_.text(statement) + " always holds", statement);
+      for (Node* conjunct : model::conjuncts_of(condition)) {
+        if (std::ranges::count(unreachable.goals(), conjunct) > 0) continue;
+        if (!unreachable.can_be_true(conjunct)) {
+          add(Finding::Kind::condition,
+              words_.text(conjunct) + " never holds, and the condition " + words_.text(statement) +
+                  " needs it",
+              statement);
+          continue;
+        }
+        const auto deadline = deadline_of(statement->children[0]);
+        if (!deadline) continue;
+        if (!moments) moments.emplace(*planner_.problem());
+        tell_deadline(statement, conjunct, *deadline, moments->of(conjunct));
+      }
+    }
+  }
+
+  /// The moment by which a condition over the interval, or at a moment in it, has to hold; none where that is
+  /// counted from the end.
+  std::optional<rational> deadline_of(Node* interval) const {
+    F& factory = problem_->env().expression_factory();
+    const bool is_anywhere = F::is_contains(interval);
+    Node* const bounds = is_anywhere ? interval->children[0] : interval;
+    if (!F::is_interval(bounds) || model::is_empty_interval(factory, bounds)) return std::nullopt;
+    const auto timing =
+        model::read_timing(factory, is_anywhere ? bounds->operands().back() : bounds->children[0]);
+    return timing && timing->from_start ? std::optional(timing->k) : std::nullopt;
+  }
+
+  void tell_deadline(Node* statement, Node* conjunct, const rational& deadline,
+                     const std::optional<rational>& first) {
+    if (first && *first <= deadline) return;
+    const std::string earliest =
+        first ? "holds at time " + first->str() + " at the earliest" : "cannot be brought about at all";
+    add(Finding::Kind::goal,
+        words_.text(conjunct) + ' ' + earliest + ", too late for the condition " + words_.text(statement),
+        statement);
+    result_.is_refuted = true;
+  }
+
+  /// Fluents that are read or counted up, and have no value at the start, by declaration.
+  void tell_missing_values() {
+    std::map<std::string, std::set<std::string>> missing;  // references by the fluent's flat name
+    const F& factory = problem_->env().expression_factory();
+    for (Node* reference : used_fluents())
+      if (!planner_.model().index().contains(reference))
+        missing[factory.get_fluent_from_reference(reference)->name()].insert(words_.text(reference));
+    for (const auto& [name, references] : missing) {
+      const auto& declared = words_.declared_name(name);
+      const auto top = problem_->fluents().find(name);
+      add(Finding::Kind::value,
+          "the fluent '" + declared + "' has no value at the start for " + shortened_list(references),
+          top == problem_->fluents().end() ? declaring_type(*problem_, declared) : top->second.get());
+    }
+  }
+  /// The ground references to fluents in the problem as the search sees it.
+  std::vector<Node*> used_fluents() const {
+    std::vector<Node*> result,
+        open(planner_.problem()->expressions().begin(), planner_.problem()->expressions().end());
+    for (const auto& action : ground_actions_)
+      open.insert(open.end(), action->expressions().begin(), action->expressions().end());
+    std::unordered_set<const Node*> seen(open.begin(), open.end());
+    while (!open.empty()) {
+      Node* const node = open.back();
+      open.pop_back();
+      if (F::is_fluent_reference(node) && std::ranges::all_of(node->operands(), F::is_value))
+        result.push_back(node);
+      for (Node* operand : node->operands())
+        if (seen.insert(operand).second) open.push_back(operand);
+    }
+    return result;
+  }
+  /// What has the place of a type's fluent: ANML knows that of the type.
+  const void* declaring_type(const model::TypeScope& scope, const std::string& name) const {
+    for (const auto& [type_name, type] : scope.user_types()) {
+      if (type->has_fluent(name)) return type.get();
+      if (const void* const inner = declaring_type(*type, name)) return inner;
+    }
+    return nullptr;
+  }
+
   /// Notes the objects that a statement names; false if it speaks of all objects of a type.
   bool use_objects_in(const Node* statement) {
     const auto is_quantifier = [&](const Node* node) {
@@ -297,7 +411,8 @@ CheckResult check_problem(const model::ProblemPtr& problem) {
   const tp::ftp::FtpPlanner planner(env, model::without_metrics(problem));
   CheckResult result = check_problem(problem, planner);
   for (const std::string& warning : env.warning_manager().warnings())
-    result.findings.push_back({Finding::Kind::warning, warning, "", 0, 0});
+    if (!warning.starts_with(missing_values_warning))  // told with its places
+      result.findings.push_back({Finding::Kind::warning, warning, "", 0, 0});
   return result;
 }
 

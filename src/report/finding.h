@@ -7,9 +7,10 @@ namespace zorvel::report {
 /// Something that whoever wrote a problem may want to know of it.
 struct Finding {
   enum class Kind {
-    goal,       ///< A goal that no plan can reach.
+    goal,       ///< A goal that no plan can reach, or not in time.
     action,     ///< An action that no plan can have.
-    condition,  ///< A condition that always holds.
+    condition,  ///< A condition that always or never holds.
+    value,      ///< A fluent without a value at the start.
     object,     ///< An object that nothing uses.
     warning     ///< What reading and setting up said.
   };

@@ -6,6 +6,9 @@
 
 #include "parsers/anml_parser.h"
 #include "pddl/reader.h"
+#include "report/first_moments.h"
+#include "report/value_history.h"
+#include "search/support.h"
 
 namespace zorvel::report {
 
@@ -20,6 +23,90 @@ std::string checked_anml(const std::string& text) {
 std::string checked_pddl(const std::string& domain, const std::string& problem) {
   Environment env;
   return to_text(check_problem(PddlReader(env).read_texts(domain, problem, "d.pddl", "p.pddl")));
+}
+
+TEST(Check, SaysWhatCannotBeInTime) {
+  const std::string chain =
+      "fluent boolean p := false; fluent boolean q := false; fluent boolean r := false;\n"
+      "action a() { duration := 4; [start] r := true; (start, end] r; [end] p := true; };\n"
+      "action b() { duration >= 3; [start] p; [end] q := true; };\n";
+  const struct {
+    const char *statement, *result;
+  } cases[] = {
+      {"[start, start + 6] contains q;",
+       "f.anml:4: q holds at time 7 at the earliest, too late for the condition [start, (start + 6)] "
+       "contains q\n"},
+      {"[start, start + 7] contains q;", ""},
+      {"[start + 5, start + 9] q;",
+       "f.anml:4: q holds at time 7 at the earliest, too late for the condition [(start + 5), (start + 9)] "
+       "q\n"},
+      {"[start + 7] (q and p);", ""},
+      {"[start + 6] (q or r);", ""},
+      // The problem itself may bring it about.
+      {"[start + 2] p := true;\n[start, start + 5] contains q;", ""},
+      {"[start + 2] p := true;\n[start, start + 4] contains q;",
+       "f.anml:5: q holds at time 5 at the earliest, too late for the condition [start, (start + 4)] "
+       "contains q\n"},
+      // Counted from the end, there is none.
+      {"[end - 1] q;", ""},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.statement);
+    EXPECT_EQ(checked_anml(chain + test.statement + "\n[end] q;\n"), test.result);
+  }
+}
+
+TEST(Check, SaysWhichConditionsOfTheProblemSayNothingOrCannotBeMet) {
+  const std::string actions =
+      "fluent boolean p := true; fluent boolean q := false; fluent boolean r := false;\n"
+      "action a() { duration := 1; [end] q := true; };\n[end] q;\n";
+  EXPECT_EQ(checked_anml(actions + "[end] p;\n"), "f.anml:4: the condition [end] p always holds\n");
+  const std::string never = checked_anml(actions + "[start + 1, start + 4] contains r;\n");
+  EXPECT_NE(
+      never.find("f.anml:4: r never holds, and the condition [(start + 1), (start + 4)] contains r needs it"),
+      std::string::npos)
+      << never;
+  EXPECT_EQ(never.find("__"), std::string::npos) << never;
+}
+
+TEST(Check, SaysWhereFluentsWithoutAValueAre) {
+  EXPECT_EQ(checked_anml("type T with { fluent boolean on; };\ninstance T a, b;\nfluent integer n;\n"
+                         "fluent boolean p := false;\n"
+                         "action go(T x) { duration := 1; [start] x.on; [end] { n := n + 1; p := true; x.on "
+                         ":= false; }; };\n"
+                         "[start] a.on := true;\n[end] p;\n"),
+            "f.anml:1: the fluent 'on' has no value at the start for b.on\n"
+            "f.anml:3: the fluent 'n' has no value at the start for n\n");
+}
+
+TEST(Check, NoPlanHasAnythingBeforeItsFirstMoment) {
+  int changes = 0, tight = 0;
+  for (unsigned seed = 0; seed < 800; ++seed) {
+    const std::string text = random_problem(seed);
+    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + text);
+    Environment env;
+    const auto problem = parse(env, text);
+    tp::ftp::FtpPlanner planner(env, problem);
+    planner.set_limits(at_most(2000));
+    const auto plan = planner.solve();
+    if (plan == nullptr) continue;
+    const FirstMoments moments(*planner.problem());
+    for (const FluentHistory& history :
+         replay_plan(problem, std::make_shared<TimeTriggeredPlan>(plan)).histories) {
+      const auto fluent = problem->fluents().at(history.name);
+      if (!fluent->type()->is_boolean()) continue;
+      Node* const atom = env.expression_factory().make_fluent_reference(fluent, {});
+      for (const FluentHistory::Point& point : history.points) {
+        const auto first = moments.of(point.value == "true" ? atom : env.expression_factory().make_not(atom));
+        ASSERT_TRUE(first.has_value()) << history.name;
+        ASSERT_LE(*first, point.time) << history.name << " := " << point.value;
+        ++changes;
+        if (*first == point.time && point.time > rational(0)) ++tight;
+      }
+    }
+  }
+  EXPECT_GT(changes, 150);
+  EXPECT_GT(tight, 30);
 }
 
 TEST(Check, SaysWhatStandsOut) {
