@@ -41,6 +41,8 @@ TEST(PddlErrors, OfDeclarations) {
        {"(:acton)", "2: ':acton' is no section of a domain; did you mean ':action'?"},
        {"act", "1: a section such as '(:types ...)' was expected"},
        {"(:derived (p ?x) (r))", "1: ':derived' is not planned for"},
+       {"(:process p :parameters ())", "1: ':process' is not planned for"},
+       {"(:event e :parameters ())", "1: ':event' is not planned for"},
        {"(:types (x))", "9: a form in place of a type"},
        {"(:types x - ?y)", "13: a type was expected"},
        {"(:constants c - v)", "17: the type 'v' is not declared"},

@@ -349,5 +349,91 @@ TEST(PddlReader, FactsGoalsAndConstraints) {
   }
 }
 
+TEST(PddlReader, NamesOfAllKindsAndObjectsOfSeveralTypes) {
+  // Requirements that nothing serves, keywords as names, overloads, `either` wherever a type may stand, and
+  // an object that is declared twice.
+  PddlTexts read(
+      "(define (domain d) (:requirements :typing :continuous-effects :derived-predicates :object-fluents "
+      ":novel) "
+      "(:types truck boat - vehicle person) "
+      "(:predicates (at ?x - (either truck person)) (over ?x - vehicle) (start) (minimize ?x ?y - person) "
+      "(minimize ?x - person)) (:functions (end) - number (at ?x - truck) - number) "
+      "(:action go :parameters (?x - (either boat person)) :precondition (start) "
+      ":effect (and (when (over duck) (minimize amy ben)) (minimize ben) (increase (end) 1))) "
+      "(:durative-action hop :parameters (?x - truck) :duration (= ?duration (at ?x)) :effect (at end (at "
+      "?x))))",
+      problem_of("(:objects t - truck duck - (either truck boat) ben - boat amy ben - person s - boat car - "
+                 "vehicle) "
+                 "(:init (start) (over duck) (= (end) 0) (= (at t) 2) (= (at duck) 3)) "
+                 "(:goal (and (minimize amy ben) (minimize ben) (= (end) 1)))"));
+  ASSERT_EQ(read.error, "");
+  const struct {
+    const char* step;
+    bool is_valid;
+  } rows[] = {{"0: (go duck)", true},
+              {"0: (go ben)", true},
+              {"0: (go s)", true},
+              {"0: (GO Amy)", true},
+              {"0: (go t)", false},
+              {"0: (go car)", false},
+              {"0: (go s)\n1: (hop duck) [3]", true},
+              {"0: (go s)\n1: (hop t) [2]", true},
+              {"0: (go s)\n1: (hop t) [3]", false},
+              {"0: (go s)\n1: (hop s) [2]", false}};
+  for (const auto& row : rows) EXPECT_EQ(is_valid(read, row.step), row.is_valid) << row.step;
+}
+
+TEST(PddlReader, ConstraintsLookAtTheOrderOfWhatHappens) {
+  const struct {
+    const char* constraint;
+    // Whether it admits: nothing; p; q; p q; q p; p not-p p; p q not-p.
+    std::vector<bool> admits;
+  } rows[] = {{"(at-most-once (p))", {true, true, true, true, true, false, true}},
+              {"(sometime-after (p) (q))", {true, false, true, true, true, false, true}},
+              {"(sometime-before (p) (q))", {true, false, true, false, true, false, false}},
+              {"(and (sometime (q)) (at-most-once (p)))", {false, false, true, true, true, false, true}},
+              {"(always (or (not (p)) (q)))", {true, false, true, false, true, false, false}}};
+  const char* const plans[] = {"",
+                               "0: (add-p)",
+                               "0: (add-q)",
+                               "0: (add-p)\n1: (add-q)",
+                               "0: (add-q)\n1: (add-p)",
+                               "0: (add-p)\n1: (delete-p)\n2: (add-p)",
+                               "0: (add-p)\n1: (add-q)\n2: (delete-p)"};
+  for (const auto& row : rows) {
+    PddlTexts read(domain_of("(:predicates (p) (q)) (:action add-p :effect (p)) (:action add-q :effect (q)) "
+                             "(:action delete-p :effect (not (p)))"),
+                   problem_of(std::string("(:goal (and)) (:constraints ") + row.constraint + ")"));
+    ASSERT_EQ(read.error, "");
+    for (std::size_t i = 0; i < row.admits.size(); ++i)
+      EXPECT_EQ(is_valid(read, plans[i]), row.admits[i]) << row.constraint << ' ' << plans[i];
+  }
+}
+
+TEST(PddlReader, MetricsAreKeptAsFarAsTheModelHasThem) {
+  using Kind = model::MetricKind;
+  const struct {
+    const char *metric, *effect;
+    std::vector<Kind> kinds;
+  } rows[] = {
+      {"minimize (total-time)", "(r)", {Kind::MINIMIZE_MAKESPAN}},
+      {"minimize (g)", "(increase (g) 2)", {Kind::MINIMIZE_ACTION_COST}},
+      {"minimize (g)", "(assign (g) 2)", {Kind::MINIMIZE_EXPRESSION_ON_FINAL_VALUE}},
+      {"minimize (g)", "(decrease (g) 2)", {Kind::MINIMIZE_EXPRESSION_ON_FINAL_VALUE}},
+      {"maximize (- (g) 3)", "(increase (g) 2)", {Kind::MAXIMIZE_EXPRESSION_ON_FINAL_VALUE}},
+      {"minimize (+ (total-time) (* 2 (is-violated one)))", "(r)", {Kind::MINIMIZE_MAKESPAN}},
+  };
+  for (const auto& row : rows) {
+    PddlTexts read(
+        domain_of(std::string("(:predicates (r)) (:functions (g)) (:action act :effect ") + row.effect + ")"),
+        problem_of(std::string("(:init (= (g) 0)) (:goal (and (r) (preference one (r)))) (:metric ") +
+                   row.metric + ")"));
+    ASSERT_EQ(read.error, "") << row.metric;
+    std::vector<Kind> kinds;
+    for (const auto& metric : read.problem->metrics()) kinds.push_back(metric->kind());
+    EXPECT_EQ(kinds, row.kinds) << row.metric << ' ' << row.effect;
+  }
+}
+
 }  // namespace
 }  // namespace zorvel
