@@ -140,6 +140,33 @@ TEST(Heuristics, AdditiveCostsAreTheFixpointOfTheirEquations) {
   EXPECT_GT(dead, 5);
 }
 
+// With so many predicates costs are carried over from state to state, whatever order the states come in.
+TEST(Heuristics, AdditiveCostsOfManyActionsAreTheFixpointToo) {
+  std::string more;
+  for (int i = 0; i < 700; ++i) {
+    const std::string name = "more" + std::to_string(i);
+    more += "fluent boolean " + name + " := false; action make_" + name + "() { duration := 1; [start] not " +
+            name + "; [end] " + name + " := true; };\n";
+  }
+  int states = 0;
+  for (unsigned seed = 0; seed < 3 && !testing::Test::HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Environment env;
+    FtpPlanner planner(env, parse(env, random_problem(seed) + more));
+    Relaxed relaxed(planner);
+    EXPECT_GT(relaxed.problem->actions().size(), 1400U);
+    HAdd hadd(relaxed.problem);
+    HFF hff(relaxed.problem);  // which begins anew each time
+    walk(planner, seed, [&](PlainState<double>& state) {
+      const double expected = additive_by_iteration(env, planner.model().index(), relaxed, state);
+      EXPECT_EQ(hadd.estimate(relaxed.view.of(state)), expected);
+      EXPECT_EQ(hff.estimate(relaxed.view.of(state)) == dead_end, expected == dead_end);
+      if (++states % 5 == 0) hadd.reachable(relaxed.view.of(state));
+    });
+  }
+  EXPECT_GT(states, 10);
+}
+
 TEST(Heuristics, AdditiveCostsThatDoubleWithEachLayerCostNoMemory) {
   const auto layers = [](int count) {
     std::string text = "fluent boolean a0; fluent boolean b0; [start] a0 := true; [start] b0 := true;\n";

@@ -26,6 +26,8 @@ class EstimateCache {
   /// are open than an entry holds.
   double* find(const StateView& state);
 
+  /// Whether so few states fit in that finding one takes longer than it saves.
+  bool is_small() const { return mask_ + 1 < 1024; }
   std::uint64_t bytes() const { return used_ * entry_bytes_; }
 
  private:

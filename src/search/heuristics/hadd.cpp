@@ -22,8 +22,8 @@ HAdd::HAdd(std::shared_ptr<const RelaxedProblem> problem)
   relaxation_.finish();
 }
 
-void HAdd::begin(const StateView& state) {
-  relaxation_.begin(state.values);
+void HAdd::begin(const StateView& state, bool may_carry) {
+  relaxation_.begin(state.values, may_carry);
   for (const OpenChain& open : state.open) {
     const auto at = problem_->rings().position(open);
     if (!at) continue;
@@ -39,14 +39,14 @@ void HAdd::begin(const StateView& state) {
 
 double HAdd::estimate(const StateView& state) {
   if (relaxation_.goal_clauses() == 0) return 0.0;
-  begin(state);
+  begin(state, may_carry());
   return finish_pass();
 }
 
 std::vector<bool> HAdd::reachable(const StateView& state) {
   std::vector<bool> reached(problem_->actions().size(), true);
   if (relaxation_.goal_clauses() == 0) return reached;
-  begin(state);
+  begin(state, false);
   relaxation_.settle(false);
   for (std::uint32_t action = 0; action < reached.size(); ++action)
     reached[action] = relaxation_.is_reached(action);

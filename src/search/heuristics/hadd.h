@@ -21,6 +21,8 @@ class HAdd : public Heuristic {
   std::vector<bool> reachable(const StateView& state);
 
  protected:
+  /// Whether the cost of the goal is all that `finish_pass` asks for.
+  virtual bool may_carry() const { return true; }
   /// The estimate after the pass has begun on a state.
   virtual double finish_pass() { return to_value(relaxation_.settle(true)); }
   static double to_value(AdditiveRelaxation::Cost cost) {
@@ -34,7 +36,7 @@ class HAdd : public Heuristic {
   struct Ring {
     std::vector<AdditiveRelaxation::PredicateId> positive, negative;  // by position
   };
-  void begin(const StateView& state);
+  void begin(const StateView& state, bool may_carry);
 
   std::shared_ptr<const RelaxedProblem> problem_;
   std::vector<Ring> rings_;  // by action of the searched problem
@@ -50,6 +52,7 @@ class HFF : public HAdd {
   bool is_worth_caching() const override { return false; }
 
  protected:
+  bool may_carry() const override { return false; }
   double finish_pass() override;
 };
 

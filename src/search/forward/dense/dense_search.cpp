@@ -49,6 +49,7 @@ DenseSearch::DenseSearch(const DenseProblem& problem, const Heuristics& heuristi
   if (std::ranges::any_of(heuristics, [](const auto& h) { return h && h->is_worth_caching(); }))
     estimates_ =
         std::make_unique<EstimateCache>(problem.slots(), problem.model().chain_lengths(), heuristics.size());
+  if (estimates_ && estimates_->is_small()) estimates_.reset();
 }
 
 bool DenseSearch::evaluate() {

@@ -27,6 +27,14 @@ bool is_plain_literal(const Node* node) {
   return is_ground_reference(node);
 }
 
+// With fewer predicates a pass from nothing is as good.
+constexpr std::size_t least_carried = 2048;
+// What updates may cost more than passes from nothing, in passes, and for how many passes they then rest.
+constexpr std::uint64_t most_excess = 64;
+constexpr std::uint32_t passes_of_rest = 1024;
+// Of an update, in entries of tables copied.
+constexpr std::uint64_t work_of_step = 4;
+
 }  // namespace
 
 AdditiveRelaxation::AdditiveRelaxation(EvaluationTables& tables, const std::vector<model::NodeSet>& goals,
@@ -129,7 +137,9 @@ void AdditiveRelaxation::finish() {
   completed_.resize(clauses_.size());
 }
 
-void AdditiveRelaxation::begin(const std::uint32_t* values) {
+void AdditiveRelaxation::begin(const std::uint32_t* values, bool may_carry) {
+  is_carried_ = may_carry && chooses_to_carry();
+  if (is_carried_) return begin_carried(values);
   progress_ = initial_progress_;
   costs_ = initial_costs_;
   for (auto& bucket : buckets_) bucket.clear();
@@ -146,7 +156,78 @@ void AdditiveRelaxation::begin(const std::uint32_t* values) {
   for (const auto& [id, condition] : complex_) reach(id, condition.holds(values) ? 0 : 1);
 }
 
+std::unique_ptr<AdditiveUpdate> AdditiveRelaxation::make_update() const {
+  auto update = std::make_unique<AdditiveUpdate>(nodes_.size(), max_cost);
+  std::vector<PredicateId> gained;
+  for (const Clause& clause : clauses_) {
+    const auto literals = std::span(literals_).subspan(clause.first_literal, clause.literals);
+    if (clause.owner == goal_owner) {
+      update->add_goal(literals);
+      continue;
+    }
+    gained = added_[clause.owner];
+    gained.insert(gained.end(), added_defaults_[clause.owner].begin(), added_defaults_[clause.owner].end());
+    update->add_rule(literals, gained);
+  }
+  update->finish();
+  return update;
+}
+
+bool AdditiveRelaxation::chooses_to_carry() {
+  if (nodes_.size() < least_carried) return false;
+  if (passes_to_next_try_ == 0) return true;
+  --passes_to_next_try_;
+  return false;
+}
+
+void AdditiveRelaxation::begin_carried(const std::uint32_t* values) {
+  const auto change = [&](std::size_t slot, ValueId value, Cost cost) {
+    const auto& by_value = of_slot_[slot];
+    if (value < by_value.size() && by_value[value] != no_predicate) update_->set_base(by_value[value], cost);
+  };
+  if (!update_) {
+    update_ = make_update();
+    for (const PredicateId predicate : defaults_) update_->set_base(predicate, 0);
+    known_values_.assign(values, values + of_slot_.size());
+    for (std::size_t slot = 0; slot < of_slot_.size(); ++slot) change(slot, values[slot], 0);
+  }
+  for (std::size_t slot = 0; slot < of_slot_.size(); ++slot) {
+    if (known_values_[slot] == values[slot]) continue;
+    change(slot, known_values_[slot], unreachable);
+    change(slot, values[slot], 0);
+    known_values_[slot] = values[slot];
+  }
+  for (const PredicateId predicate : established_) update_->set_base(predicate, unreachable);
+  for (const PredicateId predicate : suspended_) update_->set_base(predicate, 0);
+  established_.clear();
+  suspended_.clear();
+  for (const auto& [id, condition] : complex_) update_->set_base(id, condition.holds(values) ? 0 : 1);
+}
+
+AdditiveRelaxation::Cost AdditiveRelaxation::settle_carried() {
+  const Cost cost = update_->update();
+  const std::uint64_t pass = nodes_.size() + clauses_.size();
+  const std::uint64_t work = work_of_step * update_->work();
+  excess_ = work > pass ? excess_ + work - pass : excess_ - std::min(excess_, pass - work);
+  if (excess_ > most_excess * pass) {
+    excess_ = 0;
+    passes_to_next_try_ = passes_of_rest;
+  }
+  return cost;
+}
+
+void AdditiveRelaxation::establish(PredicateId predicate) {
+  if (!is_carried_) return reach(predicate, 0);
+  established_.push_back(predicate);
+  update_->set_base(predicate, 0);
+}
+
 void AdditiveRelaxation::suspend(PredicateId predicate) {
+  if (is_carried_) {
+    suspended_.push_back(predicate);
+    update_->set_base(predicate, unreachable);
+    return;
+  }
   assert(costs_[predicate] == 0);
   costs_[predicate] = unreachable;
   for (std::uint32_t w = watch_offsets_[predicate]; w < watch_offsets_[predicate + 1]; ++w)
@@ -193,6 +274,7 @@ void AdditiveRelaxation::settle_predicate(PredicateId predicate, Cost cost) {
 }
 
 AdditiveRelaxation::Cost AdditiveRelaxation::settle(bool early) {
+  if (is_carried_) return settle_carried();
   if (!early) std::fill(completed_.begin(), completed_.end(), 0);
   for (const std::uint32_t clause : initially_complete_)
     if (progress_[clause].missing == 0) complete(clause, 0);

@@ -2,12 +2,14 @@
 
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <span>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "search/frame/evaluation_tables.h"
+#include "search/heuristics/relaxation/additive_update.h"
 #include "search/heuristics/relaxation/classical_action.h"
 #include "state/compiled_condition.h"
 
@@ -47,11 +49,13 @@ class AdditiveRelaxation {
   /// Must be called once after the last `predicate` and `add_default`.
   void finish();
 
-  /// Starts a pass on a state's values, with all defaults.
-  void begin(const std::uint32_t* values);
+  /// Starts a pass on a state's values, with all defaults. Where it `may_carry` costs over from the pass
+  /// before, large tables are brought up to date only where the states differ; of such a pass only the result
+  /// of `settle` is known.
+  void begin(const std::uint32_t* values, bool may_carry = false);
   /// Between `begin` and `settle`: this default does not hold in this state; this other predicate does.
   void suspend(PredicateId predicate);
-  void establish(PredicateId predicate) { reach(predicate, 0); }
+  void establish(PredicateId predicate);
   /// Runs the pass. With `early`, it ends as soon as the goal's cost is known; otherwise everything reachable
   /// gets its final cost. The cost of the cheapest goal clause, or `unreachable`.
   Cost settle(bool early);
@@ -91,6 +95,10 @@ class AdditiveRelaxation {
   void settle_predicate(PredicateId predicate, Cost cost);
   bool settle_near(bool early);
   void settle_far(bool early);
+  bool chooses_to_carry();
+  void begin_carried(const std::uint32_t* values);
+  Cost settle_carried();
+  std::unique_ptr<AdditiveUpdate> make_update() const;
 
   EvaluationTables& tables_;
   std::unordered_map<Node*, PredicateId> numbers_;
@@ -130,6 +138,14 @@ class AdditiveRelaxation {
   Supporter current_;
   Cost best_goal_cost_ = unreachable;
   std::uint32_t best_goal_ = 0;
+
+  // Of passes that carry costs over.
+  bool is_carried_ = false;                           // this pass
+  std::unique_ptr<AdditiveUpdate> update_;            // null before the first one
+  std::vector<std::uint32_t> known_values_;           // by slot: those that update_ has
+  std::vector<PredicateId> suspended_, established_;  // that update_ has
+  std::uint64_t excess_ = 0;                          // work of updates beyond that of passes from nothing
+  std::uint32_t passes_to_next_try_ = 0;
 };
 
 }  // namespace zorvel
