@@ -252,13 +252,23 @@ void ExpressionTypeChecker::check_pair(Node* node, bool is_equality, const char*
 void ExpressionTypeChecker::check_sets(Node* node) const {
   static const char* const message = "Found an expression having non-compatible operands: ";
   if (!type_of_child(node, 0)->is_set() || !type_of_child(node, 1)->is_set()) refuse(message, node);
-  check_pair(node, false, message);
+  // Neither side receives the other, so either may be the one of the derived type.
+  if (!are_compatible_members(*as_set(*type_of_child(node, 0)).type(),
+                              *as_set(*type_of_child(node, 1)).type(), true))
+    refuse(message, node);
 }
 
 TypePtr ExpressionTypeChecker::type_of_set_operation(Node* node) const {
   check_sets(node);
   const TypePtr& first = type_of_child(node, 0);
-  return as_set(*first).type()->is_void() ? type_of_child(node, 1) : first;
+  const TypePtr& second = type_of_child(node, 1);
+  const TypeBase& first_member = *as_set(*first).type();
+  const TypeBase& second_member = *as_set(*second).type();
+  if (first_member.is_void()) return second;
+  const bool is_second_wider = is_a(first_member, second_member);
+  const bool is_second_narrower = is_a(second_member, first_member);
+  if (node->kind() == NodeKind::UNION) return is_second_wider ? second : first;
+  return node->kind() == NodeKind::INTERSECTION && is_second_narrower ? second : first;
 }
 
 void ExpressionTypeChecker::check_arguments(Node* node, const ParameterVector& parameters,
@@ -421,13 +431,16 @@ TypePtr ExpressionTypeChecker::walk_integer_constant(Node* node) const {
 
 TypePtr ExpressionTypeChecker::walk_set_constant(Node* node) const {
   if (node->arity == 0) return env().model_factory().make_set_type(void_type_);
-  const TypePtr& first = type_of_child(node, 0);
+  TypePtr member = type_of_child(node, 0);
   // The bounds of numbers play no part, as between sets: 1 and 7 have disjoint ones.
-  for (std::size_t i = 1; i < node->arity; ++i)
-    if (!are_numbers_of_one_kind(*first, *type_of_child(node, i)) &&
-        !compatible_operands(first, type_of_child(node, i), false))
+  for (std::size_t i = 1; i < node->arity; ++i) {
+    const TypePtr& next = type_of_child(node, i);
+    if (is_a(*member, *next))
+      member = next;
+    else if (!are_numbers_of_one_kind(*member, *next) && !compatible_operands(member, next, false))
       refuse("Found an expression having non-compatible operands: ", node);
-  return env().model_factory().make_set_type(first);
+  }
+  return env().model_factory().make_set_type(member);
 }
 
 TypePtr ExpressionTypeChecker::walk_dot(Node* node) const { return type_of_child(node, 1); }

@@ -194,4 +194,50 @@ TEST_F(TypeChecker, SetsStatementsAndTimes) {
   EXPECT_EQ(name_of(f.make_lt(f.make_duration_anchor(), number(1))), "boolean");
 }
 
+TEST_F(TypeChecker, AnObjectOfADerivedTypeStandsForItsBase) {
+  const auto base = m.make_user_type("Base"), middle = m.make_user_type("Middle"),
+             derived = m.make_user_type("Derived"), other = m.make_user_type("Other");
+  middle->add_base_type(base);
+  derived->add_base_type(middle);
+  other->add_base_type(base);
+  const auto set_of = [&](const char* name, const TypePtr& type) {
+    return of_type(name, m.make_set_type(type));
+  };
+  Node *const b = of_type("b", base), *const d = of_type("d", derived), *const o = of_type("o", other);
+  Node *const bs = set_of("bs", base), *const ds = set_of("ds", derived), *const os = set_of("os", other);
+  struct {
+    Node* expression;
+    std::string type;  // empty: refused
+  } const rows[] = {
+      {f.make_assign(b, d), "void"},
+      {f.make_assign(d, b), ""},
+      {f.make_assign(d, o), ""},
+      {f.make_equals(b, d), "boolean"},
+      {f.make_equals(d, b), "boolean"},
+      {f.make_equals(d, o), ""},
+      {f.make_in(d, bs), "boolean"},
+      {f.make_in(b, ds), ""},
+      {f.make_set_constant({b, d, o}), "set(Base)"},
+      {f.make_set_constant({d, b}), "set(Base)"},
+      {f.make_set_constant({d, o}), ""},
+      {f.make_assign(bs, ds), "void"},
+      {f.make_assign(ds, bs), ""},
+      {f.make_subset(ds, bs), "boolean"},
+      {f.make_subset(bs, ds), "boolean"},
+      {f.make_subset(ds, os), ""},
+      {f.make_union(ds, bs), "set(Base)"},
+      {f.make_union(bs, ds), "set(Base)"},
+      {f.make_intersection(bs, ds), "set(Derived)"},
+      {f.make_intersection(ds, bs), "set(Derived)"},
+      {f.make_difference(ds, bs), "set(Derived)"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(to_anml(row.expression));
+    if (row.type.empty())
+      EXPECT_THROW(name_of(row.expression), TypeCheckingError);
+    else
+      EXPECT_EQ(name_of(row.expression), row.type);
+  }
+}
+
 }  // namespace zorvel::model
