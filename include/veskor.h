@@ -1,5 +1,5 @@
-/* Veskor: a solver for quantifier-free formulas over Booleans, uninterpreted functions and linear real
- * arithmetic, and for combinations of these.
+/* Veskor: a solver for quantifier-free formulas over Booleans, uninterpreted functions and linear arithmetic
+ * over reals and integers, and for combinations of these.
  *
  * Handles. Every object is a small record of one pointer, passed by value; a null pointer is the error
  * value. A null handle as an argument makes a call fail, it does not crash. A handle of an object that was
@@ -359,8 +359,8 @@ int vesk_assert_formula(vesk_env env, vesk_term formula);
 
 /** 1: the asserted formulas can be satisfied together; 0: they cannot; -1: unknown, because the
  *  termination test said so, or because of something that vesk_last_error_message() names. So are
- *  answered formulas over integers that their relaxation to rational numbers does not decide, and products of
- *  unknowns that a model gets wrong. */
+ *  answered formulas over integers without bounds for which many thousand case splits come to no end, and
+ *  products of unknowns that a model gets wrong. */
 int vesk_solve(vesk_env env);
 
 /** As vesk_solve(), with the `n` Boolean terms as assumptions, for this call only. Boolean constants and

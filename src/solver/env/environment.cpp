@@ -446,6 +446,7 @@ std::vector<Environment::Counter> Environment::counters() const {
       {"ghosts", s.ghosts},
       {"filtered_literals", t.filtered_literals},
       {"final_checks", s.final_checks},
+      {"integer_branches", pipeline_->arithmetic().statistics().branches},
       {"pivots", pipeline_->arithmetic().solver().statistics().pivots},
   };
   result.insert(result.end(), std::begin(counters), std::end(counters));

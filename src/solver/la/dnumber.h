@@ -22,6 +22,7 @@ struct DNumber {
 
   bool is_zero() const { return c.is_zero() && k.is_zero(); }
   bool is_rational() const { return k.is_zero(); }
+  bool is_int() const { return k.is_zero() && c.is_int(); }
 
   DNumber& operator+=(const DNumber& b) {
     c += b.c;

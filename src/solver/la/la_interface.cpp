@@ -8,7 +8,12 @@ namespace vesk::la {
 
 LaSolverInterface::LaSolverInterface(const Configuration::Theory::La& config, TermManager& terms,
                                      std::unique_ptr<Solver> solver, const PolarityChecker* polarity)
-    : config_(config), terms_(terms), solver_(std::move(solver)), polarity_(polarity), mapper_(*solver_) {
+    : config_(config),
+      terms_(terms),
+      solver_(std::move(solver)),
+      polarity_(polarity),
+      mapper_(*solver_),
+      integers_(config_, *solver_, mapper_, [this](ConstraintId c) { return !is_taken(c); }) {
   solver_->set_disequality_filter([this](ConstraintId c) { return must_separate(c); });
 }
 
@@ -22,6 +27,7 @@ Solver::Options LaSolverInterface::solver_options(const Configuration::Theory::L
 bool LaSolverInterface::tell_atom(Term atom, dpll::Var var) {
   const bool congruence = atom->tag() == Tag::mod_congr;
   if (!congruence && !LinearAtom::is_arithmetic(atom)) return false;
+  if (atom != newest_branch_.first && atom != newest_branch_.second) num_branches_ = 0;
   if (static_cast<std::size_t>(var) >= atom_of_var_.size())
     atom_of_var_.resize(static_cast<std::size_t>(var) + 1, 0);
   atom_of_var_[static_cast<std::size_t>(var)] = 0;
@@ -97,6 +103,7 @@ void LaSolverInterface::cancel_until(int level) {
     delayed_marks_.resize(open);
   }
   splits_.clear();
+  has_clause_ = false;
   arrived_.clear();
   conflict_.clear();
   model_is_built_ = false;
@@ -115,12 +122,55 @@ bool LaSolverInterface::assume(dpll::Lit lit) {
 
 bool LaSolverInterface::check(bool approximate) {
   splits_.clear();
+  has_clause_ = false;
   conflict_.clear();
   model_is_built_ = false;
   if (!take_equalities() || !solver_->check(approximate)) return false;
-  if (!approximate && !delayed_.empty()) return check_delayed();
-  if (!approximate) split_violated_equalities();
+  if (approximate) return true;
+  if (!delayed_.empty()) {
+    if (!check_delayed()) return false;
+  } else {
+    split_violated_equalities();
+  }
+  return !splits_.empty() || check_integers();
+}
+
+/// False: conflict. Else there may be a clause to be asked for.
+bool LaSolverInterface::check_integers() {
+  if (!config_.laz_enabled || !mapper_.has_integers()) return true;
+  switch (integers_.check()) {
+    case laz::Solver::Result::whole: return true;
+    case laz::Solver::Result::conflict: conflict_ = integers_.conflict(); return false;
+    case laz::Solver::Result::clause: break;
+  }
+  constexpr int max_branches = 20000;
+  if (num_branches_ >= max_branches)
+    throw TheoryIncomplete("integers without bounds: " + std::to_string(max_branches) +
+                           " branches came to no end");
+  has_clause_ = true;
   return true;
+}
+
+/// A bound that some asserted constraints imply over the integers, or two of which one holds.
+void LaSolverInterface::get_integer_clause(std::vector<TheoryLit>& lits) {
+  const laz::Solver::Clause& clause = integers_.clause();
+  for (const ConstraintId c : clause.reasons)
+    lits.push_back(TheoryLit(atoms_[static_cast<std::size_t>(c / 2)].term, (c & 1) == 0));
+  const Term term = mapper_.term_of(clause.var, terms_);
+  newest_branch_ = {nullptr, nullptr};
+  if (clause.at_most) {
+    const Term most = terms_.make_number(*clause.at_most);
+    newest_branch_.first = terms_.make_raw_leq(term, most);
+    lits.push_back(TheoryLit(newest_branch_.first, false));
+  }
+  if (clause.at_least) {
+    const Term least = terms_.make_number(*clause.at_least);
+    newest_branch_.second = terms_.make_raw_leq(least, term);
+    lits.push_back(TheoryLit(newest_branch_.second, false));
+  }
+  ++num_branches_;
+  ++statistics_.branches;
+  has_clause_ = false;
 }
 
 void LaSolverInterface::get_conflict(std::vector<dpll::Lit>& lits) {
@@ -264,6 +314,13 @@ TheoryLemma LaSolverInterface::get_lemma(std::vector<TheoryLit>& lits) {
     units_.pop_back();
     return lemma;
   }
+  if (splits_.empty()) {
+    get_integer_clause(lits);
+    // Towards 0: where nothing bounds a variable, the other way may go on without an end.
+    const bool is_branch = integers_.clause().at_most && integers_.clause().at_least;
+    if (is_branch) lemma.preferred = integers_.clause().at_most->sgn() >= 0 ? 0 : 1;
+    return lemma;
+  }
   const Term equality = atoms_[static_cast<std::size_t>(splits_.back())].term;
   splits_.pop_back();
   const Term at_most = terms_.make_raw_leq(equality->child(0), equality->child(1));
@@ -392,9 +449,11 @@ void LaSolverInterface::require_model() {
     throw TheoryIncomplete("modular congruences are not supported: " + unsupported_.front().first->to_str());
   if (!mapper_.has_integers() && !mapper_.has_opaque_terms()) return;
   concretize();
-  if (const Term term = mapper_.fractional_term())
-    throw TheoryIncomplete("integer arithmetic is not supported: the integer " + term->to_str() +
-                           " has a fractional value in the model found over the rationals");
+  if (const Term term = mapper_.fractional_term()) {
+    assert(!config_.laz_enabled);
+    throw TheoryIncomplete("integer arithmetic is switched off by theory.la.laz_enabled, and " +
+                           term->to_str() + " has a fractional value");
+  }
   if (const Term term = mapper_.opaque_term_at_fault())
     throw TheoryIncomplete("only linear arithmetic is supported: the value of " + term->to_str() +
                            " in the model found is not that of its arguments");

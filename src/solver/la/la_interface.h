@@ -9,6 +9,7 @@
 #include "solver/config/configuration.h"
 #include "solver/dpll/lit.h"
 #include "solver/la/la_solver.h"
+#include "solver/la/laz_solver.h"
 #include "solver/la/linear_term.h"
 #include "solver/la/linear_term_mapper.h"
 #include "solver/term/polarity_checker.h"
@@ -21,14 +22,14 @@ namespace vesk::la {
 /// Linear arithmetic as a theory: turns atoms into bounds on the variables of a simplex solver, and its
 /// constraints back into literals.
 ///
-/// Integers: bounds on integer sums are rounded, and a model of the rational relaxation in which every
-/// integer term happens to have an integer value is a model. For any other, require_model() says that nobody
-/// knows.
+/// Integers: bounds on integer sums are rounded, and where the values of a complete check are not whole,
+/// laz::Solver finds a conflict or a clause.
 class LaSolverInterface : public TheorySolver {
  public:
   struct Statistics {
     std::uint64_t splits = 0;
     std::uint64_t equalities_taken = 0;  // from other theories
+    std::uint64_t branches = 0;          // clauses for integers
   };
 
   /// `polarity` may be null: then no equality is known to be pure. All references outlive this object.
@@ -37,7 +38,10 @@ class LaSolverInterface : public TheorySolver {
 
   /// Settings of the simplex solver that the configuration asks for.
   static Solver::Options solver_options(const Configuration::Theory::La& config);
-  void set_termination_test(TerminationTest* test) { solver_->set_termination_test(test); }
+  void set_termination_test(TerminationTest* test) {
+    solver_->set_termination_test(test);
+    integers_.set_termination_test(test);
+  }
 
   const char* get_name() const override { return "la"; }
   Part part() const override { return Part::numbers; }
@@ -53,7 +57,7 @@ class LaSolverInterface : public TheorySolver {
   void get_conflict(std::vector<dpll::Lit>& lits) override;
   dpll::Lit get_next_implied() override;
   bool get_explanation(dpll::Lit lit, bool lazy, std::vector<dpll::Lit>& reasons) override;
-  bool has_lemmas() override { return !units_.empty() || !splits_.empty(); }
+  bool has_lemmas() override { return !units_.empty() || !splits_.empty() || has_clause_; }
   TheoryLemma get_lemma(std::vector<TheoryLit>& lits) override;
   void notify_interface_term(Term term) override;
   void retract_interface_term(Term term) override;
@@ -110,6 +114,8 @@ class LaSolverInterface : public TheorySolver {
   void remove_equality(const TakenEquality& equality);
   bool is_delayed(const AtomRecord& atom) const;
   bool check_delayed();
+  bool check_integers();
+  void get_integer_clause(std::vector<TheoryLit>& lits);
   bool must_separate(ConstraintId disequality) const;
   bool is_pure(const AtomRecord& atom) const;
   void split_violated_equalities();
@@ -122,6 +128,7 @@ class LaSolverInterface : public TheorySolver {
   std::unique_ptr<Solver> solver_;
   const PolarityChecker* polarity_;
   LinearTermMapper mapper_;
+  laz::Solver integers_;
   Statistics statistics_;
 
   std::vector<AtomRecord> atoms_;                       // by atom of the solver
@@ -131,6 +138,10 @@ class LaSolverInterface : public TheorySolver {
       unsupported_;                     // modular congruences: no model can be judged by them
   std::vector<AtomId> splits_;          // violated equalities whose split was not taken yet
   std::vector<ConstraintId> violated_;  // scratch
+  bool has_clause_ = false;             // integers_ has one that was not taken yet
+  // Since an atom came that is no branch: what has no bounds can be branched on without an end.
+  int num_branches_ = 0;
+  std::pair<Term, Term> newest_branch_;  // the atoms of the last branch
   hsh::Map<Term, InterfaceRecord> interface_;
   std::vector<Term> interface_terms_;  // the keys of interface_, in order of arrival
   bool model_is_built_ = false;

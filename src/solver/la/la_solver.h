@@ -177,6 +177,19 @@ class Solver {
   /// The constraint that bounds the variable from below or above now, `null_constraint` if none does.
   ConstraintId lower_bound(Var var) const { return lower_[index(var)]; }
   ConstraintId upper_bound(Var var) const { return upper_[index(var)]; }
+  /// What the constraint bounds its variable by, without an infinitesimal part.
+  const QNumber& bound_value(ConstraintId constraint) const { return bound(constraint).c; }
+
+  /// `sum + constant = 0` in all assignments that satisfy the constraints `reasons`, and whatever else holds.
+  struct RowEquation {
+    std::vector<Monomial> sum;
+    QNumber constant;
+    std::vector<ConstraintId> reasons;
+  };
+  /// The rows, after a successful complete check, of variables that have no whole value and should, as far as
+  /// all variables in them should. Variables with one value are part of the constant, and their bounds of the
+  /// reasons.
+  std::vector<RowEquation> fractional_rows(const std::function<bool(Var)>& is_whole);
   const Statistics& statistics() const { return statistics_; }
 
   /// The invariants, from scratch: rows are solved and sum to zero, the stack gives the bounds, checked
@@ -306,6 +319,9 @@ class Solver {
   bool is_conflict_proved() const;
   bool is_reason_proved(ConstraintId constraint) const;
   bool is_open(AtomId atom) const { return atoms_[index(atom)].state == 0; }
+
+  // la_integers.cpp
+  void add_to_equation(RowEquation& equation, Var var, const QNumber& coeff) const;
 
   // la_diseq.cpp
   bool separate_disequalities();

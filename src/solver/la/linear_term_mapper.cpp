@@ -69,7 +69,7 @@ Var LinearTermMapper::acquire_term(Term term) {
     }
     Record& made = record(var);
     made.term = next;
-    made.integer = next->type()->is_integer();
+    made.integer = made.whole = next->type()->is_integer();
     made.opaque = has_meaning(next);
     made.users = next == term ? 1 : 0;  // a part is used by those that mention it
     num_integers_ += made.integer ? 1 : 0;
@@ -96,7 +96,11 @@ Var LinearTermMapper::acquire(std::span<const LinearAtom::Summand> sum) {
   const Var slack = start(solver_.new_slack(definition));
   Record& made = record(slack);
   made.sum.assign(sum.begin(), sum.end());
-  for (const Monomial& monomial : definition) made.parts.push_back(monomial.var);
+  made.whole = true;
+  for (const Monomial& monomial : definition) {
+    made.parts.push_back(monomial.var);
+    made.whole = made.whole && is_whole(monomial.var) && monomial.coeff.is_int();
+  }
   made.hash = hash;
   slacks_.emplace(hash, slack);
   return slack;
@@ -156,6 +160,33 @@ std::vector<Solver::Freedom> LinearTermMapper::freedom() const {
     for (const Var part : records_[v].parts) freedom[static_cast<std::size_t>(part)] = Solver::Freedom::none;
   }
   return freedom;
+}
+
+Var LinearTermMapper::most_fractional_var() const {
+  Var best = null_var;
+  QNumber best_distance;
+  for (std::size_t v = 0; num_integers_ != 0 && v < records_.size(); ++v) {
+    if (records_[v].users == 0 || !records_[v].integer) continue;
+    const Var var = static_cast<Var>(v);
+    const DNumber& value = solver_.value(var);
+    if (value.is_int()) continue;
+    // An infinitesimal away counts as nothing.
+    const QNumber part = value.c - value.c.floor();
+    const QNumber distance = std::min(part, QNumber(1) - part);
+    if (best != null_var && distance <= best_distance) continue;
+    best = var;
+    best_distance = distance;
+  }
+  return best;
+}
+
+Term LinearTermMapper::term_of(Var var, TermManager& terms) const {
+  const Record& known = records_[static_cast<std::size_t>(var)];
+  if (known.term != nullptr) return known.term;
+  Poly poly;
+  for (const LinearAtom::Summand& summand : known.sum)
+    poly.monomials.push_back({summand.term, summand.coefficient});
+  return poly.to_term(terms);
 }
 
 Term LinearTermMapper::fractional_term() const {

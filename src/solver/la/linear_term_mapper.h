@@ -8,6 +8,7 @@
 #include "solver/la/la_solver.h"
 #include "solver/la/linear_term.h"
 #include "solver/term/poly.h"
+#include "solver/term/term_manager.h"
 #include "solver/util/hash_table.h"
 
 namespace vesk::la {
@@ -38,6 +39,13 @@ class LinearTermMapper {
   std::vector<Solver::Freedom> freedom() const;
 
   bool has_integers() const { return num_integers_ != 0; }
+  /// Whether its value is to be an integer: an integer term, or a sum of such with integer coefficients.
+  bool is_whole(Var var) const { return records_[static_cast<std::size_t>(var)].whole; }
+  /// The integer term's variable whose value now is the furthest from an integer, the oldest of these;
+  /// `null_var` if all are integers.
+  Var most_fractional_var() const;
+  /// What the variable stands for.
+  Term term_of(Var var, TermManager& terms) const;
   bool has_opaque_terms() const { return num_opaque_ != 0; }
   /// An integer term whose value in the model is no integer; null if there is none.
   Term fractional_term() const;
@@ -53,6 +61,7 @@ class LinearTermMapper {
     std::uint64_t hash = 0;
     int users = 0;
     bool integer = false;
+    bool whole = false;  // integer, or a slack variable of integers
     bool opaque = false;
   };
 

@@ -210,7 +210,10 @@ TheoryManager::Lemma TheoryManager::next_lemma(std::vector<dpll::Lit>& lits) {
   lemma_.clear();
   const TheoryLemma lemma = (*owner)->get_lemma(lemma_);
   for (const TheoryLit lit : lemma_) {
-    const dpll::Var var = search_->make_proxy(lit.atom(), {}, nullptr);
+    dpll::ProxyMaker::Options options;
+    const bool is_preferred = static_cast<int>(lits.size()) == lemma.preferred;
+    if (lemma.preferred >= 0) options.forced_polarity = dpll::to_lbool(is_preferred != lit.negated());
+    const dpll::Var var = search_->make_proxy(lit.atom(), options, nullptr);
     if (polarity_ != nullptr) polarity_->add_literal(lit.atom(), lit.negated());
     lits.push_back(dpll::Lit(var, lit.negated()));
   }

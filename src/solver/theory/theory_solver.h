@@ -18,6 +18,7 @@ namespace vesk {
 struct TheoryLemma {
   int handle = -1;         ///< the solver's own number for retract_lemma(); -1: it need not be told
   bool permanent = false;  ///< the search may not drop it with its learnt clauses
+  int preferred = -1;      ///< the literal to be tried true first, and the others false; -1: as they come
 };
 
 class TheoryEqPropagator;
