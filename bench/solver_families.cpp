@@ -582,6 +582,7 @@ std::vector<Instance> all_instances(bool quick) {
   for (const Instance& instance :
        {distinct_numbers(50), multiplier_miter(4), quasigroup(6, false), quasigroup(6, true)})
     list.push_back(instance);
+  for (const Instance& instance : integer_instances(quick)) list.push_back(instance);
   if (quick) return list;
   for (const LevelKind kind : {LevelKind::bounds, LevelKind::functions, LevelKind::functions_of_numbers})
     for (const int count : {250, 500, 1000}) list.push_back(levels(kind, count));

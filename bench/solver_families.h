@@ -54,6 +54,9 @@ Instance multiplier_miter(int bits);
 /// with `(x y) y = x` where `is_strict`.
 Instance quasigroup(int order, bool is_strict);
 
+/// Over integers, in integer_families.cpp: residues, knapsacks, jugs, rows of inequalities, thin strips.
+std::vector<Instance> integer_instances(bool quick);
+
 /// All families, each around the sizes where it starts to be hard; `quick` keeps what takes well under a
 /// second.
 std::vector<Instance> all_instances(bool quick);

@@ -8,6 +8,9 @@
 namespace vesk::laz {
 namespace {
 
+// A branch costs less than what comes after these.
+constexpr std::size_t max_steps = 50000;
+
 void join(std::vector<ConstraintId>& reasons, const std::vector<ConstraintId>& others) {
   std::vector<ConstraintId> both;
   std::set_union(reasons.begin(), reasons.end(), others.begin(), others.end(), std::back_inserter(both));
@@ -42,17 +45,21 @@ void Form::add(const QNumber& factor, const Form& other) {
 
 // A solution speaks of what was not solved for when it was made, so this ends.
 void DiophantineSystem::substitute(Form& form, std::vector<ConstraintId>& reasons) {
-  for (auto at = form.sum.begin(); at != form.sum.end();) {
-    const auto known = solutions_.find(at->first);
-    if (known == solutions_.end()) {
-      ++at;
-      continue;
-    }
+  std::vector<Var> pending;
+  for (const auto& [var, coeff] : form.sum) pending.push_back(var);
+  while (!pending.empty()) {
+    const Var var = pending.back();
+    pending.pop_back();
+    has_given_up_ |= ++steps_ > max_steps;
+    const auto known = solutions_.find(var);
+    if (known == solutions_.end()) continue;
+    const auto at = form.sum.find(var);
+    if (at == form.sum.end()) continue;  // gone since
     const QNumber factor = at->second;
     form.sum.erase(at);
     form.add(factor, known->second.form);
     join(reasons, known->second.reasons);
-    at = form.sum.begin();
+    for (const auto& [part, coeff] : known->second.form.sum) pending.push_back(part);
   }
 }
 

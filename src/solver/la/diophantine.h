@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <span>
@@ -40,7 +41,7 @@ class DiophantineSystem {
   [[nodiscard]] bool add(Form equation, std::vector<ConstraintId> reasons);
   /// Of the equations that contradict each other.
   const std::vector<ConstraintId>& conflict() const { return conflict_; }
-  /// Numbers grew beyond all measure, and what was added last is left out.
+  /// Numbers or forms grew beyond all measure. What was added last may be left out then.
   bool has_given_up() const { return has_given_up_; }
 
   /// What is known of a variable: that it is `rest` modulo `modulus`, or, for modulus 0, that it is `rest`.
@@ -66,6 +67,7 @@ class DiophantineSystem {
   Var next_parameter_ = la::null_var - 1;
   std::vector<ConstraintId> conflict_;
   bool has_given_up_ = false;
+  std::size_t steps_ = 0;  // summands looked at
 };
 
 }  // namespace vesk::laz

@@ -144,7 +144,10 @@ bool LaSolverInterface::check_integers() {
     case laz::Solver::Result::clause: break;
   }
   constexpr int max_branches = 20000;
-  if (num_branches_ >= max_branches)
+  const Var var = integers_.clause().var;
+  const bool is_bounded =
+      solver_->lower_bound(var) != null_constraint && solver_->upper_bound(var) != null_constraint;
+  if (!is_bounded && ++num_branches_ > max_branches)
     throw TheoryIncomplete("integers without bounds: " + std::to_string(max_branches) +
                            " branches came to no end");
   has_clause_ = true;
@@ -168,7 +171,6 @@ void LaSolverInterface::get_integer_clause(std::vector<TheoryLit>& lits) {
     newest_branch_.second = terms_.make_raw_leq(least, term);
     lits.push_back(TheoryLit(newest_branch_.second, false));
   }
-  ++num_branches_;
   ++statistics_.branches;
   has_clause_ = false;
 }

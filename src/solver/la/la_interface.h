@@ -139,8 +139,7 @@ class LaSolverInterface : public TheorySolver {
   std::vector<AtomId> splits_;          // violated equalities whose split was not taken yet
   std::vector<ConstraintId> violated_;  // scratch
   bool has_clause_ = false;             // integers_ has one that was not taken yet
-  // Since an atom came that is no branch: what has no bounds can be branched on without an end.
-  int num_branches_ = 0;
+  int num_branches_ = 0;  // on what has no bounds, since an atom came that is no branch: they may have no end
   std::pair<Term, Term> newest_branch_;  // the atoms of the last branch
   hsh::Map<Term, InterfaceRecord> interface_;
   std::vector<Term> interface_terms_;  // the keys of interface_, in order of arrival

@@ -25,7 +25,11 @@ Solver::Result Solver::check() {
 bool Solver::refutes_equations() {
   DiophantineSystem system(termination_);
   const auto is_whole = [this](Var var) { return mapper_.is_whole(var); };
-  for (const la::Solver::RowEquation& row : rationals_.fractional_rows(is_whole)) {
+  std::vector<la::Solver::RowEquation> rows = rationals_.fractional_rows(is_whole);
+  // Short rows first: they are cheap, and say the most.
+  std::stable_sort(rows.begin(), rows.end(),
+                   [](const auto& a, const auto& b) { return a.sum.size() < b.sum.size(); });
+  for (const la::Solver::RowEquation& row : rows) {
     Form form;
     form.constant = row.constant;
     QNumber denominators = row.constant.get_den();
@@ -37,14 +41,24 @@ bool Solver::refutes_equations() {
       return true;
     }
     if (system.has_given_up()) return false;
+    // What one row says of its variables is often enough.
+    for (const la::Monomial& monomial : row.sum) {
+      if (refutes_bounds(system, monomial.var)) return true;
+      if (clause_.var != la::null_var || system.has_given_up()) return false;
+    }
   }
-  for (const Var var : system.solved_vars())
-    if (const auto known = system.residue(var); known && refutes_bounds(var, *known)) return true;
+  for (const Var var : system.solved_vars()) {
+    if (refutes_bounds(system, var)) return true;
+    if (clause_.var != la::null_var || system.has_given_up()) return false;
+  }
   return false;
 }
 
-// `var` is `rest` modulo `modulus` (or is `rest`, if that is 0), so its bounds move to the next such numbers.
-bool Solver::refutes_bounds(Var var, const DiophantineSystem::Residue& known) {
+// A variable that is `rest` modulo `modulus` (or is `rest`, if that is 0) has its bounds at such numbers.
+bool Solver::refutes_bounds(DiophantineSystem& system, Var var) {
+  const auto residue = system.residue(var);
+  if (!residue) return false;
+  const DiophantineSystem::Residue& known = *residue;
   const QNumber& rest = known.rest;
   const ConstraintId lower = rationals_.lower_bound(var), upper = rationals_.upper_bound(var);
   // The largest such number that is at most `number`.

@@ -48,7 +48,7 @@ class Solver {
 
  private:
   bool refutes_equations();
-  bool refutes_bounds(Var var, const DiophantineSystem::Residue& known);
+  bool refutes_bounds(DiophantineSystem& system, Var var);
 
   const Configuration::Theory::La& config_;
   la::Solver& rationals_;
