@@ -49,6 +49,9 @@ FirstMoments::Action FirstMoments::read(const model::ActionImpl& action) const {
     if (model::read_duration_bound(factory_, plain, bounds))
       result.least_duration = std::max(result.least_duration, bounds.lower.value);
   }
+  // What a callback writes is not known, and it may be as soon as the action begins.
+  for (const auto& effect : action.simulated_effects())
+    for (Node* fluent : effect->fluents) result.changes.push_back({fluent, nullptr, true, rational(0)});
   return result;
 }
 

@@ -4,11 +4,14 @@
 
 #include <sstream>
 
+#include "model/action.h"
+#include "model/model_factory.h"
 #include "parsers/anml_parser.h"
 #include "pddl/reader.h"
 #include "report/first_moments.h"
 #include "report/value_history.h"
 #include "search/support.h"
+#include "transformers/problem_parts.h"
 
 namespace zorvel::report {
 
@@ -54,6 +57,21 @@ TEST(Check, SaysWhatCannotBeInTime) {
     SCOPED_TRACE(test.statement);
     EXPECT_EQ(checked_anml(chain + test.statement + "\n[end] q;\n"), test.result);
   }
+}
+
+TEST(Check, WhatACallbackWritesMayBeThereAtOnce) {
+  Environment env;
+  const auto problem = parse(env, "fluent boolean p := false; action a() { duration := 9; };\n[end] p;");
+  const auto& plain = *problem->actions().at("a");
+  const auto p = env.expression_factory().make_fluent_reference(problem->fluents().at("p"), {});
+  const auto effect = std::make_shared<model::SimulatedEffectImpl>();
+  effect->timing = env.expression_factory().make_end_anchor();
+  effect->fluents = {p};
+  model::ProblemParts parts(*problem);
+  EXPECT_EQ(FirstMoments(*problem).of(p), std::nullopt);
+  parts.actions = {env.model_factory().make_action(
+      "a", {}, false, {}, {plain.expressions().begin(), plain.expressions().end()}, {effect})};
+  EXPECT_EQ(FirstMoments(*parts.make(env)).of(p), rational(0));
 }
 
 TEST(Check, SaysWhichConditionsOfTheProblemSayNothingOrCannotBeMet) {
