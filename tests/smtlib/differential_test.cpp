@@ -18,6 +18,14 @@ TEST(Differential, RandomScriptsAgreeWithTheirModelsAndWithZ3) {
   if (!has_reference()) GTEST_SKIP() << "Z3's library is missing: only models were checked";
 }
 
+TEST(Differential, RandomScriptsOfIntegersAgreeWithTheirModelsAndWithZ3) {
+  for (unsigned seed = 0; seed < 500; ++seed) {
+    const Options& options = option_sets()[seed / 3 % option_sets().size()];
+    const Script script = random_integer_script(seed);
+    ASSERT_EQ(find_fault(script, options), "") << "seed " << seed << "\n" << script.text();
+  }
+}
+
 TEST(Differential, EqualScriptsGetEqualAnswersAndModels) {
   for (unsigned seed = 500000; seed < 500150; ++seed) {
     std::string first, second;

@@ -15,13 +15,10 @@ struct Function {
   Sort result;
 };
 
-const char* sort_name(Sort sort) {
-  return sort == Sort::boolean ? "Bool" : sort == Sort::real ? "Real" : "E";
-}
-
 class Generator {
  public:
-  explicit Generator(unsigned seed) : engine_(seed) {
+  explicit Generator(unsigned seed, bool has_integers = false) : engine_(seed) {
+    script_.has_integers = has_integers;
     has_reals_ = seed % 3 != 0;
     has_functions_ = seed % 3 != 1;
     has_elements_ = !has_reals_ || (has_functions_ && chance(50));
@@ -39,6 +36,13 @@ class Generator {
  private:
   enum class Shape { deep, clauses, many_clauses };
 
+  const char* sort_name(Sort sort) const {
+    return sort == Sort::boolean   ? "Bool"
+           : sort == Sort::element ? "E"
+           : script_.has_integers  ? "Int"
+                                   : "Real";
+  }
+
   unsigned below(unsigned bound) { return static_cast<unsigned>(engine_() % bound); }
   bool chance(unsigned percent) { return below(100) < percent; }
   template <typename List>
@@ -54,9 +58,10 @@ class Generator {
   void declare() {
     std::string& text = script_.preamble;
     text = std::string("(set-logic ") +
-           (!has_reals_      ? "QF_UF"
-            : has_functions_ ? "QF_UFLRA"
-                             : "QF_LRA") +
+           (!has_reals_            ? "QF_UF"
+            : script_.has_integers ? "QF_UFLIA"
+            : has_functions_       ? "QF_UFLRA"
+                                   : "QF_LRA") +
            ")\n";
     if (has_elements_) text += "(declare-sort E 0)\n";
     const unsigned more = shape_ == Shape::many_clauses ? 5 : 0;
@@ -70,7 +75,13 @@ class Generator {
     declare_some(Sort::boolean, "p", 2 + below(3) + more);
     if (has_reals_) declare_some(Sort::real, "x", 2 + below(4) + more);
     if (has_elements_) declare_some(Sort::element, "e", 2 + below(3) + more);
-    if (has_reals_) text += "(define-fun lower ((a Real) (b Real)) Real (ite (<= a b) a b))\n";
+    const std::string number = sort_name(Sort::real);
+    if (has_reals_)
+      text +=
+          "(define-fun lower ((a " + number + ") (b " + number + ")) " + number + " (ite (<= a b) a b))\n";
+    for (const std::size_t constant : script_.constants)
+      if (script_.has_integers && script_.exprs[constant].sort == Sort::real)
+        text += "(assert (<= (- 20) " + script_.exprs[constant].text + " 20))\n";
     if (!has_functions_) return;
     using enum Sort;
     for (const Function& f : {Function{"f", {real}, real}, Function{"g", {real, real}, real},
@@ -90,6 +101,9 @@ class Generator {
   }
 
   std::size_t number() {
+    static const std::array<const char*, 12> whole{"0", "1", "2", "3", "(- 1)", "(- 2)",
+                                                   "7", "4", "5", "0", "1",     "(- 6)"};
+    if (script_.has_integers) return add(Op::number, Sort::real, pick(whole));
     static const std::array<const char*, 16> plain{"0",     "1",   "2",       "3",           "(- 1)", "(- 2)",
                                                    "(- 3)", "0.5", "(/ 1 3)", "(- (/ 2 3))", "0",     "1",
                                                    "2",     "1",   "0",       "(- 1)"};
@@ -199,6 +213,9 @@ class Generator {
       }
       case 4: {
         const std::size_t divided = make(sort, depth - 1);
+        if (script_.has_integers)
+          return add(Op::whole_divide, sort, "",
+                     {divided, add(Op::number, sort, pick(std::array{"2", "3", "5"}))});
         return add(Op::divide, sort, "",
                    {divided, add(Op::number, sort, pick(std::array{"2", "(- 3)", "0.5"}))});
       }
@@ -277,6 +294,7 @@ const char* operator_name(Op op) {
     case Op::minus: return "-";
     case Op::scale: return "*";
     case Op::divide: return "/";
+    case Op::whole_divide: return "div";
     case Op::lower: return "lower";
     case Op::symbol:
     case Op::number:
@@ -321,5 +339,7 @@ std::string Script::text() const {
 }
 
 Script random_script(unsigned seed) { return Generator(seed).take(); }
+
+Script random_integer_script(unsigned seed) { return Generator(seed, true).take(); }
 
 }  // namespace solver_fuzz

@@ -30,7 +30,8 @@ struct Expr {
     minus,
     scale,
     divide,
-    lower  ///< by a definition of the script: the lesser of two numbers
+    whole_divide,  ///< rounded so that the rest is not negative
+    lower          ///< by a definition of the script: the lesser of two numbers
   };
   Op op;
   Sort sort;
@@ -45,7 +46,8 @@ struct Step {
 };
 
 struct Script {
-  std::string preamble;  ///< logic, declarations and definitions
+  std::string preamble;       ///< logic, declarations and definitions, and bounds of the integers
+  bool has_integers = false;  ///< numbers are integers, and not reals
   std::vector<Expr> exprs;
   std::vector<std::size_t> constants;
   std::vector<Step> steps;
@@ -58,5 +60,7 @@ struct Script {
 /// A script of one of the logics QF_UF, QF_LRA and QF_UFLRA, in turn by seed; the same one for the same seed
 /// everywhere.
 Script random_script(unsigned seed);
+/// The same with integers in place of reals, of which the constants are -20 to 20.
+Script random_integer_script(unsigned seed);
 
 }  // namespace solver_fuzz

@@ -258,7 +258,10 @@ Term ConstraintEncoder::without_ites(Term root, bool integer_wanted) {
 }
 
 Term ConstraintEncoder::constant_for(Term term, const Type* type) {
-  if (const Term* known = constants_.find(term)) return *known;
+  if (const Term* known = constants_.find(term)) {
+    const bool is_other = type->is_integer() && !(*known)->type()->is_integer();
+    return is_other ? integer_twin(*known) : *known;
+  }
   const Term constant =
       terms_.make_constant(terms_.make_internal_symbol("constr" + std::to_string(term->id()), type));
   constants_.insert(term, constant);
@@ -271,6 +274,17 @@ Term ConstraintEncoder::constant_for(Term term, const Type* type) {
     default: add_divide(term, constant); break;
   }
   return constant;
+}
+
+// An integer that equals a rational constant, where a function takes nothing else.
+Term ConstraintEncoder::integer_twin(Term constant) {
+  if (const Term* known = constants_.find(constant)) return *known;
+  const std::string name = "constr" + std::to_string(constant->id());
+  const Term twin = terms_.make_constant(terms_.make_internal_symbol(name, terms_.types().integer()));
+  constants_.insert(constant, twin);
+  if (trail_.num_marks() > 0) trail_.push(constant);
+  add_side(terms_.make_equal(twin, constant));
+  return twin;
 }
 
 // A function that numbers the arguments, in their order, has two values at one place if two of them are

@@ -53,6 +53,7 @@ class ConstraintEncoder {
   Term scaled_cases(Term factor, Term ite, int depth);
   Term without_ites(Term term, bool integer_wanted);
   Term constant_for(Term term, const Type* type);
+  Term integer_twin(Term constant);
 
   void add_ite(Term ite, Term constant);
   void add_bounds(Term ite, Term constant);

@@ -3,6 +3,7 @@
 (declare-const y Int)
 (declare-const z Int)
 (declare-const r Real)
+(declare-const b Bool)
 (declare-fun f (Int) Int)
 (push 1)(assert (= (+ (* 2 x) (* 4 y)) 1))(check-sat)(pop 1)
 (push 1)(assert (and (= (+ (* 3 x) (* (- 3) y) (* (- 1) z)) 0) (<= 1 z 2)))(check-sat)(pop 1)
@@ -21,6 +22,7 @@
 (push 1)(assert (and (= (f (* 2 x)) 1) (= (f (+ y y)) 2) (= (+ (* 4 x) z) (* 4 y)) (<= 0 z 3)))(check-sat)(pop 1)
 (push 1)(assert (and (distinct (f x) (f y) (f z)) (<= 0 x 1) (<= 0 y 1) (<= 0 z 1)))(check-sat)(pop 1)
 (push 1)(assert (and (distinct (f x) (f y) (f z)) (<= 0 x 2) (<= 0 y 2) (<= 0 z 2) (< (* 2 x) (+ y z))))(check-sat)(pop 1)
+(assert (let ((n (ite b 2 5))) (and (= x n) (> 2 (f n)) (<= n r))))(check-sat-assuming (b))
 ;> unsat
 ;> unsat
 ;> sat
@@ -37,4 +39,5 @@
 ;> unsat
 ;> unsat
 ;> unsat
+;> sat
 ;> sat
