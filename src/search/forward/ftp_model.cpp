@@ -6,112 +6,28 @@
 #include <unordered_map>
 
 #include "core/errors.h"
-#include "core/unsupported_problem.h"
 #include "model/expression_factory.h"
 #include "model/model_factory.h"
-#include "model/walkers/check_contains_walker.h"
 #include "model/walkers/expression_free_vars.h"
 #include "model/walkers/expression_simplifier.h"
+#include "search/forward/event_maker.h"
 #include "search/forward/event_semantics.h"
 #include "search/frame/missing_values.h"
 #include "state/effect.h"
 #include "transformers/clashing_effects.h"
-#include "transformers/duration_bounds.h"
 #include "transformers/readable_times.h"
-#include "transformers/static_fluents.h"
 #include "transformers/timing.h"
 
 namespace zorvel::tp::ftp {
 
-using model::ActionImpl;
 using model::ExpressionFactory;
-
-namespace {
-
-/// Statements by interval. Filled by node, read in the order of the intervals' texts.
-using ByInterval = std::map<Node*, std::vector<Node*>, NodeIdLess>;
-
-/// The groups as temporal expressions, by the text of their interval. `texts` remembers the texts.
-std::vector<Node*> in_text_order(ExpressionFactory& factory, const ByInterval& groups,
-                                 std::unordered_map<Node*, std::string>& texts) {
-  std::vector<std::pair<const std::string*, Node*>> ordered;
-  for (const auto& [interval, bodies] : groups) {
-    std::string& text = texts[interval];
-    if (text.empty()) text = model::to_anml(interval);
-    ordered.emplace_back(&text, factory.make_temporal_expression(interval, factory.make_and(bodies)));
-  }
-  std::ranges::stable_sort(ordered, [](const auto& a, const auto& b) { return *a.first < *b.first; });
-  std::vector<Node*> result;
-  for (const auto& [text, expression] : ordered) result.push_back(expression);
-  return result;
-}
-
-Node* lower_anchor(const Node* interval) { return interval->children[0]; }
-Node* upper_anchor(const Node* interval) { return interval->children[interval->arity - 1]; }
-
-/// Whether an expression that holds the duration only limits it: `duration <= x` and the like, or their
-/// `and`.
-bool limits_duration(Node* body, const model::CheckContainsWalker& contains_duration) {
-  if (ExpressionFactory::is_and(body)) {
-    const auto operands = body->operands();
-    return std::all_of(operands.begin(), operands.end(),
-                       [&](Node* operand) { return limits_duration(operand, contains_duration); });
-  }
-  return body->arity == 2 && ExpressionFactory::is_duration_anchor(body->children[0]) &&
-         !contains_duration(body->children[1]);
-}
-
-/// Several simulated effects at one time are one happening.
-std::shared_ptr<model::SimulatedEffectImpl> merged(
-    const std::shared_ptr<model::SimulatedEffectImpl>& first,
-    const std::shared_ptr<model::SimulatedEffectImpl>& second) {
-  auto result = std::make_shared<model::SimulatedEffectImpl>(*first);
-  result->fluents.insert(result->fluents.end(), second->fluents.begin(), second->fluents.end());
-  result->function = [first, second](const zorvel::SearchState& state, const StateIndex& index,
-                                     const std::vector<Node*>& parameters) {
-    std::vector<Node*> values = first->function(state, index, parameters);
-    const std::vector<Node*> more = second->function(state, index, parameters);
-    values.insert(values.end(), more.begin(), more.end());
-    return values;
-  };
-  return result;
-}
-
-}  // namespace
-
-/// Conditions and effects that happen at one time, conditions first.
-struct FtpModel::Moment {
-  std::vector<Event*> conditions;
-  std::vector<Event*> effects;
-};
-
-void FtpModel::append_events(const Timeline& timeline, std::vector<Event*>& out) {
-  for (const auto& [time, moment] : timeline) {
-    out.insert(out.end(), moment.conditions.begin(), moment.conditions.end());
-    out.insert(out.end(), moment.effects.begin(), moment.effects.end());
-  }
-}
-
-/// The statements of one action or problem, sorted by what they are.
-struct FtpModel::Groups {
-  ByInterval effects;
-  ByInterval conditions;
-  std::map<Node*, std::shared_ptr<model::SimulatedEffectImpl>, NodeIdLess> simulated;
-  std::vector<Node*> duration_statements;
-};
-
-/// What all actions are read with; what it remembers, they have in common.
-struct FtpModel::Reader {
-  model::StaticFluents static_fluents;
-  model::CheckContainsWalker contains_duration;
-  std::unordered_map<Node*, std::string> interval_texts;
-};
 
 FtpModel::FtpModel(Environment& env, const model::ProblemPtr& problem, const rational& epsilon)
     : env_(env), problem_(problem), epsilon_(epsilon) {
-  build_global_events();
-  Reader reader{model::StaticFluents(problem), model::CheckContainsWalker(env, NodeKind::DURATION), {}};
-  for (const auto& [name, action] : problem->actions()) build_action_events(action, reader);
+  EventMaker maker(env, epsilon, events_);
+  build_global_events(maker);
+  ActionTimeline timeline(env, problem, maker);
+  for (const auto& [name, action] : problem->actions()) actions_.push_back(timeline.lay_out(action));
   compute_fluents();
   compute_order_keys();
   compute_exclusion_keys();
@@ -127,51 +43,13 @@ ActionId FtpModel::action_id(const std::string& name) const {
   return static_cast<ActionId>(found - actions_.begin());
 }
 
-Event* FtpModel::new_event(EventKind kind, Node* expression, const std::shared_ptr<ActionImpl>& action,
-                           unsigned long pos) {
-  Event& event = events_.emplace_back();
-  event.kind = kind;
-  event.expression = expression;
-  event.action = action;
-  event.pos = pos;
-  event.index = static_cast<std::uint32_t>(events_.size() - 1);
-  return &event;
-}
-
-void FtpModel::set_anchor(Event& event, Node* anchor_node) {
-  const auto [is_from_start, offset] = model::timing(env_.expression_factory(), anchor_node);
-  event.anchor_node = anchor_node;
-  event.anchor = Anchor{is_from_start, offset};
-}
-
-void FtpModel::add_condition(Node* expression, const std::shared_ptr<ActionImpl>& action, unsigned long& pos,
-                             const MomentOf& moment) {
-  const ExpressionFactory& factory = env_.expression_factory();
-  Node* const interval = expression->children[0];
-  Event* const event = new_event(EventKind::CONDITION, expression, action, pos++);
-  set_anchor(*event, lower_anchor(interval));
-  if (factory.is_point_interval(interval)) {
-    moment(event->anchor, 0).conditions.push_back(event);
-    return;
-  }
-  event->is_start_durative = true;
-  event->is_left_open = !factory.is_left_closed(interval);
-  // why the shift: what happens exactly at an excluded bound comes before the interval.
-  moment(event->anchor, event->is_left_open ? epsilon_ : rational(0)).conditions.push_back(event);
-  Event* const closer = new_event(EventKind::CONDITION, expression, action, pos++);
-  closer->start_time_point = event;
-  closer->is_left_open = event->is_left_open;
-  set_anchor(*closer, upper_anchor(interval));
-  moment(closer->anchor, 0).conditions.push_back(closer);
-}
-
-void FtpModel::build_global_events() {
+void FtpModel::build_global_events(EventMaker& maker) {
   ExpressionFactory& factory = env_.expression_factory();
   model::ExpressionSimplifier simplifier(env_);
   model::refuse_statements_before_start(*problem_);
   model::refuse_clashing_effects(*problem_);
-  start_event_ = new_event(EventKind::START_PLAN, nullptr, nullptr, 0);
-  end_event_ = new_event(EventKind::END_PLAN, nullptr, nullptr, 0);
+  start_event_ = maker.make(EventKind::START_PLAN, nullptr, nullptr, 0);
+  end_event_ = maker.make(EventKind::END_PLAN, nullptr, nullptr, 0);
 
   ByInterval effects, conditions;
   std::map<std::string, Node*> references;  // by text, which fixes the order of the slots
@@ -209,130 +87,13 @@ void FtpModel::build_global_events() {
     return anchor.from_start ? from_start[anchor.offset + shift] : from_end[-anchor.offset + shift];
   };
   unsigned long pos = 1;
-  std::unordered_map<Node*, std::string> texts;
-  for (Node* expression : in_text_order(factory, effects, texts)) {
-    Event* const event = new_event(EventKind::EFFECT, expression, nullptr, pos++);
-    set_anchor(*event, lower_anchor(expression->children[0]));
-    moment(event->anchor, 0).effects.push_back(event);
-  }
-  for (Node* expression : in_text_order(factory, conditions, texts))
-    add_condition(expression, nullptr, pos, moment);
+  for (Node* expression : maker.in_text_order(effects))
+    maker.add_effect(EventKind::EFFECT, expression, lower_anchor(expression->children[0]), nullptr, pos,
+                     moment);
+  for (Node* expression : maker.in_text_order(conditions))
+    maker.add_condition(expression, nullptr, pos, moment);
   append_events(from_start, global_start_events_);
   append_events(from_end, global_end_events_);
-}
-
-void FtpModel::build_action_events(const std::shared_ptr<ActionImpl>& action, Reader& reader) {
-  ExpressionFactory& factory = env_.expression_factory();
-  const model::CheckContainsWalker& contains_duration = reader.contains_duration;
-  Groups groups;
-  Node* const at_start = factory.make_point_interval(factory.make_start_anchor());
-  for (Node* given : action->expressions()) {
-    Node* const expression = model::without_timing_of_duration(factory, given);
-    const bool timed = ExpressionFactory::is_temporal_expression(expression);
-    Node* const interval = timed ? expression->children[0] : at_start;
-    Node* const body = timed ? expression->children[1] : expression;
-    if (contains_duration(body)) {
-      Node* const limit = model::with_duration_first(factory, body);
-      if (timed || !limits_duration(limit, contains_duration))
-        throw UnsupportedProblemError(
-            "The duration of an action cannot be read by its effects or conditions: ")
-            << model::print_expression{expression} << " in action " << action->name();
-      groups.duration_statements.push_back(reader.static_fluents(limit));
-    } else if (ExpressionFactory::is_assign(body)) {
-      if (!factory.is_point_interval(interval))
-        throw InternalError("Found an effect over a non-punctual interval");
-      groups.effects[interval].push_back(body);
-    } else {
-      groups.conditions[interval].push_back(body);
-    }
-  }
-  for (const auto& effect : action->simulated_effects()) {
-    auto& slot = groups.simulated[model::point_interval_of(factory, effect->timing)];
-    slot = slot ? merged(slot, effect) : effect;
-  }
-
-  rational max_from_start(0), max_from_end(0);
-  const auto note = [&](Node* anchor) {
-    const auto [is_from_start, offset] = model::timing(factory, anchor);
-    rational& largest = is_from_start ? max_from_start : max_from_end;
-    if (offset > largest) largest = offset;
-  };
-  const auto note_interval = [&](const Node* interval) {
-    for (Node* anchor : interval->operands()) note(anchor);
-  };
-  for (const auto& [interval, bodies] : groups.effects) note_interval(interval);
-  for (const auto& [interval, bodies] : groups.conditions) note_interval(interval);
-  for (const auto& [interval, effect] : groups.simulated) note_interval(interval);
-
-  ActionModel entry;
-  entry.action = action;
-  DurationBounds bounds;
-  if (max_from_start > rational(0) && max_from_end > rational(0)) {
-    for (Node* statement : groups.duration_statements) {
-      DurationBounds limited = bounds;
-      if (model::read_duration_bound(factory, statement, limited))
-        bounds = limited;
-      else
-        entry.duration_constraints.push_back(statement);  // the state decides
-    }
-    entry.duration_bounds = bounds;
-  } else {
-    entry.duration_constraints = groups.duration_statements;
-  }
-  // A representative duration, which only orders the events.
-  const rational duration = model::ordering_duration(bounds, max_from_start, max_from_end);
-
-  const std::vector<Node*> conditions = in_text_order(factory, groups.conditions, reader.interval_texts);
-  std::vector<Node*> at_opening, at_opening_alone;
-  for (Node* expression : conditions) {
-    const Node* const interval = expression->children[0];
-    const auto [is_from_start, offset] = model::timing(factory, lower_anchor(interval));
-    if (!factory.is_left_closed(interval) || !is_from_start || offset != rational(0)) continue;
-    at_opening.push_back(expression->children[1]);
-    if (factory.is_point_interval(interval)) at_opening_alone.push_back(expression->children[1]);
-  }
-  if (problem_->rules().has_mutual_exclusion && !at_opening_alone.empty())
-    entry.opening = factory.make_and(at_opening_alone);
-  entry.start = new_event(
-      EventKind::START_ACTION,
-      at_opening.empty() ? nullptr : factory.make_temporal_expression(at_start, factory.make_and(at_opening)),
-      action, 0);
-  entry.end = new_event(EventKind::END_ACTION, nullptr, action, 0);
-
-  Timeline timeline;
-  const auto moment = [&](const Anchor& anchor, const rational& shift) -> Moment& {
-    // A shift makes the offset larger from the start and smaller from the end: later in either case.
-    return timeline[anchor.from_start ? anchor.offset + shift : duration - (anchor.offset - shift)];
-  };
-  unsigned long pos = 1;
-  for (Node* expression : in_text_order(factory, groups.effects, reader.interval_texts)) {
-    Event* const event = new_event(EventKind::EFFECT, expression, action, pos++);
-    set_anchor(*event, lower_anchor(expression->children[0]));
-    const auto simulated = groups.simulated.find(expression->children[0]);
-    if (simulated != groups.simulated.end()) {
-      event->simulated_effect = simulated->second;
-      groups.simulated.erase(simulated);
-    }
-    moment(event->anchor, 0).effects.push_back(event);
-  }
-  for (Node* expression : conditions) {
-    Node* const interval = expression->children[0];
-    const auto [is_from_start, offset] = model::timing(factory, lower_anchor(interval));
-    const bool is_tested_at_opening =
-        factory.is_point_interval(interval) && is_from_start && offset == rational(0);
-    if (!is_tested_at_opening) add_condition(expression, action, pos, moment);
-  }
-  std::multimap<std::string, std::pair<Node*, std::shared_ptr<model::SimulatedEffectImpl>>> simulated;
-  for (const auto& [interval, effect] : groups.simulated)
-    simulated.emplace(model::to_anml(interval), std::pair(interval, effect));
-  for (const auto& [text, entry_of_interval] : simulated) {
-    Event* const event = new_event(EventKind::SIMULATED_EFFECT, nullptr, action, pos++);
-    set_anchor(*event, lower_anchor(entry_of_interval.first));
-    event->simulated_effect = entry_of_interval.second;
-    moment(event->anchor, 0).effects.push_back(event);
-  }
-  append_events(timeline, entry.events);
-  actions_.push_back(std::move(entry));
 }
 
 std::vector<std::uint32_t> FtpModel::chain_lengths() const {

@@ -2,17 +2,14 @@
 
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <map>
-#include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "core/environment.h"
 #include "model/problem_instance.h"
-#include "plans/bound.h"
+#include "search/forward/action_timeline.h"
 #include "search/forward/event.h"
 #include "state/search_state.h"
 
@@ -20,19 +17,6 @@ namespace zorvel::tp::ftp {
 
 /// Dense number of an action of the ground problem, in the order of the names.
 using ActionId = std::uint32_t;
-
-/// One ground action as the search sees it: its two ends and the chain of happenings between them.
-struct ActionModel {
-  std::shared_ptr<model::ActionImpl> action;
-  Event* start = nullptr;      ///< START_ACTION, with all conditions that must hold at the opening.
-  Node* opening = nullptr;     ///< What must hold at the very moment of the opening, and no longer, or null.
-  Event* end = nullptr;        ///< END_ACTION; never applied, a time point only.
-  std::vector<Event*> events;  ///< What happens between them, in order.
-  /// Bounds of the duration of an action whose order of events rests on them.
-  std::optional<DurationBounds> duration_bounds;
-  /// The other statements on the duration, read when the action is opened.
-  std::vector<Node*> duration_constraints;
-};
 
 /// A ground problem compiled to chains of events: what a forward temporal search works on.
 ///
@@ -101,22 +85,7 @@ class FtpModel {
   bool must_be_apart(const Event& applied, const Event& pending) const;
 
  private:
-  struct Groups;
-  struct Moment;
-  struct Reader;
-  using Timeline = std::map<rational, Moment>;
-  /// The moment of an anchor, with a shift that is later for either end.
-  using MomentOf = std::function<Moment&(const Anchor&, const rational& shift)>;
-
-  static void append_events(const Timeline& timeline, std::vector<Event*>& out);
-  void set_anchor(Event& event, Node* anchor_node);
-  /// Makes the event of a condition at a point, or the opener and the closer of one over an interval.
-  void add_condition(Node* expression, const std::shared_ptr<model::ActionImpl>& action, unsigned long& pos,
-                     const MomentOf& moment);
-  Event* new_event(EventKind kind, Node* expression, const std::shared_ptr<model::ActionImpl>& action,
-                   unsigned long pos);
-  void build_global_events();
-  void build_action_events(const std::shared_ptr<model::ActionImpl>& action, Reader& reader);
+  void build_global_events(EventMaker& maker);
   void compute_fluents();
   void compute_order_keys();
   void compute_exclusion_keys();
