@@ -24,6 +24,7 @@ class SearchSession {
         memory_bytes_(memory_bytes) {}
 
   std::shared_ptr<TimeTriggeredPlan> next(double seconds, zorvel_search_outcome& outcome) {
+    // Time is counted for each call, memory for the whole search: what earlier calls stored is still there.
     SearchLimits limits;
     limits.seconds = seconds;
     limits.memory_bytes = memory_bytes_;
@@ -66,6 +67,7 @@ std::unique_ptr<Planner> make_planner(const std::string& name, const model::Prob
 std::shared_ptr<TimeTriggeredPlan> validated(const model::ProblemPtr& problem,
                                              const std::shared_ptr<Plan>& plan) {
   auto schedule = std::make_shared<TimeTriggeredPlan>(plan);
+  // Partial orders are scheduled here, behind all that has tested them.
   TTValidator validator(problem->env(), problem);
   if (!validator.check_validity(schedule))
     throw InternalError("The schedule of the plan is not valid: ") << validator.reason();
@@ -148,6 +150,7 @@ zorvel_ttplan zorvel_do_planning_with_limits(zorvel_problem problem, const char*
     zorvel_search_outcome& result = to_place(outcome, "outcome");
     SearchLimits limits = to_limits(seconds, mebibytes);
     const auto planner = make_planner(to_text(algorithm, "algorithm"), object);
+    // The search is not left from within the callback: it ends by its own poll and keeps what it has found.
     std::atomic<bool> is_interrupted = false;
     limits.interrupted = &is_interrupted;
     if (callback != nullptr)

@@ -14,6 +14,7 @@
 #include "model/hash_mix.h"
 #include "model/instance.h"
 #include "model/model_factory.h"
+#include "model/tuples.h"
 #include "model/user_type.h"
 #include "model/walkers/check_contains_walker.h"
 
@@ -36,26 +37,6 @@ template <class Map>
 std::size_t mix_names(std::size_t hash, const Map& map) {
   for (const auto& [name, object] : map) hash = mix_hash(hash, std::hash<std::string>()(name));
   return hash;
-}
-
-/// Calls `use` with every tuple of the product of `domains`, the last entry turning fastest.
-template <class Use>
-void for_each_tuple(const std::vector<std::vector<Node*>>& domains, Use use) {
-  if (std::any_of(domains.begin(), domains.end(), [](const auto& domain) { return domain.empty(); })) return;
-  std::vector<std::size_t> digits(domains.size(), 0);
-  std::vector<Node*> tuple;
-  for (const auto& domain : domains) tuple.push_back(domain.front());
-  while (true) {
-    use(tuple);
-    std::size_t place = domains.size();
-    while (place > 0 && ++digits[place - 1] == domains[place - 1].size()) {
-      digits[place - 1] = 0;
-      tuple[place - 1] = domains[place - 1].front();
-      --place;
-    }
-    if (place == 0) return;
-    tuple[place - 1] = domains[place - 1][digits[place - 1]];
-  }
 }
 
 [[noreturn]] void refuse_ungroundable() {
@@ -108,6 +89,7 @@ void ProblemInstanceImpl::add_action_cost(const std::shared_ptr<ActionImpl>& act
 }
 
 const InstanceMap& ProblemInstanceImpl::instances(const TypePtr& type) const {
+  // Kept, since no instance is added once a problem is published.
   const auto [place, is_new] = instances_by_type_.try_emplace(type);
   if (is_new) {
     for (const auto& [name, instance] : instances_) {
@@ -193,6 +175,7 @@ bool operator==(const ProblemInstanceImpl& a, const ProblemInstanceImpl& b) {
 
 std::size_t ProblemInstanceImpl::hash() const {
   std::size_t result = 0;
+  // Of what is declared the names alone: their objects are compared where two problems have one hash.
   result = mix_names(result, instances_);
   result = mix_names(result, user_types_);
   result = mix_names(result, fluents_);

@@ -35,8 +35,7 @@ using model::ActionStep;
 
 namespace {
 
-constexpr std::size_t most_links = 6;  // of a chain that is told
-constexpr std::string_view missing_values_warning = "These fluents are used and have no initial value";
+constexpr std::size_t most_links = 6;         // of a chain that is told
 constexpr std::size_t most_instances = 2000;  // of an action whose conditions are looked at one by one
 
 /// What became of one action of the user's problem.
@@ -343,18 +342,13 @@ class Checker {
   /// The ground references to fluents in the problem as the search sees it.
   std::vector<Node*> used_fluents() const {
     std::vector<Node*> result,
-        open(planner_.problem()->expressions().begin(), planner_.problem()->expressions().end());
+        expressions(planner_.problem()->expressions().begin(), planner_.problem()->expressions().end());
     for (const auto& action : ground_actions_)
-      open.insert(open.end(), action->expressions().begin(), action->expressions().end());
-    std::unordered_set<const Node*> seen(open.begin(), open.end());
-    while (!open.empty()) {
-      Node* const node = open.back();
-      open.pop_back();
+      expressions.insert(expressions.end(), action->expressions().begin(), action->expressions().end());
+    model::for_each_part(std::move(expressions), [&](Node* node) {
       if (F::is_fluent_reference(node) && std::ranges::all_of(node->operands(), F::is_value))
         result.push_back(node);
-      for (Node* operand : node->operands())
-        if (seen.insert(operand).second) open.push_back(operand);
-    }
+    });
     return result;
   }
   /// What has the place of a type's fluent: ANML knows that of the type.

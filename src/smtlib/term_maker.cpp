@@ -219,6 +219,7 @@ vesk_term TermMaker::checked(vesk_term term) const {
 
 vesk_term TermMaker::negated(vesk_term term) const { return checked(vesk_make_not(env_, term)); }
 
+// The interface has no subtraction and no unary minus.
 vesk_term TermMaker::minus(vesk_term term) const {
   return checked(vesk_make_times(env_, vesk_make_int_number(env_, -1), term));
 }
@@ -249,6 +250,7 @@ TypedTerm TermMaker::fold(Args args, Binary make, vesk_type type) const {
 
 TypedTerm TermMaker::negation(Args args) const { return {negated(args[0].term), bool_}; }
 
+// Associates to the right, where all others do to the left.
 TypedTerm TermMaker::implication(Args args) const {
   vesk_term result = args.back().term;
   for (std::size_t i = args.size() - 1; i-- > 0;)
@@ -263,6 +265,8 @@ TypedTerm TermMaker::exclusive_or(Args args) const {
   return {result, bool_};
 }
 
+// Chained: each argument equals the next, which says it of all pairs with one equality less than there are
+// arguments.
 TypedTerm TermMaker::equality(Args args) const {
   common_type(args);
   vesk_term result = checked(vesk_make_eq(env_, args[0].term, args[1].term));
@@ -286,6 +290,7 @@ TypedTerm TermMaker::choice(Args args) const {
   const vesk_type type = common_type(args.subspan(1));
   const vesk_term condition = args[0].term, yes = args[1].term, no = args[2].term;
   if (!same(type, bool_)) return {checked(vesk_make_term_ite(env_, condition, yes, no)), type};
+  // A choice of truth is a formula, and only terms have an ite of their own.
   const vesk_term then = checked(vesk_make_and(env_, condition, yes));
   const vesk_term otherwise = checked(vesk_make_and(env_, negated(condition), no));
   return truth(vesk_make_or(env_, then, otherwise));
@@ -307,7 +312,8 @@ vesk_term TermMaker::integer_quotient(vesk_term dividend, vesk_term divisor) con
   const std::string text = number == nullptr ? "0" : number;
   vesk_free(number);
   if (text == "0") throw TermFault("'div' and 'mod' take no divisor but a number that is not 0");
-  // Rounded so that the remainder is not negative, whatever the divisor's sign.
+  // Rounded so that the remainder is not negative, whatever the divisor's sign (R. Boute, The Euclidean
+  // Definition of the Functions div and mod, 1992).
   const bool is_negative = text.front() == '-';
   const vesk_term size = is_negative ? minus(divisor) : divisor;
   const vesk_term floor = checked(vesk_make_floor(env_, vesk_make_divide(env_, dividend, size)));
@@ -336,6 +342,7 @@ TypedTerm TermMaker::comparison(Args args, bool swapped, bool strict) const {
   vesk_term result{};
   for (std::size_t i = 0; i + 1 < args.size(); ++i) {
     const vesk_term low = args[swapped ? i + 1 : i].term, high = args[swapped ? i : i + 1].term;
+    // `low < high` is that `high <= low` does not hold: the solver knows `<=` alone.
     const vesk_term next =
         strict ? negated(checked(vesk_make_leq(env_, high, low))) : checked(vesk_make_leq(env_, low, high));
     result = i == 0 ? next : checked(vesk_make_and(env_, result, next));

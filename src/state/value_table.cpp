@@ -128,6 +128,8 @@ ValueId ValueTable::id_of(Node* value) {
   return id;
 }
 
+// Numbers get their nodes when somebody asks for them: a search makes far more numbers than it shows, and a
+// node lives as long as the environment.
 Node* ValueTable::node_of(ValueId id) {
   assert(id < entries_.size());
   if (entries_[id].node == nullptr && id != unset_value) {
@@ -167,6 +169,7 @@ bool ValueTable::is_less(ValueId a, ValueId b) const {
   assert(is_number(a) && is_number(b));
   const Entry &left = entries_[a], &right = entries_[b];
   if (left.den == 1 && right.den == 1) return left.num < right.num;
+  // Denominators are positive, so the order survives; the products of two words fit twice a word.
   if (left.den != 0 && right.den != 0) return Wide(left.num) * right.den < Wide(right.num) * left.den;
   return number_of(a) < number_of(b);
 }
@@ -225,6 +228,8 @@ ValueId ValueTable::integer_result(Op op, ValueId a, ValueId b) {
   return exact_result(op, a, b);
 }
 
+// Rationals are cancelled and looked up for each result, which costs more than finding what was computed
+// before; sums of words are done faster than either.
 ValueId ValueTable::rational_result(Op op, ValueId a, ValueId b) {
   const std::uint64_t operands = std::uint64_t(a) << 32 | b;
   const auto key = static_cast<std::uint64_t>(op);

@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cassert>
-#include <unordered_set>
+#include <utility>
 
 #include "core/errors.h"
 #include "model/action.h"
 #include "model/constant.h"
 #include "model/user_type.h"
+#include "model/walkers/expression_parts.h"
 #include "plans/plan.h"
 #include "transformers/always_within_compiler.h"
 #include "transformers/clashing_effects.h"
@@ -46,22 +47,14 @@ bool is_contains_node(const Node& node) { return node.kind() == NodeKind::CONTAI
 /// Whether the test holds for a node of an expression of the problem, of a top-level action or of the value
 /// of a top-level constant.
 bool occurs(const ProblemInstanceImpl& problem, bool (*test)(const Node&)) {
-  std::vector<const Node*> open(problem.expressions().begin(), problem.expressions().end());
+  std::vector<const Node*> expressions(problem.expressions().begin(), problem.expressions().end());
   for (const auto& [name, action] : problem.actions())
-    open.insert(open.end(), action->expressions().begin(), action->expressions().end());
+    expressions.insert(expressions.end(), action->expressions().begin(), action->expressions().end());
   for (const auto& [name, constant] : problem.constants())
     for (const auto& [key, table] : constant->all_values())
       if (table != nullptr)
-        for (const auto& [arguments, value] : table->assignments()) open.push_back(value);
-  std::unordered_set<const Node*> seen(open.begin(), open.end());
-  while (!open.empty()) {
-    const Node* const node = open.back();
-    open.pop_back();
-    if (test(*node)) return true;
-    for (const Node* child : node->operands())
-      if (seen.insert(child).second) open.push_back(child);
-  }
-  return false;
+        for (const auto& [arguments, value] : table->assignments()) expressions.push_back(value);
+  return any_part(std::move(expressions), [test](const Node* node) { return test(*node); });
 }
 
 bool always(const ProblemInstanceImpl&) { return true; }

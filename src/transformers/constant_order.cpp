@@ -3,6 +3,7 @@
 #include <unordered_set>
 
 #include "core/errors.h"
+#include "model/walkers/expression_parts.h"
 
 namespace zorvel::model {
 
@@ -12,16 +13,10 @@ using Constants = std::vector<std::shared_ptr<ConstantImpl>>;
 
 void collect_constants(const ExpressionFactory& factory, Node* root,
                        std::vector<std::shared_ptr<ConstantImpl>>& constants) {
-  std::vector<Node*> open{root};
-  std::unordered_set<Node*> seen{root};
-  while (!open.empty()) {
-    Node* const node = open.back();
-    open.pop_back();
+  for_each_part(std::vector<const Node*>{root}, [&](const Node* node) {
     if (ExpressionFactory::is_constant_reference(node))
       constants.push_back(factory.get_constant_from_reference(node));
-    for (Node* child : node->operands())
-      if (seen.insert(child).second) open.push_back(child);
-  }
+  });
 }
 
 /// The constants that occur in the values of a constant.

@@ -8,6 +8,7 @@
 #include "model/function_value.h"
 #include "model/model_factory.h"
 #include "model/walkers/expression_identity.h"
+#include "model/walkers/expression_parts.h"
 #include "model/walkers/expression_simplifier.h"
 #include "transformers/problem_parts.h"
 
@@ -63,16 +64,10 @@ class StaticTables {
   }
 
   void exclude_targets(Node* expression) {
-    std::vector<Node*> open{expression};
-    std::unordered_set<Node*> seen{expression};
-    while (!open.empty()) {
-      Node* const node = open.back();
-      open.pop_back();
+    for_each_part(std::vector<const Node*>{expression}, [this](const Node* node) {
       if (is_assignment(node) && F::is_fluent_reference(node->children[0]))
         changing_.insert(fluent_of(node->children[0]));
-      for (Node* child : node->operands())
-        if (seen.insert(child).second) open.push_back(child);
-    }
+    });
   }
 
   void note_value(Node* assignment) {

@@ -9,6 +9,7 @@
 #include "model/fluent.h"
 #include "model/instance.h"
 #include "model/model_factory.h"
+#include "model/walkers/expression_parts.h"
 
 namespace zorvel::model {
 
@@ -70,17 +71,11 @@ void JoinedTypes::add_asked_for(const ProblemInstanceImpl& problem) {
 }
 
 void JoinedTypes::add_variables(Environment& env, const std::vector<Node*>& expressions) {
-  std::vector<Node*> open(expressions);
-  std::unordered_set<const Node*> seen(open.begin(), open.end());
-  while (!open.empty()) {
-    const Node* const node = open.back();
-    open.pop_back();
-    if (ExpressionFactory::is_forall(node))
-      for (const auto& variable : env.expression_factory().get_parameters_from_forall(node))
-        add_asked_for(variable->type());
-    for (Node* child : node->operands())
-      if (seen.insert(child).second) open.push_back(child);
-  }
+  for_each_part(expressions, [&](const Node* node) {
+    if (!ExpressionFactory::is_forall(node)) return;
+    for (const auto& variable : env.expression_factory().get_parameters_from_forall(node))
+      add_asked_for(variable->type());
+  });
 }
 
 void JoinedTypes::join_relatives() {

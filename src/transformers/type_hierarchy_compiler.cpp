@@ -6,7 +6,8 @@
 #include "core/log.h"
 #include "core/unsupported_problem.h"
 #include "model/model_factory.h"
-#include "model/walkers/expression_simplifier.h"
+#include "model/tuples.h"
+#include "model/walkers/expression_parts.h"
 #include "transformers/constant_order.h"
 #include "transformers/forall_expansion.h"
 #include "transformers/membership.h"
@@ -18,19 +19,6 @@ namespace {
 
 constexpr std::string_view unknown_to_compiler =
     "Found an action that is unknown to the type hierarchy compiler!";
-
-/// Calls `visit` with every node of the expressions, each once.
-template <class Visit>
-void for_each_node(std::vector<Node*> open, Visit visit) {
-  std::unordered_set<Node*> seen(open.begin(), open.end());
-  while (!open.empty()) {
-    Node* const node = open.back();
-    open.pop_back();
-    visit(node);
-    for (Node* child : node->operands())
-      if (seen.insert(child).second) open.push_back(child);
-  }
-}
 
 bool is_reference(const Node* node) {
   return ExpressionFactory::is_fluent_reference(node) || ExpressionFactory::is_constant_reference(node);
@@ -112,7 +100,7 @@ void TypeHierarchyCompiler::find_open_places() {
   std::vector<Node*> expressions(problem_->expressions().begin(), problem_->expressions().end());
   for (const auto& [name, action] : problem_->actions())
     expressions.insert(expressions.end(), action->expressions().begin(), action->expressions().end());
-  for_each_node(std::move(expressions), [this](const Node* node) {
+  for_each_part(std::move(expressions), [this](const Node* node) {
     if (is_reference(node)) note_open_places(node);
   });
 }
@@ -145,36 +133,26 @@ void TypeHierarchyCompiler::for_each_foreign_tuple(const void* head, const Param
                                                    Use use) const {
   const auto open = open_places_.find(head);
   if (open == open_places_.end()) return;
-  // The values at each place, those of the declared type first.
-  std::vector<std::vector<Node*>> values;
-  std::vector<std::size_t> own_values;
+  std::vector<std::vector<Node*>> values;                             // at each place
+  std::vector<std::unordered_set<Node*>> foreign(parameters.size());  // those that the old type has not
   for (std::size_t place = 0; place < parameters.size(); ++place) {
     const TypePtr type = parameters[place]->type();
     if (!type->is_finite_domain() || type->is_set()) return;
     values.push_back(new_values(type));
-    own_values.push_back(values.back().size());
     if (!open->second.contains(place) || !is_partial(type)) continue;
     const std::unordered_set<Node*> own(values.back().begin(), values.back().end());
     const TypePtr joined = types_.joined_type(type);
     for (const auto& instance : parts_.instances)
       if (Node* const reference = factory().make_instance_reference(instance);
-          TypePtr(instance->type()) == joined && !own.contains(reference))
+          TypePtr(instance->type()) == joined && !own.contains(reference)) {
         values.back().push_back(reference);
+        foreign[place].insert(reference);
+      }
   }
-  if (std::ranges::any_of(values, [](const auto& of_place) { return of_place.empty(); })) return;
-  std::vector<std::size_t> digits(values.size(), 0);
-  while (true) {
-    std::vector<Node*> tuple;
-    bool is_foreign = false;
-    for (std::size_t place = 0; place < values.size(); ++place) {
-      tuple.push_back(values[place][digits[place]]);
-      is_foreign = is_foreign || digits[place] >= own_values[place];
-    }
-    if (is_foreign) use(tuple);
-    std::size_t place = values.size();
-    while (place > 0 && ++digits[place - 1] == values[place - 1].size()) digits[--place] = 0;
-    if (place == 0) return;
-  }
+  for_each_tuple(values, [&](const std::vector<Node*>& tuple) {
+    for (std::size_t place = 0; place < tuple.size(); ++place)
+      if (foreign[place].contains(tuple[place])) return use(tuple);
+  });
 }
 
 /// A value that a fluent of the old type may have; null if there is none.
@@ -278,13 +256,11 @@ Node* TypeHierarchyCompiler::is_member(const TypePtr& type, Node* value) {
 }
 
 bool TypeHierarchyCompiler::has_partial_variable(Node* expression) const {
-  bool result = false;
-  for_each_node({expression}, [&](const Node* node) {
-    if (!ExpressionFactory::is_forall(node)) return;
-    for (const auto& variable : factory().get_parameters_from_forall(node))
-      result = result || is_partial(variable->type());
+  return any_part(expression, [this](const Node* node) {
+    return ExpressionFactory::is_forall(node) &&
+           std::ranges::any_of(factory().get_parameters_from_forall(node),
+                               [this](const auto& variable) { return is_partial(variable->type()); });
   });
-  return result;
 }
 
 std::vector<Node*> TypeHierarchyCompiler::without_partial_foralls(Node* expression) const {

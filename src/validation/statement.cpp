@@ -13,6 +13,7 @@ using model::ExpressionFactory;
 
 namespace {
 
+/// An assignment to the duration is a condition here: the plan says how long the step takes.
 bool is_effect(const Node* body) {
   return ExpressionFactory::is_assign(body) && !ExpressionFactory::is_duration_anchor(body->children[0]);
 }
@@ -93,6 +94,7 @@ class StatementCompiler {
     result.is_offset = !result.program.names_an_anchor;
     result.names_end = std::ranges::any_of(result.program.instructions,
                                            [](const Program::Instruction& one) { return one.op == Op::END; });
+    // Events are put in order before anything is simulated, so no state can say when one is.
     if (result.program.names_a_fluent)
       throw InvalidParameterError("Unsupported timing for expression: ")
           << model::print_expression{expression};
@@ -138,6 +140,7 @@ class StatementCompiler {
 void find_definition(FluentSlots& slots, const model::ParameterVector& parameters, std::size_t given,
                      Statement& statement) {
   const Node* const body = statement.condition;
+  // What has to hold at some moment only does not say at which one.
   if (body == nullptr || statement.is_contains) return;
   if (!ExpressionFactory::is_equals(body) && !ExpressionFactory::is_iff(body)) return;
   ExpressionFactory& factory = slots.env().expression_factory();

@@ -119,6 +119,13 @@ static void no_plan_is_no_error(void) {
   zorvel_env_destroy(env);
 }
 
+/* The plan is there and valid. */
+static void check_and_destroy(zorvel_problem problem, zorvel_ttplan plan) {
+  CHECK(!zorvel_ttplan_is_error(plan));
+  CHECK(zorvel_ttplan_validate(problem, plan) == 1);
+  zorvel_ttplan_destroy(plan);
+}
+
 struct seen_plans {
   int plans, calls_before_stop;
   double makespan;
@@ -149,9 +156,8 @@ static void plans_get_shorter_until_that_is_proved(void) {
                                  ":: (\"metric\", \"minimize-makespan\");\n");
   zorvel_search_outcome outcome = ZORVEL_TIME_LIMIT;
   zorvel_ttplan first = zorvel_do_guided_planning_with_limits(problem, 0, 0, &outcome);
-  CHECK(!zorvel_ttplan_is_error(first) && outcome == ZORVEL_PLAN_FOUND);
-  CHECK(zorvel_ttplan_validate(problem, first) == 1);
-  zorvel_ttplan_destroy(first);
+  CHECK(outcome == ZORVEL_PLAN_FOUND);
+  check_and_destroy(problem, first);
 
   zorvel_search search = zorvel_search_new(problem, NULL, NULL, 0);
   CHECK(!zorvel_search_is_error(search));
@@ -161,8 +167,7 @@ static void plans_get_shorter_until_that_is_proved(void) {
     zorvel_ttplan plan = zorvel_search_next(search, 0, &outcome);
     if (zorvel_ttplan_is_error(plan)) break;
     CHECK(outcome == ZORVEL_PLAN_FOUND);
-    CHECK(zorvel_ttplan_validate(problem, plan) == 1);
-    zorvel_ttplan_destroy(plan);
+    check_and_destroy(problem, plan);
     ++plans;
   }
   CHECK(plans >= 1 && outcome == ZORVEL_NO_PLAN);
@@ -294,9 +299,8 @@ static void the_guided_search_takes_a_custom_heuristic(void) {
     zorvel_search search =
         zorvel_search_new_with_custom_heuristic(problem, distance_to_goal, both[i], NULL, NULL, 0);
     zorvel_ttplan plan = zorvel_search_next(search, 0, &outcome);
-    CHECK(!zorvel_ttplan_is_error(plan) && outcome == ZORVEL_PLAN_FOUND);
-    CHECK(zorvel_ttplan_validate(problem, plan) == 1);
-    zorvel_ttplan_destroy(plan);
+    CHECK(outcome == ZORVEL_PLAN_FOUND);
+    check_and_destroy(problem, plan);
     zorvel_search_destroy(search);
   }
   CHECK(near.calls >= 10 && 2 * near.calls < away.calls);
@@ -305,10 +309,7 @@ static void the_guided_search_takes_a_custom_heuristic(void) {
                            zorvel_do_guided_planning_with_custom_heuristic_and_limits(
                                problem, distance_to_goal, &near, 0, 0, &outcome)};
   CHECK(outcome == ZORVEL_PLAN_FOUND);
-  for (int i = 0; i < 2; ++i) {
-    CHECK(zorvel_ttplan_validate(problem, plans[i]) == 1);
-    zorvel_ttplan_destroy(plans[i]);
-  }
+  for (int i = 0; i < 2; ++i) check_and_destroy(problem, plans[i]);
 
   /* Its dead ends are believed. */
   struct distance hopeless = near;
@@ -366,8 +367,7 @@ static void classical_plans_are_partial_orders(void) {
                      "Steps to execute:\n 1) light() with duration 5\n 2) look() with duration 2\n"
                      "Subject to:\n 2 > 1\n");
     zorvel_ttplan schedule = zorvel_ttplan_from_potplan(plans[i]);
-    CHECK(zorvel_ttplan_validate(problem, schedule) == 1);
-    zorvel_ttplan_destroy(schedule);
+    check_and_destroy(problem, schedule);
     zorvel_potplan_destroy(plans[i]);
   }
   CHECK_ERROR(zorvel_potplan_is_error(zorvel_do_tsimple_planning_with_custom_heuristic(problem, NULL, NULL)),
@@ -435,10 +435,8 @@ static void a_simulated_effect_computes_its_value(void) {
   for (int i = 0; i < 2; ++i) {
     CHECK(zorvel_env_set_vector_string_option(env, "ftp-heuristic", &heuristics[i], 1) == 0);
     zorvel_ttplan plan = zorvel_do_ftp_planning(problem);
-    CHECK(!zorvel_ttplan_is_error(plan));
     CHECK(zorvel_ttplan_get_size(plan) == 2); /* 2 * 3 in some order */
-    CHECK(zorvel_ttplan_validate(problem, plan) == 1);
-    zorvel_ttplan_destroy(plan);
+    check_and_destroy(problem, plan);
   }
   CHECK(data.calls > 0);
   const char* classical_heuristics[] = {"blind", "hadd", "hff", "hmax"};

@@ -36,6 +36,7 @@ std::vector<NodeSet> ToDNF::walk_or(Node* node) const {
   std::vector<NodeSet> clauses;
   for (Node* child : node->operands()) {
     const std::vector<NodeSet>& more = memoized_value(child);
+    // Literals are not counted: they are those of the operands, which are in memory anyway.
     check_size(clauses.size() + more.size(), 0, node);
     clauses.insert(clauses.end(), more.begin(), more.end());
   }
@@ -189,7 +190,7 @@ class NnfConversion {
         stack.push_back({node->children[0], !positive, false});
         stack.push_back({node->children[1], positive, false});
         return;
-      default:
+      default:  // an equivalence has each side in both polarities
         for (Node* child : node->operands()) {
           stack.push_back({child, true, false});
           stack.push_back({child, false, false});
@@ -218,6 +219,7 @@ class NnfConversion {
     if (!is_equivalence(node)) return positive ? node : factory_.make_not(node);
     Node* const left = node->children[0];
     Node* const right = node->children[1];
+    // Both sides hold, or neither does; for the negation, exactly one of them.
     Node* const first = factory_.make_and(result(left, true), result(right, positive));
     Node* const second = factory_.make_and(result(left, false), result(right, !positive));
     return factory_.make_or(first, second);

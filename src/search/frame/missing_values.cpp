@@ -16,7 +16,7 @@ void MissingValues::note(Node* reference) {
 
 void MissingValues::warn(Environment& env) const {
   if (names_.empty()) return;
-  warn_once(env, "These fluents are used and have no initial value: " + shortened_list(names_));
+  warn_once(env, std::string(missing_values_warning) + ": " + shortened_list(names_));
 }
 
 void warn_once(Environment& env, const std::string& text) {

@@ -2,11 +2,15 @@
 
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "core/environment.h"
 #include "model/simulated_effect.h"
 
 namespace zorvel {
+
+/// How the warning begins.
+inline constexpr std::string_view missing_values_warning = "These fluents are used and have no initial value";
 
 /// The ground fluents that a problem uses without giving them an initial value; a search fails when it meets
 /// one.
