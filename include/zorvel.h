@@ -562,7 +562,8 @@ ZORVEL_API zorvel_problem zorvel_parse_pddl_text(zorvel_env env, const char* dom
  * read is in docs/pddl.md. The files may come in either order. Actions, parameters and objects keep their
  * names (an action that shares its name with an object gets underscores behind it) and their order; an
  * instantaneous action has duration 0. Names are compared without case. Fluents that nothing changes are
- * constants.
+ * constants. Predicates that change are false at the start where nothing else is said: that is kept with the
+ * problem and printed with it, but is not among its expressions.
  *
  * A ParserError has a line for each fault, up to ten: "<file>:<line>:<column>: <what is wrong>". A file that
  * cannot be read: as for zorvel_parse_pddl. */

@@ -12,6 +12,7 @@
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "model/hash_mix.h"
+#include "model/initial_defaults.h"
 #include "model/instance.h"
 #include "model/model_factory.h"
 #include "model/tuples.h"
@@ -195,6 +196,9 @@ std::ostream& operator<<(std::ostream& out, const ProblemPtr& problem) {
   for (const auto& [name, constant] : problem->constants()) print_constant_values(out, *constant);
   if (!problem->expressions().empty()) out << '\n';
   for (Node* expression : problem->expressions()) out << to_anml(expression) << ";\n";
+  const InitialDefaults defaults(*problem);
+  for (const InitialDefault& rule : problem->rules().initial_defaults)
+    defaults.for_each_statement(rule.fluent, [&](Node* statement) { out << to_anml(statement) << ";\n"; });
   for (const AlwaysWithin& rule : problem->rules().always_within) {
     // The quotient of two integers would be cut when it is read.
     out << ":: (\"always-within\", " << rule.limit.numerator() << ".0";

@@ -36,13 +36,23 @@ struct AlwaysWithin {
   friend bool operator==(const AlwaysWithin&, const AlwaysWithin&) = default;
 };
 
-/// What a problem demands of its plans beside its statements.
+/// The value at the start of a fluent for all arguments for which no statement of the form `[start] f(a) :=
+/// v` gives one: the closed world of PDDL (Reiter, On Closed World Data Bases, 1978), which has far more
+/// false atoms than a plan ever touches.
+struct InitialDefault {
+  std::shared_ptr<FluentImpl> fluent;
+  Node* value;
+  friend bool operator==(const InitialDefault&, const InitialDefault&) = default;
+};
+
+/// What a problem says beside its statements.
 struct PlanRules {
   /// A condition at one instant and an effect of another action on a fluent that it names must be apart in
   /// time, in either order, as in PDDL 2.1 (Fox and Long, 2003). Of two effects that holds always; a
   /// condition over an interval is not concerned.
   bool has_mutual_exclusion = false;
   std::vector<AlwaysWithin> always_within;
+  std::vector<InitialDefault> initial_defaults;  ///< One a fluent.
   friend bool operator==(const PlanRules&, const PlanRules&) = default;
 };
 

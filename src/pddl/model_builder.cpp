@@ -26,9 +26,6 @@ using namespace model;
 using Kind = ExpressionKind;
 using F = ExpressionFactory;
 
-// About two gigabytes.
-constexpr std::size_t max_ground_atoms = 5000000;
-
 // Each of them may be written by every action.
 constexpr std::size_t max_watched_choices = 10000;
 
@@ -105,7 +102,7 @@ class ModelBuilder : public EnvObject {
   void begin_watching(const std::vector<Node*>& assignments);
   void add_kept_values(std::vector<Node*>& statements);
   std::vector<Node*> own_parameters();
-  std::size_t atoms_of(const Fluent& fluent) const;
+  void set_default(const std::shared_ptr<FluentImpl>& fluent);
   void add_place(const void* object, const Place& place, const void* owner = nullptr) {
     source_->add_place(object, {place.file, place.line, place.column}, owner);
   }
@@ -141,7 +138,7 @@ class ModelBuilder : public EnvObject {
   std::vector<std::shared_ptr<ActionImpl>> actions_;
   std::vector<Node*> statements_;                                // of the problem
   std::vector<std::pair<const Node*, Place>> statement_places_;  // of an action that is being made
-  model::PlanRules rules_{.has_mutual_exclusion = true, .always_within = {}};
+  model::PlanRules rules_{.has_mutual_exclusion = true, .always_within = {}, .initial_defaults = {}};
   const Action* action_ = nullptr;             // the one at hand
   std::vector<const Expression*> conditions_;  // of the action at hand, without times
   std::vector<std::pair<Node*, Node*>> kept_;  // what it keeps from its start on, and where
@@ -325,43 +322,27 @@ void ModelBuilder::add_conditions(const Expression& condition, Time time, std::v
   statement_places_.emplace_back(statements.back(), condition.place);
 }
 
-std::size_t ModelBuilder::atoms_of(const Fluent& fluent) const {
-  std::size_t atoms = 1;
-  for (const Variable* parameter : fluent.parameters)
-    atoms = std::min(atoms * parameter->sort->objects.size(), max_ground_atoms + 1);
-  return atoms;
+void ModelBuilder::declare_initial_state() {
+  for (const Fluent& fluent : task_.fluents) {
+    const auto& changing = fluents_[fluent.number];
+    if (changing == nullptr) continue;
+    // What is not said to be true is false, and is not written out.
+    if (!fluent.is_function) set_default(changing);
+    for (const InitialState::Row& row : initial_state_.rows(fluent)) {
+      if (!row.holds) continue;
+      Node* const value = fluent.is_function ? factory_.make_rational_constant(row.value)
+                                             : factory_.make_boolean_constant(true);
+      Node* const target = factory_.make_fluent_reference(changing, instances_of(row.arguments));
+      statements_.push_back(at(factory_.make_start_anchor(), factory_.make_assign(target, value)));
+    }
+  }
 }
 
-void ModelBuilder::declare_initial_state() {
-  std::size_t atoms = 0;
-  for (const Fluent& fluent : task_.fluents) {
-    if (fluents_[fluent.number] == nullptr) continue;
-    const auto start = [&](const std::vector<const Object*>& arguments, Node* value) {
-      Node* const target = factory_.make_fluent_reference(fluents_[fluent.number], instances_of(arguments));
-      statements_.push_back(at(factory_.make_start_anchor(), factory_.make_assign(target, value)));
-    };
-    if (fluent.is_function) {
-      for (const InitialState::Row& row : initial_state_.rows(fluent))
-        start(row.arguments, factory_.make_rational_constant(row.value));
-      continue;
-    }
-    atoms += atoms_of(fluent);
-    if (atoms > max_ground_atoms) {
-      messages_.error(fluent.name.place,
-                      "the predicates that change have more than " + std::to_string(max_ground_atoms) +
-                          " ground atoms; the first that is too many belongs to " + quoted(fluent.name.text));
-      return;
-    }
-    Binding binding(task_);
-    std::vector<const Object*> arguments;
-    Expansion::for_each_choice(
-        fluent.parameters, binding, [] { return false; },
-        [&] {
-          arguments.clear();
-          for (const Variable* parameter : fluent.parameters) arguments.push_back(binding[*parameter]);
-          start(arguments, factory_.make_boolean_constant(initial_state_.holds(fluent, arguments)));
-        });
-  }
+/// False or 0 at the start where nothing else is said.
+void ModelBuilder::set_default(const std::shared_ptr<FluentImpl>& fluent) {
+  rules_.initial_defaults.push_back({fluent, fluent->type()->is_boolean()
+                                                 ? factory_.make_boolean_constant(false)
+                                                 : factory_.make_rational_constant(rational(0))});
 }
 
 std::shared_ptr<FluentImpl> ModelBuilder::make_hidden_fluent(const char* name, bool is_boolean,
@@ -575,6 +556,7 @@ void ModelBuilder::watch(const Action& action, const Expression& condition) {
   if (std::any_of(known.begin(), known.end(), [&](const Watched& w) { return w.condition == lifted; }))
     return;
   const auto fluent = make_hidden_fluent("__held", true, parameters_of(action.parameters));
+  set_default(fluent);
   known.push_back({lifted, factory_.make_fluent_reference(fluent, own_parameters())});
   Binding binding(task_);
   std::size_t choices = 0;
@@ -595,8 +577,6 @@ void ModelBuilder::watch(const Action& action, const Expression& condition) {
         arguments.clear();
         for (const Variable* parameter : action.parameters) arguments.push_back(binding[*parameter]);
         Node* const memory = factory_.make_fluent_reference(fluent, instances_of(arguments));
-        statements_.push_back(at(factory_.make_start_anchor(),
-                                 factory_.make_assign(memory, factory_.make_boolean_constant(false))));
         monitors_.throughout(memory, node(*expansion_.condition(condition, binding)));
       });
 }
@@ -662,40 +642,9 @@ void ModelBuilder::add_kept_values(std::vector<Node*>& statements) {
   statements.push_back(at(start, factory_.make_not(is_open)));
   statements.push_back(at(start, factory_.make_assign(is_open, factory_.make_boolean_constant(true))));
   statements.push_back(at(factory_.make_end_anchor(), factory_.make_assign(is_open, no)));
-  std::size_t atoms = 0;
-  Binding binding(task_);
-  std::vector<const Object*> arguments;
-  const auto is_excluded = [&] {
-    return atoms > max_ground_atoms ||
-           std::any_of(conditions_.begin(), conditions_.end(), [&](const Expression* condition) {
-             return expansion_.decide(*condition, binding) == false;
-           });
-  };
-  // They are counted before any is made.
-  Expansion::for_each_choice(action_->parameters, binding, is_excluded, [&] { ++atoms; });
-  if (atoms > max_ground_atoms) {
-    messages_.error(action_->name.place,
-                    "the action " + quoted(action_->name.text) +
-                        " keeps a value from its start to its end, and there are more than " +
-                        std::to_string(max_ground_atoms) + " choices of its parameters");
-    return;
-  }
-  Expansion::for_each_choice(action_->parameters, binding, is_excluded, [&] {
-    arguments.clear();
-    for (const Variable* parameter : action_->parameters) arguments.push_back(binding[*parameter]);
-    const std::vector<Node*> objects = instances_of(arguments);
-    const auto initially = [&](Node* reference, Node* value) {
-      const auto fluent = factory_.get_fluent_from_reference(reference);
-      statements_.push_back(
-          at(start, factory_.make_assign(factory_.make_fluent_reference(fluent, objects), value)));
-    };
-    initially(is_open, no);
-    // Nothing reads what is kept before it is set, but a search wants to know all values.
-    for (const auto& [value, reference] : kept_)
-      initially(reference, factory_.get_fluent_from_reference(reference)->type()->is_boolean()
-                               ? no
-                               : factory_.make_rational_constant(rational(0)));
-  });
+  // Nothing reads what is kept before it is set, but a search wants to know all values.
+  set_default(factory_.get_fluent_from_reference(is_open));
+  for (const auto& [value, reference] : kept_) set_default(factory_.get_fluent_from_reference(reference));
 }
 
 void ModelBuilder::add_effects(const Action& action, std::vector<Node*>& statements) {

@@ -21,6 +21,7 @@
 #include "transformers/free_var_params_compiler.h"
 #include "transformers/grounder.h"
 #include "transformers/increase_decrease_compiler.h"
+#include "transformers/initial_values_compiler.h"
 #include "transformers/partial_order_compiler.h"
 #include "transformers/set_compiler.h"
 #include "transformers/temporal_uncertainty_compiler.h"
@@ -93,6 +94,10 @@ const auto table = std::to_array<TransformerRow>({
     {"free-var-params-compiler", &always, &make<FreeVarParamsCompiler>},
     {"full-grounder", &always, &make_grounder<true>},
     {"increase-decrease-compiler", &IncreaseDecreaseCompiler::is_needed, &make<IncreaseDecreaseCompiler>},
+    {"initial-values-compiler", &InitialValuesCompiler::is_needed,
+     [](const ProblemPtr& problem, const ChainOptions& options) -> std::shared_ptr<BasicTransformer> {
+       return std::make_shared<InitialValuesCompiler>(problem, options.keeps_all_values);
+     }},
     {"partial-order-compiler", &always, &make<PartialOrderCompiler>},
     {"set-compiler", &uses_sets, &make<SetCompiler>},
     {"temporal-uncertainty-compiler",

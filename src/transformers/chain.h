@@ -17,6 +17,7 @@ namespace zorvel::model {
 struct ChainOptions {
   bool prune_actions = true;      ///< The grounder leaves out actions that can never be taken.
   bool steps_are_atomic = false;  ///< For a planner in which nothing happens during a step.
+  bool keeps_all_values = false;  ///< Somebody reads fluents that the problem does not speak of.
 };
 
 /// One transformer.

@@ -52,6 +52,8 @@ class StaticTables {
         note_value(assignment);
       else
         exclude_targets(statement);
+    // Only what changes has a default: the rest of its values is not listed.
+    for (const InitialDefault& rule : problem.rules().initial_defaults) changing_.insert(rule.fluent.get());
     for (const FluentImpl* fluent : changing_) tables_.erase(fluent);
     for (auto& [fluent, table] : tables_) shorten(*fluent, *table);
   }

@@ -132,6 +132,9 @@ void Grounder::do_computation() {
   ZORVEL_LOG(DEBUG) << "--> Re-introduce the top-level instances";
   // Before the actions, whose statements name what becomes of the fluents and constants.
   if (full_) {
+    if (!parts.rules.initial_defaults.empty())
+      throw UnsupportedProblemError(
+          "Grounding on fluents needs all values at the start: run 'initial-values-compiler' before it");
     ZORVEL_LOG(DEBUG) << "--> Ground the top-level fluents and constants";
     parts.fluents = ground_fluents();
     parts.constants = ground_constants();

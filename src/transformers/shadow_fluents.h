@@ -30,6 +30,9 @@ class ShadowFluents {
 
   void add(const std::shared_ptr<FluentImpl>& fluent, const std::shared_ptr<FluentImpl>& shadow);
   bool has(const std::shared_ptr<FluentImpl>& fluent) const { return shadows_.contains(fluent); }
+  const std::shared_ptr<FluentImpl>& shadow_of(const std::shared_ptr<FluentImpl>& fluent) const {
+    return shadows_.at(fluent);
+  }
   /// Demands that nothing but an effect at the end of an uncertain action makes this fluent uncertain.
   void add_exclusive(const std::shared_ptr<FluentImpl>& fluent);
   bool is_exclusive(Node* reference) const;

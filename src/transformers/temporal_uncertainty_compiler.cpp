@@ -114,6 +114,10 @@ void TemporalUncertaintyCompiler::do_computation() {
   ProblemParts parts(*problem_);
   parts.fluents.insert(parts.fluents.end(), shadows_.all_shadows().begin(), shadows_.all_shadows().end());
 
+  for (const InitialDefault& rule : problem_->rules().initial_defaults)
+    if (shadows_.has(rule.fluent))
+      parts.rules.initial_defaults.push_back({shadows_.shadow_of(rule.fluent), rule.value});
+
   ZORVEL_LOG(DEBUG) << "--> Re-introduce the actions compiling away the temporal uncertainty";
   MetricRewriter metrics(*problem_);
   const NodeRewrite unchanged = [](Node* node) { return node; };

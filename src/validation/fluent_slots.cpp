@@ -17,7 +17,7 @@ Value as_integer_of(const model::TypeBase& type, const Value& value) {
 FluentId FluentSlots::fluent(const std::shared_ptr<model::FluentImpl>& fluent) {
   const auto [entry, is_new] = ids_.try_emplace(fluent.get(), static_cast<FluentId>(fluents_.size()));
   if (is_new) {
-    fluents_.push_back({fluent, fluent->type(), {}, {}});
+    fluents_.push_back({fluent, fluent->type(), {}, {}, {}});
     for (const auto& parameter : fluent->parameters())
       fluents_.back().parameter_types.push_back(parameter->type());
   }
@@ -29,6 +29,15 @@ Slot FluentSlots::slot(FluentId fluent, const std::vector<Node*>& arguments) {
   const auto [entry, is_new] = slots.try_emplace(arguments, static_cast<Slot>(owners_.size()));
   if (is_new) owners_.push_back({fluent, &entry->first});
   return entry->second;
+}
+
+void FluentSlots::set_default(FluentId fluent, const Value& value) {
+  fluents_[static_cast<std::size_t>(fluent)].initial = value;
+}
+
+void FluentSlots::extend(std::vector<Value>& world) const {
+  for (std::size_t slot = world.size(); slot < size(); ++slot)
+    world.push_back(initial_value(static_cast<Slot>(slot)));
 }
 
 Node* FluentSlots::as_argument(FluentId fluent, std::size_t position, const Value& value) const {

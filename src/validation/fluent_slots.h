@@ -32,6 +32,12 @@ class FluentSlots : public EnvObject {
   /// `as_argument` gives.
   Slot slot(FluentId fluent, const std::vector<Node*>& arguments);
 
+  /// Gives all slots of the fluent this value where nothing else was written to them.
+  void set_default(FluentId fluent, const Value& value);
+  const Value& initial_value(Slot slot) const { return info(owner(slot)).initial; }
+  /// Brings the world to the present number of slots.
+  void extend(std::vector<Value>& world) const;
+
   /// The argument in the form that identifies it, an integer where the parameter is one; null if it is
   /// outside the bounds of the parameter's type. `value` is known.
   Node* as_argument(FluentId fluent, std::size_t position, const Value& value) const;
@@ -49,6 +55,7 @@ class FluentSlots : public EnvObject {
     std::shared_ptr<model::FluentImpl> fluent;
     model::TypePtr type;
     std::vector<model::TypePtr> parameter_types;
+    Value initial;
     std::unordered_map<std::vector<Node*>, Slot, model::NodeVectorHash> slots;
   };
   struct Owner {

@@ -235,10 +235,12 @@ Value Evaluator::compute(const Program& program, const Program::Instruction& ins
 
 Value Evaluator::read(Slot slot, const World& world, std::vector<Slot>* reads) const {
   if (reads != nullptr) reads->push_back(slot);
-  if (index(slot) >= world.size() || world[index(slot)].kind == ValueKind::UNSET)
+  // The world may be older than the slot.
+  const Value& value = index(slot) < world.size() ? world[index(slot)] : slots_.initial_value(slot);
+  if (value.kind == ValueKind::UNSET)
     throw InvalidParameterError("Missing value for fluent: ")
         << model::print_expression{slots_.reference(slot)};
-  return world[index(slot)];
+  return value;
 }
 
 ValueKind Evaluator::gather_arguments(FluentId fluent, std::span<const std::uint32_t> operands) {

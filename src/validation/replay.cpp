@@ -162,7 +162,7 @@ bool Replay::apply_changes() {
   bool has_changed = false;
   for (Change& change : changes_) {
     const std::size_t slot = index(change.slot);
-    if (slot >= world_.size()) world_.resize(problem_.slots().size());
+    if (slot >= world_.size()) problem_.slots().extend(world_);
     if (world_[slot] == change.value) continue;
     if (observer_) {
       model::ExpressionFactory& factory = problem_.slots().env().expression_factory();

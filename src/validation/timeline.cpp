@@ -27,6 +27,9 @@ bool comes_before(const Event& a, const Event& b) {
 CompiledProblem::CompiledProblem(model::ProblemPtr problem)
     : problem_(std::move(problem)), slots_(problem_->env()), evaluate_(slots_) {
   model::refuse_statements_before_start(*problem_);
+  for (const model::InitialDefault& rule : problem_->rules().initial_defaults)
+    slots_.set_default(slots_.fluent(rule.fluent),
+                       Value::of_node(problem_->env().expression_factory(), rule.value));
   for (Node* expression : problem_->expressions())
     for (Statement& statement : compile_statements(slots_, {}, expression))
       statements_.push_back(std::move(statement));
@@ -142,7 +145,7 @@ void CompiledProblem::set_initial_value(World& world, const Statement& statement
     throw InvalidParameterError("Unable to simplify to a constant! ")
         << model::print_expression{slot ? statement.value : target.reference} << " -> "
         << model::print_expression{slot ? statement.value : target.reference};
-  if (index(*slot) >= world.size()) world.resize(slots_.size());
+  if (index(*slot) >= world.size()) slots_.extend(world);
   world[index(*slot)] = slots_.as_content(target.fluent, value);
 }
 

@@ -90,8 +90,7 @@ bool TTValidator::check_validity(const std::shared_ptr<TimeTriggeredPlan>& plan)
   try {
     is_valid = replay.run();
   } catch (const InvalidParameterError&) {
-    // What a reader adds to an action has no value at the start where a condition rules the step out for
-    // good.
+    // What a step reads may have no value where a condition rules the step out for good.
     reason_ = validation::find_impossible_step(*problem_, *plan, failing_step_);
     if (reason_.empty()) throw;
     failing_time_ = failing_step_->start;

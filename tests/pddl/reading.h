@@ -7,6 +7,7 @@
 #include "core/environment.h"
 #include "model/action.h"
 #include "model/expression_factory.h"
+#include "model/initial_defaults.h"
 #include "model/problem_instance.h"
 #include "pddl/reader.h"
 
@@ -28,8 +29,14 @@ struct PddlTexts {
     std::sort(result.begin(), result.end());
     return result;
   }
-  /// The statements of the problem or of one action, sorted.
-  std::vector<std::string> statements() const { return texts(problem->expressions()); }
+  /// The statements of the problem, with those that stand for values by default, or of one action, sorted.
+  std::vector<std::string> statements() const {
+    model::ExpressionSet all = problem->expressions();
+    const model::InitialDefaults defaults(*problem);
+    for (const model::InitialDefault& rule : problem->rules().initial_defaults)
+      defaults.for_each_statement(rule.fluent, [&](Node* statement) { all.insert(statement); });
+    return texts(all);
+  }
   std::vector<std::string> statements(const std::string& action) const {
     return texts(problem->actions().at(action)->expressions());
   }

@@ -7,6 +7,7 @@
 #include "plans/pddl_plan_printer.h"
 #include "random_pddl.h"
 #include "reading.h"
+#include "search/classical/iw_planner.h"
 #include "search/forward/ftp_planner.h"
 #include "search/forward/guided/guided_planner.h"
 #include "simulator.h"
@@ -156,6 +157,25 @@ void compare(unsigned seed, Counts& counts) {
 }
 
 // The environment variables say where to begin and how many seeds to try.
+TEST(PddlSimulation, TheClosedWorldMayBeLarge) {
+  std::string objects;
+  for (int i = 0; i < 1000; ++i) objects += " o" + std::to_string(i);
+  // Of 10^9 atoms, two can come true.
+  PddlTexts texts(
+      "(define (domain d) (:types t) (:predicates (near ?x ?y - t) (met ?x ?y ?z - t))"
+      "(:durative-action meet :parameters (?x ?y ?z - t) :duration (= ?duration 2) :condition (and (at start "
+      "(near ?x ?y)) (at start (near ?y ?z)) (at start (not (met ?z ?y ?x)))) :effect (at end (met ?x ?y "
+      "?z))))",
+      "(define (problem e) (:objects" + objects +
+          " - t) (:init (near o1 o2) (near o2 o3) (near o3 o2)) (:goal (and (met o1 o2 o3) (not (met o3 o2 "
+          "o1)))))");
+  ASSERT_EQ(texts.error, "");
+  EXPECT_EQ(solve<tp::ftp::GuidedPlanner>(texts, 100).text,
+            "; Makespan 2.000\n0.000: (meet o1 o2 o3) [2.000]\n");
+  const Answer by_width = solve<iw::IWPlanner>(texts, 100);
+  EXPECT_EQ(by_width.outcome, SearchOutcome::plan_found);
+}
+
 TEST(PddlSimulation, AgreesWithThePlannersOnRandomProblems) {
   const char* const first = std::getenv("ZORVEL_PDDL_FIRST");
   const char* const wanted = std::getenv("ZORVEL_PDDL_SEEDS");

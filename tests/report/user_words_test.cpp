@@ -31,7 +31,7 @@ constexpr const char* domain = R"(
   :effect (at end (not (done ?x)))))
 )";
 constexpr const char* problem_text = R"(
-(define (problem p) (:domain d) (:objects t1 t2 t3 - truck b1 - boat)
+(define (problem p) (:domain d) (:objects t1 t2 t3 t4 - truck b1 - boat)
  (:init (at t1) (at t2) (at t3) (at t1 t1) (at t3 t3) (road t1) (road t2) (= (sum) 0) (= (at t1) 1) (= (at t2) 2) (= (at t3) 1))
  (:goal (and (done t1) (at t1 b1) (t1))) (:constraints (at-most-once (done t1))))
 )";
@@ -63,7 +63,8 @@ TEST_F(PddlWords, TheReasonsOfTheValidatorHaveTheNamesOfTheText) {
       {"0: (b1 b1) [2]\n", "Step 0: b1(b1) [2] has a parameter 'x' that is no truck"},
       {"0: (b1 t1) [1]\n0.5: (b1 t1) [1]\n",
        "The action overlaps with itself (time 1/2, step 1/2: b1(t1) [1])"},
-      {"0: (b1 t3) [1]\n", "Step 0: b1(t3) [1] needs road(t3), which never holds"},
+      {"0: (b1 t3) [1]\n", "Condition road(t3) is violated! (time 1, step 0: b1(t3) [1])"},
+      {"0: (b1 t4) [1]\n", "Step 0: b1(t4) [1] needs road(t4), which never holds"},  // how long, nobody says
       {"0: (undo t1) [1]\n",
        "Condition done(t1) is violated! (time 2, statement [end] done(t1) of the problem)"},
   };

@@ -1,9 +1,11 @@
 #include "search/classical/iw_planner.h"
 
 #include <array>
+#include <limits>
 #include <string_view>
 
 #include "core/log.h"
+#include "model/fluent.h"
 #include "search/classical/tsimple/tsimple_planner.h"
 
 namespace zorvel::iw {
@@ -14,7 +16,22 @@ constexpr auto chain_to_fluents = std::to_array<std::string_view>(
     {"flattener", "type-hierarchy-compiler", "increase-decrease-compiler", "forall-compiler"});
 // The rest is left to the planner of each width, which runs a chain of its own.
 constexpr auto chain_to_ground = std::to_array<std::string_view>(
-    {"constant-promoter", "temporal-uncertainty-compiler", "action-grounder"});
+    {"constant-promoter", "temporal-uncertainty-compiler", "action-grounder", "initial-values-compiler"});
+
+/// At most the greatest number there is: there may be far more of them than a search ever meets.
+std::size_t number_of_ground_fluents(const model::ProblemInstanceImpl& problem) {
+  constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
+  std::size_t sum = 0;
+  for (const auto& [name, fluent] : problem.fluents()) {
+    std::size_t product = 1;
+    for (const auto& parameter : fluent->parameters()) {
+      const std::size_t size = model::domain_size(problem.instances(), parameter->type());
+      product = size != 0 && product > most / size ? most : product * size;
+    }
+    sum = product > most - sum ? most : sum + product;
+  }
+  return sum;
+}
 
 }  // namespace
 
@@ -41,7 +58,7 @@ std::shared_ptr<Plan> IWPlanner::solve_under(SearchGuard& guard) {
 
 std::shared_ptr<Plan> IWPlanner::search(SearchGuard& guard) {
   outcome_ = SearchOutcome::incomplete;
-  const std::size_t widest = fluents_->all_ground_fluents(false).size();
+  const std::size_t widest = number_of_ground_fluents(*fluents_);
   while (outcome_ == SearchOutcome::incomplete && width_ < widest) {
     // Narrow searches of a large problem are mostly set-up.
     if (guard.must_stop_now()) {

@@ -15,10 +15,10 @@ namespace {
 using Names = model::TransformerChain::Names;
 
 // Events of one order come last: the splitting compilers need a ground problem without other features.
-constexpr auto chain_to_ground =
-    std::to_array<std::string_view>({"flattener", "type-hierarchy-compiler", "increase-decrease-compiler",
-                                     "forall-compiler", "constant-promoter", "free-var-params-compiler",
-                                     "temporal-uncertainty-compiler", "action-grounder", "set-compiler"});
+constexpr auto chain_to_ground = std::to_array<std::string_view>(
+    {"flattener", "type-hierarchy-compiler", "increase-decrease-compiler", "forall-compiler",
+     "constant-promoter", "free-var-params-compiler", "temporal-uncertainty-compiler", "action-grounder",
+     "initial-values-compiler", "set-compiler"});
 constexpr auto chain_of_moments =
     std::to_array<std::string_view>({"always-within-compiler", "contains-compiler"});
 constexpr auto chain_to_events =
@@ -57,6 +57,7 @@ void Planner::apply_chain(Names names, const model::ChainOptions& options, bool 
 
 void Planner::apply_temporal_chain(bool has_custom_heuristic) {
   model::ChainOptions options;
+  options.keeps_all_values = has_custom_heuristic;
   options.prune_actions = !env().configuration().get_boolean_value("disable-prune-actions");
   apply_chain(chain_to_ground, options, has_custom_heuristic);
   apply_chain(chain_of_moments, options);
@@ -70,6 +71,7 @@ void Planner::apply_temporal_chain(bool has_custom_heuristic) {
 
 void Planner::apply_classical_chain(bool has_custom_heuristic) {
   model::ChainOptions options;
+  options.keeps_all_values = has_custom_heuristic;
   options.steps_are_atomic = true;
   apply_chain(chain_to_ground, options, has_custom_heuristic);
   require_discrete_change();
