@@ -51,7 +51,7 @@ Environment::Answer Environment::check_behind_level(const std::vector<Term>& ass
         literals.push_back(term);
       else
         stack_.push_back(term);
-    answer = check_what_was_asserted(literals);
+    answer = check_literals(literals);
     if (model_waits_) make_model();  // while the level is there that it is of
     refutes_assumptions = unsat_level_ < 0 || unsat_level_ >= num_points_;
   } catch (...) {
@@ -65,6 +65,12 @@ Environment::Answer Environment::check_behind_level(const std::vector<Term>& ass
     unrefined_assumptions_ = assumptions;
   }
   return answer;
+}
+
+void Environment::keep_unsat_assumptions(const std::vector<Term>& literals) {
+  std::erase_if(unsat_assumptions_, [&](Term term) {
+    return std::find(literals.begin(), literals.end(), term) == literals.end();
+  });
 }
 
 const std::vector<Term>& Environment::unsat_assumptions() {
@@ -91,7 +97,8 @@ void Environment::find_unsat_assumptions() {
       if (literal != term) stack_.push_back(terms_->make_or(terms_->make_not(literal), term));
       literals.push_back(literal);
     }
-    answer = check_what_was_asserted(literals);
+    start_limits();
+    answer = check_stack(literals);
   } catch (const Exception&) {
     // why nothing is said: with the labels the formulas may have a form that the search does not take.
     answer = Answer::unknown;
@@ -115,7 +122,7 @@ void Environment::find_unsat_assumptions() {
   assert(is_refuted(asserted_formulas(), unsat_assumptions_));
 }
 
-const std::vector<Term>& Environment::unsat_core() const {
+std::vector<Term> Environment::unsat_core() const {
   if (!generates_cores())
     throw EnvironmentError("unsat core generation not enabled (option unsat_core_generation)");
   return unsat_core_;

@@ -180,10 +180,10 @@ Environment::Answer Environment::check(const std::vector<Term>& assumptions) {
                              term->type()->name() + ", but Bool was expected. (assumption)");
   unrefined_assumptions_.clear();
   num_assertions_ = stack_.size();
+  start_limits();
   const bool literals_only = std::all_of(assumptions.begin(), assumptions.end(), is_assumable);
   const auto start = std::chrono::steady_clock::now();
-  const Answer answer =
-      literals_only ? check_what_was_asserted(assumptions) : check_behind_level(assumptions);
+  const Answer answer = literals_only ? check_literals(assumptions) : check_behind_level(assumptions);
   check_time_ += std::chrono::steady_clock::now() - start;
   ++num_checks_;
   // What contradicts itself still does with more; what does not might.
@@ -193,14 +193,18 @@ Environment::Answer Environment::check(const std::vector<Term>& assumptions) {
   return Answer::unknown;
 }
 
-Environment::Answer Environment::check_what_was_asserted(const std::vector<Term>& literals) {
+void Environment::start_limits() {
+  limits_.start();
+  conflicts_left_ = conflict_limit_;
+}
+
+Environment::Answer Environment::check_stack(const std::vector<Term>& literals) {
   drop_model();
   unsat_assumptions_.clear();
   unsat_core_.clear();
   unknown_reason_.clear();
   require_supported_options();
   release_assignment();
-  limits_.start();
   const StoppingNumbers stopping(number_limits_, limits_);
   if (!config_.debug.solver_enabled) {
     unknown_reason_ = "the solver is switched off by debug.solver_enabled";
@@ -230,8 +234,15 @@ Environment::Answer Environment::check_what_was_asserted(const std::vector<Term>
     abandon_pipeline();
     throw;
   }
-  try {
+  return run_guarded([&] {
+    before_search();
     return search(literals);
+  });
+}
+
+Environment::Answer Environment::run_guarded(const std::function<Answer()>& work) {
+  try {
+    return work();
   } catch (const TerminationTest::Terminated&) {
     if (limits_.is_out_of_memory())
       abandon_pipeline();
@@ -278,7 +289,7 @@ bool Environment::assume(Term literal, Term meaning) {
   const bool negated = literal->tag() == Tag::not_op;
   const Term atom = negated ? literal->child(0) : literal;
   Pipeline::Assumption assumption{true, atom->is_true() != negated, {}};
-  if (atom->is_constant()) assumption = pipeline().assume(literal);
+  if (!atom->is_true() && !atom->is_false()) assumption = pipeline().assume(literal);
   if (assumption.constant) return assumption.value;
   assumption_lits_.push_back(assumption.lit);
   assumption_terms_.push_back(meaning);
@@ -287,8 +298,12 @@ bool Environment::assume(Term literal, Term meaning) {
 
 Environment::Answer Environment::search(const std::vector<Term>& assumptions) {
   dpll::DpllSolver& search = pipeline().search();
-  const std::optional<dpll::Result> result =
-      search.solve_limited(assumption_lits_, {conflict_limit_, 0, 0}, true);
+  std::optional<dpll::Result> result;
+  if (conflict_limit_ == 0 || conflicts_left_ > 0) {
+    const std::uint64_t before = search.stats().conflicts;
+    result = search.solve_limited(assumption_lits_, {conflicts_left_, 0, 0}, true);
+    conflicts_left_ -= std::min(conflicts_left_, search.stats().conflicts - before);
+  }
   if (!result) return give_up("the limit of conflicts is reached");
   if (*result == dpll::Result::unsatisfiable) {
     if (search.unsat_level() >= 0) unsat_level_ = search.unsat_level();
@@ -299,6 +314,7 @@ Environment::Answer Environment::search(const std::vector<Term>& assumptions) {
   }
   model_waits_ = search_is_assigned_ = true;
   if (checks_models()) check_model(assumptions);
+  note_satisfiable();
   return Answer::satisfiable;
 }
 
@@ -318,7 +334,8 @@ void Environment::check_model(const std::vector<Term>& assumptions) {
 }
 
 void Environment::make_model() {
-  assert(model_waits_ && search_is_assigned_);
+  if (!model_waits_) return;
+  assert(search_is_assigned_);
   model_ = pipeline().make_model();
   model_waits_ = false;
 }
@@ -479,7 +496,9 @@ void Environment::gc(std::vector<Term> keep) {
   unsat_assumptions_.clear();
   unrefined_assumptions_.clear();
   unsat_core_.clear();
-  for (Term term : asserted_formulas()) keep.push_back(term);
+  for (Term term : stack_)
+    if (term != nullptr) keep.push_back(term);
+  append_roots(keep);
   for (const Preferred& preferred : preferred_) keep.push_back(preferred.constant);
   if (model_ != nullptr) model_->append_roots(keep);
   terms_->gc(keep);

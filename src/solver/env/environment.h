@@ -41,26 +41,26 @@ class Environment {
   explicit Environment(const Configuration& config, Environment* sibling = nullptr);
   Environment(const Environment&) = delete;
   Environment& operator=(const Environment&) = delete;
-  ~Environment();
+  virtual ~Environment();
 
   TermManager& terms() { return *terms_; }
 
   /// EnvironmentError if the term is not Boolean.
-  void assert_formula(Term formula);
+  virtual void assert_formula(Term formula);
   /// Says that something which was to be asserted on the open level (or, for `level` 0, on any) was not:
   /// until that level is popped no check answers `satisfiable`, but `unknown` with `reason`. Never throws,
   /// since this may be for want of memory.
   void note_lost_assertion(int level, const char* reason) noexcept;
-  void push_backtrack_point();
+  virtual void push_backtrack_point();
   /// EnvironmentError if no point is open.
-  void pop_backtrack_point();
+  virtual void pop_backtrack_point();
   int num_backtrack_points() const { return num_points_; }
-  std::vector<Term> asserted_formulas() const;
+  virtual std::vector<Term> asserted_formulas() const;
 
   /// The assumptions are any formulas. Boolean constants and their negations are decided by the search, which
   /// keeps all that it learns; others are asserted on a level of their own, which is gone afterwards.
   /// EnvironmentError for what this solver cannot do; the search is in order after it.
-  Answer check(const std::vector<Term>& assumptions);
+  virtual Answer check(const std::vector<Term>& assumptions);
   /// Why the last answer was unknown; empty for any other answer.
   const std::string& unknown_reason() const { return unknown_reason_; }
   /// The assumptions that the last, unsatisfiable, answer rests on. Where formulas were assumed the first
@@ -68,7 +68,7 @@ class Environment {
   const std::vector<Term>& unsat_assumptions();
   /// With unsat_core_generation: asserted formulas that, with unsat_assumptions(), contradict each other,
   /// oldest first; empty when the last answer was another. EnvironmentError without the option.
-  const std::vector<Term>& unsat_core() const;
+  virtual std::vector<Term> unsat_core() const;
 
   /// EnvironmentError if there is no model. It is made when it is first asked for.
   Term get_model_value(Term term);
@@ -104,9 +104,47 @@ class Environment {
   std::string statistics() const;
 
   /// Drops assertions, points, preferred variables and model.
-  void reset();
+  virtual void reset();
   /// Frees the terms that are neither in `keep` nor needed here; EnvironmentError if siblings share them.
   void gc(std::vector<Term> keep);
+
+ protected:
+  // For environments that search on where this one has its answer. They may put formulas of their own on the
+  // stack, and levels, which they take off again before they return.
+
+  /// Answers a check once what is no literal among the assumptions stands on the stack.
+  virtual Answer check_literals(const std::vector<Term>& literals) { return check_stack(literals); }
+  /// Searches for a model of the stack under the literals: Boolean constants, bounds on constants of the
+  /// solver's own, and negations of these. The limits of a check are those that were started last.
+  Answer check_stack(const std::vector<Term>& literals);
+  /// Runs work on the search, which is in order, and deals with what ends it early: the answer is `unknown`
+  /// then. Other exceptions pass, and the pipeline is to be made anew.
+  Answer run_guarded(const std::function<Answer()>& work);
+  /// The search will begin next; run_guarded() looks after it.
+  virtual void before_search() {}
+  /// A model was found, and its assignment is still there. Likewise.
+  virtual void note_satisfiable() {}
+  /// What a collection of garbage has to keep, beside what stands on the stack.
+  virtual void append_roots(std::vector<Term>& roots) const { static_cast<void>(roots); }
+
+  const Configuration& config() const { return config_; }
+  Pipeline& pipeline();
+  bool has_pipeline() const { return pipeline_ != nullptr; }
+  const std::vector<Term>& stack() const { return stack_; }
+  /// As assert_formula(), without a look at the type, and not for the caller's eyes only.
+  void put_on_stack(Term formula) { stack_.push_back(formula); }
+  bool enumerates_models() const { return enumerates_; }
+  bool generates_cores() const { return config_.unsat_core_generation != 0; }
+  void make_model();
+  const std::shared_ptr<ModelStore>& made_model() const { return model_; }
+  void set_model(std::shared_ptr<ModelStore> model) {
+    model_ = std::move(model);
+    model_waits_ = false;
+  }
+  /// The search gives up the assignment of the last model.
+  void release_assignment();
+  /// Forgets which assumptions were refuted, but for those that are among `literals`.
+  void keep_unsat_assumptions(const std::vector<Term>& literals);
 
  private:
   struct Preferred {
@@ -115,6 +153,7 @@ class Environment {
     int depth;
   };
 
+  void start_limits();
   void require_supported_options() const;
   void process_stack();
   void process(std::vector<Term>& batch);
@@ -122,13 +161,9 @@ class Environment {
     model_.reset();
     model_waits_ = false;
   }
-  void release_assignment();
-  Pipeline& pipeline();
   void abandon_pipeline();
   bool prepare_assumptions(const std::vector<Term>& literals);
   Answer check_behind_level(const std::vector<Term>& assumptions);
-  Answer check_what_was_asserted(const std::vector<Term>& literals);
-  bool generates_cores() const { return config_.unsat_core_generation != 0; }
   static bool is_assumable(Term term);
   Term label_of(Term formula);
   void assume_labels();
@@ -141,7 +176,6 @@ class Environment {
   Answer give_up(const std::string& reason);
   Answer search(const std::vector<Term>& assumptions);
   int visit_models(const std::vector<Term>& terms, const ModelVisitor& visit);
-  void make_model();
   bool checks_models() const;
   void check_model(const std::vector<Term>& assumptions);
 
@@ -150,6 +184,7 @@ class Environment {
   std::shared_ptr<TermManager> terms_;
   CheckLimits limits_;
   std::uint64_t conflict_limit_ = 0;
+  std::uint64_t conflicts_left_ = 0;  // of that limit, for the running check
   NumberLimits number_limits_;
   std::unique_ptr<Pipeline> pipeline_;
 

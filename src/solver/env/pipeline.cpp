@@ -21,7 +21,7 @@ Pipeline::Pipeline(const Configuration& config, TermManager& terms, const Logger
       theories_(config.theory, terms, &polarity_, log),
       euf_(terms),
       arithmetic_(config.theory.la, terms,
-                  std::make_unique<la::Solver>(la::LaSolverInterface::solver_options(config.theory.la)),
+                  std::make_unique<la::OptSolver>(la::LaSolverInterface::solver_options(config.theory.la)),
                   &polarity_),
       cnf_(config, search_, polarity_) {
   theories_.set_search(&search_);
@@ -72,8 +72,8 @@ void Pipeline::send(std::vector<Term>& conjuncts) {
 Pipeline::Assumption Pipeline::assume(Term term) {
   const TermManager::SimplifyScope scope(terms_);
   const bool negated = term->tag() == Tag::not_op;
-  const Term constant = negated ? term->child(0) : term;
-  std::vector<Term> conjuncts{propagator_.apply(constant)};
+  const Term atom = negated ? term->child(0) : term;
+  std::vector<Term> conjuncts{propagator_.apply(atom)};
   normalize(conjuncts);
   const Term value = conjuncts[0];
   Assumption result;

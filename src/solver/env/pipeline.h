@@ -38,7 +38,7 @@ class Pipeline {
     bool value = false;
     dpll::Lit lit;
   };
-  /// What an assumption (a Boolean constant or its negation) has become.
+  /// What an assumption (a Boolean constant, a bound on a constant, or a negation of these) has become.
   Assumption assume(Term term);
   /// The constant keeps existing; to be said before the formulas that may define it.
   void protect(Term constant) { propagator_.set_protected(constant); }
@@ -52,6 +52,7 @@ class Pipeline {
   const dpll::DpllSolver& search() const { return search_; }
   const TheoryManager& theories() const { return theories_; }
   const la::LaSolverInterface& arithmetic() const { return arithmetic_; }
+  la::LaSolverInterface& arithmetic() { return arithmetic_; }
 
   /// The model of a satisfiable answer that the search still keeps.
   std::unique_ptr<ModelStore> make_model();

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cassert>
+#include <map>
+#include <utility>
 
 namespace vesk::la {
 
@@ -107,6 +109,27 @@ void Solver::refresh_eliminated() {
       sum.self_addmul(monomial.coeff, values_[index(monomial.var)]);
     values_[index(eliminations_[i].var)] = std::move(sum);
   }
+}
+
+/// The sum over variables that are in the tableau; one of them may come more than once.
+std::vector<Monomial> Solver::over_tableau(std::span<const Monomial> sum) const {
+  std::vector<Monomial> result;
+  std::map<std::int32_t, QNumber> eliminated;  // by place: definitions mention later ones only
+  const auto add = [&](Var var, const QNumber& coeff) {
+    if (elimination_of_[index(var)] >= 0)
+      eliminated[elimination_of_[index(var)]] += coeff;
+    else
+      result.push_back({var, coeff});
+  };
+  for (const Monomial& monomial : sum) add(monomial.var, monomial.coeff);
+  while (!eliminated.empty()) {
+    const auto first = eliminated.begin();
+    const Elimination& elimination = eliminations_[index(first->first)];
+    const QNumber coeff = std::move(first->second);
+    eliminated.erase(first);
+    for (const Monomial& monomial : elimination.definition) add(monomial.var, coeff * monomial.coeff);
+  }
+  return result;
 }
 
 /// Brings the variables back whose definitions mention `var`.

@@ -7,7 +7,7 @@
 namespace vesk::la {
 
 LaSolverInterface::LaSolverInterface(const Configuration::Theory::La& config, TermManager& terms,
-                                     std::unique_ptr<Solver> solver, const PolarityChecker* polarity)
+                                     std::unique_ptr<OptSolver> solver, const PolarityChecker* polarity)
     : config_(config),
       terms_(terms),
       solver_(std::move(solver)),
@@ -292,7 +292,8 @@ bool LaSolverInterface::is_pure(const AtomRecord& atom) const {
 
 bool LaSolverInterface::must_separate(ConstraintId disequality) const {
   const AtomRecord& atom = atoms_[static_cast<std::size_t>(disequality / 2)];
-  return !config_.split_rat_eq && !atom.integer && !is_pure(atom);
+  // why not beside an objective: its least value may be where the disequality is violated.
+  return !config_.split_rat_eq && objective_ == nullptr && !atom.integer && !is_pure(atom);
 }
 
 /// Asks for `a = b or a < b or b < a` for each equality that is false and yet holds in the assignment. Others
@@ -395,7 +396,13 @@ bool LaSolverInterface::move_apart(std::span<const std::pair<Term, Term>> at_iss
                                    const std::function<int(Term)>& group_of) {
   // Delayed equalities hold in the assignment, but are not asserted any more.
   if (!config_.model_mutation || !delayed_.empty()) return false;
-  const std::vector<Var> to_move = parting_vars(at_issue);
+  std::vector<Var> to_move = parting_vars(at_issue);
+  if (objective_ != nullptr) {
+    // Its value is the least one, and stays.
+    const Monomial objective{objective_var_, QNumber(1)};
+    for (const Monomial& monomial : solver_->normal_form({&objective, 1}).movable)
+      std::erase(to_move, monomial.var);
+  }
   if (to_move.empty()) return false;
   hsh::Map<Term, bool> are_at_issue;
   for (const auto& [a, b] : at_issue) are_at_issue[a] = are_at_issue[b] = true;
@@ -407,6 +414,37 @@ bool LaSolverInterface::move_apart(std::span<const std::pair<Term, Term>> at_iss
   const bool has_moved = solver_->move_apart(to_move, sums, mapper_.freedom());
   if (has_moved) model_is_built_ = false;
   return has_moved;
+}
+
+void LaSolverInterface::set_objective(Term constant, const QNumber& max_delta) {
+  if (constant == objective_) return;
+  if (objective_ != nullptr) {
+    solver_->set_objective(null_var, max_delta);
+    solver_->release(objective_var_);
+    mapper_.release(std::exchange(objective_var_, null_var));
+  }
+  objective_ = constant;
+  if (constant == nullptr) return;
+  objective_var_ = mapper_.acquire_term(constant);
+  solver_->keep(objective_var_);
+  solver_->set_objective(objective_var_, max_delta);
+}
+
+/// Where an objective falls for ever, what is equal now and parts on the way has to be equal by a constraint,
+/// or the theories would no longer fit far out.
+void LaSolverInterface::pairs_to_decide(std::vector<std::pair<Term, Term>>& pairs) const {
+  if (objective_ == nullptr || !solver_->is_unbounded()) return;
+  struct Member {
+    Term term;
+    QNumber slope;
+  };
+  std::map<DNumber, Member> members;
+  for (const Term term : interface_terms_) {
+    const InterfaceRecord& record = *interface_.find(term);
+    Member member{term, solver_->slope(record.sum)};
+    const auto [first, is_new] = members.emplace(value_of(record), member);
+    if (!is_new && first->second.slope != member.slope) pairs.push_back({first->second.term, term});
+  }
 }
 
 void LaSolverInterface::build_implied_groups() {
@@ -451,6 +489,8 @@ void LaSolverInterface::require_model() {
     throw TheoryIncomplete("modular congruences are not supported: " + unsupported_.front().first->to_str());
   if (!mapper_.has_integers() && !mapper_.has_opaque_terms()) return;
   concretize();
+  if (objective_ != nullptr && solver_->is_unbounded() && mapper_.has_opaque_terms())
+    throw TheoryIncomplete("an objective without a bound, and terms that are not linear beside it");
   if (const Term term = mapper_.fractional_term()) {
     assert(!config_.laz_enabled);
     throw TheoryIncomplete("integer arithmetic is switched off by theory.la.laz_enabled, and " +

@@ -2,12 +2,14 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
 
 #include "solver/config/configuration.h"
 #include "solver/dpll/lit.h"
+#include "solver/la/la_opt_solver.h"
 #include "solver/la/la_solver.h"
 #include "solver/la/laz_solver.h"
 #include "solver/la/linear_term.h"
@@ -34,7 +36,7 @@ class LaSolverInterface : public TheorySolver {
 
   /// `polarity` may be null: then no equality is known to be pure. All references outlive this object.
   LaSolverInterface(const Configuration::Theory::La& config, TermManager& terms,
-                    std::unique_ptr<Solver> solver, const PolarityChecker* polarity);
+                    std::unique_ptr<OptSolver> solver, const PolarityChecker* polarity);
 
   /// Settings of the simplex solver that the configuration asks for.
   static Solver::Options solver_options(const Configuration::Theory::La& config);
@@ -74,6 +76,20 @@ class LaSolverInterface : public TheorySolver {
   /// The value of a linear term in the model; null if there is no model or a part of the term is unknown
   /// here.
   Term get_model_value(Term term) const override;
+
+  // An objective.
+
+  /// Complete checks move on to the least value of the constant from now on; null: of nothing. Infinitesimals
+  /// are at most `max_delta` in models then. Between two searches.
+  void set_objective(Term constant, const QNumber& max_delta);
+  /// The objective's value in the assignment of the last complete check.
+  const DNumber& objective_value() const { return solver_->value(objective_var_); }
+  /// What was asserted in that check bounds the objective nowhere.
+  bool objective_is_unbounded() const { return solver_->is_unbounded(); }
+  /// A number that the objective is not below as long as what is asserted now holds; null: none is known.
+  /// After a satisfiable answer, when the search is back at its backtrack points.
+  std::optional<DNumber> objective_bound() { return solver_->relaxed_minimum(); }
+  void pairs_to_decide(std::vector<std::pair<Term, Term>>& pairs) const override;
 
   const Statistics& statistics() const { return statistics_; }
   const Solver& solver() const { return *solver_; }
@@ -125,7 +141,7 @@ class LaSolverInterface : public TheorySolver {
 
   const Configuration::Theory::La& config_;
   TermManager& terms_;
-  std::unique_ptr<Solver> solver_;
+  std::unique_ptr<OptSolver> solver_;
   const PolarityChecker* polarity_;
   LinearTermMapper mapper_;
   laz::Solver integers_;
@@ -144,6 +160,8 @@ class LaSolverInterface : public TheorySolver {
   hsh::Map<Term, InterfaceRecord> interface_;
   std::vector<Term> interface_terms_;  // the keys of interface_, in order of arrival
   bool model_is_built_ = false;
+  Term objective_ = nullptr;
+  Var objective_var_ = null_var;
 
   std::vector<TheoryEq> arrived_;  // equations that wait for the next check
   std::vector<TakenEquality> equalities_;

@@ -233,30 +233,19 @@ std::strong_ordering operator<=>(const Solver::NormalForm& a, const Solver::Norm
 Solver::NormalForm Solver::normal_form(std::span<const Monomial> sum) const {
   NormalForm form;
   std::map<Var, QNumber> movable;
-  std::map<std::int32_t, QNumber> eliminated;  // by place: definitions mention later ones only
   const auto add_nonbasic = [&](Var var, const QNumber& coeff) {
     if (is_fixed(var))
       form.constant.self_addmul(coeff, bound(lower_[index(var)]).c);
     else
       movable[var] += coeff;
   };
-  const auto add = [&](Var var, const QNumber& coeff) {
-    if (elimination_of_[index(var)] >= 0) {
-      eliminated[elimination_of_[index(var)]] += coeff;
-    } else if (!tableau_.is_basic(var)) {
+  for (const auto& [var, coeff] : over_tableau(sum)) {
+    if (!tableau_.is_basic(var)) {
       add_nonbasic(var, coeff);
-    } else {
-      for (const Tableau::RowEntry& entry : tableau_.row(tableau_.row_of(var)))
-        if (entry.var != var) add_nonbasic(entry.var, coeff * entry.coeff);
+      continue;
     }
-  };
-  for (const Monomial& monomial : sum) add(monomial.var, monomial.coeff);
-  while (!eliminated.empty()) {
-    const auto first = eliminated.begin();
-    const Elimination& elimination = eliminations_[index(first->first)];
-    const QNumber coeff = std::move(first->second);
-    eliminated.erase(first);
-    for (const Monomial& monomial : elimination.definition) add(monomial.var, coeff * monomial.coeff);
+    for (const Tableau::RowEntry& entry : tableau_.row(tableau_.row_of(var)))
+      if (entry.var != var) add_nonbasic(entry.var, coeff * entry.coeff);
   }
   for (auto& [var, coeff] : movable)
     if (!coeff.is_zero()) form.movable.push_back({var, std::move(coeff)});

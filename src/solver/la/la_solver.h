@@ -207,6 +207,8 @@ class Solver {
   virtual void set_delta_value(QNumber& delta) { static_cast<void>(delta); }
 
  private:
+  friend class OptSolver;
+
   struct Constraint {
     DNumber value;
     Var var = null_var;
@@ -337,6 +339,7 @@ class Solver {
   void restore_var(Var var);
   void move_into_basis(Var var);
   void refresh_eliminated();
+  std::vector<Monomial> over_tableau(std::span<const Monomial> sum) const;
   void drop_elimination(Var var);
   void restore_users(Var var);
   bool is_free(Var var) const;

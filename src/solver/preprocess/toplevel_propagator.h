@@ -21,9 +21,9 @@ namespace vesk {
 /// a round finds is put in only where it occurs, by way of links from each subterm to its parents, so that
 /// a round costs what it changes.
 ///
-/// A constant that already went to the search, or is protected for another reason, keeps existing: an
-/// earlier formula speaks of it. Substitutions never form a cycle: a constant is mapped to a term only if it
-/// does not occur in that term with all substitutions applied.
+/// A constant that already went to the search, is the solver's own, or is protected for another reason,
+/// keeps existing: an earlier formula, or the environment, speaks of it. Substitutions never form a cycle: a
+/// constant is mapped to a term only if it does not occur in that term with all substitutions applied.
 ///
 /// All that is known here goes back to its mark when a backtrack point is popped.
 class ToplevelPropagator {
@@ -69,7 +69,8 @@ class ToplevelPropagator {
   }
   bool is_protected(Term term) const { return term->id() < protected_.size() && protected_[term->id()] != 0; }
   bool is_free_constant(Term term) const {
-    return term->is_constant() && !is_protected(term) && substitution(term) == nullptr;
+    return term->is_constant() && !is_protected(term) && !term->symbol()->is_internal() &&
+           substitution(term) == nullptr;
   }
 
   bool add_conjunct(Term term);

@@ -240,8 +240,13 @@ void TheoryManager::retract_lemma(int id) {
 TheoryManager::ModelFound TheoryManager::boolean_model_found() {
   TerminationTest::poll(termination_);
   if (const int level = level_of_retold(); level > 0) return {level - 1, true};
-  const ModelFound result = combine();
+  ModelFound result = combine();
   if (result.go_on || result.backjump_level >= 0) return result;
+  std::vector<std::pair<Term, Term>> undecided;
+  if (euf_ >= 0)
+    for (const TheorySolver* solver : solvers_) solver->pairs_to_decide(undecided);
+  for (const auto& [a, b] : undecided) result.go_on |= make_interface_equality(a, b);
+  if (result.go_on) return result;
   if (!unowned_.empty())
     throw TheoryIncomplete("no enabled theory decides " + unowned_.front().first->to_str());
   if (const Term application = detector_.boolean_argument())

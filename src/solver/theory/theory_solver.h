@@ -137,6 +137,10 @@ class TheorySolver {
     return -1;
   }
 
+  /// Adds pairs of interface terms that are equal in the assignment, and of which the search has to decide
+  /// whether they are, since this theory rests its answer on more than this one assignment.
+  virtual void pairs_to_decide(std::vector<std::pair<Term, Term>>& pairs) const { static_cast<void>(pairs); }
+
   /// Last question before an assignment is a model. TheoryIncomplete if this theory cannot tell.
   virtual void require_model() {}
   /// The assignment is a model: fixes the values that the theory gives until the next cancel_until().

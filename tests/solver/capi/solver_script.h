@@ -10,11 +10,12 @@
 /// An environment behind the C interface, with the shorthand that scripts of calls want.
 class SolverScript {
  public:
-  explicit SolverScript(const std::vector<std::pair<const char*, const char*>>& options = {}) {
+  explicit SolverScript(const std::vector<std::pair<const char*, const char*>>& options = {},
+                        vesk_env (*create)(vesk_config) = vesk_create_env) {
     const vesk_config cfg = vesk_create_config();
     EXPECT_EQ(vesk_set_option(cfg, "model_generation", "true"), 0);
     for (const auto& [key, value] : options) EXPECT_EQ(vesk_set_option(cfg, key, value), 0) << key;
-    env = vesk_create_env(cfg);
+    env = create(cfg);
     vesk_destroy_config(cfg);
     EXPECT_NE(env.repr, nullptr);
   }

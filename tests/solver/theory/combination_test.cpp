@@ -29,7 +29,7 @@ struct Engine {
         search(config),
         euf(terms),
         la(config.theory.la, terms,
-           std::make_unique<la::Solver>(la::LaSolverInterface::solver_options(config.theory.la)), nullptr),
+           std::make_unique<la::OptSolver>(la::LaSolverInterface::solver_options(config.theory.la)), nullptr),
         manager(config.theory, terms, nullptr, log) {
     manager.set_search(&search);
     manager.add_solver(euf);
