@@ -29,10 +29,13 @@ const Interpreter::Handler* Interpreter::find_handler(std::string_view name) {
       {"get-assignment", {&I::get_assignment, true}},
       {"get-info", {&I::get_info, false}},
       {"get-model", {&I::get_model, true}},
+      {"get-objectives", {&I::get_objectives, false}},
       {"get-option", {&I::get_option, false}},
       {"get-unsat-assumptions", {&I::get_unsat_assumptions, true}},
       {"get-unsat-core", {&I::get_unsat_core, false}},
       {"get-value", {&I::get_value, true}},
+      {"maximize", {&I::maximize, true}},
+      {"minimize", {&I::minimize, true}},
       {"pop", {&I::pop, true}},
       {"push", {&I::push, true}},
       {"reset", {&I::reset, false}},
@@ -61,6 +64,7 @@ int Interpreter::is_over(void* interpreter) {
 vesk_config Interpreter::make_config() const {
   const vesk_config config = vesk_create_default_config(logic_.empty() ? nullptr : logic_.c_str());
   vesk_set_option(config, "debug.check_models", "true");
+  vesk_set_option(config, "opt.priority", "lex");
   for (const auto& [key, value] : options_) vesk_set_option(config, key.c_str(), value.c_str());
   return config;
 }
@@ -68,7 +72,7 @@ vesk_config Interpreter::make_config() const {
 void Interpreter::start_environment() {
   if (env_.repr != nullptr) return;
   const vesk_config config = make_config();
-  env_ = vesk_create_env(config);
+  env_ = vesk_create_opt_env(config);
   vesk_destroy_config(config);
   if (env_.repr == nullptr) throw TermFault(vesk_last_error_message(env_));
   vesk_set_termination_test(env_, &Interpreter::is_over, this);
@@ -76,11 +80,12 @@ void Interpreter::start_environment() {
   maker_ = std::make_unique<TermMaker>(env_, numerals_are_real());
   builder_ = std::make_unique<TermBuilder>(*maker_, symbols_, sorts_, limits_);
   declarations_ = std::make_unique<Declarations>(*maker_, *builder_, symbols_, sorts_);
+  objectives_ = std::make_unique<Objectives>(*maker_);
 }
 
 void Interpreter::close_environment() {
   levels_.clear();
-  shrink_to({0, 0, 0});
+  shrink_to({0, 0, 0, 0});
   assumptions_.clear();
   last_answer_ = Answer::none;
   lost_level_ = no_level;
@@ -91,7 +96,17 @@ void Interpreter::close_environment() {
 void Interpreter::shrink_to(const Level& level) {
   symbols_.shrink(level.num_symbols);
   sorts_.shrink(level.num_sorts);
+  shrink_assertions_to(level);
+}
+
+void Interpreter::shrink_assertions_to(const Level& level) {
   assertions_.resize(level.num_assertions);
+  if (objectives_ != nullptr) objectives_->shrink(level.num_objectives);
+}
+
+Interpreter::Level Interpreter::current_level() const {
+  return {symbols_.size(), sorts_.size(), assertions_.size(),
+          objectives_ == nullptr ? 0 : objectives_->size()};
 }
 
 void Interpreter::run(std::istream& script, const std::string& name) {
@@ -101,7 +116,7 @@ void Interpreter::run(std::istream& script, const std::string& name) {
     Position where;
     bool is_reading = true;
     std::string fault;
-    const Level before{symbols_.size(), sorts_.size(), assertions_.size()};
+    Level before = current_level();
     has_answered_ = false;
     try {
       if (!reader.next(command)) return;
@@ -123,6 +138,8 @@ void Interpreter::run(std::istream& script, const std::string& name) {
       command.text = std::string();  // room for the message
       fault = out_of_memory;
     }
+    // The command may have made the environment, with the sorts that are always there.
+    if (env_.repr != nullptr) before.num_sorts = std::max(before.num_sorts, Declarations::num_own_sorts);
     shrink_to(before);
     if (builder_ != nullptr) builder_->unbind_all();
     has_failed_ = true;
@@ -301,7 +318,7 @@ void Interpreter::push(TokenCursor& cursor) {
   cursor.expect_close("the number of levels");
   for (std::size_t i = 0; i < count; ++i) {
     if (vesk_push_backtrack_point(env_) != 0) throw TermFault(vesk_last_error_message(env_));
-    levels_.push_back({symbols_.size(), sorts_.size(), assertions_.size()});
+    levels_.push_back(current_level());
   }
 }
 
@@ -317,7 +334,7 @@ void Interpreter::pop(TokenCursor& cursor) {
     const Level level = levels_.back();
     levels_.pop_back();
     if (declarations_are_global_)
-      assertions_.resize(level.num_assertions);
+      shrink_assertions_to(level);
     else
       shrink_to(level);
   }
@@ -329,12 +346,36 @@ void Interpreter::reset_assertions(TokenCursor& cursor) {
   cursor.expect_close("'reset-assertions'");
   if (vesk_reset_env(env_) != 0) throw TermFault(vesk_last_error_message(env_));
   if (declarations_are_global_)
-    assertions_.clear();
+    shrink_assertions_to({0, 0, 0, 0});
   else
-    shrink_to({0, Declarations::num_own_sorts, 0});
+    shrink_to({0, Declarations::num_own_sorts, 0, 0});
   levels_.clear();
   lost_level_ = no_level;
   last_answer_ = Answer::none;
+}
+
+// Objectives.
+
+void Interpreter::assert_objective(bool maximizes, TokenCursor& cursor) {
+  std::string text = TokenCursor(cursor).take_expression();
+  const Position where = cursor.peek().where;
+  const TypedTerm term = builder_->read_term(cursor);
+  cursor.expect_close("the objective");
+  if (vesk_is_bool_type(env_, term.type) != 0 || !maker_->fits(term.type, maker_->real_type()))
+    throw ScriptError(where, "an objective is a number");
+  objectives_->add(maximizes, term, std::move(text));
+  last_answer_ = Answer::none;
+}
+
+void Interpreter::minimize(TokenCursor& cursor) { assert_objective(false, cursor); }
+void Interpreter::maximize(TokenCursor& cursor) { assert_objective(true, cursor); }
+
+void Interpreter::get_objectives(TokenCursor& cursor) {
+  const Position where = cursor.peek().where;
+  cursor.expect_close("'get-objectives'");
+  if (last_answer_ != Answer::sat && last_answer_ != Answer::unknown)
+    throw ScriptError(where, "the last check was answered neither sat nor unknown, or more was asserted");
+  objectives_->print(last_answer_ == Answer::unknown, answer());
 }
 
 // Models.

@@ -12,6 +12,7 @@
 
 #include "smtlib/command_reader.h"
 #include "smtlib/declarations.h"
+#include "smtlib/objectives.h"
 #include "smtlib/run_limits.h"
 #include "smtlib/symbol_table.h"
 #include "smtlib/term_builder.h"
@@ -75,10 +76,13 @@ class Interpreter {
   void get_assignment(TokenCursor& cursor);
   void get_info(TokenCursor& cursor);
   void get_model(TokenCursor& cursor);
+  void get_objectives(TokenCursor& cursor);
   void get_option(TokenCursor& cursor);
   void get_unsat_assumptions(TokenCursor& cursor);
   void get_unsat_core(TokenCursor& cursor);
   void get_value(TokenCursor& cursor);
+  void maximize(TokenCursor& cursor);
+  void minimize(TokenCursor& cursor);
   void pop(TokenCursor& cursor);
   void push(TokenCursor& cursor);
   void reset(TokenCursor& cursor);
@@ -88,7 +92,7 @@ class Interpreter {
   void set_option(TokenCursor& cursor);
 
   struct Level {
-    std::size_t num_symbols, num_sorts, num_assertions;
+    std::size_t num_symbols, num_sorts, num_assertions, num_objectives;
   };
   struct Assumption {
     vesk_term formula;
@@ -110,7 +114,10 @@ class Interpreter {
   void close_environment();
   bool numerals_are_real() const;
   void require_new_environment(Position where) const;
+  Level current_level() const;
   void shrink_to(const Level& level);
+  void shrink_assertions_to(const Level& level);
+  void assert_objective(bool maximizes, TokenCursor& cursor);
   std::string option_error(const std::string& key, const std::string& value) const;
   std::set<void*> handles(vesk_term* (*list)(vesk_env, std::size_t*)) const;
   void check(const std::vector<Assumption>& assumptions);
@@ -139,6 +146,7 @@ class Interpreter {
   std::unique_ptr<TermMaker> maker_;
   std::unique_ptr<TermBuilder> builder_;
   std::unique_ptr<Declarations> declarations_;
+  std::unique_ptr<Objectives> objectives_;
   SymbolTable symbols_;
   SortTable sorts_;
   std::vector<Assertion> assertions_;

@@ -115,6 +115,7 @@ std::string Interpreter::solver_key(const std::string& name) {
          : name == "minimal-unsat-cores" ? "unsat_core_minimization"
          : name == "random-seed"         ? "random_seed"
          : name == "verbosity"           ? "verbosity"
+         : name.starts_with("opt.")      ? name
          : name.starts_with(prefix)      ? name.substr(prefix.size())
                                          : "";
 }

@@ -55,12 +55,6 @@ vesk_config make_config(const Configuration& config) {
   return {owned.release()};
 }
 
-vesk_env make_env(vesk_config cfg, Environment* sibling) {
-  auto owned = std::make_unique<EnvRecord>();
-  owned->env = std::make_unique<Environment>(config_record(cfg)->config, sibling);
-  return {owned.release()};
-}
-
 }  // namespace
 }  // namespace vesk::capi
 
@@ -113,13 +107,13 @@ char* vesk_get_option(vesk_config cfg, const char* key) {
 }
 
 vesk_env vesk_create_env(vesk_config cfg) {
-  return guard(vesk_env{nullptr}, [&] { return make_env(cfg, nullptr); });
+  return guard(vesk_env{nullptr}, [&] { return make_env<Environment>(cfg, nullptr); });
 }
 
 vesk_env vesk_create_shared_env(vesk_config cfg, vesk_env sibling) {
   return guard(vesk_env{nullptr}, [&] {
     require(sibling.repr != nullptr, "null environment");
-    return make_env(cfg, record(sibling)->env.get());
+    return make_env<Environment>(cfg, record(sibling)->env.get());
   });
 }
 

@@ -113,6 +113,15 @@ T guard(vesk_env env, T failure, F&& body) noexcept {
   });
 }
 
+/// Makes an environment of class `E`, for the caller.
+template <typename E>
+vesk_env make_env(vesk_config cfg, Environment* sibling) {
+  require(cfg.repr != nullptr, "null configuration");
+  auto owned = std::make_unique<EnvRecord>();
+  owned->env = std::make_unique<E>(static_cast<ConfigRecord*>(cfg.repr)->config, sibling);
+  return {owned.release()};
+}
+
 /// The frame of functions without an environment.
 template <typename T, typename F>
 T guard(T failure, F&& body) noexcept {

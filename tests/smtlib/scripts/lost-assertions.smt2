@@ -20,7 +20,7 @@
 (assert (> x true) :named n)
 (pop 1)
 (check-sat-assuming ((> x (- 1.0))))
-(minimize x)
+(minimize (+ x true))
 (check-sat)
 (reset-assertions)
 (check-sat)
@@ -48,7 +48,7 @@
 ;> sat
 ;> (error "lost-assertions.smt2:20:10: argument 2 of '>' is of sort Bool where Real or Int is expected")
 ;> sat
-;> (error "lost-assertions.smt2:23:1: the command 'minimize' is not supported")
+;> (error "lost-assertions.smt2:23:12: argument 2 of '+' is of sort Bool where Real or Int is expected")
 ;> unknown
 ;> sat
 ;> (error "lost-assertions.smt2:27:28: a body of sort Bool where Real is expected")

@@ -34,12 +34,12 @@ TEST(CInterface, EveryOptionTakesItsDefaultAndRefusesOtherText) {
   EXPECT_STREQ(initial, "17");
   vesk_free(initial);
   EXPECT_EQ(vesk_get_option(cfg, "no.such"), nullptr);
-  EXPECT_EQ(vesk_set_option(cfg, "opt.priority", "box"), 0);
-  EXPECT_EQ(vesk_set_option(cfg, "opt.priority", "lex"), -1);
+  EXPECT_EQ(vesk_set_option(cfg, "opt.priority", "lex"), 0);
+  EXPECT_EQ(vesk_set_option(cfg, "opt.soft_timeout", "true"), -1);
   EXPECT_NE(std::string(vesk_last_error_message({nullptr})).find("nothing serves it yet"), std::string::npos);
   EXPECT_EQ(vesk_set_option(cfg, "opt.priority", "le"), -1);
   EXPECT_EQ(vesk_set_option(cfg, "opt.bin.pivot_position", "0"), -1);
-  EXPECT_EQ(vesk_set_option(cfg, "opt.bin.pivot_position", "1.0"), -1);
+  EXPECT_EQ(vesk_set_option(cfg, "opt.bin.pivot_position", "1.01"), -1);
   EXPECT_EQ(vesk_set_option(cfg, "opt.bin.pivot_position", "0.50"), 0);
   EXPECT_EQ(vesk_set_option(cfg, "opt.asoft.circuit_limit", "+20"), 0);
   EXPECT_EQ(vesk_set_option(cfg, "opt.asoft.circuit_limit", "21"), -1);

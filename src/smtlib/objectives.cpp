@@ -1,0 +1,59 @@
+#include "smtlib/objectives.h"
+
+#include <ostream>
+#include <utility>
+
+#include "smtlib/model_printer.h"
+
+namespace smtlib {
+
+void Objectives::add(bool maximizes, TypedTerm term, std::string text) {
+  const vesk_env env = maker_.env();
+  entries_.reserve(entries_.size() + 1);
+  const vesk_objective objective =
+      maximizes ? vesk_make_maximize(env, term.term) : vesk_make_minimize(env, term.term);
+  if (objective.repr == nullptr) throw TermFault(vesk_last_error_message(env));
+  if (vesk_assert_objective(env, objective) != 0) {
+    const TermFault fault(vesk_last_error_message(env));
+    vesk_destroy_objective(env, objective);
+    throw fault;
+  }
+  entries_.push_back({objective, term.type, std::move(text)});
+}
+
+void Objectives::shrink(std::size_t size) {
+  for (; entries_.size() > size; entries_.pop_back())
+    vesk_destroy_objective(maker_.env(), entries_.back().objective);
+}
+
+// "" where there is none.
+std::string Objectives::value(const Entry& entry, int api_code) const {
+  const vesk_env env = maker_.env();
+  char* known = vesk_objective_value_repr(env, entry.objective, api_code);
+  const std::string text = known == nullptr ? "" : known;
+  vesk_free(known);
+  if (text.empty()) return "";
+  if (text == "-oo") return "(- oo)";
+  if (text == "oo") return text;
+  const vesk_term number = vesk_objective_value_term(env, entry.objective, api_code);
+  const std::string spelled = value_text(maker_, number, entry.type);
+  if (vesk_objective_value_is_strict(env, entry.objective, api_code) == 0) return spelled;
+  return (text.ends_with("- epsilon") ? "(- " : "(+ ") + spelled + " epsilon)";
+}
+
+void Objectives::print(bool was_stopped, std::ostream& out) const {
+  out << "(objectives\n";
+  for (const Entry& entry : entries_) {
+    const std::string upper = value(entry, was_stopped ? VESK_UPPER : VESK_OPTIMUM);
+    if (upper.empty()) continue;
+    out << " (" << entry.text << ' ';
+    if (was_stopped)
+      out << "(interval " << value(entry, VESK_LOWER) << ' ' << upper << ')';
+    else
+      out << upper;
+    out << ")\n";
+  }
+  out << ")\n";
+}
+
+}  // namespace smtlib
