@@ -7,14 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "solver/capi/solver_script.h"
 #include "solver/num/qnumber.h"
-#include "veskormax.h"
+#include "solver/opt/opt_script.h"
 
 namespace {
 
 using vesk::QNumber;
-using Options = std::vector<std::pair<const char*, const char*>>;
+using Options = OptScript::Options;
 
 /// A number as a term, and back.
 vesk_term number(vesk_env env, const QNumber& value) { return vesk_make_number(env, value.to_str().c_str()); }
@@ -25,18 +24,12 @@ QNumber parsed(const std::string& text) {
   return value;
 }
 
-std::string taken(char* text) {
-  const std::string copy = text == nullptr ? "null" : text;
-  vesk_free(text);
-  return copy;
-}
-
 /// An optimising environment, and a plain one over the same terms that certifies what it says: an optimum is
 /// one because no better value can be had, whatever another optimiser may think.
 class Optimizer {
  public:
   explicit Optimizer(const Options& options, bool is_lexicographic)
-      : is_lexicographic_(is_lexicographic), s(all(options, is_lexicographic), vesk_create_opt_env) {
+      : is_lexicographic_(is_lexicographic), s(is_lexicographic ? "lex" : "box", options) {
     const vesk_config cfg = vesk_create_config();
     plain_ = vesk_create_shared_env(cfg, s.env);
     vesk_destroy_config(cfg);
@@ -66,10 +59,7 @@ class Optimizer {
   }
   bool has_level() const { return !levels_.empty(); }
   void optimize(bool maximizes, vesk_term term) {
-    const vesk_objective objective =
-        maximizes ? vesk_make_maximize(s.env, term) : vesk_make_minimize(s.env, term);
-    ASSERT_EQ(vesk_assert_objective(s.env, objective), 0) << s.error();
-    goals_.push_back({objective, maximizes, term});
+    goals_.push_back({maximizes ? s.maximize(term) : s.minimize(term), maximizes, term});
   }
 
   /// Checks, and certifies the answer.
@@ -82,9 +72,6 @@ class Optimizer {
       if (!certify(goal, answer)) break;
     vesk_pop_backtrack_point(plain_);
   }
-  std::string optimum(std::size_t goal) {
-    return taken(vesk_objective_value_repr(s.env, goals_[goal].objective, VESK_OPTIMUM));
-  }
 
  private:
   struct Goal {
@@ -92,11 +79,6 @@ class Optimizer {
     bool maximizes;
     vesk_term term;
   };
-
-  static Options all(Options options, bool is_lexicographic) {
-    options.emplace_back("opt.priority", is_lexicographic ? "lex" : "box");
-    return options;
-  }
 
   /// The term is better than the bound, or at least as good.
   vesk_term beats(const Goal& goal, const QNumber& bound, bool strictly) {
@@ -114,7 +96,7 @@ class Optimizer {
 
   /// False: the objectives behind this one were not searched.
   bool certify(const Goal& goal, int answer) {
-    const std::string text = taken(vesk_objective_value_repr(s.env, goal.objective, VESK_OPTIMUM));
+    const std::string text = s.value(goal.objective);
     if (answer != 1) {
       EXPECT_EQ(text, "null");
       return true;
@@ -151,7 +133,7 @@ class Optimizer {
   bool is_lexicographic_;
 
  public:
-  SolverScript s;
+  OptScript s;
   std::array<int, 3> num_certified{};  // unbounded, attained, not attained
 
  private:
