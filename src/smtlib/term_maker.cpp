@@ -221,6 +221,14 @@ vesk_term TermMaker::negated(vesk_term term) const { return checked(vesk_make_no
 
 // The interface has no subtraction and no unary minus.
 vesk_term TermMaker::minus(vesk_term term) const {
+  // A number stays one whatever the solver simplifies: some places take nothing else.
+  if (vesk_term_is_number(env_, term) == 1) {
+    char* number = vesk_term_to_number(env_, term);
+    const std::string text = number;
+    vesk_free(number);
+    const bool is_negative = text.front() == '-';
+    return checked(vesk_make_number(env_, is_negative ? text.c_str() + 1 : ('-' + text).c_str()));
+  }
   return checked(vesk_make_times(env_, vesk_make_int_number(env_, -1), term));
 }
 
