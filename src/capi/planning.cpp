@@ -75,8 +75,7 @@ zorvel_ttplan solve(FtpPlanner& planner) {
 extern "C" {
 
 zorvel_ttplan zorvel_do_ftp_planning(zorvel_problem problem) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     FtpPlanner planner(object->env(), object);
     return solve(planner);
   });
@@ -84,16 +83,14 @@ zorvel_ttplan zorvel_do_ftp_planning(zorvel_problem problem) {
 zorvel_ttplan zorvel_do_ftp_planning_with_custom_heuristic(zorvel_problem problem,
                                                            zorvel_heuristic_callback callback,
                                                            void* user_data) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     FtpPlanner planner(object->env(), object, to_heuristic(callback, user_data));
     return solve(planner);
   });
 }
 zorvel_ttplan zorvel_do_ftp_planning_with_limits(zorvel_problem problem, double seconds, double mebibytes,
                                                  zorvel_search_outcome* outcome) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     zorvel_search_outcome& result = to_place(outcome, "outcome");
     FtpPlanner planner(object->env(), object);
     planner.set_limits(to_limits(seconds, mebibytes));
@@ -104,8 +101,7 @@ zorvel_ttplan zorvel_do_ftp_planning_with_limits(zorvel_problem problem, double 
 }
 
 zorvel_potplan zorvel_do_tsimple_planning(zorvel_problem problem) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     TSimplePlanner planner(object->env(), object);
     return solve_in_partial_order(planner);
   });
@@ -113,29 +109,25 @@ zorvel_potplan zorvel_do_tsimple_planning(zorvel_problem problem) {
 zorvel_potplan zorvel_do_tsimple_planning_with_custom_heuristic(zorvel_problem problem,
                                                                 zorvel_heuristic_callback callback,
                                                                 void* user_data) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     TSimplePlanner planner(object->env(), object, 0, to_heuristic(callback, user_data));
     return solve_in_partial_order(planner);
   });
 }
 zorvel_potplan zorvel_do_iw_planning(zorvel_problem problem) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     IWPlanner planner(object->env(), object);
     return solve_in_partial_order(planner);
   });
 }
 
 int zorvel_ttplan_validate(zorvel_problem problem, zorvel_ttplan plan) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     return TTValidator(object->env(), object).check_validity(to_cxx(plan)) ? 1 : 0;
   });
 }
 int zorvel_ttplan_explain(zorvel_problem problem, zorvel_ttplan plan, char** reason) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     char*& place = to_place(reason, "reason");
     TTValidator validator(object->env(), object);
     const bool is_valid = validator.check_validity(to_cxx(plan));

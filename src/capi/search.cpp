@@ -30,7 +30,7 @@ class SearchSession {
     limits.memory_bytes = memory_bytes_;
     limits.on_progress = [this](const SearchProgress& progress) { progress_ = progress; };
     planner_.set_limits(std::move(limits));
-    auto plan = planner_.next();
+    auto plan = report::in_user_words(problem_, [this] { return planner_.next(); });
     outcome = to_c(planner_.outcome());
     return plan;
   }
@@ -78,9 +78,8 @@ zorvel_ttplan solve(GuidedPlanner& planner) {
   return to_handle<zorvel_ttplan>(std::dynamic_pointer_cast<TimeTriggeredPlan>(planner.solve()));
 }
 
-zorvel_ttplan solve_with_limits(zorvel_problem problem, HCustom::Function heuristic, double seconds,
+zorvel_ttplan solve_with_limits(const model::ProblemPtr& object, HCustom::Function heuristic, double seconds,
                                 double mebibytes, zorvel_search_outcome* outcome) {
-  const model::ProblemPtr object = to_plannable(problem);
   zorvel_search_outcome& result = to_place(outcome, "outcome");
   GuidedPlanner planner(object->env(), object, std::move(heuristic));
   planner.set_limits(to_limits(seconds, mebibytes));
@@ -89,9 +88,8 @@ zorvel_ttplan solve_with_limits(zorvel_problem problem, HCustom::Function heuris
   return plan;
 }
 
-zorvel_search new_session(zorvel_problem problem, HCustom::Function heuristic, const char* const* names,
-                          const char* const* values, int n) {
-  const model::ProblemPtr object = to_plannable(problem);
+zorvel_search new_session(const model::ProblemPtr& object, HCustom::Function heuristic,
+                          const char* const* names, const char* const* values, int n) {
   const auto keys = to_texts(names, n, "names"), texts = to_texts(values, n, "values");
   double mebibytes = 0;
   for (std::size_t i = 0; i < keys.size(); ++i) {
@@ -113,21 +111,21 @@ zorvel_search new_session(zorvel_problem problem, HCustom::Function heuristic, c
 extern "C" {
 
 zorvel_ttplan zorvel_do_guided_planning(zorvel_problem problem) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     GuidedPlanner planner(object->env(), object);
     return solve(planner);
   });
 }
 zorvel_ttplan zorvel_do_guided_planning_with_limits(zorvel_problem problem, double seconds, double mebibytes,
                                                     zorvel_search_outcome* outcome) {
-  return at_boundary([&] { return solve_with_limits(problem, {}, seconds, mebibytes, outcome); });
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
+    return solve_with_limits(object, {}, seconds, mebibytes, outcome);
+  });
 }
 zorvel_ttplan zorvel_do_guided_planning_with_custom_heuristic(zorvel_problem problem,
                                                               zorvel_heuristic_callback callback,
                                                               void* user_data) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     GuidedPlanner planner(object->env(), object, to_heuristic(callback, user_data));
     return solve(planner);
   });
@@ -137,16 +135,15 @@ zorvel_ttplan zorvel_do_guided_planning_with_custom_heuristic_and_limits(zorvel_
                                                                          void* user_data, double seconds,
                                                                          double mebibytes,
                                                                          zorvel_search_outcome* outcome) {
-  return at_boundary([&] {
-    return solve_with_limits(problem, to_heuristic(callback, user_data), seconds, mebibytes, outcome);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
+    return solve_with_limits(object, to_heuristic(callback, user_data), seconds, mebibytes, outcome);
   });
 }
 
 zorvel_ttplan zorvel_do_planning_with_limits(zorvel_problem problem, const char* algorithm, double seconds,
                                              double mebibytes, zorvel_progress_callback callback,
                                              void* user_data, zorvel_search_outcome* outcome) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     zorvel_search_outcome& result = to_place(outcome, "outcome");
     SearchLimits limits = to_limits(seconds, mebibytes);
     const auto planner = make_planner(to_text(algorithm, "algorithm"), object);
@@ -168,14 +165,16 @@ zorvel_ttplan zorvel_do_planning_with_limits(zorvel_problem problem, const char*
 
 zorvel_search zorvel_search_new(zorvel_problem problem, const char* const* names, const char* const* values,
                                 int n) {
-  return at_boundary([&] { return new_session(problem, {}, names, values, n); });
+  return at_planning_boundary(
+      problem, [&](const model::ProblemPtr& object) { return new_session(object, {}, names, values, n); });
 }
 zorvel_search zorvel_search_new_with_custom_heuristic(zorvel_problem problem,
                                                       zorvel_heuristic_callback callback, void* user_data,
                                                       const char* const* names, const char* const* values,
                                                       int n) {
-  return at_boundary(
-      [&] { return new_session(problem, to_heuristic(callback, user_data), names, values, n); });
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
+    return new_session(object, to_heuristic(callback, user_data), names, values, n);
+  });
 }
 zorvel_ttplan zorvel_search_next(zorvel_search search, double seconds, zorvel_search_outcome* outcome) {
   return at_boundary([&] {
@@ -204,8 +203,7 @@ int zorvel_search_destroy(zorvel_search search) {
 zorvel_ttplan zorvel_do_anytime_planning(zorvel_problem problem, double seconds, double mebibytes,
                                          zorvel_plan_callback callback, void* user_data,
                                          zorvel_search_outcome* outcome) {
-  return at_boundary([&] {
-    const model::ProblemPtr object = to_plannable(problem);
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     zorvel_search_outcome& result = to_place(outcome, "outcome");
     const SearchLimits limits = to_limits(seconds, mebibytes);
     const auto started = std::chrono::steady_clock::now();

@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 
 #include <iostream>
+#include <optional>
 #include <utility>
 
 #include "cli/input.h"
@@ -44,8 +45,11 @@ Status validate(Environment& env, const std::vector<std::string>& files) {
   const Configuration& options = env.configuration();
   check_options(options, "validate");
   const auto [input, plan] = read_problem_and_plan(env, files, "validate");
-  TTValidator validator(env, input.problem);
-  const bool is_valid = validator.check_validity(plan);
+  std::optional<TTValidator> replay;
+  const bool is_valid = report::in_user_words(input.problem, [&, &input = input, &plan = plan] {
+    return replay.emplace(env, input.problem).check_validity(plan);
+  });
+  const TTValidator& validator = *replay;
   const std::string reason = report::UserWords(*input.problem).message(validator.reason());
   write_to("", [&](std::ostream& out) {
     if (plan_format(options) == PlanFormat::json)

@@ -17,6 +17,7 @@
 #include "model/unsupported_statement.h"
 #include "report/answer.h"
 #include "report/check.h"
+#include "report/user_words.h"
 #include "search/engines/planner_table.h"
 #include "search/forward/guided/guided_planner.h"
 #include "transformers/without_metrics.h"
@@ -83,6 +84,11 @@ class SolveCommand {
 
   Status run(const std::vector<std::string>& files) {
     input_ = read_problem(env_, files, "solve");
+    return report::in_user_words(input_.problem, [this] { return solve(); });
+  }
+
+ private:
+  Status solve() {
     std::size_t warnings = print_warnings(env_);
     make_planner();
     warnings = print_warnings(env_, warnings);
@@ -92,7 +98,6 @@ class SolveCommand {
     return plan ? answer(plan) : answer_without_plan();
   }
 
- private:
   /// What the timer says on standard output if it has to end the program.
   std::string last_words() const {
     return is_json() ? report::failure_to_json("limit", "the time limit was reached") : "";

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/configuration.h"
@@ -19,10 +21,19 @@ class WarningManager {
  public:
   /// Writes a log line at level WARNING if that level is on, and stores `text` always.
   void warn(const std::string& text);
+  /// The same unless it was said before, as it is when one problem is searched several times.
+  void warn_once(const std::string& text);
   const std::vector<std::string>& warnings() const { return warnings_; }
 
+  using Rewording = std::function<std::string(const std::string&)>;
+  /// Gives every warning from here on in other words; the words before are returned. Empty: as it is.
+  Rewording set_rewording(Rewording rewording) { return std::exchange(rewording_, std::move(rewording)); }
+
  private:
+  std::string reworded(const std::string& text) const { return rewording_ ? rewording_(text) : text; }
+
   std::vector<std::string> warnings_;
+  Rewording rewording_;
 };
 
 /// One planning context: it owns every expression, the factory of model objects, the type checker, the

@@ -19,6 +19,8 @@ class ZorvelError : public std::exception {
   const char* what() const noexcept override { return text_.c_str(); }
   const std::string& message() const { return text_; }
   void append(std::string_view more) { text_ += more; }
+  /// Says the same in other words: `text` replaces class name and message.
+  void reword(std::string text) { text_ = std::move(text); }
 
  protected:
   ZorvelError(std::string_view class_name, std::string_view message);

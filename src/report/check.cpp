@@ -402,8 +402,9 @@ class Checker {
 
 CheckResult check_problem(const model::ProblemPtr& problem) {
   Environment& env = problem->env();
-  const tp::ftp::FtpPlanner planner(env, model::without_metrics(problem));
-  CheckResult result = check_problem(problem, planner);
+  CheckResult result = in_user_words(problem, [&] {
+    return check_problem(problem, tp::ftp::FtpPlanner(env, model::without_metrics(problem)));
+  });
   for (const std::string& warning : env.warning_manager().warnings())
     if (!warning.starts_with(missing_values_warning))  // told with its places
       result.findings.push_back({Finding::Kind::warning, warning, "", 0, 0});

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
 
+#include "core/errors.h"
 #include "core/node.h"
 #include "model/problem_instance.h"
 
@@ -30,5 +32,26 @@ class UserWords {
   std::map<std::string, std::string> members_;  // declared names by flat ones
   std::unordered_map<std::string, std::string> written_names_;
 };
+
+/// Runs the body; the warnings given and the errors thrown meanwhile speak of the problem in its user's
+/// words.
+template <class Body>
+auto in_user_words(const model::ProblemPtr& problem, const Body& body) {
+  const auto words = std::make_shared<const UserWords>(*problem);
+  struct Guard {
+    WarningManager& warnings;
+    WarningManager::Rewording before;
+    ~Guard() { warnings.set_rewording(std::move(before)); }
+  };
+  WarningManager& warnings = problem->env().warning_manager();
+  const Guard guard{
+      warnings, warnings.set_rewording([words](const std::string& text) { return words->message(text); })};
+  try {
+    return body();
+  } catch (ZorvelError& error) {
+    error.reword(words->message(error.message()));
+    throw;
+  }
+}
 
 }  // namespace zorvel::report

@@ -9,6 +9,7 @@
 #include "report/chart.h"
 #include "report/check.h"
 #include "search/forward/ftp_planner.h"
+#include "test_helpers.h"
 #include "validation/tt_validator.h"
 
 namespace zorvel::report {
@@ -90,6 +91,25 @@ TEST_F(PddlWords, SoHaveThePageAndTheCheck) {
   const std::string found = to_text(check_problem(stuck));
   EXPECT_NE(found.find("the goal at(t1, b1) can never be reached"), std::string::npos) << found;
   EXPECT_NE(found.find("the action 'b1' can never be applied"), std::string::npos) << found;
+}
+
+TEST_F(PddlWords, SoHaveWarningsAndErrors) {
+  Environment other;
+  const auto open = PddlReader(other).read_texts(domain,
+                                                 "(define (problem p) (:objects t1 - truck b1 - boat) (:init "
+                                                 "(at t1) (road t1) (= (sum) 0)) (:goal (done t1)))",
+                                                 "d.pddl", "p.pddl");
+  in_user_words(open, [&] {
+    const tp::ftp::FtpPlanner first(other, open), second(other, open);
+    return 0;
+  });
+  const std::vector<std::string> said{"These fluents are used and have no initial value: at(t1)"};
+  EXPECT_EQ(other.warning_manager().warnings(), said);
+  const auto fail = [&] { in_user_words(open, []() -> int { throw InternalError("no at_(t1, t1)"); }); };
+  EXPECT_THROW(fail(), InternalError);
+  EXPECT_EQ(error_of(fail), "InternalError: no at(t1, t1)");
+  other.warning_manager().warn("at_(t1)");
+  EXPECT_EQ(other.warning_manager().warnings().back(), "at_(t1)");
 }
 
 }  // namespace

@@ -16,12 +16,7 @@ void MissingValues::note(Node* reference) {
 
 void MissingValues::warn(Environment& env) const {
   if (names_.empty()) return;
-  warn_once(env, std::string(missing_values_warning) + ": " + shortened_list(names_));
-}
-
-void warn_once(Environment& env, const std::string& text) {
-  const auto& known = env.warning_manager().warnings();
-  if (std::find(known.begin(), known.end(), text) == known.end()) env.warning_manager().warn(text);
+  env.warning_manager().warn_once(std::string(missing_values_warning) + ": " + shortened_list(names_));
 }
 
 std::string shortened_list(const std::set<std::string>& texts) {

@@ -26,9 +26,6 @@ class MissingValues {
   std::set<std::string> names_;
 };
 
-/// Warns unless the same was said before, as it is when one problem is searched several times.
-void warn_once(Environment& env, const std::string& text);
-
 /// The first 20 texts joined by commas, and how many more there are.
 std::string shortened_list(const std::set<std::string>& texts);
 

@@ -41,7 +41,7 @@ bool is_impossible(Environment& env, const model::ActionImpl& action) {
 }
 
 void warn_with_list(Environment& env, const std::string& text, const std::set<std::string>& names) {
-  if (!names.empty()) warn_once(env, text + shortened_list(names));
+  if (!names.empty()) env.warning_manager().warn_once(text + shortened_list(names));
 }
 
 }  // namespace
