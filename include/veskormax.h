@@ -53,6 +53,14 @@ vesk_objective vesk_make_maxmin(vesk_env env, const vesk_term* terms, size_t n);
  * were asserted before. -1: it is asserted already. */
 int vesk_assert_objective(vesk_env env, vesk_objective objective);
 
+/** In models that violate the formula the number `weight` counts, which may be negative. The sum of what
+ * counts is the value of the rational constant named `id`, in every model, from the first soft formula of
+ * that name on; it may be declared before or after, stand in formulas, and be minimised, which nothing does
+ * by itself. -1: "assert_soft: soft clause must be of Boolean type", "assert_soft: all weights must be of
+ * Real or Int type", "assert_soft: weight must be a constant value", or `id` is no name for a rational
+ * constant. */
+int vesk_assert_soft_formula(vesk_env env, vesk_term formula, vesk_term weight, const char* id);
+
 /** The handle may not be used any more. An objective that is asserted counts until it is popped. A null
  * handle is left alone. */
 void vesk_destroy_objective(vesk_env env, vesk_objective objective);

@@ -21,6 +21,7 @@ const Interpreter::Handler* Interpreter::find_handler(std::string_view name) {
   using I = Interpreter;
   static const std::unordered_map<std::string_view, Handler> table{
       {"assert", {&I::assert_formula, true}},
+      {"assert-soft", {&I::assert_soft, true}},
       {"check-sat", {&I::check_sat, true}},
       {"check-sat-assuming", {&I::check_sat_assuming, true}},
       {"echo", {&I::echo, false}},
@@ -364,6 +365,32 @@ void Interpreter::assert_objective(bool maximizes, TokenCursor& cursor) {
   if (vesk_is_bool_type(env_, term.type) != 0 || !maker_->fits(term.type, maker_->real_type()))
     throw ScriptError(where, "an objective is a number");
   objectives_->add(maximizes, term, std::move(text));
+  last_answer_ = Answer::none;
+}
+
+void Interpreter::assert_soft(TokenCursor& cursor) {
+  const vesk_term formula = builder_->read_formula(cursor);
+  vesk_term weight = vesk_make_int_number(env_, 1);
+  std::string group;
+  bool has_weight = false, has_group = false;
+  while (!cursor.at_close()) {
+    const Token& key = cursor.peek();
+    const std::string_view name = cursor.take_text(Token::Kind::keyword, "':weight', ':id' or ')'");
+    bool& is_given = name == "weight" ? has_weight : has_group;
+    if (name != "weight" && name != "id")
+      throw ScriptError(key.where, "expected ':weight' or ':id', not ':" + std::string(name) + "'");
+    if (is_given) throw ScriptError(key.where, "':" + std::string(name) + "' is given already");
+    is_given = true;
+    const Position where = cursor.peek().where;
+    if (name == "weight") {
+      weight = builder_->read_term(cursor).term;
+      if (vesk_term_is_number(env_, weight) == 0) throw ScriptError(where, "a weight is a number");
+    } else {
+      group = cursor.take_name("the name of a group");
+    }
+  }
+  cursor.expect_close("the soft formula");
+  objectives_->add_soft(formula, weight, group);
   last_answer_ = Answer::none;
 }
 

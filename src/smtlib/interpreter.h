@@ -68,6 +68,7 @@ class Interpreter {
 
   // A command reads all its arguments before it does anything.
   void assert_formula(TokenCursor& cursor);
+  void assert_soft(TokenCursor& cursor);
   void check_sat(TokenCursor& cursor);
   void check_sat_assuming(TokenCursor& cursor);
   void echo(TokenCursor& cursor);

@@ -3,22 +3,37 @@
 #include <ostream>
 #include <utility>
 
+#include "smtlib/command_reader.h"
 #include "smtlib/model_printer.h"
 
 namespace smtlib {
 
 void Objectives::add(bool maximizes, TypedTerm term, std::string text) {
+  assert_objective(maximizes, term.term, {{}, term.type, std::move(text)});
+}
+
+void Objectives::assert_objective(bool maximizes, vesk_term term, Entry entry) {
   const vesk_env env = maker_.env();
-  entries_.reserve(entries_.size() + 1);
-  const vesk_objective objective =
-      maximizes ? vesk_make_maximize(env, term.term) : vesk_make_minimize(env, term.term);
-  if (objective.repr == nullptr) throw TermFault(vesk_last_error_message(env));
-  if (vesk_assert_objective(env, objective) != 0) {
-    const TermFault fault(vesk_last_error_message(env));
-    vesk_destroy_objective(env, objective);
-    throw fault;
-  }
-  entries_.push_back({objective, term.type, std::move(text)});
+  entries_.push_back(std::move(entry));
+  vesk_objective& objective = entries_.back().objective;
+  objective = maximizes ? vesk_make_maximize(env, term) : vesk_make_minimize(env, term);
+  if (vesk_assert_objective(env, objective) == 0) return;
+  const TermFault fault(vesk_last_error_message(env));
+  shrink(entries_.size() - 1);
+  throw fault;
+}
+
+void Objectives::add_soft(vesk_term formula, vesk_term weight, std::string_view group) {
+  const vesk_env env = maker_.env();
+  // No symbol of a script has a bar.
+  const std::string name = "|soft|" + std::string(group);
+  if (vesk_assert_soft_formula(env, formula, weight, name.c_str()) != 0)
+    throw TermFault(vesk_last_error_message(env));
+  for (const Entry& entry : entries_)
+    if (entry.group == name) return;
+  const vesk_term sum = vesk_make_constant(env, vesk_declare_function(env, name.c_str(), maker_.real_type()));
+  // Of sort Int: whole sums are written without a point.
+  assert_objective(false, sum, {{}, maker_.int_type(), spell_symbol(group), name});
 }
 
 void Objectives::shrink(std::size_t size) {

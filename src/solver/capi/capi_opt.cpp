@@ -77,11 +77,19 @@ vesk_objective vesk_make_maxmin(vesk_env env, const vesk_term* terms, size_t n) 
 }
 
 int vesk_assert_objective(vesk_env env, vesk_objective objective) {
-  const int status = guard(env, -1, [&](EnvRecord& r) {
+  return guard(env, -1, [&](EnvRecord& r) {
     opt_env(r).assert_objective(::arg(objective));
     return 0;
   });
-  return status;
+}
+
+int vesk_assert_soft_formula(vesk_env env, vesk_term formula, vesk_term weight, const char* id) {
+  const int status = guard(env, -1, [&](EnvRecord& r) {
+    OptEnvironment& e = opt_env(r);
+    e.assert_soft_formula(vesk::capi::arg(formula), vesk::capi::arg(weight), vesk::capi::arg(id));
+    return 0;
+  });
+  return note_if_lost(env, status, false);
 }
 
 void vesk_destroy_objective(vesk_env env, vesk_objective objective) {

@@ -98,7 +98,7 @@ void Environment::find_unsat_assumptions() {
       literals.push_back(literal);
     }
     start_limits();
-    answer = check_stack(literals);
+    answer = check_literals(literals);
   } catch (const Exception&) {
     // why nothing is said: with the labels the formulas may have a form that the search does not take.
     answer = Answer::unknown;
@@ -119,7 +119,7 @@ void Environment::find_unsat_assumptions() {
   for (std::size_t i = 0; i < all.size(); ++i)
     if (std::find(refuted.begin(), refuted.end(), literals[i]) != refuted.end())
       unsat_assumptions_.push_back(all[i]);
-  assert(is_refuted(asserted_formulas(), unsat_assumptions_));
+  assert(is_refuted(formulas_in_force(), unsat_assumptions_));
 }
 
 std::vector<Term> Environment::unsat_core() const {

@@ -26,7 +26,7 @@ QNumber to_fraction(double number) {
 }  // namespace
 
 OptEnvironment::OptEnvironment(const Configuration& config, Environment* sibling)
-    : Environment(config, sibling) {}
+    : Environment(config, sibling), sums_(terms(), this->config().opt) {}
 
 OptEnvironment::~OptEnvironment() = default;
 
@@ -97,6 +97,24 @@ void OptEnvironment::load_model(const Objective* objective) {
   set_model(objective->outcome->model);
 }
 
+void OptEnvironment::assert_soft_formula(Term formula, Term weight, std::string_view id) {
+  const PbManager::Demand demand = sums_.add(formula, weight, id);
+  put_own(demand.formula);
+  if (demand.preferred != nullptr) add_preferred_for_branching(demand.preferred, -1);
+}
+
+// On the level where the entries are that they are for, so that they live as long as these.
+void OptEnvironment::put_definitions() {
+  for (Term definition : sums_.take_definitions()) put_own(definition);
+}
+
+std::vector<Term> OptEnvironment::formulas_in_force() const {
+  std::vector<Term> formulas = sums_.sums();
+  for (Term term : stack())
+    if (term != nullptr) formulas.push_back(term);
+  return formulas;
+}
+
 // Assertions. What is put on the stack here and not by a caller is never shown.
 
 void OptEnvironment::put_own(Term formula) {
@@ -122,7 +140,9 @@ void OptEnvironment::assert_formula(Term formula) {
 }
 
 void OptEnvironment::push_backtrack_point() {
+  put_definitions();
   levels_.push_back({active_.size(), own_.size()});
+  sums_.push();
   Environment::push_backtrack_point();
 }
 
@@ -130,6 +150,7 @@ void OptEnvironment::pop_backtrack_point() {
   Environment::pop_backtrack_point();
   shrink_to(levels_.back());
   levels_.pop_back();
+  sums_.pop();
 }
 
 void OptEnvironment::shrink_to(const Level& level) {
@@ -144,6 +165,7 @@ void OptEnvironment::reset() {
   Environment::reset();
   shrink_to({0, 0});
   levels_.clear();
+  sums_.reset();
 }
 
 std::vector<Term> OptEnvironment::asserted_formulas() const {
@@ -166,6 +188,7 @@ std::vector<Term> OptEnvironment::unsat_core() const {
 }
 
 void OptEnvironment::append_roots(std::vector<Term>& roots) const {
+  sums_.append_roots(roots);
   for (const std::unique_ptr<Objective>& objective : objectives_) {
     if (objective == nullptr) continue;
     for (Term term : {objective->term, objective->constant, objective->definition}) roots.push_back(term);
@@ -178,6 +201,7 @@ void OptEnvironment::append_roots(std::vector<Term>& roots) const {
 
 Environment::Answer OptEnvironment::check(const std::vector<Term>& assumptions) {
   drop_outcomes();
+  put_definitions();
   is_checking_ = true;
   try {
     const Answer answer = Environment::check(assumptions);
@@ -208,7 +232,9 @@ Environment::Answer OptEnvironment::behind_level(const Body& body) {
 }
 
 Environment::Answer OptEnvironment::check_literals(const std::vector<Term>& literals) {
-  if (active_.empty() || enumerates_models()) return check_stack(literals);
+  const bool optimizes = !active_.empty() && !enumerates_models();
+  if (!optimizes && !sums_.has_sums()) return check_stack(literals);
+  if (!optimizes) return behind_level([&] { return check_sums(literals); });
   if (!config().model_generation) throw EnvironmentError("optimizer: model generation must be enabled.");
   if (config().opt.priority == "par") throw EnvironmentError("Pareto optimisation is not supported");
   const Answer answer = behind_level([&] { return check_objectives(literals); });
@@ -216,9 +242,16 @@ Environment::Answer OptEnvironment::check_literals(const std::vector<Term>& lite
   return answer;
 }
 
-Environment::Answer OptEnvironment::check_objectives(const std::vector<Term>& literals) {
+// The assertions alone, with the sums of the groups.
+Environment::Answer OptEnvironment::check_sums(const std::vector<Term>& literals) {
+  for (Term sum : sums_.sums()) put_on_stack(sum);
   const Answer answer = check_stack(literals);
   keep_unsat_assumptions(literals);
+  return answer;
+}
+
+Environment::Answer OptEnvironment::check_objectives(const std::vector<Term>& literals) {
+  const Answer answer = check_sums(literals);
   if (answer != Answer::satisfiable) return answer;
   make_model();
   return config().opt.priority == "lex" ? check_lexicographic(literals) : check_boxes(literals);

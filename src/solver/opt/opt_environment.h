@@ -3,20 +3,23 @@
 #include <cstddef>
 #include <memory>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "solver/env/environment.h"
 #include "solver/opt/objective.h"
 #include "solver/opt/opt_search.h"
+#include "solver/opt/pb_manager.h"
 
 namespace vesk::opt {
 
 /// An environment whose checks find a model that is best for the asserted objectives.
 ///
 /// Owns the objectives, and the list of those that are asserted, in order of assertion; a pop takes off that
-/// list what was asserted on its level. Each check that optimises opens levels of its own on the stack of
-/// assertions, on which stand what is searched for and what earlier objectives hold, and takes them off
-/// before it returns, so that a caller meets none of them. What the search learns below these levels stays.
+/// list what was asserted on its level. Owns the groups of soft formulas, too. Each check that optimises, or
+/// has such groups, opens levels of its own on the stack of assertions, on which stand what is searched for
+/// and what earlier objectives hold, and takes them off before it returns, so that a caller meets none of
+/// them. What the search learns below these levels stays.
 ///
 /// A step of the search is a check under assumptions: those of the caller, and a bound on the constant that
 /// stands for the objective. Simplex brings every assignment found to a vertex that is best for it.
@@ -37,6 +40,9 @@ class OptEnvironment : public Environment {
   void destroy_objective(Objective* objective);
   /// Makes the best model of the objective the current one. EnvironmentError if there is none.
   void load_model(const Objective* objective);
+  /// Adds the weight to the sum of the group `id` in all models that violate the formula. The sum is the
+  /// value of the rational constant of that name. Errors are those of PbManager::add().
+  void assert_soft_formula(Term formula, Term weight, std::string_view id);
   /// In order of assertion.
   const std::vector<Objective*>& asserted_objectives() const { return active_; }
 
@@ -63,11 +69,14 @@ class OptEnvironment : public Environment {
   void append_roots(std::vector<Term>& roots) const override;
 
   void put_own(Term formula);
+  void put_definitions();
+  std::vector<Term> formulas_in_force() const override;
   void shrink_to(const Level& level);
   void drop_outcomes();
   void free_destroyed();
   template <typename Body>
   Answer behind_level(const Body& body);
+  Answer check_sums(const std::vector<Term>& literals);
   Answer check_objectives(const std::vector<Term>& literals);
   Answer optimize(Objective& objective, const std::vector<Term>& literals);
   Answer search(Objective& objective, const std::vector<Term>& literals);
@@ -81,6 +90,7 @@ class OptEnvironment : public Environment {
 
   std::vector<std::unique_ptr<Objective>> objectives_;  // by number; null: the number is free
   std::vector<Objective*> active_;
+  PbManager sums_;
   std::vector<std::size_t> own_;  // places on the stack of what no caller asserted, in order
   std::vector<Level> levels_;
   bool is_checking_ = false;  // levels that are popped now are no caller's

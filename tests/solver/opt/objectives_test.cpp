@@ -157,11 +157,6 @@ TEST(Objectives, StoppedSearchesKeepTheBestModelAndTheBounds) {
     int left;
     static int ends(void* self) { return --static_cast<Countdown*>(self)->left < 0 ? 1 : 0; }
   };
-  const auto number = [](const std::string& text) {
-    QNumber value;
-    EXPECT_TRUE(QNumber::from_str(text, &value)) << text;
-    return value;
-  };
   int num_stopped = 0, num_with_bounds = 0;
   for (int polls = 0;; polls = polls * 9 / 8 + 1) {
     Countdown countdown{polls};
@@ -170,13 +165,13 @@ TEST(Objectives, StoppedSearchesKeepTheBestModelAndTheBounds) {
     EXPECT_EQ(vesk_num_backtrack_points(s.env), 0);
     std::size_t i = 0;
     for (const vesk_objective objective : {shop.makespan, shop.total}) {
-      const QNumber optimum = number(optima[i++]);
+      const QNumber optimum = parsed(optima[i++]);
       const std::string upper = s.value(objective, VESK_UPPER), lower = s.value(objective, VESK_LOWER);
       if (upper == "null") continue;
       ++num_with_bounds;
       EXPECT_NE(s.value(vesk_make_true(s.env)), "null");
-      EXPECT_LE(optimum, number(upper));
-      EXPECT_TRUE(lower == "-oo" || number(lower) <= optimum) << lower;
+      EXPECT_LE(optimum, parsed(upper));
+      EXPECT_TRUE(lower == "-oo" || parsed(lower) <= optimum) << lower;
       if (answer != 1 && i == 2) {
         EXPECT_EQ(s.value(objective), "null");
       }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "solver/capi/solver_script.h"
+#include "solver/num/qnumber.h"
 #include "veskormax.h"
 
 /// The text, which is freed; "null" for a null pointer.
@@ -12,6 +13,12 @@ inline std::string taken(char* text) {
   const std::string copy = text == nullptr ? "null" : text;
   vesk_free(text);
   return copy;
+}
+
+inline vesk::QNumber parsed(const std::string& text) {
+  vesk::QNumber value;
+  EXPECT_TRUE(vesk::QNumber::from_str(text, &value)) << text;
+  return value;
 }
 
 /// A script with objectives, one after the other unless `priority` says "box".

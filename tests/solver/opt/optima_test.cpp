@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "solver/num/qnumber.h"
 #include "solver/opt/opt_script.h"
 
 namespace {
@@ -15,14 +14,7 @@ namespace {
 using vesk::QNumber;
 using Options = OptScript::Options;
 
-/// A number as a term, and back.
 vesk_term number(vesk_env env, const QNumber& value) { return vesk_make_number(env, value.to_str().c_str()); }
-
-QNumber parsed(const std::string& text) {
-  QNumber value;
-  EXPECT_TRUE(QNumber::from_str(text, &value)) << text;
-  return value;
-}
 
 /// An optimising environment, and a plain one over the same terms that certifies what it says: an optimum is
 /// one because no better value can be had, whatever another optimiser may think.
