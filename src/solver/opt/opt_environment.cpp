@@ -287,12 +287,8 @@ void OptEnvironment::hold(Objective& objective) {
 
 // From the model at hand to the best one, which is then the one at hand.
 Environment::Answer OptEnvironment::optimize(Objective& objective, const std::vector<Term>& literals) {
-  put_on_stack(terms().make_leq(objective.constant, value_at_hand(objective.constant)));
-  objective_ = &objective;
   try {
-    const Answer answer = search(objective, literals);
-    objective_ = nullptr;
-    return answer;
+    return search(objective, literals);
   } catch (...) {
     objective_ = nullptr;
     search_ = nullptr;
@@ -305,10 +301,22 @@ Environment::Answer OptEnvironment::search(Objective& objective, const std::vect
   const QNumber position = to_fraction(options.bin_pivot_position);
   OptSearch search(options, objective.maximizes ? QNumber(1) - position : position,
                    objective.constant->type()->is_integer());
-  search_ = &search;
-  Model best = made_model();
   const QNumber at_hand = value_at_hand(objective.constant)->number();
   search.note_model(la::DNumber(at_hand), at_hand);
+  const PbManager::Group* group = group_of(objective);
+  const Answer answer = group != nullptr ? search_cores(objective, *group, literals, search)
+                                         : search_steps(objective, literals, search);
+  note_outcome(objective, search, answer);
+  return answer;
+}
+
+// Towards the optimum from above, by better and better models.
+Environment::Answer OptEnvironment::search_steps(Objective& objective, const std::vector<Term>& literals,
+                                                 OptSearch& search) {
+  put_on_stack(terms().make_leq(objective.constant, value_at_hand(objective.constant)));
+  objective_ = &objective;
+  search_ = &search;
+  Model best = made_model();
   Answer answer = Answer::satisfiable;
   while (!search.is_over()) {
     const std::optional<OptSearch::Demand> demand = search.next_step();
@@ -324,11 +332,50 @@ Environment::Answer OptEnvironment::search(Objective& objective, const std::vect
     if (search.num_steps() == 1 && !search.is_over()) answer = ask_relaxation(search);
     if (answer == Answer::unknown) break;
   }
+  objective_ = nullptr;
   search_ = nullptr;
-  if (answer != Answer::unknown) answer = Answer::satisfiable;
   set_model(best);
-  note_outcome(objective, search, answer);
-  return answer;
+  return answer == Answer::unknown ? answer : Answer::satisfiable;
+}
+
+// The group whose sum alone is minimised, and that is large enough for a search by cores; else null.
+const PbManager::Group* OptEnvironment::group_of(const Objective& objective) const {
+  constexpr std::size_t few = 12;
+  const PbManager::Group* group = objective.maximizes ? nullptr : sums_.find(objective.term);
+  const bool is_small = group != nullptr && group->entries.size() < few;
+  return is_small && config().opt.maxsmt_engine == "omt" ? nullptr : group;
+}
+
+// Towards the optimum from below, by sets of formulas that cannot all be kept.
+Environment::Answer OptEnvironment::search_cores(Objective& objective, const PbManager::Group& group,
+                                                 const std::vector<Term>& literals, OptSearch& search) {
+  CoreGuidedSearch cores(terms(), group, sums_.numbers());
+  Model best = made_model();
+  Answer answer = Answer::satisfiable;
+  search.note_bound(la::DNumber(cores.lower_bound()));
+  while (!search.is_over()) {
+    std::vector<Term> assumed = literals, formulas;
+    const std::vector<Term> soft = cores.assumptions();
+    assumed.insert(assumed.end(), soft.begin(), soft.end());
+    answer = check_stack(assumed);
+    if (answer == Answer::unknown) break;
+    if (answer == Answer::satisfiable) {
+      make_model();
+      const QNumber value = value_at_hand(objective.constant)->number();
+      if (search.note_model(la::DNumber(value), value)) best = made_model();
+      const bool is_least = cores.note_model(search.best()->c - cores.lower_bound(), formulas);
+      assert(!is_least || value == cores.lower_bound());
+      if (is_least) search.note_bound(*search.best());
+    } else {
+      keep_unsat_assumptions(soft);
+      cores.note_core(unsat_assumptions(), formulas);
+      search.note_bound(la::DNumber(cores.lower_bound()));
+    }
+    for (Term formula : formulas) put_on_stack(formula);
+  }
+  keep_unsat_assumptions({});
+  set_model(best);
+  return answer == Answer::unknown ? answer : Answer::satisfiable;
 }
 
 Term OptEnvironment::demand_term(Term constant, const OptSearch::Demand& demand) {

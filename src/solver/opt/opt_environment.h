@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "solver/env/environment.h"
+#include "solver/opt/core_guided_search.h"
 #include "solver/opt/objective.h"
 #include "solver/opt/opt_search.h"
 #include "solver/opt/pb_manager.h"
@@ -81,6 +82,10 @@ class OptEnvironment : public Environment {
   Answer optimize(Objective& objective, const std::vector<Term>& literals);
   Answer search(Objective& objective, const std::vector<Term>& literals);
   Answer ask_relaxation(OptSearch& search);
+  Answer search_steps(Objective& objective, const std::vector<Term>& literals, OptSearch& search);
+  const PbManager::Group* group_of(const Objective& objective) const;
+  Answer search_cores(Objective& objective, const PbManager::Group& group, const std::vector<Term>& literals,
+                      OptSearch& search);
   Answer check_lexicographic(const std::vector<Term>& literals);
   Answer check_boxes(const std::vector<Term>& literals);
   void hold(Objective& objective);

@@ -50,6 +50,9 @@ class PbManager {
   /// The group of that constant; null if it has no entries.
   const Group* find(Term id) const;
 
+  /// The names that are free from there on.
+  const ConstantNumbers& numbers() const { return state_.numbers; }
+
   void push() { saved_.push_back(state_); }
   void pop();
   void reset();
