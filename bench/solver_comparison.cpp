@@ -96,7 +96,37 @@ Outcome run_z3_script(const Instance& instance, const Settings& settings) {
   return outcome;
 }
 
+/// The optimum as this solver would answer it.
+Outcome run_z3_optimum(const Instance& instance, const Settings& settings) {
+  const Z3_config config = Z3_mk_config();
+  const Z3_context context = Z3_mk_context(config);
+  Z3_del_config(config);
+  const Z3_optimize optimize = Z3_mk_optimize(context);
+  Z3_optimize_inc_ref(context, optimize);
+  const Z3_params params = Z3_mk_params(context);
+  Z3_params_inc_ref(context, params);
+  Z3_params_set_uint(context, params, Z3_mk_string_symbol(context, "timeout"),
+                     static_cast<unsigned>(settings.limit_seconds * 1000));
+  Z3_optimize_set_params(context, optimize, params);
+  Z3_optimize_from_string(context, optimize, instance.script.c_str());
+  Outcome outcome;
+  Z3_lbool status = Z3_L_UNDEF;
+  outcome.seconds = seconds_of([&] { status = Z3_optimize_check(context, optimize, 0, nullptr); });
+  outcome.status = status == Z3_L_FALSE ? "unsat\n" : "unknown\n";
+  if (status == Z3_L_TRUE) {
+    std::string objectives = instance.objectives;
+    const Z3_ast optimum = Z3_optimize_get_upper(context, optimize, 0);
+    objectives.replace(objectives.find('%'), 1, Z3_get_numeral_string(context, optimum));
+    outcome.status = "sat\n" + objectives;
+  }
+  Z3_params_dec_ref(context, params);
+  Z3_optimize_dec_ref(context, optimize);
+  Z3_del_context(context);
+  return outcome;
+}
+
 Outcome run_z3(const Instance& instance, const Settings& settings) {
+  if (!instance.objectives.empty()) return run_z3_optimum(instance, settings);
   if (instance.check != Instance().check) return run_z3_script(instance, settings);
   const Z3_config config = Z3_mk_config();
   const Z3_context context = Z3_mk_context(config);

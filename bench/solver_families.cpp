@@ -299,7 +299,10 @@ Instance battery(int jobs, int horizon) {
   return {"battery", name.str(), "QF_LRA", BoundedEncoding(problem, horizon).text()};
 }
 
-Instance job_shop(int jobs, int machines, unsigned seed, int makespan) {
+namespace {
+
+/// The operations are done by `end`, a number or a constant.
+std::string job_shop_until(int jobs, int machines, unsigned seed, const std::string& until) {
   std::mt19937 engine(seed);
   std::ostringstream out;
   const auto start = [](int j, int m) { return numbered(numbered("s", j), m); };
@@ -319,7 +322,7 @@ Instance job_shop(int jobs, int machines, unsigned seed, int makespan) {
     out << "(assert (<= 0 " << start(j, order.front()) << "))\n";
     for (std::size_t i = 1; i < order.size(); ++i)
       out << "(assert (<= " << end(order[i - 1]) << ' ' << start(j, order[i]) << "))\n";
-    out << "(assert (<= " << end(order.back()) << ' ' << makespan << "))\n";
+    out << "(assert (<= " << end(order.back()) << ' ' << until << "))\n";
   }
   for (int m = 0; m < machines; ++m)
     for (int j = 0; j < jobs; ++j)
@@ -330,9 +333,30 @@ Instance job_shop(int jobs, int machines, unsigned seed, int makespan) {
         };
         out << "(assert " << op("or", before(i, j), before(j, i)) << ")\n";
       }
-  std::ostringstream name;
-  name << "js(" << jobs << ',' << machines << ',' << seed << ") <= " << makespan;
-  return {"job shop", name.str(), "QF_LRA", out.str()};
+  return out.str();
+}
+
+std::string job_shop_name(int jobs, int machines, unsigned seed) {
+  return "js(" + std::to_string(jobs) + ',' + std::to_string(machines) + ',' + std::to_string(seed) + ')';
+}
+
+}  // namespace
+
+Instance job_shop(int jobs, int machines, unsigned seed, int makespan) {
+  const std::string until = std::to_string(makespan);
+  return {"job shop", job_shop_name(jobs, machines, seed) + " <= " + until, "QF_LRA",
+          job_shop_until(jobs, machines, seed, until)};
+}
+
+Instance least_makespan(int jobs, int machines, unsigned seed) {
+  const std::string script =
+      "(declare-const end Real)\n" + job_shop_until(jobs, machines, seed, "end") + "(minimize end)\n";
+  return {"optimal shop",
+          "least " + job_shop_name(jobs, machines, seed),
+          "QF_LRA",
+          script,
+          "(check-sat)\n(get-objectives)\n",
+          "(objectives\n (end %.0)\n)\n"};
 }
 
 Instance diamonds(int length) {
@@ -583,6 +607,7 @@ std::vector<Instance> all_instances(bool quick) {
        {distinct_numbers(50), multiplier_miter(4), quasigroup(6, false), quasigroup(6, true)})
     list.push_back(instance);
   for (const Instance& instance : integer_instances(quick)) list.push_back(instance);
+  for (const Instance& instance : optimisation_instances(quick)) list.push_back(instance);
   if (quick) return list;
   for (const LevelKind kind : {LevelKind::bounds, LevelKind::functions, LevelKind::functions_of_numbers})
     for (const int count : {250, 500, 1000}) list.push_back(levels(kind, count));

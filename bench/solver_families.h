@@ -12,6 +12,8 @@ struct Instance {
   std::string logic;
   std::string script;
   std::string check = "(check-sat)\n";
+  /// The answer to `get-objectives`, with % for the optimum; "" where there is nothing to optimise.
+  std::string objectives{};
 };
 
 /// Plans of at most `horizon` time points, state by state: real time points, one Boolean for each action and
@@ -27,6 +29,8 @@ Instance battery(int jobs, int horizon);
 
 /// `jobs` times `machines` operations of 1 to 9 units, to be done by `makespan`.
 Instance job_shop(int jobs, int machines, unsigned seed, int makespan);
+/// The same, done as early as can be.
+Instance least_makespan(int jobs, int machines, unsigned seed);
 /// A chain of `length` choices between two ways that lead to the same place, which is denied.
 Instance diamonds(int length);
 /// The same with a function of numbers.
@@ -56,6 +60,10 @@ Instance quasigroup(int order, bool is_strict);
 
 /// Over integers, in integer_families.cpp: residues, knapsacks, jugs, rows of inequalities, thin strips.
 std::vector<Instance> integer_instances(bool quick);
+
+/// With objectives, in optimisation_families.cpp: job shops, soft formulas of one weight and of many, sums of
+/// choices.
+std::vector<Instance> optimisation_instances(bool quick);
 
 /// All families, each around the sizes where it starts to be hard; `quick` keeps what takes well under a
 /// second.
