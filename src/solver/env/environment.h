@@ -126,8 +126,8 @@ class Environment {
   virtual void note_satisfiable() {}
   /// All that the answers of checks rest on, beside assumptions.
   virtual std::vector<Term> formulas_in_force() const { return asserted_formulas(); }
-  /// What a collection of garbage has to keep, beside what stands on the stack.
-  virtual void append_roots(std::vector<Term>& roots) const { static_cast<void>(roots); }
+  /// What a collection of garbage, which comes next, has to keep beside what stands on the stack.
+  virtual void append_roots(std::vector<Term>& roots) { static_cast<void>(roots); }
 
   const Configuration& config() const { return config_; }
   Pipeline& pipeline();

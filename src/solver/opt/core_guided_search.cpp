@@ -47,6 +47,12 @@ std::vector<Term> CoreGuidedSearch::assumptions() const {
   return result;
 }
 
+std::vector<Term> CoreGuidedSearch::all() const {
+  std::vector<Term> result;
+  for (const auto& [formula, soft] : soft_) result.push_back(formula);
+  return result;
+}
+
 void CoreGuidedSearch::note_core(const std::vector<Term>& core, std::vector<Term>& formulas) {
   assert(!core.empty());
   QNumber cost = soft_.at(core[0]).weight;

@@ -24,6 +24,9 @@ class CoreGuidedSearch {
 
   /// What is to be assumed next.
   std::vector<Term> assumptions() const;
+  /// What has to be kept by a model of the least sum, and makes it one, once that is known to be
+  /// lower_bound().
+  std::vector<Term> all() const;
   /// No sum is below this.
   const QNumber& lower_bound() const { return lower_; }
 

@@ -42,7 +42,8 @@ struct Objective {
   /// maximised: it is always minimised.
   Term constant = nullptr;
   Term definition = nullptr;
-  int number = 0;  ///< in the constant's name; no two that are alive have the same
+  bool is_deferred = false;  ///< the definition is asserted by checks that need it
+  int number = 0;            ///< in the constant's name; no two that are alive have the same
   bool is_asserted = false;
   bool is_destroyed = false;  ///< by its owner; it lives on as long as it is asserted
 

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "solver/env/pipeline.h"
+#include "solver/term/visit.h"
 
 namespace vesk::opt {
 
@@ -74,7 +75,9 @@ Objective* OptEnvironment::make_extreme(bool greatest_minimum, std::span<const T
 
 void OptEnvironment::assert_objective(Objective* objective) {
   if (objective->is_asserted) throw EnvironmentError("the objective is asserted already");
-  put_own(objective->definition);
+  // Its sum may never have to be a number of the search's.
+  objective->is_deferred = !objective->maximizes && sums_.find(objective->term) != nullptr;
+  put_own(objective->is_deferred ? terms().make_true() : objective->definition);
   active_.push_back(objective);
   objective->is_asserted = true;
 }
@@ -105,7 +108,25 @@ void OptEnvironment::assert_soft_formula(Term formula, Term weight, std::string_
 
 // On the level where the entries are that they are for, so that they live as long as these.
 void OptEnvironment::put_definitions() {
-  for (Term definition : sums_.take_definitions()) put_own(definition);
+  if (!sums_.has_sums()) return;
+  note_occurrences();
+  const auto is_needed = [this](const PbManager::Group& group) { return needs_definitions(group); };
+  for (Term definition : sums_.take_definitions(is_needed)) put_own(definition);
+}
+
+// Something else than the search by cores wants to know the sum.
+bool OptEnvironment::needs_definitions(const PbManager::Group& group) const {
+  if (occurring_.contains(group.id->id())) return true;
+  return std::any_of(active_.begin(), active_.end(), [&](const Objective* objective) {
+    return objective->term == group.id && group_of(*objective) == nullptr;
+  });
+}
+
+void OptEnvironment::note_occurrences() {
+  for (; num_noted_ < stack().size(); ++num_noted_)
+    if (const Term formula = stack()[num_noted_])
+      visit_post_order(
+          formula, occurring_, [](Term) { return true; }, [](Term) {});
 }
 
 std::vector<Term> OptEnvironment::formulas_in_force() const {
@@ -148,6 +169,7 @@ void OptEnvironment::push_backtrack_point() {
 
 void OptEnvironment::pop_backtrack_point() {
   Environment::pop_backtrack_point();
+  num_noted_ = std::min(num_noted_, stack().size());
   shrink_to(levels_.back());
   levels_.pop_back();
   sums_.pop();
@@ -166,6 +188,7 @@ void OptEnvironment::reset() {
   shrink_to({0, 0});
   levels_.clear();
   sums_.reset();
+  num_noted_ = 0;
 }
 
 std::vector<Term> OptEnvironment::asserted_formulas() const {
@@ -187,7 +210,9 @@ std::vector<Term> OptEnvironment::unsat_core() const {
   return core;
 }
 
-void OptEnvironment::append_roots(std::vector<Term>& roots) const {
+void OptEnvironment::append_roots(std::vector<Term>& roots) {
+  occurring_.clear();  // ids are used again
+  num_noted_ = 0;
   sums_.append_roots(roots);
   for (const std::unique_ptr<Objective>& objective : objectives_) {
     if (objective == nullptr) continue;
@@ -245,6 +270,9 @@ Environment::Answer OptEnvironment::check_literals(const std::vector<Term>& lite
 // The assertions alone, with the sums of the groups.
 Environment::Answer OptEnvironment::check_sums(const std::vector<Term>& literals) {
   for (Term sum : sums_.sums()) put_on_stack(sum);
+  if (!enumerates_models())
+    for (const Objective* objective : active_)
+      if (objective->is_deferred && group_of(*objective) == nullptr) put_on_stack(objective->definition);
   const Answer answer = check_stack(literals);
   keep_unsat_assumptions(literals);
   return answer;
@@ -280,6 +308,7 @@ Environment::Answer OptEnvironment::check_boxes(const std::vector<Term>& literal
 // Later objectives are searched among the models in which this one has the value that it has now, which is a
 // little worse than a bound that is not reached.
 void OptEnvironment::hold(Objective& objective) {
+  if (group_of(objective) != nullptr) return;  // what keeps the sum low stands there already
   const Term value = value_at_hand(objective.constant);
   put_on_stack(terms().make_leq(objective.constant, value));
   put_on_stack(terms().make_leq(value, objective.constant));
@@ -301,9 +330,9 @@ Environment::Answer OptEnvironment::search(Objective& objective, const std::vect
   const QNumber position = to_fraction(options.bin_pivot_position);
   OptSearch search(options, objective.maximizes ? QNumber(1) - position : position,
                    objective.constant->type()->is_integer());
-  const QNumber at_hand = value_at_hand(objective.constant)->number();
-  search.note_model(la::DNumber(at_hand), at_hand);
   const PbManager::Group* group = group_of(objective);
+  const QNumber at_hand = value_at_hand(group != nullptr ? objective.term : objective.constant)->number();
+  search.note_model(la::DNumber(at_hand), at_hand);
   const Answer answer = group != nullptr ? search_cores(objective, *group, literals, search)
                                          : search_steps(objective, literals, search);
   note_outcome(objective, search, answer);
@@ -361,7 +390,7 @@ Environment::Answer OptEnvironment::search_cores(Objective& objective, const PbM
     if (answer == Answer::unknown) break;
     if (answer == Answer::satisfiable) {
       make_model();
-      const QNumber value = value_at_hand(objective.constant)->number();
+      const QNumber value = value_at_hand(objective.term)->number();
       if (search.note_model(la::DNumber(value), value)) best = made_model();
       const bool is_least = cores.note_model(search.best()->c - cores.lower_bound(), formulas);
       assert(!is_least || value == cores.lower_bound());
@@ -375,6 +404,7 @@ Environment::Answer OptEnvironment::search_cores(Objective& objective, const PbM
   }
   keep_unsat_assumptions({});
   set_model(best);
+  for (Term formula : cores.all()) put_on_stack(formula);
   return answer == Answer::unknown ? answer : Answer::satisfiable;
 }
 

@@ -11,6 +11,7 @@
 #include "solver/opt/objective.h"
 #include "solver/opt/opt_search.h"
 #include "solver/opt/pb_manager.h"
+#include "solver/util/stamp_set.h"
 
 namespace vesk::opt {
 
@@ -67,7 +68,7 @@ class OptEnvironment : public Environment {
   Answer check_literals(const std::vector<Term>& literals) override;
   void before_search() override;
   void note_satisfiable() override;
-  void append_roots(std::vector<Term>& roots) const override;
+  void append_roots(std::vector<Term>& roots) override;
 
   void put_own(Term formula);
   void put_definitions();
@@ -84,6 +85,8 @@ class OptEnvironment : public Environment {
   Answer ask_relaxation(OptSearch& search);
   Answer search_steps(Objective& objective, const std::vector<Term>& literals, OptSearch& search);
   const PbManager::Group* group_of(const Objective& objective) const;
+  bool needs_definitions(const PbManager::Group& group) const;
+  void note_occurrences();
   Answer search_cores(Objective& objective, const PbManager::Group& group, const std::vector<Term>& literals,
                       OptSearch& search);
   Answer check_lexicographic(const std::vector<Term>& literals);
@@ -96,6 +99,8 @@ class OptEnvironment : public Environment {
   std::vector<std::unique_ptr<Objective>> objectives_;  // by number; null: the number is free
   std::vector<Objective*> active_;
   PbManager sums_;
+  StampSet occurring_;            // ids of terms in what was asserted; of what was popped, too
+  std::size_t num_noted_ = 0;     // entries of the stack of which the terms are in there
   std::vector<std::size_t> own_;  // places on the stack of what no caller asserted, in order
   std::vector<Level> levels_;
   bool is_checking_ = false;  // levels that are popped now are no caller's

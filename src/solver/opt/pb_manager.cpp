@@ -60,10 +60,11 @@ PbManager::Circuit& PbManager::circuit_for(Sum& sum, const QNumber& weight) {
   return sum.circuits.back();
 }
 
-std::vector<Term> PbManager::take_definitions() {
+std::vector<Term> PbManager::take_definitions(const std::function<bool(const Group&)>& is_needed) {
   std::vector<Term> definitions;
   CircuitBuilder builder(terms_, state_.numbers, definitions);
   for (Sum& sum : state_.groups) {
+    if (sum.num_defined == sum.group.entries.size() || !is_needed(sum.group)) continue;
     for (; sum.num_defined < sum.group.entries.size(); ++sum.num_defined) {
       const SoftEntry& entry = sum.group.entries[sum.num_defined];
       if (config_.asoft_encoding == "la") {
@@ -90,10 +91,17 @@ std::vector<Term> PbManager::take_definitions() {
 
 std::vector<Term> PbManager::sums() const {
   std::vector<Term> equations;
+  const Term zero = terms_.make_number(QNumber(0));
   for (const Sum& sum : state_.groups) {
     Term total = terms_.make_number(sum.group.offset);
     for (Term constant : sum.constants) total = terms_.make_plus(total, constant);
     for (const Circuit& circuit : sum.circuits) total = terms_.make_plus(total, circuit.sum);
+    for (std::size_t i = sum.num_defined; i < sum.group.entries.size(); ++i) {
+      const SoftEntry& entry = sum.group.entries[i];
+      const Term weight = terms_.make_number(entry.weight);
+      const Term choice = terms_.make_term_ite(entry.label, zero, weight);
+      total = terms_.make_plus(total, choice);
+    }
     equations.push_back(terms_.make_equal(sum.group.id, total));
   }
   return equations;

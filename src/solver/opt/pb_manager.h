@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string_view>
 #include <vector>
 
@@ -19,14 +20,20 @@ struct SoftEntry {
 /// Groups of soft formulas, and the sums of the weights of those that are violated.
 ///
 /// What counts them (circuits, or one constant for each entry) are definitions of fresh constants, which
-/// stand on the level of the entries; a group that grows keeps them and merges what is new into them. Only
-/// the equation between the group's own constant and its sum is void when the group grows; it is for the
-/// level of a check.
+/// stand on the level of the entries, unless nobody needed them there; a group that grows keeps them and
+/// merges what is new into them. Only the equation between the group's own constant and its sum is void when
+/// the group grows; it is for the level of a check.
 ///
 /// A pop gives back all that has changed since its push: entries, circuits, and the numbers in names.
 class PbManager {
  public:
   PbManager(TermManager& terms, const Configuration::Optimization& config) : terms_(terms), config_(config) {}
+
+  struct Group {
+    Term id = nullptr;
+    QNumber offset;                  // what is violated in any case
+    std::vector<SoftEntry> entries;  // whose labels are neither true nor false
+  };
 
   /// What asserting an entry calls for.
   struct Demand {
@@ -36,17 +43,12 @@ class PbManager {
   /// EnvironmentError for an argument of the wrong kind; SymbolError for a bad or taken name.
   Demand add(Term formula, Term weight, std::string_view id);
 
-  /// The definitions that entries since the last call need.
-  std::vector<Term> take_definitions();
-  /// An equation for each group that has entries.
+  /// The definitions that are missing in the groups of which `is_needed(group)` says so.
+  std::vector<Term> take_definitions(const std::function<bool(const Group&)>& is_needed);
+  /// An equation for each group that has entries; those without definitions stand in it as choices.
   std::vector<Term> sums() const;
   bool has_sums() const { return !state_.groups.empty(); }
 
-  struct Group {
-    Term id = nullptr;
-    QNumber offset;                  // what is violated in any case
-    std::vector<SoftEntry> entries;  // whose labels are neither true nor false
-  };
   /// The group of that constant; null if it has no entries.
   const Group* find(Term id) const;
 
