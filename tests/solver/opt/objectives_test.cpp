@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -116,6 +117,35 @@ TEST(Objectives, ArePartOfOptimisingEnvironmentsAlone) {
   vesk_destroy_objective(sibling, objective);
   vesk_destroy_env(sibling);
   vesk_destroy_config(cfg);
+}
+
+// Enumerations have nothing to do with objectives; the sums of soft formulas hold in each model. What
+// objectives and groups are made of outlives a collection of garbage.
+TEST(Objectives, StandApartFromEnumerationsAndOutliveGarbage) {
+  OptScript s;
+  const vesk_term x = s.constant("x", s.int_type()), a = s.boolean("a"), cost = s.real("cost");
+  s.add(s.conj(s.leq(s.num("1"), x), s.leq(x, s.num("4"))));
+  s.add(s.disj(s.neg(a), s.leq(x, s.num("2"))));
+  for (vesk_term soft : {a, s.leq(s.num("4"), x)})
+    ASSERT_EQ(vesk_assert_soft_formula(s.env, soft, s.num("2"), "cost"), 0);
+  const vesk_objective least = s.minimize(s.plus(cost, x)), most = s.maximize(x);
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_EQ(s.solve(), 1) << s.error();
+    EXPECT_EQ(s.value(least) + ' ' + s.value(most), "3 1");
+    std::vector<std::string> sums;
+    const vesk_term terms[] = {x, a, cost};
+    const auto note = [](const vesk_term* values, std::size_t, void* seen) {
+      static_cast<std::vector<std::string>*>(seen)->push_back(SolverScript::text(values[2]));
+      return 0;
+    };
+    EXPECT_EQ(vesk_solve_diversify(s.env, terms, 3, note, &sums), 6) << s.error();
+    std::sort(sums.begin(), sums.end());
+    EXPECT_EQ(sums, (std::vector<std::string>{"2", "2", "2", "4", "4", "4"}));
+    EXPECT_EQ(s.value(least), "null");
+    const vesk_term keep[] = {x, a, cost};
+    ASSERT_EQ(vesk_gc_env(s.env, keep, 3), 0) << s.error();
+  }
+  for (const vesk_objective objective : {least, most}) vesk_destroy_objective(s.env, objective);
 }
 
 /// Jobs of three tasks on three machines, each task a start; the makespan, and then the sum of the starts.
