@@ -32,7 +32,8 @@ Environment::Environment(const Configuration& config, Environment* sibling)
     : config_(config),
       log_(config.verbosity),
       terms_(sibling != nullptr ? sibling->terms_
-                                : std::make_shared<TermManager>(config.debug.term_simplifications)) {
+                                : std::make_shared<TermManager>(config.debug.term_simplifications)),
+      model_check_(*terms_) {
   number_limits_.max_bits = static_cast<std::size_t>(config.theory.max_number_bits);
 }
 
@@ -50,6 +51,7 @@ void Environment::set_memory_limit(std::size_t bytes) {
 
 void Environment::abandon_pipeline() {
   pipeline_.reset();
+  model_check_.clear();
   model_waits_ = search_is_assigned_ = false;
   processed_ = 0;
   points_processed_ = 0;
@@ -109,6 +111,7 @@ void Environment::pop_backtrack_point() {
   try {
     release_assignment();
     pipeline_->pop_backtrack_point();
+    model_check_.shrink_to(stack_.size(), pipeline_->rewrite_steps().size());
   } catch (const std::bad_alloc&) {
     abandon_pipeline();  // half popped; the stack is, so the caller has got what was asked for
   }
@@ -326,11 +329,27 @@ bool Environment::checks_models() const {
 #endif
 }
 
-// Evaluates the model over the formulas as they were asserted, and not over what became of them.
+// Evaluates the model over the formulas as they were asserted, and not over what became of them. Builds with
+// assertions evaluate all of it, whatever is known of the one before.
 void Environment::check_model(const std::vector<Term>& assumptions) {
+  [[maybe_unused]] const bool is_sure = is_surely_a_model(assumptions);
+#ifdef NDEBUG
+  if (is_sure) return;
+#endif
   make_model();
   model_->require_true(stack_);
   model_->require_true(assumptions);
+}
+
+// Whether what changed since the last model leaves all true. It does not pay before there were some.
+bool Environment::is_surely_a_model(const std::vector<Term>& assumptions) {
+  constexpr int first = 3;
+  if (++num_checked_models_ < first) return false;
+  num_checked_models_ = first;
+  std::vector<Term> changed;
+  if (!pipeline().collect_model_changes(model_check_.is_empty(), changed)) return false;
+  return model_check_.holds(stack_, assumptions, pipeline().rewrite_steps(), changed,
+                            [this](Term leaf) { return pipeline().leaf_value(leaf); });
 }
 
 void Environment::make_model() {

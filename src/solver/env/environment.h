@@ -12,6 +12,7 @@
 #include "solver/config/configuration.h"
 #include "solver/dpll/lit.h"
 #include "solver/env/check_limits.h"
+#include "solver/env/model_check.h"
 #include "solver/env/model_store.h"
 #include "solver/num/number_limits.h"
 #include "solver/term/term_manager.h"
@@ -180,6 +181,7 @@ class Environment {
   int visit_models(const std::vector<Term>& terms, const ModelVisitor& visit);
   bool checks_models() const;
   void check_model(const std::vector<Term>& assumptions);
+  bool is_surely_a_model(const std::vector<Term>& assumptions);
 
   Configuration config_;
   Logger log_;
@@ -207,6 +209,8 @@ class Environment {
   std::shared_ptr<ModelStore> model_;
   bool model_waits_ = false;         // to be made, from the assignment of the last check
   bool search_is_assigned_ = false;  // the search keeps that assignment
+  ModelCheck model_check_;
+  int num_checked_models_ = 0;
   std::vector<Term> unsat_assumptions_;
   std::vector<Term> unrefined_assumptions_;  // those refuted, formulas among them, while nobody asked which
   std::vector<Term> unsat_core_;

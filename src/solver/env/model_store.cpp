@@ -4,11 +4,50 @@
 
 namespace vesk {
 
-Term ModelStore::default_value(const Type* type) {
-  if (type->is_bool()) return terms_.make_false();
-  if (type->is_number()) return terms_.make_number(QNumber(0));
+Term default_value(TermManager& terms, const Type* type) {
+  if (type->is_bool()) return terms.make_false();
+  if (type->is_number()) return terms.make_number(QNumber(0));
   // Values that the theories hand out are numbered from 1.
-  return terms_.make_constant(terms_.make_internal_symbol("val_" + type->name() + "_0", type));
+  return terms.make_constant(terms.make_internal_symbol("val_" + type->name() + "_0", type));
+}
+
+Term free_constant_value(TermManager& terms, Term constant) {
+  const Type* type = constant->type();
+  const bool is_value =
+      !type->is_bool() && !type->is_number() && constant->symbol()->name().starts_with(".val_");
+  return is_value ? constant : default_value(terms, type);
+}
+
+Term operator_value(TermManager& terms, Term term, std::span<const Term> v) {
+  switch (term->tag()) {
+    case Tag::not_op: return terms.make_bool(v[0]->is_false());
+    case Tag::and_op: return terms.make_bool(v[0]->is_true() && v[1]->is_true());
+    case Tag::or_op: return terms.make_bool(v[0]->is_true() || v[1]->is_true());
+    case Tag::iff:
+    case Tag::equal: return terms.make_bool(v[0] == v[1]);
+    case Tag::leq: return terms.make_bool(v[0]->number() <= v[1]->number());
+    case Tag::plus: return terms.make_number(v[0]->number() + v[1]->number());
+    case Tag::times: return terms.make_number(v[0]->number() * v[1]->number());
+    case Tag::divide:
+      if (!v[1]->number().is_zero()) return terms.make_number(v[0]->number() / v[1]->number());
+      return nullptr;
+    case Tag::floor: return terms.make_number(v[0]->number().floor());
+    case Tag::mod_congr: {
+      const QNumber quotient = (v[0]->number() - v[1]->number()) / *term->symbol()->number();
+      return terms.make_bool(quotient.is_int());
+    }
+    case Tag::ite: return v[0]->is_true() ? v[1] : v[2];
+    case Tag::uninterpreted: return nullptr;
+    case Tag::distinct: {
+      std::vector<Term> values(v.begin(), v.end());
+      std::sort(values.begin(), values.end(), TermIdLess());
+      return terms.make_bool(std::adjacent_find(values.begin(), values.end()) == values.end());
+    }
+    case Tag::true_value:
+    case Tag::false_value:
+    case Tag::number: break;
+  }
+  return term;
 }
 
 Term ModelStore::definition(Term constant) {
@@ -40,9 +79,7 @@ Term ModelStore::known_value(Term term) {
   if (const Term value = values_.find(term)) return value;
   if (const Term value = memo_.find(term)) return value;
   if (!term->is_constant() || definition(term) != nullptr) return nullptr;
-  const bool is_value =
-      !term->type()->is_bool() && !term->type()->is_number() && term->symbol()->name().starts_with(".val_");
-  const Term value = is_value ? term : default_value(term->type());
+  const Term value = free_constant_value(terms_, term);
   values_.insert(term, value);
   return value;
 }
@@ -77,39 +114,13 @@ Term ModelStore::get_value(Term root) {
 
 Term ModelStore::application_value(Term key) {
   if (const Term value = values_.find(key)) return value;
-  return values_.insert(key, default_value(key->type())).first;
+  return values_.insert(key, default_value(terms_, key->type())).first;
 }
 
 Term ModelStore::node_value(Term term, std::span<const Term> v) {
-  switch (term->tag()) {
-    case Tag::not_op: return terms_.make_bool(v[0]->is_false());
-    case Tag::and_op: return terms_.make_bool(v[0]->is_true() && v[1]->is_true());
-    case Tag::or_op: return terms_.make_bool(v[0]->is_true() || v[1]->is_true());
-    case Tag::iff:
-    case Tag::equal: return terms_.make_bool(v[0] == v[1]);
-    case Tag::leq: return terms_.make_bool(v[0]->number() <= v[1]->number());
-    case Tag::plus: return terms_.make_number(v[0]->number() + v[1]->number());
-    case Tag::times: return terms_.make_number(v[0]->number() * v[1]->number());
-    case Tag::divide:
-      if (!v[1]->number().is_zero()) return terms_.make_number(v[0]->number() / v[1]->number());
-      return application_value(terms_.make_uf(quotient_by_zero_, v.first(1)));
-    case Tag::floor: return terms_.make_number(v[0]->number().floor());
-    case Tag::mod_congr: {
-      const QNumber quotient = (v[0]->number() - v[1]->number()) / *term->symbol()->number();
-      return terms_.make_bool(quotient.is_int());
-    }
-    case Tag::ite: return v[0]->is_true() ? v[1] : v[2];
-    case Tag::uninterpreted: return application_value(terms_.make_uf(term->symbol(), v));
-    case Tag::distinct: {
-      std::vector<Term> values(v.begin(), v.end());
-      std::sort(values.begin(), values.end(), TermIdLess());
-      return terms_.make_bool(std::adjacent_find(values.begin(), values.end()) == values.end());
-    }
-    case Tag::true_value:
-    case Tag::false_value:
-    case Tag::number: break;
-  }
-  return term;
+  if (const Term value = operator_value(terms_, term, v)) return value;
+  const Symbol* symbol = term->tag() == Tag::divide ? quotient_by_zero_ : term->symbol();
+  return application_value(terms_.make_uf(symbol, v.first(term->tag() == Tag::divide ? 1 : v.size())));
 }
 
 std::vector<std::pair<Term, Term>> ModelStore::list() {

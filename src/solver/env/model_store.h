@@ -17,6 +17,14 @@ class ModelError : public Exception {
   using Exception::Exception;
 };
 
+/// The value of a term that nothing gives one: false, 0, or one constant of the type.
+Term default_value(TermManager& terms, const Type* type);
+/// The same for a constant, which may stand for a value of its type already.
+Term free_constant_value(TermManager& terms, Term constant);
+/// What an operator makes of the values of its arguments; null for a function that the model gives the values
+/// of: an uninterpreted one, and a quotient by zero.
+Term operator_value(TermManager& terms, Term term, std::span<const Term> values);
+
 /// A model, detached from the search that found it: the values of constants and of function applications,
 /// and what preprocessing removed. Evaluates any term, from the leaves up; a constant, or an application to
 /// values, that nothing constrains gets false, 0 or one value of its type when it is first met, and keeps
@@ -57,7 +65,6 @@ class ModelStore {
   Term known_value(Term term);
   Term node_value(Term term, std::span<const Term> children);
   Term application_value(Term key);
-  Term default_value(const Type* type);
   Term definition(Term constant);
 
   TermManager& terms_;

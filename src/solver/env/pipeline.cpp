@@ -115,8 +115,11 @@ void Pipeline::pop_backtrack_point() {
   const dpll::Var num_vars = search_.num_vars();
   const auto is_gone = [num_vars](const Leaf& leaf) { return leaf.var >= num_vars; };
   num_collected_vars_ = std::min(num_collected_vars_, num_vars);
-  while (!constants_.empty() && is_gone(constants_.back())) constants_.pop_back();
-  while (!applications_.empty() && is_gone(applications_.back())) applications_.pop_back();
+  for (std::vector<Leaf>* leaves : {&constants_, &applications_})
+    for (; !leaves->empty() && is_gone(leaves->back()); leaves->pop_back())
+      note_changed_leaf(leaves->back().term);
+  for (; !booleans_.empty() && booleans_.back().var >= num_vars; booleans_.pop_back())
+    note_changed_leaf(booleans_.back().term);
   for (; !collected_.empty() && is_gone(collected_.back()); collected_.pop_back())
     is_collected_.erase(collected_.back().term->id());
   cnf_.pop_backtrack_point();
@@ -131,17 +134,24 @@ void Pipeline::collect_leaves() {
   if (num_collected_vars_ < 0) {
     is_collected_.clear();
     for (std::vector<Leaf>* leaves : {&constants_, &applications_, &collected_}) leaves->clear();
+    booleans_.clear();
   }
   dpll::Var var = std::max(std::exchange(num_collected_vars_, -1), 0);
   for (; var < search_.num_vars(); ++var) {
     const Term atom = search_.term_of(var);
-    if (atom == nullptr || atom->is_connective() || atom->is_constant()) continue;
+    if (atom == nullptr || atom->is_connective()) continue;
+    if (atom->tag() == Tag::uninterpreted) {
+      booleans_.push_back({atom, var, dpll::l_undef});
+      note_changed_leaf(atom);
+    }
+    if (atom->is_constant()) continue;
     visit_post_order(
         atom, is_collected_, [](Term) { return true; },
         [&](Term term) {
           collected_.push_back({term, var});
           if (term->tag() != Tag::uninterpreted || term->type()->is_bool()) return;
           (term->arity() > 0 ? applications_ : constants_).push_back({term, var});
+          note_changed_leaf(term);
         });
   }
   num_collected_vars_ = var;
@@ -177,6 +187,38 @@ std::unique_ptr<ModelStore> Pipeline::make_model() {
       model->set_application(atom, terms_.make_bool(truth == dpll::l_true));
   }
   return model;
+}
+
+void Pipeline::note_changed_leaf(Term term) {
+  if (tells_changes_) changed_leaves_.push_back(term);
+}
+
+bool Pipeline::collect_model_changes(bool all, std::vector<Term>& changed) {
+  tells_changes_ = true;
+  theories_.build_model();
+  collect_leaves();
+  bool can_tell = theories_.collect_model_changes(changed);
+  changed.insert(changed.end(), changed_leaves_.begin(), changed_leaves_.end());
+  changed_leaves_.clear();
+  for (BooleanLeaf& leaf : booleans_) {
+    const dpll::lbool truth = search_.model_value(leaf.var);
+    if (std::exchange(leaf.told, truth) != truth) changed.push_back(leaf.term);
+  }
+  if (!all) return can_tell;
+  changed.clear();
+  for (const std::vector<Leaf>* leaves : {&constants_, &applications_})
+    for (const Leaf& leaf : *leaves) changed.push_back(leaf.term);
+  for (const BooleanLeaf& leaf : booleans_) changed.push_back(leaf.term);
+  return can_tell;
+}
+
+Term Pipeline::leaf_value(Term term) const {
+  if (!term->type()->is_bool()) return is_leaf(term) ? theories_.get_model_value(term) : nullptr;
+  const dpll::Var var = search_.find_proxy(term);
+  if (var == dpll::var_undef) return nullptr;
+  if (const Term value = term->arity() > 0 ? theories_.get_model_value(term) : nullptr) return value;
+  const dpll::lbool truth = search_.model_value(var);
+  return dpll::is_undef(truth) ? nullptr : terms_.make_bool(truth == dpll::l_true);
 }
 
 Term Pipeline::simplify(Term term) { return normalizer_(propagator_.apply(term)); }

@@ -57,6 +57,14 @@ class Pipeline {
   /// The model of a satisfiable answer that the search still keeps.
   std::unique_ptr<ModelStore> make_model();
 
+  /// After a satisfiable answer that the search still keeps: adds the constants and applications whose
+  /// leaf_value() may be another than when this was last called, or all. False if it cannot be told which.
+  [[nodiscard]] bool collect_model_changes(bool all, std::vector<Term>& changed);
+  /// The value that the model gives a constant or an application by itself, null if it does not. After
+  /// make_model() or collect_model_changes().
+  Term leaf_value(Term term) const;
+  const std::vector<RewriteStack::Step>& rewrite_steps() const { return *rewrites_.steps(); }
+
   /// The term in the form in which it would go to the search.
   Term simplify(Term term);
 
@@ -64,6 +72,8 @@ class Pipeline {
   void normalize(std::vector<Term>& conjuncts);
   void send(std::vector<Term>& conjuncts);
   void collect_leaves();
+  void note_changed_leaf(Term term);
+  bool is_leaf(Term term) const { return is_collected_.contains(term->id()); }
 
   const Configuration& config_;
   TermManager& terms_;
@@ -88,6 +98,14 @@ class Pipeline {
   // is no operator's. Collected when a model is made, since most checks see the atoms of the one before.
   std::vector<Leaf> constants_, applications_;
   std::vector<Leaf> collected_;  // all terms walked over, in the order of their variables
+  struct BooleanLeaf {
+    Term term;
+    dpll::Var var;
+    dpll::lbool told;  // its truth when changes were last collected
+  };
+  std::vector<BooleanLeaf> booleans_;  // constants and predicates that variables below stand for
+  bool tells_changes_ = false;
+  std::vector<Term> changed_leaves_;  // that came or went since changes were last collected
   StampSet is_collected_;
   dpll::Var num_collected_vars_ = 0;
 };

@@ -57,6 +57,7 @@ Node EufSolverInterface::make_node(Term root) {
     assert(static_cast<std::size_t>(node) == nodes_.size());
     nodes_.push_back({term});
     node_of_term_[term] = node;
+    if (term->tag() == Tag::uninterpreted && !shared) leaves_.push_back({node});
   }
   return find_node(root);
 }
@@ -155,6 +156,7 @@ bool EufSolverInterface::forget_newest(std::size_t num_nodes) {
   const auto begin = nodes_.begin() + static_cast<std::ptrdiff_t>(num_nodes);
   const auto has_atom = [](const NodeRecord& record) { return record.var != dpll::var_undef; };
   if (std::any_of(begin, nodes_.end(), has_atom) || !solver_.remove_newest(num_nodes)) return false;
+  forget_leaves(num_nodes);
   for (auto record = begin; record != nodes_.end(); ++record) node_of_term_.erase(record->term);
   nodes_.erase(begin, nodes_.end());
   return true;
@@ -176,6 +178,7 @@ void EufSolverInterface::rebuild(std::size_t num_nodes) {
     told_late.push_back({nodes_[n].term, nodes_[static_cast<std::size_t>(nodes_[n].left)].term,
                          nodes_[static_cast<std::size_t>(nodes_[n].right)].term, nodes_[n].var});
   }
+  forget_leaves(num_nodes);
   nodes_.resize(num_nodes, {nullptr});
   solver_.reset_to(num_nodes);
   for (const ToldLate& told : told_late) own(add_equality(told.equality, told.left, told.right), told.var);
@@ -293,18 +296,28 @@ void EufSolverInterface::require_model() {
 }
 
 void EufSolverInterface::build_model() {
-  class_values_.assign(nodes_.size(), nullptr);
-  hsh::Map<const Type*, int> used;
+  class_values_.resize(nodes_.size());
+  hsh::Map<const Type*, std::size_t> used;
+  const Type* type = nullptr;  // of the class before; most have the type of their neighbours
+  std::size_t* num_used = nullptr;
+  const std::vector<Term>* elements = nullptr;
   for (std::size_t n = 0; n < nodes_.size(); ++n) {
     const Node node = static_cast<Node>(n);
     if (solver_.root(node) != node) continue;
     // the root may be the node of true or of false, which has no term
-    const Term term = nodes_[n].term != nullptr ? nodes_[n].term : terms_.make_true();
-    const Type* type = term->type();
-    if (type->is_bool()) {
+    const Type* type_here = nodes_[n].term != nullptr ? nodes_[n].term->type() : terms_.types().boolean();
+    if (type_here->is_bool()) {
       class_values_[n] = terms_.make_bool(solver_.value(node) == true_node);
-    } else if (!type->is_number()) {
-      class_values_[n] = element(type, static_cast<std::size_t>(used[type]++));
+    } else if (type_here->is_number()) {
+      class_values_[n] = nullptr;
+    } else {
+      if (type_here != type) {
+        type = type_here;
+        num_used = &used[type];
+        elements = &elements_[type];
+      }
+      const std::size_t number = (*num_used)++;
+      class_values_[n] = number < elements->size() ? (*elements)[number] : element(type, number);
     }
   }
 }
@@ -322,6 +335,24 @@ Term EufSolverInterface::get_model_value(Term term) const {
   const Node node = find_node(term);
   if (node == null_node || static_cast<std::size_t>(node) >= class_values_.size()) return nullptr;
   return class_values_[static_cast<std::size_t>(solver_.root(node))];
+}
+
+bool EufSolverInterface::collect_model_changes(std::vector<Term>& changed) {
+  changed.insert(changed.end(), lost_leaves_.begin(), lost_leaves_.end());
+  lost_leaves_.clear();
+  tells_changes_ = true;
+  for (Leaf& leaf : leaves_) {
+    const Term value = class_values_[static_cast<std::size_t>(solver_.root(leaf.node))];
+    if (value == leaf.told) continue;
+    leaf.told = value;
+    changed.push_back(nodes_[static_cast<std::size_t>(leaf.node)].term);
+  }
+  return true;
+}
+
+void EufSolverInterface::forget_leaves(std::size_t num_nodes) {
+  for (; !leaves_.empty() && static_cast<std::size_t>(leaves_.back().node) >= num_nodes; leaves_.pop_back())
+    if (tells_changes_) lost_leaves_.push_back(nodes_[static_cast<std::size_t>(leaves_.back().node)].term);
 }
 
 }  // namespace vesk::euf

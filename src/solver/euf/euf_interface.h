@@ -49,6 +49,7 @@ class EufSolverInterface : public TheorySolver {
   /// The value of a term that is no number in the model: true, false or a constant of its type that stands
   /// for its class; null for a term that is unknown here or a number.
   Term get_model_value(Term term) const override;
+  [[nodiscard]] bool collect_model_changes(std::vector<Term>& changed) override;
 
   const Solver& solver() const { return solver_; }
 
@@ -77,6 +78,7 @@ class EufSolverInterface : public TheorySolver {
   bool is_entailed(const std::vector<Hypothesis>& hypotheses, Node a, Node b) const;
   bool forget_newest(std::size_t num_nodes);
   void rebuild(std::size_t num_nodes);
+  void forget_leaves(std::size_t num_nodes);
   Term element(const Type* type, std::size_t number);
 
   TermManager& terms_;
@@ -95,7 +97,14 @@ class EufSolverInterface : public TheorySolver {
   const TheoryEqPropagator* equations_ = nullptr;
   std::vector<std::size_t> points_;  // number of nodes at each backtrack point
   std::vector<Hypothesis> explanation_;
-  std::vector<Term> class_values_;                     // by root node, after build_model()
+  std::vector<Term> class_values_;  // by root node, after build_model()
+  struct Leaf {
+    Node node;
+    Term told = nullptr;  // its value when changes were last collected
+  };
+  std::vector<Leaf> leaves_;  // the nodes that have a value to be asked for, by age
+  bool tells_changes_ = false;
+  std::vector<Term> lost_leaves_;                      // since then
   hsh::Map<const Type*, std::vector<Term>> elements_;  // constants that stand for classes, by number
 };
 

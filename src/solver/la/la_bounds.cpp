@@ -22,6 +22,7 @@ Var Solver::new_var() {
     equalities_.emplace_back();
     in_to_check_.push_back(0);
     touched_at_.push_back(0);
+    value_changed_.push_back(0);
     elimination_of_.push_back(-1);
     definition_uses_.push_back(0);
     kept_.push_back(0);

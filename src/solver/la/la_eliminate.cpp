@@ -81,6 +81,7 @@ void Solver::restore_var(Var var) {
     for (const Monomial& monomial : elimination.definition)
       sum.self_addmul(monomial.coeff, values_[index(monomial.var)]);
     values_[index(next)] = std::move(sum);
+    note_changed_value(next);  // to those whose definitions mention it
     drop_elimination(next);
     elimination_candidates_.push_back(next);
   }
@@ -101,14 +102,22 @@ void Solver::drop_elimination(Var var) {
 }
 
 void Solver::refresh_eliminated() {
-  eliminated_are_fresh_ = true;
+  const auto has_changed = [this](const Monomial& monomial) {
+    return value_changed_[index(monomial.var)] != 0;
+  };
   for (std::size_t i = eliminations_.size(); i-- > 0;) {
-    if (eliminations_[i].var == null_var) continue;
+    const Elimination& elimination = eliminations_[i];
+    if (std::none_of(elimination.definition.begin(), elimination.definition.end(), has_changed)) continue;
     DNumber sum;
-    for (const Monomial& monomial : eliminations_[i].definition)
+    for (const Monomial& monomial : elimination.definition)
       sum.self_addmul(monomial.coeff, values_[index(monomial.var)]);
-    values_[index(eliminations_[i].var)] = std::move(sum);
+    values_[index(elimination.var)] = std::move(sum);
+    note_changed_value(elimination.var);
   }
+  for (const Var var : changed_values_) value_changed_[index(var)] = 0;
+  changed_values_.clear();
+  eliminated_are_fresh_ = true;
+  assert(are_eliminated_right());
 }
 
 /// The sum over variables that are in the tableau; one of them may come more than once.

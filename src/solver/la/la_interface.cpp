@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cassert>
+#include <deque>
 #include <map>
+#include <utility>
 
 namespace vesk::la {
 
@@ -359,6 +361,7 @@ void LaSolverInterface::retract_interface_term(Term term) {
 }
 
 DNumber LaSolverInterface::value_of(const InterfaceRecord& record) const {
+  if (record.is_variable()) return solver_->value(record.sum[0].var);
   DNumber value(record.constant);
   for (const Monomial& monomial : record.sum) value.self_addmul(monomial.coeff, solver_->value(monomial.var));
   return value;
@@ -478,8 +481,17 @@ int LaSolverInterface::implied_group(Term term) const {
 void LaSolverInterface::concretize() {
   if (model_is_built_) return;
   // What another theory sees of values is which of these are equal.
-  std::vector<DNumber> shared;
-  for (const Term term : interface_terms_) shared.push_back(value_of(*interface_.find(term)));
+  std::vector<const DNumber*> shared;
+  std::deque<DNumber> sums;
+  for (const Term term : interface_terms_) {
+    const InterfaceRecord& record = *interface_.find(term);
+    if (record.is_variable()) {
+      shared.push_back(&solver_->value(record.sum[0].var));
+    } else {
+      sums.push_back(value_of(record));
+      shared.push_back(&sums.back());
+    }
+  }
   solver_->build_model(shared);
   model_is_built_ = true;
 }
@@ -507,6 +519,21 @@ Term LaSolverInterface::get_model_value(Term term) const {
   QNumber value;
   const bool is_known = model_is_built_ && term->type()->is_number() && mapper_.evaluate_model(term, value);
   return is_known ? terms_.make_number(value) : nullptr;
+}
+
+bool LaSolverInterface::collect_model_changes(std::vector<Term>& changed) {
+  const auto add = [&changed](Term term) {
+    if (term != nullptr) changed.push_back(term);
+  };
+  for (const Var var : solver_->take_model_changes()) add(mapper_.atomic_term(var));
+  told_terms_.resize(std::max(told_terms_.size(), mapper_.var_limit()));
+  for (std::size_t v = 0; v < told_terms_.size(); ++v) {
+    const Term term = mapper_.atomic_term(static_cast<Var>(v));
+    if (term == told_terms_[v]) continue;
+    add(term);
+    add(std::exchange(told_terms_[v], term));
+  }
+  return true;
 }
 
 void LaSolverInterface::recover() {

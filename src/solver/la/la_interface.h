@@ -76,6 +76,7 @@ class LaSolverInterface : public TheorySolver {
   /// The value of a linear term in the model; null if there is no model or a part of the term is unknown
   /// here.
   Term get_model_value(Term term) const override;
+  [[nodiscard]] bool collect_model_changes(std::vector<Term>& changed) override;
 
   // An objective.
 
@@ -112,6 +113,7 @@ class LaSolverInterface : public TheorySolver {
     int implied_group = -1;
     std::vector<Monomial> sum;  // what the term amounts to, beside a constant; it holds the variables
     QNumber constant;
+    bool is_variable() const { return sum.size() == 1 && sum[0].coeff.is_one() && constant.is_zero(); }
   };
 
   AtomId add_atom(const LinearAtom& linear, Var var);
@@ -162,6 +164,7 @@ class LaSolverInterface : public TheorySolver {
   bool model_is_built_ = false;
   Term objective_ = nullptr;
   Var objective_var_ = null_var;
+  std::vector<Term> told_terms_;  // by variable: what it stood for when model changes were last collected
 
   std::vector<TheoryEq> arrived_;  // equations that wait for the next check
   std::vector<TakenEquality> equalities_;

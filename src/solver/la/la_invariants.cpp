@@ -47,6 +47,15 @@ bool Solver::check_invariants() const {
   return to_check_.empty();
 }
 
+bool Solver::are_eliminated_right() const {
+  return std::all_of(eliminations_.begin(), eliminations_.end(), [this](const Elimination& elimination) {
+    DNumber sum;
+    for (const Monomial& monomial : elimination.definition)
+      sum.self_addmul(monomial.coeff, values_[index(monomial.var)]);
+    return elimination.var == null_var || sum == values_[index(elimination.var)];
+  });
+}
+
 bool Solver::is_contradictory(std::span<const ConstraintId> constraints) const {
   Options options;
   options.deduction = options.elimination = options.proves_again = false;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <map>
+#include <utility>
 
 namespace vesk::la {
 
@@ -55,11 +56,16 @@ void Solver::touch(Var var) {
   old_values_.push_back({var, values_[index(var)]});
 }
 
+void Solver::note_changed_value(Var var) {
+  eliminated_are_fresh_ = false;
+  if (std::exchange(value_changed_[index(var)], 1) == 0) changed_values_.push_back(var);
+}
+
 /// The values satisfy all that is on the stack.
 void Solver::commit() {
   assert(to_check_.empty());
   checked_ = stack_.size();
-  if (!old_values_.empty()) eliminated_are_fresh_ = false;
+  for (const OldValue& old : old_values_) note_changed_value(old.var);
   old_values_.clear();
   ++stamp_;
 }

@@ -125,14 +125,17 @@ class Solver {
   /// Fixes a rational value for every variable such that all asserted constraints hold; called after a
   /// successful complete check. `values_to_part`: values, of variables or of other terms, that become equal
   /// only if they are.
-  void build_model(std::span<const DNumber> values_to_part);
+  void build_model(std::span<const DNumber* const> values_to_part);
   /// A value as the model has it. Only after build_model().
   QNumber concrete(const DNumber& value) const {
     QNumber result = value.c;
-    return result.self_addmul(value.k, delta_);
+    if (!value.k.is_zero()) result.self_addmul(value.k, delta_);
+    return result;
   }
   /// Only after build_model().
   const QNumber& model_value(Var var) const { return model_[index(var)]; }
+  /// Empties the list of the variables whose model_value() changed since this was called last.
+  std::vector<Var> take_model_changes();
 
   /// A sum whose value somebody else compares with those of others.
   struct SharedSum {
@@ -277,11 +280,15 @@ class Solver {
   void explain_row(Var basic, bool below);
   void update(Var nonbasic, const DNumber& delta);
   void touch(Var var);
+  void note_changed_value(Var var);
   void enqueue_if_violated(Var basic);
   bool is_below(Var var) const;
   bool is_above(Var var) const;
   void commit();
   void restore();
+
+  // la_model.cpp
+  bool is_injective_on(std::span<const DNumber* const> values) const;
 
   // la_deduce.cpp
   struct RowReason {
@@ -340,6 +347,7 @@ class Solver {
   void move_into_basis(Var var);
   void refresh_eliminated();
   std::vector<Monomial> over_tableau(std::span<const Monomial> sum) const;
+  bool are_eliminated_right() const;
   void drop_elimination(Var var);
   void restore_users(Var var);
   bool is_free(Var var) const;
@@ -384,6 +392,8 @@ class Solver {
   std::vector<Elimination> eliminations_;  // oldest first; null_var: an empty place
   std::size_t empty_eliminations_ = 0;
   bool eliminated_are_fresh_ = true;  // values_ of eliminated variables are those that the others give them
+  std::vector<Var> changed_values_;   // since then, while they are not
+  std::vector<std::uint8_t> value_changed_;    // by variable: is it among them
   std::vector<std::int32_t> definition_uses_;  // by variable: how often definitions mention it
   std::vector<std::int32_t> elimination_of_;   // by variable: its elimination, or -1
   std::vector<std::int32_t> kept_;             // by variable: calls of keep() not released
@@ -392,7 +402,9 @@ class Solver {
 
   std::function<bool(ConstraintId)> must_hold_;
   std::vector<QNumber> model_;  // by variable
-  QNumber delta_{1};            // what the infinitesimal is in the model
+  std::vector<Var> model_changes_;
+  std::vector<std::uint8_t> in_model_changes_;  // by variable
+  QNumber delta_{1};                            // what the infinitesimal is in the model
 };
 
 }  // namespace vesk::la

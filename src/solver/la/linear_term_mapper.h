@@ -44,6 +44,10 @@ class LinearTermMapper {
   /// The integer term's variable whose value now is the furthest from an integer, the oldest of these;
   /// `null_var` if all are integers.
   Var most_fractional_var() const;
+  /// The term that the variable is for; null if it stands for a sum, or for nothing any more.
+  Term atomic_term(Var var) const { return records_[static_cast<std::size_t>(var)].term; }
+  /// Variables have smaller numbers.
+  std::size_t var_limit() const { return records_.size(); }
   /// What the variable stands for.
   Term term_of(Var var, TermManager& terms) const;
   bool has_opaque_terms() const { return num_opaque_ != 0; }

@@ -265,6 +265,12 @@ Term TheoryManager::get_model_value(Term term) const {
   return nullptr;
 }
 
+bool TheoryManager::collect_model_changes(std::vector<Term>& changed) {
+  bool all_can_tell = true;
+  for (TheorySolver* solver : solvers_) all_can_tell = solver->collect_model_changes(changed) && all_can_tell;
+  return all_can_tell;
+}
+
 void TheoryManager::recover() {
   in_conflict_ = -1;
   next_implier_ = 0;

@@ -71,6 +71,8 @@ class TheoryManager : public dpll::TheoryHook {
   void build_model();
   /// Only after build_model(); null for a term that no theory has a value for.
   Term get_model_value(Term term) const;
+  /// As TheorySolver has it, of all theories.
+  [[nodiscard]] bool collect_model_changes(std::vector<Term>& changed);
   void recover() override;
 
   /// The function applications that the atoms mention, by function.

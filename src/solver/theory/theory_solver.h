@@ -152,6 +152,13 @@ class TheorySolver {
     return nullptr;
   }
 
+  /// After build_model(): adds the terms whose value may be another than when this was last called; all, the
+  /// first time. False if it cannot be told which.
+  [[nodiscard]] virtual bool collect_model_changes(std::vector<Term>& changed) {
+    static_cast<void>(changed);
+    return false;
+  }
+
   /// After an exception left a check half done.
   virtual void recover() {}
 };

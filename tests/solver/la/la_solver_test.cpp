@@ -270,7 +270,9 @@ class CheckedSystem {
     for (const ConstraintId c : asserted_) expect_value_in_bounds(c);
     std::vector<DNumber> to_part{DNumber(QNumber(3)), DNumber(QNumber(-1, 2), QNumber(4))};
     for (const VarInfo& info : vars_) to_part.push_back(solver_.value(info.var));
-    solver_.build_model(to_part);
+    std::vector<const DNumber*> pointers;
+    for (const DNumber& value : to_part) pointers.push_back(&value);
+    solver_.build_model(pointers);
     for (const DNumber& value : to_part)
       for (const VarInfo& info : vars_)
         ASSERT_EQ(solver_.value(info.var) == value, solver_.model_value(info.var) == solver_.concrete(value));
