@@ -63,8 +63,8 @@ bool TheoryManager::tell_euf_late(Term atom, dpll::Var var) {
   if (!solvers_[static_cast<std::size_t>(euf_)]->tell_atom(atom, var)) return false;
   record(var).owners |= euf_bit;
   const dpll::Lit lit(var);
-  if (search_->value(lit) == dpll::l_true) own_late(lit);
-  if (search_->value(lit) == dpll::l_false) own_late(~lit);
+  if (search_->value(lit) == dpll::l_true) own_late({lit, euf_bit});
+  if (search_->value(lit) == dpll::l_false) own_late({~lit, euf_bit});
   return true;
 }
 
@@ -80,7 +80,7 @@ void TheoryManager::retract_atom(Term atom, dpll::Var var) {
   };
   drop_last(unowned_);
   drop_last(numeric_equalities_);
-  std::erase_if(late_, [var](dpll::Lit lit) { return lit.var() == var; });
+  std::erase_if(late_, [var](const Late& late) { return late.lit.var() == var; });
   detector_.remove_atom(atom);
   if (numbers_matter_ != !detector_.functions().empty()) share_numbers();
   record(var) = AtomRecord();
@@ -100,16 +100,26 @@ void TheoryManager::cancel_until(int level) {
                      [&](dpll::Lit lit) { return search_->level(lit.var()) <= level; }));
   if (late_.empty()) return;
   // What was told late is undone at a higher level than the one it was assigned at: it is told again.
-  std::vector<dpll::Lit> late;
-  late.swap(late_);
-  for (const dpll::Lit lit : late)
-    if (search_->value(lit) == dpll::l_true && search_->level(lit.var()) <= level) own_late(lit);
+  std::vector<Late> told;
+  told.swap(late_);
+  for (const Late& late : told)
+    if (search_->value(late.lit) == dpll::l_true && search_->level(late.lit.var()) <= level) own_late(late);
 }
 
-/// Tells EUF a literal that the search assigned before EUF owned its atom.
-void TheoryManager::own_late(dpll::Lit lit) {
-  late_.push_back(lit);
-  if (in_conflict_ < 0 && !solvers_[static_cast<std::size_t>(euf_)]->assume(lit)) in_conflict_ = euf_;
+void TheoryManager::own_late(Late late) {
+  late_.push_back(late);
+  for (std::size_t i = 0; in_conflict_ < 0 && i < solvers_.size(); ++i)
+    if ((late.owners >> i & 1) != 0 && !solvers_[i]->assume(late.lit)) in_conflict_ = static_cast<int>(i);
+}
+
+/// A lemma has the sign that the solvers were spared: they have to know, or would ask for it for ever.
+void TheoryManager::tell_filtered(dpll::Var var) {
+  const auto at =
+      std::find_if(filtered_.begin(), filtered_.end(), [var](dpll::Lit lit) { return lit.var() == var; });
+  if (at == filtered_.end() || is_filtered(*at)) return;
+  const dpll::Lit lit = *at;
+  filtered_.erase(at);
+  own_late({lit, record(var).owners});
 }
 
 void TheoryManager::push_backtrack_point() {
@@ -215,6 +225,7 @@ TheoryManager::Lemma TheoryManager::next_lemma(std::vector<dpll::Lit>& lits) {
     if (lemma.preferred >= 0) options.forced_polarity = dpll::to_lbool(is_preferred != lit.negated());
     const dpll::Var var = search_->make_proxy(lit.atom(), options, nullptr);
     if (polarity_ != nullptr) polarity_->add_literal(lit.atom(), lit.negated());
+    tell_filtered(var);
     lits.push_back(dpll::Lit(var, lit.negated()));
   }
   if (lemma.handle < 0) return {-1, lemma.permanent};

@@ -86,6 +86,11 @@ class TheoryManager : public dpll::TheoryHook {
     // by sign: the solver that implied the literal last; two can imply opposite signs at once
     std::array<std::int8_t, 2> implier{-1, -1};
   };
+  /// A literal that solvers were told after the search had assigned it and told the others.
+  struct Late {
+    dpll::Lit lit;
+    std::uint8_t owners;
+  };
   struct PendingLemma {
     int owner = -1;
     int handle = -1;
@@ -95,7 +100,8 @@ class TheoryManager : public dpll::TheoryHook {
   bool is_numeric_equality(Term atom) const;
   void share_numbers();
   bool tell_euf_late(Term atom, dpll::Var var);
-  void own_late(dpll::Lit lit);
+  void own_late(Late late);
+  void tell_filtered(dpll::Var var);
   bool is_filtered(dpll::Lit lit);
   int level_of_retold() const;
 
@@ -133,7 +139,7 @@ class TheoryManager : public dpll::TheoryHook {
   TheoryEqPropagator equations_;
   bool numbers_matter_ = false;                                 // there are functions
   std::vector<std::pair<Term, dpll::Var>> numeric_equalities_;  // told when there were none
-  std::vector<dpll::Lit> late_;  // literals that EUF was told after the search had assigned them
+  std::vector<Late> late_;
   std::vector<std::pair<Term, Term>> needed_;
   std::set<std::pair<std::uint64_t, std::uint64_t>> needed_ids_;  // of its terms
   std::vector<dpll::Lit> filtered_;  // true literals that the solvers were spared, oldest first

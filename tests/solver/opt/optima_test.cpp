@@ -204,7 +204,7 @@ const Options option_sets[] = {
      {"theory.la.deduction_enabled", "false"}},
     {{"preprocessor.toplevel_propagation", "false"}, {"theory.la.model_mutation", "false"}},
     {{"theory.eq_propagation", "false"}, {"dpll.ghost_filtering", "true"}, {"dpll.minimize_model", "true"}},
-    {{"dpll.branching_initial_phase", "1"}, {"dpll.branching_random_frequency", "0.2"}},
+    {{"theory.pure_literal_filtering", "true"}, {"dpll.branching_random_frequency", "0.2"}},
     {{"unsat_core_generation", "1"}, {"theory.la.delay_alien", "true"}},
 };
 
