@@ -1,6 +1,7 @@
 #include "plans/pddl_plan_printer.h"
 
 #include <algorithm>
+#include <cassert>
 #include <optional>
 #include <ostream>
 
@@ -36,6 +37,7 @@ std::optional<unsigned> decimals_of(const rational& number) {
 
 /// The decimals of a number that is a thousandth of epsilon or less.
 unsigned decimals_for_rounding(const rational& epsilon) {
+  assert(epsilon > rational(0));
   unsigned decimals = min_decimals;
   for (rational unit = rational(1); unit > epsilon && decimals < max_decimals; unit /= rational(10))
     ++decimals;
@@ -65,6 +67,7 @@ Precision precision_for(const TimeTriggeredPlan& plan) {
 
 void print_step(std::ostream& out, const TimeTriggeredStep& step, const PlanNames& names) {
   const PlanNames::ActionName* const name = names.find(step.action->name());
+  assert(name == nullptr || step.parameters.size() <= name->order.size());
   out << '(';
   if (step.instance) out << step.instance->name() << '.';
   out << (name == nullptr ? step.action->name() : name->name);

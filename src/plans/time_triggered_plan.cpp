@@ -1,5 +1,7 @@
 #include "plans/time_triggered_plan.h"
 
+#include <algorithm>
+#include <cassert>
 #include <ostream>
 #include <utility>
 
@@ -32,6 +34,7 @@ std::vector<rational> earliest_ready_times(const POTPlan& plan, const rational& 
   std::vector<rational> ready;
   ready.reserve(plan.size());
   for (const POTPlan::StepPtr& step : plan.steps()) ready.push_back(times.at({step, READY}));
+  assert(std::ranges::all_of(ready, [](const rational& time) { return time >= rational(0); }));
   return ready;
 }
 
@@ -82,6 +85,7 @@ TimeTriggeredPlan::TimeTriggeredPlan(const std::shared_ptr<Plan>& plan)
 }
 
 void TimeTriggeredPlan::add_step(StepPtr step) {
+  assert(step != nullptr && step->action != nullptr);
   std::vector<StepPtr>& steps_of_time = steps_[step->start];
   steps_of_time.push_back(std::move(step));
 }

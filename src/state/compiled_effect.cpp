@@ -22,6 +22,8 @@ bool CompiledEffect::compute(const ValueId* slots, std::vector<SlotWrite>& write
       if (!compute_plainly(slots, writes)) return refuse();
   }
   if (simulated_ != nullptr && !compute_simulated(slots, writes)) return refuse();
+  assert(std::all_of(writes.begin() + static_cast<std::ptrdiff_t>(first), writes.end(),
+                     [&](const SlotWrite& write) { return write.slot < layout_->slots(); }));
   return true;
 }
 

@@ -1,5 +1,7 @@
 #include "state/constant_table.h"
 
+#include <cassert>
+
 #include "model/expression_factory.h"
 #include "state/operations.h"
 
@@ -22,6 +24,7 @@ ValueId ConstantTable::find(const ValueId* arguments) {
 ValueId ConstantTable::compute(const std::vector<ValueId>& arguments) {
   const auto table = constant_->value();
   if (table == nullptr) return unset_value;
+  assert(arguments.size() == constant_->parameters().size());
   model::ExpressionFactory& factory = values_.env().expression_factory();
   std::vector<Node*> nodes;
   for (std::size_t i = 0; i < arguments.size(); ++i) {

@@ -1,6 +1,7 @@
 #include "state/search_state.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "core/errors.h"
 
@@ -30,6 +31,7 @@ Node* SearchState::value(const StateIndex& index, Node* reference) const {
 }
 
 void SearchState::set_value(const StateIndex& index, Node* reference, Node* value) {
+  assert(index.size() == assignments_.size());
   Node*& slot = assignments_[slot_of(index, reference)];
   if (slot != nullptr)
     throw InternalError("Found a double-initialization of fluent: ") << model::print_expression{reference};

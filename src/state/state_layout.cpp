@@ -1,5 +1,6 @@
 #include "state/state_layout.h"
 
+#include <cassert>
 #include <utility>
 
 #include "core/errors.h"
@@ -62,6 +63,7 @@ SearchState StateLayout::unpack(const ValueId* slots, std::size_t heuristics) co
 }
 
 void StateLayout::pack(const SearchState& state, ValueId* slots) const {
+  assert(state.assignments().size() == references_.size());
   for (std::size_t slot = 0; slot < references_.size(); ++slot)
     slots[slot] = values_.id_of(state.value(slot));
 }

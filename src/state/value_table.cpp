@@ -154,6 +154,7 @@ rational ValueTable::number_of(ValueId id) const {
 }
 
 ValueId ValueTable::as_integer(ValueId id) {
+  assert(id < entries_.size());
   if (entries_[id].kind != Kind::rational) return id;
   if (entries_[id].den > 1) return id;
   if (entries_[id].den == 1) return id_of_small_integer(entries_[id].num);
@@ -242,6 +243,7 @@ ValueId ValueTable::rational_result(Op op, ValueId a, ValueId b) {
 ValueId ValueTable::sum(std::span<const ValueId> terms) {
   ValueId integers = id_of_small_integer(0), rationals = unset_value;
   for (const ValueId term : terms) {
+    assert(is_number(term));
     if (is_integer(term))
       integers = integer_result(Op::sum, integers, term);
     else
@@ -255,6 +257,7 @@ ValueId ValueTable::sum(std::span<const ValueId> terms) {
 ValueId ValueTable::product(std::span<const ValueId> factors) {
   ValueId integers = id_of_small_integer(1), rationals = unset_value;
   for (const ValueId factor : factors) {
+    assert(is_number(factor));
     if (is_integer(factor))
       integers = integer_result(Op::product, integers, factor);
     else
