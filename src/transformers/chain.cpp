@@ -132,6 +132,8 @@ void TransformerChain::apply(std::string_view name, const ChainOptions& options)
   problem_ = transformer->new_problem();
   transformers_.push_back(std::move(transformer));
   if (row->check != nullptr) row->check(*problem_);
+  // What it takes out is gone from its result.
+  assert(row->is_needed == &always || !row->is_needed(*problem_));
 }
 
 void TransformerChain::apply(Names names, const ChainOptions& options) {
@@ -140,8 +142,10 @@ void TransformerChain::apply(Names names, const ChainOptions& options) {
 
 std::shared_ptr<Plan> TransformerChain::map_back(std::shared_ptr<Plan> plan) const {
   for (auto transformer = transformers_.rbegin(); transformer != transformers_.rend(); ++transformer) {
+    [[maybe_unused]] const std::size_t steps = plan->size();
     plan = (*transformer)->map_back(plan);
     assert(plan != nullptr);
+    assert(plan->size() == steps || (plan->size() < steps && (*transformer)->drops_steps()));
   }
   return plan;
 }

@@ -1,5 +1,7 @@
 #include "transformers/one_to_one_transformer.h"
 
+#include <cassert>
+
 #include "plans/time_triggered_plan.h"
 #include "transformers/plan_mapping.h"
 
@@ -7,6 +9,7 @@ namespace zorvel::model {
 
 void OneToOneTransformer::pair(const std::shared_ptr<ActionImpl>& old_action,
                                const std::shared_ptr<ActionImpl>& new_action) {
+  assert(old_action != nullptr && !new_to_old_.contains(new_action));
   old_to_new_[old_action] = new_action;
   new_to_old_[new_action] = old_action;
 }

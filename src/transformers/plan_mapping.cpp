@@ -1,5 +1,6 @@
 #include "transformers/plan_mapping.h"
 
+#include <cassert>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -18,6 +19,7 @@ PlannedStep planned_step(const PlanAction& step) {
 }
 
 void add_image(TimeTriggeredPlan& plan, const TimeTriggeredStep& original, const MappedStep& image) {
+  assert(image.step.action != nullptr);
   std::optional<rational> duration = original.optional_duration();
   if (duration) *duration += image.earlier;
   plan.add_step(std::make_shared<TimeTriggeredStep>(original.start - image.earlier, image.step.action,
