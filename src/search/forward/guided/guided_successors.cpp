@@ -198,6 +198,9 @@ bool GuidedSuccessors::add_end(Chain& added, const DenseAction& action) {
 bool GuidedSuccessors::open(ActionId id) {
   const DenseAction& action = problem_.action(id);
   if (!action.opening.holds(values_.data())) return false;
+  // No action overlaps itself. The search offers none that is open; a path that lost moves may have one.
+  if (std::ranges::find(chains_, DenseProblem::first_action_chain + id, &Chain::chain) != chains_.end())
+    return false;
   const std::uint32_t start = network_.add_point();
   chains_.push_back({DenseProblem::first_action_chain + id, 0, start, no_point, no_duration});
   const std::uint32_t event = problem_.model().actions()[id].start->index;
