@@ -1,6 +1,7 @@
 #include "search/classical/iw_planner.h"
 
 #include <array>
+#include <cassert>
 #include <limits>
 #include <string_view>
 
@@ -66,6 +67,7 @@ std::shared_ptr<Plan> IWPlanner::search(SearchGuard& guard) {
       break;
     }
     ++width_;
+    assert(width_ <= widest);
     ZORVEL_LOG(INFO) << "Start IW(" << width_ << ")";
     tsimple::TSimplePlanner planner(env(), problem(), width_);
     const std::shared_ptr<Plan> plan = planner.solve_under(guard);

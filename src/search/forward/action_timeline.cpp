@@ -1,6 +1,7 @@
 #include "search/forward/action_timeline.h"
 
 #include <algorithm>
+#include <cassert>
 #include <map>
 #include <string>
 #include <utility>
@@ -123,6 +124,7 @@ rational ActionTimeline::read_duration(const Statements& statements, ActionModel
   } else {
     entry.duration_constraints = statements.on_duration;
   }
+  assert(max_from_start >= rational(0) && max_from_end >= rational(0));
   return model::ordering_duration(bounds, max_from_start, max_from_end);
 }
 
@@ -190,6 +192,7 @@ ActionModel ActionTimeline::lay_out(const std::shared_ptr<ActionImpl>& action) {
     event->simulated_effect = of_interval.second;
   }
   append_events(timeline, entry.events);
+  assert(entry.events.size() + 1 == pos);  // every event that was made stands in the chain once
   return entry;
 }
 

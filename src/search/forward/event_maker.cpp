@@ -1,6 +1,7 @@
 #include "search/forward/event_maker.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 #include "model/expression_factory.h"
@@ -13,6 +14,7 @@ using model::ExpressionFactory;
 
 void append_events(const Timeline& timeline, std::vector<Event*>& out) {
   for (const auto& [time, moment] : timeline) {
+    assert(!moment.conditions.empty() || !moment.effects.empty());
     out.insert(out.end(), moment.conditions.begin(), moment.conditions.end());
     out.insert(out.end(), moment.effects.begin(), moment.effects.end());
   }
@@ -23,6 +25,7 @@ Node* upper_anchor(const Node* interval) { return interval->children[interval->a
 
 Event* EventMaker::make(EventKind kind, Node* expression, const std::shared_ptr<ActionImpl>& action,
                         unsigned long pos) {
+  assert(expression == nullptr || ExpressionFactory::is_temporal_expression(expression));
   Event& event = events_.emplace_back();
   event.kind = kind;
   event.expression = expression;
@@ -72,6 +75,7 @@ std::vector<Node*> EventMaker::in_text_order(const ByInterval& groups) {
   ExpressionFactory& factory = env_.expression_factory();
   std::vector<std::pair<const std::string*, Node*>> ordered;
   for (const auto& [interval, bodies] : groups) {
+    assert(!bodies.empty());
     std::string& text = interval_texts_[interval];
     if (text.empty()) text = model::to_anml(interval);
     ordered.emplace_back(&text, factory.make_temporal_expression(interval, factory.make_and(bodies)));

@@ -13,6 +13,7 @@ namespace zorvel::tp::ftp {
 
 void set_initial_values(const FtpModel& model, zorvel::SearchState& state) {
   for (const auto& [slot, value] : model.initial_values()) {
+    assert(slot < model.references().size());
     // why a new evaluator each time: a value may read those set before it.
     const ExpressionEvaluator evaluate(model.env(), model.index(), state);
     Node* const reference = model.references()[slot];
@@ -39,6 +40,7 @@ bool is_tested_at_opening(const Event& event) {
 
 bool apply_writes(const FtpModel& model, zorvel::SearchState& state, const Event& event) {
   assert(event.is_effect_like());
+  assert(event.kind == EventKind::EFFECT || event.simulated_effect != nullptr);
   std::optional<std::vector<StateWrite>> plain, simulated;
   if (event.kind == EventKind::EFFECT) {
     plain = writes_of(model.env(), state, event.body(), model.index());

@@ -1,6 +1,7 @@
 #include "search/forward/ftp_model.h"
 
 #include <algorithm>
+#include <cassert>
 #include <map>
 #include <stdexcept>
 #include <unordered_map>
@@ -28,9 +29,16 @@ FtpModel::FtpModel(Environment& env, const model::ProblemPtr& problem, const rat
   build_global_events(maker);
   ActionTimeline timeline(env, problem, maker);
   for (const auto& [name, action] : problem->actions()) actions_.push_back(timeline.lay_out(action));
+  // action_id looks them up by name.
+  assert(std::ranges::is_sorted(
+      actions_, {}, [](const ActionModel& one) -> const std::string& { return one.action->name(); }));
+  assert(std::ranges::all_of(events_, [&](const Event& one) { return &events_[one.index] == &one; }));
   compute_fluents();
   compute_order_keys();
   compute_exclusion_keys();
+  // have_common and the searches step through two lists of keys at once.
+  for ([[maybe_unused]] const auto* keys : {&touch_keys_, &order_keys_, &instant_keys_, &written_keys_})
+    assert(std::ranges::all_of(*keys, [](const auto& one) { return std::ranges::is_sorted(one); }));
   warn_about_missing_values();
 }
 
@@ -76,6 +84,7 @@ void FtpModel::build_global_events(EventMaker& maker) {
     }
   }
   for (const auto& [text, reference] : references) {
+    assert(!index_.contains(reference));
     index_.emplace(reference, references_.size());
     references_.push_back(reference);
   }
@@ -92,6 +101,7 @@ void FtpModel::build_global_events(EventMaker& maker) {
                      moment);
   for (Node* expression : maker.in_text_order(conditions))
     maker.add_condition(expression, nullptr, pos, moment);
+  assert(from_start.empty() || from_start.begin()->first >= rational(0));  // see the refusals above
   append_events(from_start, global_start_events_);
   append_events(from_end, global_end_events_);
 }
@@ -209,10 +219,12 @@ bool have_common(const std::vector<std::uint64_t>& left, const std::vector<std::
 }  // namespace
 
 bool FtpModel::exclude(const Event& condition, const Event& effect) const {
+  assert(instant_keys(condition).empty() || !condition.is_effect_like());
   return have_common(instant_keys(condition), written_keys(effect));
 }
 
 void FtpModel::compute_order_keys() {
+  assert(touch_keys_.size() == events_.size());  // they are extended here
   order_keys_ = touch_keys_;
   // The sets of slots that one conjunct reads, if they are more than one: an effect on a single one keeps or
   // breaks the conjunct whatever else happens.
@@ -264,6 +276,7 @@ void FtpModel::compute_order_keys() {
 
 bool FtpModel::touch(const Event& a, const Event& b) const {
   if (a.simulated_effect || b.simulated_effect) return true;
+  assert(a.index < touch_keys_.size() && b.index < touch_keys_.size());
   return have_common(touch_keys_[a.index], touch_keys_[b.index]);
 }
 

@@ -48,6 +48,8 @@ void FtpPlanner::initialize_heuristic() {
                       [&] { return relaxed_problem(); });
   heuristics_ = std::move(set.heuristics);
   if (set.relevant) openable_ = *std::move(set.relevant);
+  assert(std::ranges::is_sorted(openable_));
+  assert(openable_.empty() || openable_.back() < model_->actions().size());
 }
 
 std::shared_ptr<const RelaxedProblem> FtpPlanner::relaxed_problem() const {
@@ -79,6 +81,7 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak, SearchGuard& guard) {
                                   options.get_boolean_value("ftp-deordering") ||
                                   options.get_integer_value("ftp-diamond") >= 0;
   outcome_ = needs_plain_search ? search_plainly(weak, guard, events) : search_densely(weak, guard, events);
+  assert(outcome_ == SearchOutcome::plan_found || events.empty());
   return outcome_ == SearchOutcome::plan_found ? build_plan(events) : nullptr;
 }
 
@@ -106,6 +109,7 @@ bool FtpPlanner::may_miss_self_overlap() {
   if (!initial) return false;  // a condition at time 0 fails
   std::vector<ValueId> values;
   for (Node* node : initial->assignments()) values.push_back(dense_->values().id_of(node));
+  assert(values.size() == dense_->slots());
   std::vector<char> is_used(dense_->action_count(), 0);
   for (const ActionId action : openable_) is_used[action] = 1;
   return may_need_self_overlap(*dense_, values.data(), [&](ActionId action) { return is_used[action] != 0; });

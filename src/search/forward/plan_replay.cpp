@@ -45,10 +45,13 @@ class World {
 
   /// False if the event cannot happen here.
   [[nodiscard]] bool apply(const Event& event) {
+    assert(event.is_effect_like() || event.kind == EventKind::CONDITION);
     if (event.is_effect_like()) return verify_new() && apply_writes(model_, state_, event) && recheck(event);
     if (event.is_closer()) {
       const bool has_held = holds(event.body());
-      std::erase_if(in_force_, [&](const InForce& one) { return one.opener == event.start_time_point; });
+      [[maybe_unused]] const std::size_t closed =
+          std::erase_if(in_force_, [&](const InForce& one) { return one.opener == event.start_time_point; });
+      assert(closed <= 1);  // no action is open twice at one time
       return has_held;
     }
     // What holds only behind its opener may still be made true by what happens at the same time.
@@ -203,13 +206,17 @@ class Replay {
   }
 
   std::shared_ptr<TimeTriggeredPlan> plan() const {
+    assert(open_actions_.empty());
+    assert(std::ranges::all_of(chains_, [](const Chain& one) { return one.next == one.events.size(); }));
     const auto times = times_.solve();
     if (!times) throw TemporalNetworkIsUnsat();
     auto plan = std::make_shared<TimeTriggeredPlan>(model_.env());
-    for (const Step& step : steps_)
+    for (const Step& step : steps_) {
+      assert((*times)[plan_start_] <= (*times)[step.start] && (*times)[step.start] <= (*times)[step.end]);
       plan->add_step(std::make_shared<TimeTriggeredStep>((*times)[step.start] - (*times)[plan_start_],
                                                          step.action->action, std::vector<Node*>(),
                                                          (*times)[step.end] - (*times)[step.start]));
+    }
     return plan;
   }
 
@@ -242,6 +249,7 @@ class Replay {
   void open(const ActionModel& action) {
     if (action.start->expression != nullptr && !world_.holds(action.start->body()))
       throw TemporalNetworkIsUnsat();
+    assert(action.start->kind == EventKind::START_ACTION && action.start->action == action.action);
     const Point start = times_.add_point(), end = times_.add_point();
     times_.require(plan_start_, start, 0);
     put_in_order({action.start, start, steps_.size() + 1});
@@ -276,6 +284,7 @@ class Replay {
     if (chain.next == chain.events.size() || chain.events[chain.next] != &event || !world_.apply(event))
       throw TemporalNetworkIsUnsat();
     // The points get their numbers along the path, as EarliestTimes likes it.
+    assert(!event.action || open_actions_.contains(event.action.get()));
     const Point point = times_.add_point();
     if (event.anchor.from_start)
       times_.fix(chain.start, point, event.anchor.offset);

@@ -1,6 +1,7 @@
 #include "search/forward/self_overlap.h"
 
 #include <algorithm>
+#include <cassert>
 #include <map>
 #include <set>
 #include <vector>
@@ -52,6 +53,7 @@ class Locks {
         const bool is_last = is_same_moment(problem_, event, events.back());
         const auto constant = source.effect.constant_writes(values);
         for (const std::uint32_t slot : source.effect.slots_written()) {
+          assert(slot < writes_.size());
           const auto known =
               std::ranges::find_if(constant, [&](const SlotWrite& write) { return write.slot == slot; });
           writes_[slot].push_back(
@@ -62,6 +64,7 @@ class Locks {
   }
 
   void collect_takes(ActionId action) {
+    assert(action < problem_.action_count());
     const std::uint32_t chain = DenseProblem::first_action_chain + action;
     for (const auto& literal : problem_.action(action).opening.literals()) {
       if (!literal.is_equal) continue;
@@ -86,6 +89,7 @@ class Locks {
   /// something but a holder's end can make it idle: while one holder is open, so is no other, since it would
   /// have found the slot idle.
   bool note_holders(std::uint32_t slot, const std::set<ValueId>& idle) {
+    assert(!idle.empty());  // no write would keep a lock, then
     std::set<ActionId> holders;
     for (const Taker& taker : takers_[slot])
       if (idle.contains(taker.needed) && !idle.contains(taker.written)) holders.insert(taker.action);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -26,6 +27,7 @@ class OpenLists {
   void push(std::span<const double> f, std::uint32_t ties, Item item) {
     const std::uint32_t place = store(std::move(item));
     for (List& list : lists_) {
+      assert(list.number < f.size());
       list.entries.push_back({f[list.number], ties, place});
       std::push_heap(list.entries.begin(), list.entries.end(), &is_worse);
     }
@@ -92,6 +94,7 @@ class OpenLists {
 
   std::optional<Item> release(std::uint32_t place) {
     Held& held = held_[place];
+    assert(held.lists > 0);
     std::optional<Item> item = std::exchange(held.item, std::nullopt);
     if (--held.lists == 0) free_.push_back(place);
     return item;

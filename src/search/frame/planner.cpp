@@ -30,6 +30,7 @@ std::shared_ptr<Plan> Planner::solve() {
   SearchGuard guard(limits_);
   const std::shared_ptr<Plan> plan = solve_under(guard);
   assert(plan != nullptr || outcome_ != SearchOutcome::plan_found);
+  assert(outcome_ != SearchOutcome::not_run);
   return plan;
 }
 

@@ -1,5 +1,6 @@
 #include "search/frame/search_guard.h"
 
+#include <cassert>
 #include <utility>
 
 namespace zorvel {
@@ -37,6 +38,7 @@ bool SearchGuard::must_stop_expanding() {
 }
 
 SearchOutcome SearchGuard::reached_limit() {
+  assert(outcome_ == SearchOutcome::not_run);
   if (limits_.interrupted != nullptr && limits_.interrupted->load(std::memory_order_relaxed))
     return SearchOutcome::interrupted;
   const bool asks_for_progress =

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -48,7 +49,10 @@ class SearchGuard {
   /// While it lives, the guard knows of a search what `report` tells. At most one lives at a time.
   class Watch {
    public:
-    Watch(SearchGuard& guard, Report report) : guard_(guard) { guard_.report_ = std::move(report); }
+    Watch(SearchGuard& guard, Report report) : guard_(guard) {
+      assert(!guard_.report_);
+      guard_.report_ = std::move(report);
+    }
     ~Watch() { guard_.report_ = nullptr; }
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;

@@ -1,6 +1,7 @@
 #include "search/frame/successor_generator.h"
 
 #include <algorithm>
+#include <cassert>
 #include <map>
 #include <numeric>
 #include <utility>
@@ -50,6 +51,7 @@ SuccessorGenerator::SuccessorGenerator(std::vector<std::vector<Demand>> demands)
     if (std::adjacent_find(of_action.begin(), of_action.end(), is_contradiction) == of_action.end())
       root.actions.emplace_back(action, 0);
   }
+  [[maybe_unused]] const std::size_t possible = root.actions.size();
   std::vector<Task> tasks;
   tasks.push_back(std::move(root));
   while (!tasks.empty()) {
@@ -57,6 +59,7 @@ SuccessorGenerator::SuccessorGenerator(std::vector<std::vector<Demand>> demands)
     tasks.pop_back();
     build_node(task, demands, tasks);
   }
+  assert(actions_.size() == possible);  // each stands at one node
 }
 
 std::uint32_t SuccessorGenerator::new_node() {
@@ -68,6 +71,7 @@ void SuccessorGenerator::build_node(const Task& task, const Demands& demands, st
   const auto first_action = static_cast<std::uint32_t>(actions_.size());
   std::uint32_t slot = none;
   for (const auto& [action, met] : task.actions) {
+    assert(met <= demands[action].size());
     if (met == demands[action].size())
       actions_.push_back(action);
     else if (slot == none || ranks_[demands[action][met].slot] < ranks_[slot])
@@ -121,6 +125,7 @@ std::span<const std::uint32_t> SuccessorGenerator::applicable(const ValueId* val
     if (branch != end && branch->value == value) pending_.push_back(branch->node);
   }
   std::sort(found_.begin(), found_.end());
+  assert(std::ranges::adjacent_find(found_) == found_.end());
   return found_;
 }
 

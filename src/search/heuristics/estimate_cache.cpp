@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <limits>
 
 namespace zorvel {
@@ -50,6 +51,7 @@ bool EstimateCache::write_key(const StateView& state) {
   auto end = open;
   for (const OpenChain& chain : state.open) {
     if (chain.chain < first_action_chain) continue;
+    assert(chain.chain - first_action_chain < first_position_.size());
     if (end == key_.end()) return false;
     *end++ = first_position_[chain.chain - first_action_chain] + chain.cursor;
   }

@@ -1,5 +1,6 @@
 #include "search/heuristics/hadd.h"
 
+#include <cassert>
 #include <unordered_set>
 
 #include "model/expression_factory.h"
@@ -28,6 +29,7 @@ void HAdd::begin(const StateView& state, bool may_carry) {
     const auto at = problem_->rings().position(open);
     if (!at) continue;
     const Ring& ring = rings_[at->action];
+    assert(at->position < ring.positive.size());
     if (at->position > 0) {
       relaxation_.suspend(ring.positive[0]);
       relaxation_.suspend(ring.negative[at->position]);
@@ -62,6 +64,7 @@ double HFF::finish_pass() {
   double cost = 0.0;
   while (!stack.empty()) {
     const auto supporter = relaxation_.supporter(stack.back());
+    assert(!supporter.exists() || supporter.action < problem().actions().size());
     stack.pop_back();
     // An action's literals are pushed once, when it enters the plan; so this ends whatever the supporters
     // are.

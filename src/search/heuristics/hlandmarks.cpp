@@ -1,6 +1,7 @@
 #include "search/heuristics/hlandmarks.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace zorvel {
 
@@ -17,6 +18,7 @@ HLandmarks::HLandmarks(std::shared_ptr<const RelaxedProblem> problem)
       stays_open_(problem_->rings().actions(), 0) {}
 
 void HLandmarks::update_progress(std::span<const OpenChain> open) {
+  assert(next_open_.empty());
   for (const OpenChain& chain : open)
     if (const auto at = problem_->rings().position(chain)) next_open_.push_back(*at);
   for (const RingPosition& at : next_open_) stays_open_[at.action] = 1;
@@ -42,6 +44,7 @@ double HLandmarks::estimate(const StateView& state) {
   update_progress(state.open);
   truths_.set_first(state.values, problem_->initial().size());
   const LandmarkGraph::Word* const holding = truths_.holding();
+  assert(state.note != nullptr);  // the search keeps notes for it
   SetId& set = *state.note;
   if (state.parent_note == 0) {
     graph_.reach_initially(holding, reached_.data());

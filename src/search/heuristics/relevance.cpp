@@ -75,6 +75,7 @@ std::vector<std::uint32_t> ActionRelevance::relevant(const std::vector<bool>& re
   for (std::size_t piece = 0; piece < is_useful.size(); ++piece) {
     const std::uint32_t source = problem_->sources()[piece];
     if (source == RelaxedProblem::no_source) continue;
+    assert(source < matters.size());
     if (is_useful[piece]) matters[source] = true;
     if (!reachable[piece]) is_reachable[source] = false;
   }

@@ -69,6 +69,7 @@ ClassicalSearch::ClassicalSearch(const TSimpleModel& model, EvaluationTables& ta
   parent_goals_.resize(goals_.size());
   goal_stamps_.resize(goals_.size());
   landmark_stamps_.resize(landmarks_.size());
+  assert(std::ranges::is_sorted(action_numbers_));  // children come in this order
   if (options_.width > 0)
     seen_ = std::make_unique<Trie>(slots_, options_.width, [this] { return guard_.must_stop_now(); });
 }
@@ -94,9 +95,11 @@ SearchOutcome ClassicalSearch::run() {
 
 void ClassicalSearch::push_initial() {
   const PathState initial = model_.initial_state();
+  assert(open_.empty() && actions_.empty());
   tables_.layout.pack(initial, initial_.data());
   std::vector<std::vector<SuccessorGenerator::Demand>> demands;
   for (const std::uint32_t number : action_numbers_) {
+    assert(number < model_.actions().size());
     actions_.emplace_back(model_.actions()[number], tables_, initial_.data());
     demands.push_back(actions_.back().demands());
   }
@@ -129,6 +132,7 @@ SearchOutcome ClassicalSearch::search() {
                              tables_.layout.unpack(states_.values(entry.state))
                                  .as_expression(model_.index(), model_.env().expression_factory(), 0)};
     const StateInfo info = states_.info(entry.state);
+    assert(info.achieved_goals <= goals_.size());
     if (is_goal(info)) {
       log_state("Final depth: ", entry);
       goal_ = entry;
@@ -154,6 +158,7 @@ void ClassicalSearch::commit_to(StateId id) {
 
 void ClassicalSearch::expand(StateId id) {
   const ValueId* const values = states_.values(id);
+  assert(states_.hash(id) == states_.hash_of(values));
   std::copy_n(values, slots_, child_.begin());
   parent_goal_count_ = 0;
   for (std::size_t goal = 0; goal < goals_.size(); ++goal) {
@@ -166,6 +171,7 @@ void ClassicalSearch::expand(StateId id) {
     make_child(id, action);
     if (guard_.outcome() != SearchOutcome::not_run) return;
   }
+  assert(std::equal(child_.begin(), child_.end(), values));  // each child was taken back
 }
 
 /// Makes the child that `writes_` says, pushes it if it is to be searched, and takes the writes back.
@@ -196,6 +202,7 @@ void ClassicalSearch::make_child(StateId parent, std::uint32_t action) {
 void ClassicalSearch::write_child() {
   old_values_.clear();
   for (const SlotWrite& write : writes_) {
+    assert(write.slot < slots_);
     ValueId& value = child_[write.slot];
     old_values_.push_back({write.slot, value});
     child_hash_ ^= StateTable::hash_of(write.slot, value) ^ StateTable::hash_of(write.slot, write.value);
@@ -231,6 +238,8 @@ void ClassicalSearch::note_achievements() {
 }
 
 bool ClassicalSearch::is_novel() {
+  // What simulated effects write makes no state novel by itself.
+  assert(plain_writes_ <= writes_.size());
   bool is_new = false;
   for (std::size_t i = 0; i < plain_writes_; ++i)
     is_new = seen_->add_with(child_.data(), writes_[i].slot) || is_new;
@@ -251,6 +260,7 @@ std::optional<double> ClassicalSearch::estimate(const StateInfo& info, std::uint
   if (h < 0) return std::nullopt;
   if (h > 0 && options_.cost_of_missing > 0) {
     const std::size_t met = info.achieved_goals + count_bits(std::span(child_bits_).first(landmark_words_));
+    assert(met <= goals_.size() + landmarks_.size());
     h += options_.cost_of_missing * static_cast<double>(goals_.size() + landmarks_.size() - met);
   }
   if (best_estimate_ < 0 || h < best_estimate_) best_estimate_ = h;
@@ -268,6 +278,7 @@ void ClassicalSearch::evaluate_and_push(const StateInfo& info, std::uint32_t par
 }
 
 std::vector<StateId> ClassicalSearch::path() const {
+  assert(goal_.state != no_state);
   std::vector<StateId> path;
   for (StateId id = goal_.state; id != no_state; id = states_.info(id).parent) path.push_back(id);
   std::reverse(path.begin(), path.end());

@@ -1,6 +1,7 @@
 #include "search/classical/tsimple/plan_builder.h"
 
 #include <algorithm>
+#include <cassert>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -81,6 +82,7 @@ class PlanBuilder {
   }
 
   void add(const PathState& state) {
+    assert(state.parent != nullptr && state.last_action != nullptr);
     const auto position = static_cast<unsigned long>(steps_.size());
     const rational duration = duration_in(env_, *state.last_action, model_.index(), *state.parent);
     Step added;

@@ -53,6 +53,7 @@ StateId StateTable::new_record() {
 }
 
 void StateTable::put(Cell cell) {
+  assert(2 * size_ < cells_.size() && state_of(cell) < next_);
   const std::size_t mask = cells_.size() - 1;
   std::size_t at = hash_in(cell) & mask;
   while (cells_[at] != 0) at = (at + 1) & mask;
@@ -85,6 +86,7 @@ StateId StateTable::insert(const StateInfo& info, std::span<const std::uint32_t>
 }
 
 void StateTable::erase(StateId id) {
+  assert(id < next_ && size_ > 0);
   const std::size_t mask = cells_.size() - 1;
   std::size_t hole = hash(id) & mask;
   while (state_of(cells_[hole]) != id) hole = (hole + 1) & mask;

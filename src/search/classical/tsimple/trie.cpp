@@ -26,6 +26,7 @@ std::uint64_t edge(std::uint32_t node, std::uint32_t pair) {
 }  // namespace
 
 std::size_t Trie::EdgeTable::position(std::uint64_t key) const {
+  assert(key != 0 && size_ < cells_.size());
   const std::size_t mask = cells_.size() - 1;
   std::size_t at = hash_of(key) & mask;
   while (cells_[at].key != 0 && cells_[at].key != key) at = (at + 1) & mask;
@@ -54,6 +55,7 @@ void Trie::EdgeTable::clear() {
 }
 
 bool Trie::EdgeSet::insert(std::uint64_t key) {
+  assert(key != 0);
   if (2 * size_ >= cells_.size()) grow();
   const std::size_t mask = cells_.size() - 1;
   std::size_t at = hash_of(key) & mask;
@@ -134,6 +136,7 @@ void Trie::fill_tuple(std::size_t first, const std::uint32_t* fixed_slot) {
       ++from;
     }
   }
+  assert(!is_pending && std::ranges::is_sorted(tuple_));  // one tuple for each set of slots
 }
 
 /// Adds the tuple of each set of `width_` slots, in lexicographic order; only of those with the fixed slot,
@@ -169,6 +172,7 @@ bool Trie::add_all(const ValueId* values) {
 }
 
 bool Trie::add_with(const ValueId* values, std::uint32_t slot) {
+  assert(slot < slots_);
   return width_ > 1 ? add_subsets(values, &slot) : pair_of(slot, values[slot]).second;
 }
 

@@ -1,5 +1,6 @@
 #include "search/classical/tsimple/tsimple_planner.h"
 
+#include <algorithm>
 #include <cassert>
 #include <deque>
 #include <numeric>
@@ -42,6 +43,7 @@ void TSimplePlanner::initialize_heuristic(HCustom::Function custom_heuristic) {
   heuristic_ = set.heuristics.front();
   cost_of_missing_ = set.cost_of_missing;
   if (set.relevant) searched_actions_ = *std::move(set.relevant);
+  assert(std::ranges::is_sorted(searched_actions_));
 }
 
 std::shared_ptr<const RelaxedProblem> TSimplePlanner::relaxed_problem() const {
@@ -87,8 +89,10 @@ std::shared_ptr<Plan> TSimplePlanner::plan_of(const ClassicalSearch& search) con
     PathState& state = way.emplace_back(tables_->layout.unpack(search.states().values(id), 1));
     const StateInfo info = search.states().info(id);
     state.set_g(info.depth);
+    assert((info.parent == no_state) == (way.size() == 1));
     if (info.parent == no_state) continue;
     state.parent = &way[way.size() - 2];
+    assert(info.action < searched_actions_.size());
     state.last_action = model_->actions()[searched_actions_[info.action]].action();
   }
   return build_plan(*model_, way.back());

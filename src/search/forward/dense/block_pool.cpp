@@ -1,5 +1,6 @@
 #include "search/forward/dense/block_pool.h"
 
+#include <cassert>
 #include <new>
 
 namespace zorvel::tp::ftp {
@@ -8,6 +9,7 @@ BlockPool::BlockPool(std::size_t largest) {
   // why four: what is lost at the end of a chunk stays below a quarter of it.
   while ((std::size_t{1} << chunk_shift_) < 4 * units_of(largest)) ++chunk_shift_;
   chunk_mask_ = (std::uint32_t{1} << chunk_shift_) - 1;
+  assert(chunk_shift_ < 31);
 }
 
 BlockPool::Ref BlockPool::allocate_fresh(std::size_t units) {

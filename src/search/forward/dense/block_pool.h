@@ -34,12 +34,14 @@ class BlockPool {
   void release(Ref block, std::size_t bytes) {
     const std::size_t units = units_of(bytes);
     assert(block != 0 && units < free_.size());
+    assert(used_units_ >= units);
     used_units_ -= units;
     *at<Ref>(block) = free_[units];
     free_[units] = block;
   }
   template <class T>
   T* at(Ref block) const {
+    assert(block != 0 && block >> chunk_shift_ < chunks_.size());
     return reinterpret_cast<T*>(chunks_[block >> chunk_shift_].get() + (block & chunk_mask_) * unit);
   }
   std::size_t used_bytes() const { return used_units_ * unit; }

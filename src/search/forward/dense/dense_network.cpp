@@ -1,11 +1,13 @@
 #include "search/forward/dense/dense_network.h"
 
 #include <cassert>
+#include <cmath>
 
 namespace zorvel::tp::ftp {
 
 void DenseNetwork::load(const double* times, const BlockPool::Ref* heads, std::uint32_t base,
                         std::uint32_t next_point) {
+  assert(first_action_point <= base && base <= next_point);
   const std::size_t points = first_action_point + next_point - base;
   base_ = base;
   times_.assign(times, times + points);
@@ -15,11 +17,13 @@ void DenseNetwork::load(const double* times, const BlockPool::Ref* heads, std::u
 
 void DenseNetwork::extend(std::uint32_t next_point) {
   const std::size_t points = first_action_point + next_point - base_;
+  assert(points >= times_.size());
   times_.resize(points, 0.0);
   heads_.resize(points, 0);
 }
 
 bool DenseNetwork::store(std::uint32_t a, std::uint32_t b, double bound) {
+  assert(a != b && !is_frozen(a) && !is_frozen(b) && !std::isnan(bound));
   BlockPool::Ref& head = heads_[place(a)];
   // An edge that is stored twice does no harm, so only the newest few are looked at: they lie close in
   // memory.
@@ -52,6 +56,7 @@ bool DenseNetwork::add_earliest(std::uint32_t b, double time) {
 }
 
 bool DenseNetwork::run_queue(std::uint32_t raised, std::uint32_t a, std::uint32_t b, double bound) {
+  assert(!is_frozen(raised));  // the times of frozen points were given away
   queue_.clear();
   queue_.push_back(raised);
   std::size_t round_end = 1, rounds = 0;
@@ -79,6 +84,7 @@ bool DenseNetwork::run_queue(std::uint32_t raised, std::uint32_t a, std::uint32_
 
 bool DenseNetwork::would_accept_before(std::uint32_t a, std::uint32_t b, double distance) {
   if (a == b) return add_before(a, b, distance);
+  assert(!is_frozen(a) && !is_frozen(b));
   saved_times_ = times_;
   const BlockPool::Ref head = heads_[place(a)];
   const std::size_t edges = cells_.size();
@@ -91,6 +97,7 @@ bool DenseNetwork::would_accept_before(std::uint32_t a, std::uint32_t b, double 
 
 void DenseNetwork::store_into(std::uint32_t base, BlockPool::Ref cells_at, double* times,
                               BlockPool::Ref* heads, EdgeCell* cells) const {
+  assert(base >= base_ && cells_at != 0);  // the window moves on, never back
   const auto placed = [&](BlockPool::Ref ref) {
     return (ref & scratch_bit) != 0 ? cells_at + (ref & ~scratch_bit) : ref;
   };

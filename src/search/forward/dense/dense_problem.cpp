@@ -1,5 +1,8 @@
 #include "search/forward/dense/dense_problem.h"
 
+#include <algorithm>
+#include <cassert>
+
 #include "core/unsupported_problem.h"
 #include "model/expression_factory.h"
 #include "model/walkers/expression_simplifier.h"
@@ -52,9 +55,12 @@ DenseProblem::DenseProblem(const FtpModel& model, std::shared_ptr<EvaluationTabl
     compile_durations(source, simplifier, action);
     add_chain(source.events, &action);
   }
+  assert(chains_.size() == first_action_chain + actions_.size());
+  assert(std::ranges::all_of(events_, [](const DenseEvent& one) { return one.event != nullptr; }));
 }
 
 void DenseProblem::compile_event(const Event& source, const model::ExpressionSimplifier& simplifier) {
+  assert(source.index < events_.size() && events_[source.index].event == nullptr);
   DenseEvent& event = events_[source.index];
   event.event = &source;
   event.is_effect_like = source.is_effect_like();
@@ -82,6 +88,7 @@ void DenseProblem::add_chain(const std::vector<Event*>& events, DenseAction* act
       if (action != nullptr) action->direct_openers.push_back(event->index);
       continue;
     }
+    assert(events_[event->index].event == event);
     events_[event->index].chain = index;
     chain.events.push_back(event->index);
   }
@@ -117,12 +124,14 @@ void DenseProblem::compile_durations(const ActionModel& source, const model::Exp
   }
   action.bounds = bounds;
   std::tie(action.lower, action.upper) = inner_bounds(bounds, model_.epsilon());
+  assert(action.lower >= 0);
 }
 
 std::optional<std::pair<double, std::optional<double>>> DenseProblem::duration_bounds(
     ActionId id, const std::uint32_t* values) const {
   F& factory = model_.env().expression_factory();
   const DenseAction& action = actions_[id];
+  assert(!action.open_limits.empty());  // else the bounds of the action itself say all
   DurationBounds bounds = action.bounds;
   for (const auto& [kind, limit] : action.open_limits) {
     const ValueId value = limit.evaluate(values);

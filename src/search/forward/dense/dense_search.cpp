@@ -1,6 +1,7 @@
 #include "search/forward/dense/dense_search.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <ctime>
 #include <optional>
@@ -50,6 +51,7 @@ DenseSearch::DenseSearch(const DenseProblem& problem, const Heuristics& heuristi
     estimates_ =
         std::make_unique<EstimateCache>(problem.slots(), problem.model().chain_lengths(), heuristics.size());
   if (estimates_ && estimates_->is_small()) estimates_.reset();
+  assert(std::ranges::all_of(openable_, [&](ActionId action) { return action < problem_.action_count(); }));
 }
 
 bool DenseSearch::evaluate() {
@@ -99,6 +101,7 @@ void DenseSearch::push_built() {
 }
 
 void DenseSearch::drop(Ref state) {
+  assert(live_ > 0);
   successors_.release(state);
   --live_;
 }
@@ -128,6 +131,7 @@ bool DenseSearch::is_seen_at_end(const DenseState* state) {
   const auto todo = successors_.layout().todo(state);
   if (todo.size() != 1 || todo[0].chain >= DenseProblem::first_action_chain) return false;
   const auto& chain = problem_.chain(todo[0].chain).events;
+  assert(todo[0].cursor < chain.size());
   const DenseEvent& next = problem_.event(chain[todo[0].cursor]);
   // Only a point at the very end: from there on nothing can happen but the rest of the list.
   const bool is_at_end = !next.from_start && next.shift == 0.0 && !next.is_opener && !next.opener;
@@ -138,12 +142,17 @@ bool DenseSearch::is_seen_at_end(const DenseState* state) {
 std::uint64_t DenseSearch::weak_tag(const DenseState* state) const {
   const auto todo = successors_.layout().todo(state);
   if (todo.empty()) return 0;
+  assert(todo[0].cursor < problem_.chain(todo[0].chain).events.size());
   const std::size_t first = problem_.chain(todo[0].chain).events.size() - todo[0].cursor;
   return (static_cast<std::uint64_t>(todo.size()) << 32) | first;
 }
 
 void DenseSearch::expand(const DenseState* state) {
   const auto todo = successors_.layout().todo(state);
+  // What may begin a list of todos is looked for nowhere else.
+  assert(todo.empty() || std::ranges::find(todo.subspan(1), DenseProblem::start_chain, &Todo::chain) ==
+                             todo.subspan(1).end());
+  assert(std::ranges::find(is_open_, true) == is_open_.end());
   const bool start_is_pending = !todo.empty() && todo[0].chain == DenseProblem::start_chain;
   for (std::size_t list = 0; list < todo.size(); ++list) {
     // The plan ends behind all timed events, so its final checks come after them.
@@ -196,6 +205,7 @@ SearchOutcome DenseSearch::run(const PlainState<double>* initial, bool weak) {
     progress.stored_bytes = memory();
     progress.best_estimate = best_estimate_;
   });
+  assert(live_ == 0 && events_.empty());  // a search is run once
   SearchOutcome outcome = SearchOutcome::no_plan;
   if (initial != nullptr && successors_.build_initial(*initial)) {
     push_built();

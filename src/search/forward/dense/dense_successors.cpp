@@ -47,6 +47,7 @@ bool DenseSuccessors::build_initial(const PlainState<double>& plain) {
   state_.newest_effect = no_event;
   values_.clear();
   for (Node* node : plain.assignments()) values_.push_back(problem_.values().id_of(node));
+  assert(values_.size() == layout_.slots);
   built_values_ = values_.data();
   todo_.clear();
   active_.clear();
@@ -76,6 +77,9 @@ void DenseSuccessors::load(const DenseState* parent) {
   built_values_ = layout_.values(parent);
   const auto todo = layout_.todo(parent);
   todo_.assign(todo.begin(), todo.end());
+  assert(parent->base <= parent->next_point);
+  assert(std::ranges::all_of(
+      todo_, [&](const Todo& todo) { return todo.cursor < problem_.chain(todo.chain).events.size(); }));
   const auto active = layout_.active(parent);
   active_.assign(active.begin(), active.end());
   completes_ = false;
@@ -87,6 +91,7 @@ bool DenseSuccessors::put_behind_path(const DenseState* parent, std::uint32_t st
       !network_.add_before(plan_start_point, start, 0.0))
     return false;
   const PathCell& newest = *pool_.at<PathCell>(parent->path);
+  assert(newest.depth == parent->depth);
   if (newest.event == no_event) return true;
   const DenseEvent& event = problem_.event(newest.event);
   const double distance = event.is_effect_like ? network_.epsilon() : 0.0;
@@ -159,6 +164,7 @@ bool DenseSuccessors::put_behind_excluded(const DenseChain& opened, const Todo& 
 }
 
 bool DenseSuccessors::set_durations(ActionId id, std::uint32_t start) {
+  assert(first_action_point <= start && start + 2 == state_.next_point);
   const DenseAction& action = problem_.action(id);
   const std::uint32_t end = start + 1;
   double lower = action.lower;
@@ -180,6 +186,7 @@ bool DenseSuccessors::open(const DenseState* parent, ActionId id) {
 
   load(parent);
   const std::uint32_t chain_index = DenseProblem::first_action_chain + id;
+  assert(std::ranges::find(todo_, chain_index, &Todo::chain) == todo_.end());
   const DenseChain& chain = problem_.chain(chain_index);
   const std::uint32_t start = parent->next_point;
   state_.next_point = start + 2;
@@ -272,6 +279,7 @@ bool DenseSuccessors::apply_logic(const DenseState* parent, std::uint32_t event_
 }
 
 bool DenseSuccessors::apply(const DenseState* parent, std::size_t list) {
+  assert(list < parent->todo_count);
   const Todo moved = layout_.todo(parent)[list];
   const DenseChain& chain = problem_.chain(moved.chain);
   const std::uint32_t event_index = chain.events[moved.cursor];
@@ -333,6 +341,7 @@ BlockPool::Ref DenseSuccessors::keep() {
   assert(network_.is_satisfied());
   if (completes_) {
     const std::uint32_t base = window_base();
+    assert(state_.base <= base && base <= state_.next_point);
     const auto freezes = [&](std::uint32_t point) { return point >= state_.base && point < base; };
     if (freezes(cell_.anchor))
       state_.frozen_newest = network_.time(cell_.anchor) + problem_.event(cell_.event).shift;
@@ -373,6 +382,7 @@ void DenseSuccessors::release(BlockPool::Ref ref) {
 void DenseSuccessors::release_path(BlockPool::Ref path) {
   while (path != 0) {
     PathCell* const cell = pool_.at<PathCell>(path);
+    assert(cell->references > 0);
     if (--cell->references > 0) return;
     const BlockPool::Ref parent = cell->parent;
     pool_.release(path, path_bytes(cell->edges));
@@ -385,6 +395,7 @@ std::vector<const Event*> DenseSuccessors::events_to(const DenseState* state) co
   for (const PathCell* cell = pool_.at<PathCell>(state->path); cell->event != no_event;
        cell = pool_.at<PathCell>(cell->parent))
     events.push_back(problem_.event(cell->event).event);
+  assert(events.size() == state->depth);
   std::reverse(events.begin(), events.end());
   return events;
 }

@@ -1,6 +1,7 @@
 #include "search/forward/guided/guided_model.h"
 
 #include <algorithm>
+#include <cassert>
 #include <unordered_map>
 
 namespace zorvel::tp::ftp {
@@ -8,12 +9,15 @@ namespace zorvel::tp::ftp {
 GuidedModel::GuidedModel(const DenseProblem& problem, const std::uint32_t* values,
                          const std::vector<std::uint32_t>& initially_in_force, std::vector<char> is_counted)
     : problem_(problem), is_counted_(std::move(is_counted)) {
+  assert(is_counted_.size() == problem.action_count());
   collect_force(initially_in_force);
   collect_touched();
   constant_writes_.resize(problem.model().events().size());
   for (std::uint32_t event = 0; event < constant_writes_.size(); ++event)
-    if (problem.event(event).is_effect_like)
+    if (problem.event(event).is_effect_like) {
+      assert(std::ranges::is_sorted(problem.event(event).effect.slots_written()));  // they are searched
       constant_writes_[event] = problem.event(event).effect.constant_writes(values);
+    }
   collect_final_literals();
   // An event before the end of the plan has to be counted back from it, so the end takes part in the times.
   for (const std::uint32_t event : problem.chain(DenseProblem::end_chain).events)
@@ -91,6 +95,7 @@ void GuidedModel::collect_final_literals() {
 }
 
 bool GuidedModel::may_end_with(const std::uint32_t* values, std::uint32_t cursor) const {
+  assert(cursor <= problem_.chain(DenseProblem::start_chain).events.size());
   return std::ranges::all_of(final_literals_, [&](const FinalLiteral& last) {
     const bool is_written = last.written_at != initially && last.written_at >= cursor;
     if (is_written && !last.last_value) return true;
@@ -101,11 +106,13 @@ bool GuidedModel::may_end_with(const std::uint32_t* values, std::uint32_t cursor
 
 std::span<const GuidedModel::Force> GuidedModel::in_force(std::uint32_t chain, std::uint32_t cursor) const {
   const auto& begin = force_begin_[chain];
+  assert(cursor + 1 < begin.size());
   return std::span(force_).subspan(begin[cursor], begin[cursor + 1] - begin[cursor]);
 }
 
 std::uint32_t GuidedModel::group_size(std::uint32_t chain, std::uint32_t cursor) const {
   const auto& events = problem_.chain(chain).events;
+  assert(cursor < events.size());
   const DenseEvent& first = problem_.event(events[cursor]);
   std::uint32_t end = cursor + 1;
   while (end < events.size() && problem_.event(events[end]).from_start == first.from_start &&
@@ -168,14 +175,17 @@ void GuidedModel::collect_touched() {
     instant_.push_back(known(model.instant_keys(event)));
     written_.push_back(known(model.written_keys(event)));
   }
+  assert(std::ranges::all_of(touched_, [&](std::uint32_t number) { return number < touched_count_; }));
 }
 
 std::span<const std::uint32_t> GuidedModel::touched(std::uint32_t event) const {
+  assert(event + 1 < touched_begin_.size());
   return std::span(touched_).subspan(touched_begin_[event],
                                      touched_begin_[event + 1] - touched_begin_[event]);
 }
 
 bool GuidedModel::breaks(std::uint32_t effect, std::uint32_t opener) const {
+  assert(problem_.event(effect).is_effect_like && problem_.event(opener).is_opener);
   for (const auto& literal : problem_.event(opener).condition.literals())
     for (const SlotWrite& write : constant_writes_[effect])
       if (write.slot == literal.slot && (write.value == literal.expected) != literal.is_equal) return true;

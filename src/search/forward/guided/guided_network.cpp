@@ -1,6 +1,8 @@
 #include "search/forward/guided/guided_network.h"
 
 #include <algorithm>
+#include <cassert>
+#include <cmath>
 
 namespace zorvel::tp::ftp {
 
@@ -42,6 +44,7 @@ std::uint32_t GuidedNetwork::add_point() {
 }
 
 void GuidedNetwork::raise_entry(std::uint32_t a, std::uint32_t column, double value) {
+  assert(a < points_ && column < columns_ && !std::isnan(value));
   double& entry = column_at(a, column);
   if (value <= entry) return;
   std::uint8_t& is_listed = is_listed_[std::size_t{a} * columns_ + column];
@@ -54,6 +57,7 @@ void GuidedNetwork::raise_entry(std::uint32_t a, std::uint32_t column, double va
 
 bool GuidedNetwork::add_before(std::uint32_t a, std::uint32_t b, double distance) {
   assert(a < points_ && b < points_);
+  assert(!std::isnan(distance));
   if (a == b) return !(distance > precision_);
   if (distance <= lower(a, b)) return true;
   if (lower(b, a) + distance > precision_) return false;
@@ -76,6 +80,7 @@ bool GuidedNetwork::add_before(std::uint32_t a, std::uint32_t b, double distance
 }
 
 bool GuidedNetwork::add_behind_column(std::uint32_t column, std::uint32_t b, double distance) {
+  assert(column < columns_ && b < points_);
   for (std::uint32_t a = 0; a < points_; ++a) {
     const double bound = column_at(a, column);
     if (bound != nothing && !add_before(a, b, bound + distance)) return false;
@@ -84,6 +89,7 @@ bool GuidedNetwork::add_behind_column(std::uint32_t column, std::uint32_t b, dou
 }
 
 void GuidedNetwork::clear_column(std::uint32_t column) {
+  assert(column < columns_);
   for (std::uint32_t a = 0; a < points_; ++a) column_at(a, column) = nothing;
 }
 
@@ -93,6 +99,7 @@ void GuidedNetwork::set_column(std::uint32_t column, std::uint32_t a, double shi
 }
 
 void GuidedNetwork::raise_column(std::uint32_t column, std::uint32_t a, double shift) {
+  assert(a < points_ && lower(a, a) == 0);
   for (std::uint32_t i = 0; i < points_; ++i)
     if (lower(i, a) != nothing) raise_entry(i, column, lower(i, a) + shift);
 }
@@ -105,7 +112,8 @@ bool GuidedNetwork::is_closed() const {
   const auto is_short = [&](double demanded, double held) {
     return demanded != nothing && demanded > held + precision_;
   };
-  for (std::uint32_t a = 0; a < points_; ++a)
+  for (std::uint32_t a = 0; a < points_; ++a) {
+    if (lower(a, a) != 0) return false;
     for (std::uint32_t b = 0; b < points_; ++b) {
       if (lower(a, b) == nothing) continue;
       for (std::uint32_t c = 0; c < points_; ++c)
@@ -113,6 +121,7 @@ bool GuidedNetwork::is_closed() const {
       for (std::uint32_t c = 0; c < columns_; ++c)
         if (is_short(lower(a, b) + column(b, c), column(a, c))) return false;
     }
+  }
   return true;
 }
 

@@ -54,7 +54,10 @@ class GuidedNetwork {
   const std::vector<std::uint32_t>& columns_of(std::uint32_t a) const { return listed_[a]; }
 
   // For rebuilding a stored network, whose closure is known.
-  void restore(std::uint32_t a, std::uint32_t b, double distance) { lower_[a * stride_ + b] = distance; }
+  void restore(std::uint32_t a, std::uint32_t b, double distance) {
+    assert(a < points_ && b < points_ && (a != b || distance == 0));
+    lower_[a * stride_ + b] = distance;
+  }
   void restore_column(std::uint32_t a, std::uint32_t column, double distance);
 
   /// The invariant, from scratch.

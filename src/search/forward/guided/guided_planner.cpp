@@ -155,6 +155,7 @@ bool GuidedPlanner::prepare() {
     auto prepared = std::make_unique<Prepared>(model(), tables(), std::move(initial), counted_actions(),
                                                [this] { return guard_->must_stop(1); });
     if (must_stop()) return false;
+    assert(prepared->openings);  // only a stop leaves the set-up without them
     if (auto custom = make_custom_heuristic()) prepared->estimates.replace_by(std::move(custom));
     prepared_ = std::move(prepared);
   }
@@ -169,6 +170,7 @@ bool GuidedPlanner::must_stop() {
 
 void GuidedPlanner::add(const SearchStatistics& before, const SearchStatistics& after) {
   SearchStatistics more = after;
+  assert(before.expanded <= after.expanded && before.moves_taken <= after.moves_taken);
   more.expanded -= before.expanded;
   more.stored -= before.stored;
   more.evaluated -= before.evaluated;
@@ -189,7 +191,9 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept(std::vector<Move> moves
     plan = get_plan_from_event_list(events, false);
   }
   plan = std::dynamic_pointer_cast<TimeTriggeredPlan>(map_back(plan));
+  assert(plan != nullptr);
   const rational makespan = model::makespan(*plan);
+  assert(makespan >= rational(0));
   if (best_plan_ && makespan >= best_makespan_) return nullptr;
   best_moves_ = std::move(moves);
   best_plan_ = plan;
@@ -210,6 +214,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::accept_trimmed(const std::vect
     return false;
   });
   if (const auto makespan = trimmer.makespan(trimmed)) search_bound_ = std::min(search_bound_, *makespan);
+  assert(trimmed.size() <= moves.size());
   if (trimmed.size() == moves.size()) return accept(moves, events);
   const auto needed_events = trimmer.events(trimmed);
   return accept(std::move(trimmed), needed_events);
@@ -253,6 +258,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_first() {
         first.turn = 0;
       }
     }
+    assert(first.turn < first.running.size());
     GuidedSearch& search = *first.running[first.turn];
     const bool is_alone = first.running.size() == 1;
     const SearchStatistics before = search.statistics();
@@ -311,6 +317,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
     search_ =
         std::make_unique<GuidedSearch>(prepared_->model, *prepared_->openings, prepared_->estimates, options);
   }
+  assert(best_plan_ != nullptr && statistics_.expanded < polished_at_);
   search_->set_bound(search_bound_);
   const SearchStatistics before = search_->statistics();
   const SearchOutcome outcome =
@@ -342,6 +349,7 @@ std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::search_better() {
 std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_better() {
   outcome_ = SearchOutcome::not_run;
   while (!is_polished() && !must_stop()) {
+    assert(bound_ <= static_cast<double>(best_makespan_) + 1e-6);
     if (static_cast<double>(best_makespan_) <= bound_ + 1e-9) is_exhausted_ = true;
     if (is_exhausted_) {
       outcome_ = SearchOutcome::no_plan;

@@ -1,7 +1,9 @@
 #include "search/forward/guided/guided_search.h"
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
+#include <cmath>
 #include <ctime>
 
 #include "core/log.h"
@@ -35,6 +37,7 @@ GuidedSearch::GuidedSearch(const GuidedModel& model, Openings& openings, GuidedE
 }
 
 GuidedSearch::Ref GuidedSearch::find_key() const {
+  assert(std::has_single_bit(table_.size()) && 2 * keys_ <= table_.size());
   const std::size_t mask = table_.size() - 1;
   for (std::size_t at = successors_.built_hash() & mask; table_[at] != 0; at = (at + 1) & mask)
     if (successors_.has_key_of(table_[at])) return table_[at];
@@ -66,6 +69,7 @@ void GuidedSearch::remember(Ref ref) {
 
 GuidedSearch::Verdict GuidedSearch::examine(bool is_from_side, Ref parent, Move move,
                                             const SearchGuard& guard) {
+  assert(!successors_.state(parent)->is_dead);
   if (!successors_.build(parent, move)) return Verdict::dropped;
   if (options_.states.is_bounded && !(successors_.makespan() < bound_ - least_gain)) return Verdict::dropped;
   if (options_.parts.duplicates) {
@@ -103,6 +107,7 @@ GuidedSearch::Verdict GuidedSearch::take_built(const SearchGuard& guard) {
   }
   if (is_progress && options_.parts.preferred)
     for (std::size_t i = 0; i < estimates_count; ++i) turns_[preferred_moves(i)] -= turns_for_progress;
+  assert(!std::isnan(state->makespan));
   ++statistics_.expanded;
   depth_sum_ += state->depth;
   if (statistics_.expanded % 1000 == 0) log_progress(guard);
@@ -136,6 +141,8 @@ void GuidedSearch::collect_actions(const GuidedState* state) {
 void GuidedSearch::offer_moves(Ref ref) {
   const GuidedState* const state = successors_.state(ref);
   const auto chains = successors_.layout().chains(state);
+  // Whether the plan's own timed events are pending is read off the first.
+  assert(std::ranges::is_sorted(chains, {}, &StoredChain::chain));
   const auto set_open = [&](bool value) {
     for (const StoredChain& chain : chains)
       if (chain.chain >= DenseProblem::first_action_chain)
@@ -181,6 +188,7 @@ void GuidedSearch::offer_moves(Ref ref) {
   }
   for (const ActionId id : estimates_.preferred()) is_preferred_[id] = false;
 
+  assert(moves_.size() + bare_.size() <= chains.size() + 2 * applicable_.size());
   const auto all = queues_.store(ref, moves_);
   types_.push(state->estimates[0], state->depth, all);
   const MoveQueues::Range preferred{ref, all.first, all.first + preferred_count};

@@ -50,6 +50,7 @@ GuidedSuccessors::GuidedSuccessors(const GuidedModel& model, Openings& openings,
 
 GuidedSuccessors::Place GuidedSuccessors::place_of(const Chain& chain, std::uint32_t event) const {
   const DenseEvent& source = problem_.event(event);
+  assert(source.chain == chain.chain);
   if (source.from_start) return {chain.start, source.shift};
   if (std::isnan(chain.duration)) return {chain.end, source.shift};
   return {chain.start, chain.duration + source.shift};
@@ -92,6 +93,7 @@ void GuidedSuccessors::load(const GuidedState* parent) {
   add_fixed_points(starts_pending || options_.is_bounded || options_.order == PathOrder::causal);
   chains_.clear();
   for (const StoredChain& chain : stored) {
+    assert(chain.cursor < problem_.chain(chain.chain).events.size());
     Chain& added = chains_.emplace_back(Chain{chain.chain, chain.cursor, no_point, no_point, chain.duration});
     if (chain.chain == DenseProblem::start_chain)
       added.start = plan_start_;
@@ -170,6 +172,7 @@ bool GuidedSuccessors::carry_on() {
 }
 
 bool GuidedSuccessors::add_end(Chain& added, const DenseAction& action) {
+  assert(added.start < network_.points());
   double lower = action.lower;
   std::optional<double> upper = action.upper;
   if (!action.open_limits.empty()) {
@@ -301,6 +304,7 @@ void GuidedSuccessors::clear_excluding() {
 }
 
 void GuidedSuccessors::record(std::uint32_t event, Place place) {
+  assert(place.point < network_.points());
   const DenseEvent& source = problem_.event(event);
   for (const std::uint32_t named : model_.instant(event))
     network_.raise_column(excluding(named), place.point, place.shift);
@@ -367,6 +371,7 @@ bool GuidedSuccessors::change_values(const DenseEvent& event) {
 
 bool GuidedSuccessors::apply(std::size_t at) {
   Chain& chain = chains_[at];
+  assert(chain.cursor < problem_.chain(chain.chain).events.size());
   const std::uint32_t index = problem_.chain(chain.chain).events[chain.cursor];
   if (!change_values(problem_.event(index))) return false;
   const Place place = place_of(chain, index);
@@ -385,6 +390,7 @@ bool GuidedSuccessors::protect() {
     const std::uint32_t owner = problem_.event(force.closer).chain;
     const auto is_owner = [&](const Chain& chain) { return chain.chain == owner; };
     const auto own = std::ranges::find_if(chains_, is_owner);
+    assert(own != chains_.end());  // what is in force has its closer still to come
     const Place closing = place_of(*own, force.closer);
     if (closing.point == no_point) return;
     for (const Chain& chain : chains_) {
@@ -436,6 +442,7 @@ bool GuidedSuccessors::settle() {
       chains_, [&](const Chain& chain) { return chain.cursor == problem_.chain(chain.chain).events.size(); });
   if (chains_.size() > 1 && ((options_.is_protected && !protect()) || effects_collide())) return false;
   std::ranges::sort(chains_, {}, &Chain::chain);
+  assert(std::ranges::adjacent_find(chains_, {}, &Chain::chain) == chains_.end());
 
   live_.clear();
   const bool starts_pending = !chains_.empty() && chains_[0].chain == DenseProblem::start_chain;
@@ -465,6 +472,7 @@ bool GuidedSuccessors::settle() {
     else
       chain.end = no_point;
   }
+  assert(std::ranges::find(live_, no_point) == live_.end());
   mix(header_.is_unverified);
   hash_ = static_cast<std::uint32_t>(hash >> 16);
   return true;
@@ -517,10 +525,14 @@ bool GuidedSuccessors::is_dominated_by(Ref ref) const {
 
 GuidedSuccessors::Ref GuidedSuccessors::keep(bool is_dead) {
   assert(network_.is_closed());
+  // The header counts them in sixteen bits.
+  assert(chains_.size() <= std::numeric_limits<std::uint16_t>::max());
+  assert(live_.size() <= std::numeric_limits<std::uint16_t>::max());
   header_.hash = hash_;
   header_.same_key = 0;
   header_.is_dead = is_dead ? 1 : 0;
   header_.makespan = makespan();
+  assert(header_.makespan >= 0);
   header_.chain_count = static_cast<std::uint16_t>(chains_.size());
   header_.point_count = static_cast<std::uint16_t>(live_.size());
   header_.column_entries = 0;
@@ -552,6 +564,8 @@ GuidedSuccessors::Ref GuidedSuccessors::keep(bool is_dead) {
     *counts++ = row_.size();
     column = std::copy(row_.begin(), row_.end(), column);
   }
+  assert(column == layout_.columns(kept) + kept->column_entries);
+  assert(has_key_of(ref));
   return ref;
 }
 
@@ -578,6 +592,7 @@ std::vector<Move> GuidedSuccessors::moves_to(Ref ref) const {
   std::vector<Move> moves;
   for (const GuidedState* child = state(ref); child->parent != 0; child = state(child->parent))
     moves.push_back(child->move);
+  assert(moves.size() == state(ref)->depth);
   std::ranges::reverse(moves);
   return moves;
 }
@@ -597,6 +612,7 @@ std::vector<const Event*> GuidedSuccessors::events_to(Ref ref) const {
     const auto& all = problem_.chain(chain).events;
     const std::uint32_t until = cursor_in(child, static_cast<std::uint32_t>(all.size()));
     const std::uint32_t from = move.kind() == MoveKind::advance ? cursor_in(state(child->parent), until) : 0;
+    assert(from <= until);
     for (std::uint32_t at = until; at-- > from;) events.push_back(problem_.event(all[at]).event);
     if (move.kind() != MoveKind::advance) events.push_back(problem_.model().actions()[move.index()].start);
   }

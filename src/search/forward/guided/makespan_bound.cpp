@@ -1,6 +1,7 @@
 #include "search/forward/guided/makespan_bound.h"
 
 #include <algorithm>
+#include <cassert>
 #include <limits>
 #include <vector>
 
@@ -30,6 +31,7 @@ class Labels {
     for (std::size_t slot = 0; slot < slots; ++slot) by_slot_[slot].push_back({values[slot], {0, 0}});
   }
   bool lower(std::uint32_t slot, std::uint32_t value, const Label& label) {
+    assert(slot < by_slot_.size());
     auto& known = by_slot_[slot];
     const auto found = std::ranges::find(known, value, &Entry::value);
     if (found != known.end()) return found->label.lower(label);
@@ -107,6 +109,7 @@ class Propagation {
       clock.least_duration = action.lower;
       if (action.upper) clock.greatest_duration = *action.upper;
     }
+    assert(0 <= clock.least_duration);
     for (const Literal& literal : action.opening.literals())
       clock.start = std::max(clock.start, labels_.of(literal).time);
     const bool is_counted = model_.is_counted(id);
@@ -147,6 +150,7 @@ class Propagation {
   }
 
   bool write(const DenseEvent& event, const Label& label) {
+    assert(event.is_effect_like && label.time >= 0 && label.makespan >= 0);
     const auto constant = event.effect.constant_writes(values_);
     bool has_changed = false;
     for (const SlotWrite& write : constant)

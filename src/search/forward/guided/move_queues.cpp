@@ -1,20 +1,27 @@
 #include "search/forward/guided/move_queues.h"
 
+#include <cassert>
+
 namespace zorvel::tp::ftp {
 
 MoveQueues::Range MoveQueues::store(BlockPool::Ref parent, std::span<const Move> moves) {
   const auto first = static_cast<std::uint32_t>(moves_.size());
-  for (const Move move : moves) moves_.push_back(move.code);
+  for (const Move move : moves) {
+    assert(move.code != taken_code);
+    moves_.push_back(move.code);
+  }
   return {parent, first, static_cast<std::uint32_t>(moves_.size())};
 }
 
 void MoveQueues::push(std::size_t queue, double key, const Range& range) {
   if (range.first == range.last) return;
+  assert(range.last <= moves_.size() && range.parent != 0);
   queues_[queue][key].ranges.push_back(range);
   ++ranges_;
 }
 
 std::optional<Move> MoveQueues::take(const Range& range, std::uint64_t draw) {
+  assert(range.first < range.last && range.last <= moves_.size());
   const std::uint32_t size = range.last - range.first;
   const auto start = static_cast<std::uint32_t>(draw % size);
   for (std::uint32_t i = 0; i < size; ++i) {
@@ -44,6 +51,7 @@ std::optional<std::pair<BlockPool::Ref, Move>> MoveQueues::pop(std::size_t queue
       }
       ++bucket.head;
     }
+    assert(ranges_ >= bucket.ranges.size());
     ranges_ -= bucket.ranges.size();
     buckets.erase(buckets.begin());
   }

@@ -1,5 +1,7 @@
 #include "search/forward/guided/openings.h"
 
+#include <algorithm>
+#include <cassert>
 #include <utility>
 
 namespace zorvel::tp::ftp {
@@ -12,6 +14,7 @@ Openings::Openings(const DenseProblem& problem, const std::function<bool(ActionI
     generated_.push_back(id);
     auto& of_action = demands.emplace_back();
     for (const auto& literal : problem.action(id).opening.literals())
+      // A demand asks for one value: the others are left to `at`, as is what is no literal.
       if (literal.is_equal) of_action.push_back({literal.slot, literal.expected});
   }
   generator_.emplace(std::move(demands));
@@ -20,9 +23,11 @@ Openings::Openings(const DenseProblem& problem, const std::function<bool(ActionI
 std::span<const ActionId> Openings::at(const ValueId* values) {
   found_.clear();
   for (const std::uint32_t number : generator_->applicable(values)) {
+    assert(number < generated_.size());
     const ActionId id = generated_[number];
     if (problem_.action(id).opening.holds(values)) found_.push_back(id);
   }
+  assert(std::ranges::is_sorted(found_));
   return found_;
 }
 

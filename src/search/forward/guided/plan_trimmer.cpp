@@ -1,5 +1,7 @@
 #include "search/forward/guided/plan_trimmer.h"
 
+#include <cassert>
+
 namespace zorvel::tp::ftp {
 
 PlanTrimmer::PlanTrimmer(const GuidedModel& model, Openings& openings, const PlainState<double>& initial)
@@ -51,6 +53,7 @@ std::vector<Move> PlanTrimmer::trim(std::vector<Move> moves, const std::function
     rest.clear();
     const auto without = follow(prefix, std::span(moves).subspan(at + 1), rest);
     if (without && *without <= *best) {
+      assert(at + rest.size() < moves.size());  // so it ends
       best = without;
       moves.resize(at);
       moves.insert(moves.end(), rest.begin(), rest.end());

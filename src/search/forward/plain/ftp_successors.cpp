@@ -1,6 +1,7 @@
 #include "search/forward/plain/ftp_successors.h"
 
 #include <algorithm>
+#include <cassert>
 #include <map>
 
 #include "core/errors.h"
@@ -118,12 +119,16 @@ typename Successors<T>::StatePtr Successors<T>::initial_state() {
     anchor_rigidly(*state, ending.back(), plan_start(), plan_end());
   }
   if (!ending.empty()) state->todo.push_back(std::move(ending));
+  assert(state->todo.size() <= 2);
   return state;
 }
 
 template <class T>
 EventInstance Successors<T>::add_action(State& state, ActionId id) {
   const ActionModel& action = model_.actions()[id];
+  // An opening ends only with the last event of its chain: the lists are told apart by their action.
+  assert(std::ranges::none_of(
+      state.todo, [&](const TodoList& list) { return list.front().first->action == action.action; }));
   const EventInstance start(action.start, state.next_instance), end(action.end, state.next_instance + 1);
   state.next_instance += 2;
   before(state, end, plan_end(), number(rational(1) + model_.epsilon()));
@@ -238,6 +243,7 @@ bool Successors<T>::must_prune(const State& state) {
 
 template <class T>
 bool Successors<T>::is_applicable(const State& state, ActionId id) {
+  assert(id < model_.actions().size());
   const ActionModel& action = model_.actions()[id];
   for (const TodoList& list : state.todo)
     if (list.front().first->action == action.action) return false;
@@ -274,6 +280,7 @@ typename Successors<T>::StatePtr Successors<T>::open(const State& parent, Action
 template <class T>
 typename Successors<T>::StatePtr Successors<T>::open_all(const State& parent,
                                                          std::span<const ActionId> actions, bool compute_h) {
+  assert(!actions.empty());
   StatePtr state;
   for (std::size_t i = 0; i < actions.size(); ++i) {
     state = open(state ? *state : parent, actions[i], compute_h && i + 1 == actions.size());
@@ -294,6 +301,7 @@ typename Successors<T>::StatePtr Successors<T>::open_all(const State& parent,
 
 template <class T>
 bool Successors<T>::check_and_apply(State& state, const Event& event) {
+  assert(event.kind == EventKind::CONDITION || event.is_effect_like());
   if (event.kind == EventKind::CONDITION) {
     if (event.is_closer()) {
       if (!holds(state, event.body())) return false;
@@ -309,6 +317,7 @@ bool Successors<T>::check_and_apply(State& state, const Event& event) {
 
 template <class T>
 bool Successors<T>::apply_in_place(State& state, EventInstance instance) {
+  assert(std::ranges::any_of(state.todo, [&](const TodoList& list) { return list.front() == instance; }));
   state.remove_pending(instance.first);
   if (!check_and_apply(state, *instance.first)) return false;
   order_event(state, instance);

@@ -1,6 +1,7 @@
 #include "search/forward/plain/plain_search.h"
 
 #include <algorithm>
+#include <cassert>
 #include <map>
 
 #include "core/configuration.h"
@@ -96,6 +97,7 @@ bool PlainSearch::are_mutex(ActionId a, ActionId b) const {
 void PlainSearch::build_openable_sets(std::int64_t largest) {
   has_sets_ = true;
   ZORVEL_LOG(INFO) << " -> FTP Diamond is enabled!";
+  assert(openable_sets_.empty() && largest >= 0);
   std::map<std::pair<ActionId, ActionId>, bool> mutex;
   const auto compatible = [&](const std::vector<ActionId>& set, ActionId action) {
     return std::none_of(set.begin(), set.end(), [&](ActionId member) {
@@ -125,6 +127,7 @@ void PlainSearch::build_openable_sets(std::int64_t largest) {
 
 void PlainSearch::push(std::unique_ptr<State> state) {
   if (!state) return;
+  assert(state->tn.consistent());
   ++statistics_.stored;
   bytes_ += bytes_of(*state);
   std::vector<double> f(list_count(heuristics_));
@@ -195,6 +198,7 @@ SearchOutcome PlainSearch::search(bool weak) {
   std::unordered_set<const State*, WorldHash, WeakEquality> closed;
   while (std::optional<std::unique_ptr<State>> item = open_.take(statistics_.expanded)) {
     std::unique_ptr<State> taken = std::move(*item);
+    assert(bytes_ >= bytes_of(*taken));
     if (is_seen_at_end(*taken) || (weak && closed.contains(taken.get()))) {
       bytes_ -= bytes_of(*taken);
       continue;

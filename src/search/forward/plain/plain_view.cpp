@@ -11,6 +11,7 @@ StateView PlainView::of(PlainState<double>& state) {
   tables_.layout.pack(state, values_.data());
   open_.clear();
   for (const TodoList& list : state.todo) {
+    assert(!list.empty());  // such a list is dropped, not kept
     const Event& last = *list.back().first;
     if (!last.action) {
       open_.push_back({last.anchor.from_start ? 0U : 1U, 0});

@@ -80,6 +80,7 @@ std::vector<FactId> FactLandmarks::as_landmark(FactId condition) const {
 }
 
 FactLandmarks::LandmarkId FactLandmarks::add(std::vector<FactId> facts, bool is_goal) {
+  assert(!facts.empty() && std::ranges::is_sorted(facts));  // they are compared as sets
   for (const LandmarkId known : landmarks_with_[facts.front()])
     if (is_removed_[known] == 0 && landmarks_[known].facts == facts) {
       landmarks_[known].is_goal = landmarks_[known].is_goal || is_goal;
@@ -95,6 +96,7 @@ FactLandmarks::LandmarkId FactLandmarks::add(std::vector<FactId> facts, bool is_
 
 void FactLandmarks::run(std::span<const FactId> goals, std::span<const FactId> passed,
                         std::uint64_t most_work, const std::function<bool()>& must_stop) {
+  assert(queue_.empty());
   for (const FactId goal : goals)
     if (auto facts = as_landmark(goal); !facts.empty()) add(std::move(facts), true);
   for (const FactId goal : passed)
@@ -174,6 +176,7 @@ void FactLandmarks::explore() {
         touched_in_[id] = stamp_;
         missing_[id] = missing_initially_[id];
       }
+      assert(missing_[id] > 0);
       if (--missing_[id] == 0) apply(id);
     }
   }
@@ -189,6 +192,7 @@ void FactLandmarks::reach(FactId fact) {
 }
 
 void FactLandmarks::apply(OperatorId id) {
+  assert(wanted_in_[id] != stamp_ || wanted_left_ > 0);
   if (wanted_in_[id] == stamp_) --wanted_left_;
   // An event that makes the landmark true does nothing before the landmark is true.
   if (sure_in_[id] == stamp_) return;
@@ -200,6 +204,7 @@ void FactLandmarks::add_shared_conditions(const std::vector<OperatorId>& achieve
   std::vector<FactId> shared(first.begin(), first.end()), rest;
   for (const OperatorId id : achievers) {
     const auto conditions = task_.conditions(id);
+    assert(std::ranges::is_sorted(conditions));
     work_ += conditions.size();
     rest.clear();
     std::set_intersection(shared.begin(), shared.end(), conditions.begin(), conditions.end(),

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <unordered_map>
 
 #include "model/expression_factory.h"
@@ -116,6 +117,8 @@ void LandmarkGraph::compile(Node* landmark, const ExpressionCompiler& compiler) 
 }
 
 void LandmarkGraph::index_orderings() {
+  assert(std::ranges::all_of(orderings_,
+                             [&](const Ordering& one) { return one.first < size() && one.second < size(); }));
   group(size(), orderings_, successor_offsets_, successors_);
   std::vector<Ordering> turned;
   for (const auto& [before, after] : orderings_) turned.emplace_back(after, before);
@@ -190,6 +193,7 @@ std::size_t LandmarkGraph::count_needed(const Word* reached, const Word* holding
       needed += is_needed_again(landmark, reached, on_its_way) ? 1 : 0;
     });
   }
+  assert(needed <= size());
   return needed;
 }
 

@@ -1,6 +1,7 @@
 #include "search/heuristics/landmarks/landmark_truths.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 namespace zorvel {
@@ -30,6 +31,7 @@ void LandmarkTruths::note(LandmarkId landmark, bool holds) {
 }
 
 void LandmarkTruths::change(std::size_t slot, ValueId value) {
+  assert(slot < slots_.size());
   const ValueId old = slots_[slot];
   slots_[slot] = value;
   for (const Watch& watch : watches_[slot]) {
@@ -37,6 +39,7 @@ void LandmarkTruths::change(std::size_t slot, ValueId value) {
     const bool holds = (value == watch.expected) == watch.is_equal && value != unset_value;
     if (held == holds) continue;
     std::uint32_t& count = true_tests_[watch.landmark];
+    assert(holds || count > 0);
     count = holds ? count + 1 : count - 1;
     note(watch.landmark, count != 0);
   }
@@ -48,6 +51,7 @@ void LandmarkTruths::change(std::size_t slot, ValueId value) {
 }
 
 void LandmarkTruths::set_first(const ValueId* values, std::size_t count) {
+  assert(count <= slots_.size());
   constexpr std::size_t block = 16;
   for (std::size_t first = 0; first < count; first += block) {
     const std::size_t size = std::min(block, count - first);

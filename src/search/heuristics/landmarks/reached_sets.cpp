@@ -1,6 +1,7 @@
 #include "search/heuristics/landmarks/reached_sets.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace zorvel {
 
@@ -19,6 +20,7 @@ std::size_t ReachedSets::hash(const Word* set) const {
 bool ReachedSets::is_equal(const Word* a, const Word* b) const { return std::equal(a, a + words_, b); }
 
 ReachedSets::Id ReachedSets::insert(const Word* set) {
+  assert(2 * size_ <= slots_.size());
   std::size_t slot = hash(set) & (slots_.size() - 1);
   for (; slots_[slot] != 0; slot = (slot + 1) & (slots_.size() - 1))
     if (is_equal((*this)[slots_[slot]], set)) return slots_[slot];

@@ -68,6 +68,7 @@ AdditiveRelaxation::PredicateId AdditiveRelaxation::predicate(Node* node) {
   const auto [known, is_new] = numbers_.try_emplace(node, static_cast<PredicateId>(nodes_.size()));
   const PredicateId id = known->second;
   if (!is_new) return id;
+  assert(watch_offsets_.empty());  // finish has made the tables for all of them
   nodes_.push_back(node);
   if (!is_plain_literal(node))
     complex_.push_back({id, tables_.compiler.compile_condition(node)});
@@ -96,6 +97,7 @@ void AdditiveRelaxation::note_state_predicate(Node* node, PredicateId id) {
 void AdditiveRelaxation::add_default(PredicateId predicate) { defaults_.push_back(predicate); }
 
 void AdditiveRelaxation::finish() {
+  assert(watch_offsets_.empty());
   std::vector<std::uint32_t> counts(nodes_.size() + 1, 0);
   for (const PredicateId literal : literals_) ++counts[literal + 1];
   for (std::size_t i = 1; i < counts.size(); ++i) counts[i] += counts[i - 1];
@@ -138,6 +140,7 @@ void AdditiveRelaxation::finish() {
 }
 
 void AdditiveRelaxation::begin(const std::uint32_t* values, bool may_carry) {
+  assert(supporters_.size() == nodes_.size());
   is_carried_ = may_carry && chooses_to_carry();
   if (is_carried_) return begin_carried(values);
   progress_ = initial_progress_;
@@ -237,6 +240,7 @@ void AdditiveRelaxation::suspend(PredicateId predicate) {
 
 void AdditiveRelaxation::reach(PredicateId predicate, Cost cost) {
   if (costs_[predicate] <= cost) return;
+  assert(cost <= max_cost);
   costs_[predicate] = cost;
   if (current_.exists()) supporters_[predicate] = current_;
   if (cost >= bucket_limit) {
@@ -268,6 +272,7 @@ void AdditiveRelaxation::complete(std::uint32_t index, Cost sum) {
 void AdditiveRelaxation::settle_predicate(PredicateId predicate, Cost cost) {
   for (std::uint32_t w = watch_offsets_[predicate]; w < watch_offsets_[predicate + 1]; ++w) {
     Progress& progress = progress_[watches_[w]];
+    assert(progress.missing > 0);
     progress.sum = std::min(progress.sum + cost, max_cost);
     if (--progress.missing == 0) complete(watches_[w], progress.sum);
   }
@@ -310,6 +315,7 @@ void AdditiveRelaxation::settle_far(bool early) {
 }
 
 bool AdditiveRelaxation::is_reached(std::uint32_t action) const {
+  assert(!is_carried_);  // what an update completes is not noted
   const std::uint32_t end = action + 1 < first_clause_.size() ? first_clause_[action + 1] : first_goal_;
   for (std::uint32_t clause = first_clause_[action]; clause < end; ++clause)
     if (completed_[clause]) return true;
@@ -318,12 +324,14 @@ bool AdditiveRelaxation::is_reached(std::uint32_t action) const {
 
 std::span<const AdditiveRelaxation::PredicateId> AdditiveRelaxation::goal_literals(
     std::uint32_t clause) const {
+  assert(clause < goal_count_);
   const Clause& goal = clauses_[first_goal_ + clause];
   return std::span(literals_).subspan(goal.first_literal, goal.literals);
 }
 
 std::span<const AdditiveRelaxation::PredicateId> AdditiveRelaxation::clause_literals(
     std::uint32_t action, std::uint32_t clause) const {
+  assert(first_clause_[action] + clause < first_goal_);
   const Clause& found = clauses_[first_clause_[action] + clause];
   return std::span(literals_).subspan(found.first_literal, found.literals);
 }

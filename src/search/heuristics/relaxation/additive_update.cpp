@@ -34,6 +34,9 @@ AdditiveUpdate::AdditiveUpdate(std::size_t predicates, Cost max_cost)
       tentative_supporters_(predicates, no_rule) {}
 
 void AdditiveUpdate::add_rule(std::span<const Predicate> conditions, std::span<const Predicate> added) {
+  assert(progress_.empty());
+  assert(std::ranges::all_of(conditions, [&](Predicate one) { return one < base_.size(); }));
+  assert(std::ranges::all_of(added, [&](Predicate one) { return one < base_.size(); }));
   rules_.push_back(
       {static_cast<std::uint32_t>(conditions_.size()), static_cast<std::uint32_t>(added_.size())});
   conditions_.insert(conditions_.end(), conditions.begin(), conditions.end());
@@ -82,6 +85,7 @@ AdditiveUpdate::Cost AdditiveUpdate::cost_by(RuleId rule) const {
 }
 
 void AdditiveUpdate::set_base(Predicate predicate, Cost cost) {
+  assert(predicate < base_.size());
   if (base_[predicate] == cost) return;
   base_[predicate] = cost;
   if (is_changed_[predicate] != 0) return;
@@ -120,7 +124,9 @@ void AdditiveUpdate::raise_unsupported() {
   raised_.clear();
   broken_.clear();
   const auto raise = [this](Predicate predicate) {
+    assert(costs_[predicate] != unreachable);
     for (const RuleId rule : rules_with(predicate)) {
+      assert(progress_[rule].sum >= costs_[predicate]);
       progress_[rule].sum -= costs_[predicate];
       if (progress_[rule].missing++ == 0) broken_.push_back(rule);
     }
@@ -160,6 +166,7 @@ void AdditiveUpdate::settle() {
     is_capped_ = is_capped_ || cost == max_cost_;
     for (const RuleId rule : rules_with(predicate)) {
       Progress& progress = progress_[rule];
+      assert(old == unreachable ? progress.missing > 0 : progress.sum >= old);
       progress.sum += cost;
       if (old == unreachable)
         --progress.missing;
@@ -175,6 +182,7 @@ void AdditiveUpdate::settle() {
 }
 
 AdditiveUpdate::Cost AdditiveUpdate::update() {
+  assert(rules_.size() == progress_.size() + 1);  // finish adds an empty one
   work_ = 0;
   if (is_capped_)
     forget();

@@ -173,6 +173,7 @@ void FactTable::add_rules() {
     if (formula.kind != Formula::Kind::one_of) continue;
     std::vector<std::uint32_t>& slots = formula_slots_[formula.number];
     for (const std::uint32_t part : formula.parts) {
+      assert(part < number);
       Rule rule{first_formula() + formula.number, {}};
       append_formula(part, rule.body);
       for (const FactId fact : rule.body) {
@@ -223,12 +224,14 @@ std::span<const std::uint32_t> FactTable::slots_of(FactId fact) const {
 }
 
 void FactTable::append_value(std::uint32_t slot, ValueId value, std::vector<FactId>& facts) const {
+  assert(is_frozen_);
   const auto [first, last] = literals_of(slot);
   for (FactId fact = first; fact < last; ++fact)
     if ((literals_[fact].value == value) == literals_[fact].is_equal) facts.push_back(fact);
 }
 
 void FactTable::append_any_value(std::uint32_t slot, std::vector<FactId>& facts) const {
+  assert(is_frozen_);
   const auto [first, last] = literals_of(slot);
   for (FactId fact = first; fact < last; ++fact) facts.push_back(fact);
 }
@@ -286,6 +289,7 @@ FactId FactTable::change_of(std::uint32_t slot, Change::Kind kind, double amount
 
 std::uint32_t FactTable::repetitions(const Change& change, std::uint32_t number,
                                      const ValueId* values) const {
+  assert(number < predicates_.size() && change.slot < changes_of_slot_.size());
   const Predicate& predicate = predicates_[number];
   if (predicate.kind == Predicate::Kind::opaque || change.kind == Change::Kind::unknown) return 1;
   const double factor = predicate.form.factor_of(change.slot);

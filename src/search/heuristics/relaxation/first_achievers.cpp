@@ -1,6 +1,7 @@
 #include "search/heuristics/relaxation/first_achievers.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "model/expression_factory.h"
 #include "model/fluent.h"
@@ -190,6 +191,7 @@ std::optional<std::vector<std::size_t>> FirstAchievers::operator()(const std::ve
     if (!named) return std::nullopt;
     wanted.push_back(*named);
   }
+  assert(queue_.empty());
   for (const FactId one : wanted) is_forbidden_[one] = 1;
   explore();
   std::vector<std::size_t> achievers;
@@ -282,8 +284,10 @@ void FirstAchievers::make_eligible(std::uint32_t part) {
 }
 
 void FirstAchievers::satisfy(const std::vector<std::uint32_t>& clauses) {
-  for (const std::uint32_t clause : clauses)
+  for (const std::uint32_t clause : clauses) {
+    assert(missing_[clause] > 0);
     if (--missing_[clause] == 0) complete(clause);
+  }
 }
 
 void FirstAchievers::complete(std::uint32_t clause) {

@@ -1,6 +1,7 @@
 #include "search/heuristics/relaxation/linear_form.h"
 
 #include <algorithm>
+#include <cassert>
 #include <limits>
 
 #include "model/expression_factory.h"
@@ -87,7 +88,10 @@ std::optional<LinearForm> walk(const StateLayout& layout, Node* expression, std:
 
 std::optional<LinearForm> linear_form(const StateLayout& layout, Node* expression) {
   std::size_t nodes = 0;
-  return walk(layout, expression, nodes);
+  std::optional<LinearForm> form = walk(layout, expression, nodes);
+  // factor_of and add look for slots among them.
+  assert(!form || std::ranges::is_sorted(form->terms, {}, [](const auto& term) { return term.first; }));
+  return form;
 }
 
 }  // namespace zorvel

@@ -28,6 +28,7 @@ std::optional<RingPosition> ProgressRings::position(const OpenChain& open) const
   if (open.chain < first_action_chain) return std::nullopt;
   const std::uint32_t action = open.chain - first_action_chain;
   const std::size_t size = rings_[action].size();
+  assert(action < rings_.size() && open.cursor <= chain_lengths_[action]);
   const std::size_t pending = chain_lengths_[action] - open.cursor;
   if (pending == 0 || pending > size) throw InternalError("An open action has no progress fluent");
   return RingPosition{action, static_cast<std::uint32_t>(size - pending)};

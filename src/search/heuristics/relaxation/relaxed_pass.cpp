@@ -33,6 +33,7 @@ void RelaxedPass::set_holds(FactId fact, bool holds) {
   state.pass = holds ? always : 0;
   for (const OperatorId id : task_.operators_with(fact)) {
     Count& missing = missing_in_state_[id];
+    assert(!holds || missing > 0);
     const bool was_applicable = missing == 0;
     missing = static_cast<Count>(holds ? missing - 1 : missing + 1);
     if (was_applicable || missing == 0) applicable_[id / 64] ^= std::uint64_t{1} << (id % 64);
@@ -109,6 +110,7 @@ std::uint32_t RelaxedPass::add_extra(std::span<const FactId> conditions, std::sp
 }
 
 void RelaxedPass::add_goal(FactId fact) {
+  assert(fact < facts_.size());
   if (holds(fact) || goal_pass_[fact] == pass_) return;
   goal_pass_[fact] = pass_;
   facts_[fact].marked = pass_;
@@ -118,6 +120,7 @@ void RelaxedPass::add_goal(FactId fact) {
 
 inline void RelaxedPass::reach(FactId fact, Cost cost, std::uint32_t supporter) {
   FactState& state = facts_[fact];
+  assert(cost <= max_cost);
   // Of supporters of equal cost the one found first stays, which is the same on every run.
   if (state.pass == always || (state.pass == pass_ && state.cost <= cost)) return;
   state.pass = pass_;
@@ -142,6 +145,7 @@ inline void RelaxedPass::complete(OperatorId id) {
 
 void RelaxedPass::complete_extra(std::uint32_t number) {
   const Extra extra = extras_[number];
+  assert(extra.missing == 0);
   const Cost cost = std::min(extra.sum + extra.cost, max_cost);
   const auto supporter = static_cast<std::uint32_t>(task_.size()) + number;
   for (std::uint32_t i = extra.first_added; i < extra.last_added; ++i)
@@ -160,6 +164,7 @@ inline void RelaxedPass::settle_fact(FactId fact, Cost cost) {
 void RelaxedPass::settle_marked(FactId fact, Cost cost) {
   if (goal_pass_[fact] == pass_) {
     goal_pass_[fact] = 0;
+    assert(goals_missing_ > 0);
     --goals_missing_;
     goal_sum_ = std::min(goal_sum_ + cost, max_cost);
   }
@@ -227,6 +232,7 @@ bool RelaxedPass::is_free(OperatorId id) const {
 }
 
 std::span<const RelaxedPass::Step> RelaxedPass::extract() {
+  assert(goals_missing_ == 0);  // there is no plan before all goals are reached
   for (const Step& step : steps_)
     if (!step.is_extra) operator_step_[step.number] = 0;
   steps_.clear();
@@ -244,6 +250,7 @@ std::span<const RelaxedPass::Step> RelaxedPass::extract() {
       continue;
     }
     const FactId change = supporter & ~change_bit;
+    assert(table_.is_change(change) && table_.is_predicate(fact));
     const std::uint32_t predicate = fact - table_.first_predicate();
     add_step(facts_[change].supporter,
              is_optimistic_ ? 1 : table_.repetitions(table_.change(change), predicate, values_.data()));
@@ -255,6 +262,7 @@ std::span<const RelaxedPass::Step> RelaxedPass::extract() {
 void RelaxedPass::add_step(std::uint32_t supporter, std::uint32_t times) {
   const bool is_extra = supporter >= task_.size();
   const std::uint32_t number = is_extra ? supporter - static_cast<std::uint32_t>(task_.size()) : supporter;
+  assert(!is_extra || number < extras_.size());
   std::uint32_t& step = is_extra ? extra_step_[number] : operator_step_[number];
   if (step != 0) {
     steps_[step - 1].times = std::max(steps_[step - 1].times, times);

@@ -24,9 +24,11 @@ RelaxedProblem::RelaxedProblem(Environment& env, Parts parts) : EnvObject(env), 
 void RelaxedProblem::extend() {
   extended_index_ = parts_.tables->layout.index();
   extended_initial_ = parts_.initial;
+  assert(extended_initial_.size() == parts_.tables->layout.slots());
   for (std::size_t action = 0; action < parts_.rings.actions(); ++action) {
     first_ring_slot_.push_back(extended_initial_.size());
     for (Node* reference : parts_.rings.ring(action)) {
+      assert(!extended_index_.contains(reference));
       extended_index_.emplace(reference, extended_initial_.size());
       const bool is_idle = extended_initial_.size() == first_ring_slot_.back();
       extended_initial_.push_back(ValueTable::of_boolean(is_idle));

@@ -1,11 +1,14 @@
 #include "search/heuristics/relaxation/relaxed_task.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace zorvel {
 
 void RelaxedTask::add_operator(std::span<const FactId> conditions, std::span<const FactId> certain,
                                std::span<const FactId> possible, std::uint32_t owner, std::uint32_t cost) {
+  assert(watch_offsets_.empty());  // those who watch were not counted yet
+  assert(std::ranges::all_of(conditions, [&](FactId fact) { return fact < facts_.size(); }));
   Operator& added = operators_.emplace_back();
   added.owner = owner;
   added.cost = cost;

@@ -1,6 +1,7 @@
 #include "search/heuristics/relaxation/set_expression.h"
 
 #include <algorithm>
+#include <cassert>
 #include <unordered_map>
 
 #include "model/constant.h"
@@ -153,6 +154,7 @@ bool SetExpression::compile_application(Node* node, const model::ParameterVector
 
 const std::vector<ValueId>* SetExpression::evaluate(const ValueSets& slots) {
   if (!is_compiled_) return nullptr;
+  assert(!steps_.empty());
   for (std::size_t number = 0; number < steps_.size(); ++number) {
     Step& step = steps_[number];
     if (!run(step, slots)) return nullptr;
@@ -291,6 +293,7 @@ void SetExpression::run_arithmetic(Step& step) {
 bool SetExpression::run_application(Step& step, const ValueSets& slots) {
   ValueTable& table = tables_.values;
   step.values.clear();
+  assert(step.op == Op::value_of ? step.constant != nullptr : step.table != nullptr);
   choices_.resize(step.operands);
   for (std::size_t i = 0; i < step.operands; ++i) {
     choices_[i].clear();

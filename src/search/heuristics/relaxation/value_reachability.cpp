@@ -93,6 +93,7 @@ std::optional<ValueReachability::Test> ValueReachability::as_test(Node* conjunct
 }
 
 void ValueReachability::add_test(const Test& test, std::uint32_t owner) {
+  assert(test.slot < other_tests_.size());
   auto& others = other_tests_[test.slot];
   std::uint32_t number = 0;
   if (test.is_equal) {
@@ -196,6 +197,7 @@ void ValueReachability::begin() {
 /// Puts the fact into its set, and into `new_facts_` if it was not there.
 void ValueReachability::add(Fact fact) {
   const auto [slot, value] = fact;
+  assert(slot < sets_.size());
   std::vector<ValueId>& set = sets_[slot];
   if (set.size() == 1 && set[0] == any_value_id) return;
   if (value == any_value_id || set.size() == value_limit) {
@@ -221,6 +223,7 @@ void ValueReachability::satisfy(std::uint32_t test) {
   if (is_satisfied_[test]) return;
   is_satisfied_[test] = 1;
   for (const std::uint32_t owner : owners_[test]) {
+    assert((owner == goal_owner ? missing_goals_ : missing_[owner]) > 0);
     if (owner == goal_owner) {
       --missing_goals_;
     } else if (--missing_[owner] == 0 && stamps_[owner] != layer_stamp_) {

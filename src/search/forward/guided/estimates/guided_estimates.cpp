@@ -41,6 +41,7 @@ GuidedEstimates::GuidedEstimates(const DenseProblem& problem, const ValueId* ini
 void GuidedEstimates::read_own_chains() {
   for (std::uint32_t number = 0; number < own_chains; ++number) {
     const auto& events = problem_.chain(number).events;
+    // From the last to the first: those who read them stop at what is past.
     std::vector<char> is_seen(builder_.facts().size(), 0);
     for (auto position = static_cast<std::uint32_t>(events.size()); position-- > 0;) {
       for (const PieceBuilder::Condition& condition : builder_.conditions(events[position]))
@@ -76,6 +77,7 @@ void GuidedEstimates::find_relevant(const ValueId* initial) {
     is_relevant_[action] = is_reachable ? 1 : 0;
   }
   is_relevant_ = builder_.find_useful([this](ActionId action) { return is_relevant(action); });
+  assert(is_relevant_.size() == problem_.action_count());
   if (std::ranges::find(is_relevant_, 0) == is_relevant_.end()) return;
   events_ = std::make_unique<RelaxedTask>(builder_.facts());
   builder_.add_events(*events_, [this](ActionId action) { return is_relevant(action); });
@@ -176,6 +178,7 @@ void GuidedEstimates::add_own_chain(RelaxedPass& pass, const OpenChain& open) {
 
 void GuidedEstimates::add_open_piece(std::uint32_t chain, std::uint32_t first, std::uint32_t last,
                                      bool has_conditions, FactId mark) {
+  assert(first <= last && last <= problem_.chain(chain).events.size());
   needed_.clear();
   gained_.clear();
   for (std::uint32_t position = first; position < last; ++position) {
@@ -268,6 +271,7 @@ GuidedEstimates::Estimate GuidedEstimates::evaluate(const StateView& state) {
                                     : read_relaxed_plan(*event_pass_, *events_, state);
   estimate.values[1] = count_landmarks(state);
   estimate.values[2] = additive;
+  assert(estimate.values[0] >= 0 && estimate.values[1] >= 0);
   return estimate;
 }
 
@@ -277,6 +281,7 @@ double GuidedEstimates::read_relaxed_plan(RelaxedPass& pass, const RelaxedTask& 
   for (const RelaxedPass::Step& step : pass.extract()) {
     actions += step.times - 1;
     if (step.is_extra) {
+      assert(step.number < extra_chains_.size());
       const std::uint32_t chain = extra_chains_[step.number];
       if (chain == the_state) continue;
       if (std::ranges::find(counted_chains_, chain) != counted_chains_.end()) continue;

@@ -199,6 +199,7 @@ std::vector<char> PieceBuilder::find_useful(const std::function<bool(ActionId)>&
 }
 
 bool PieceBuilder::is_asked_by_others(FactId fact, ActionId action) const {
+  assert(fact < asker_.size());  // note_askers comes first
   if (!facts_.is_change(fact)) return asker_[fact] != nobody && asker_[fact] != action;
   const FactTable::Change& change = facts_.change(fact);
   const auto readers = facts_.predicates_reading(change.slot);
@@ -209,6 +210,7 @@ bool PieceBuilder::is_asked_by_others(FactId fact, ActionId action) const {
 }
 
 bool PieceBuilder::takes_back(std::uint32_t event, FactId fact) const {
+  assert(problem_.event(event).is_effect_like);
   if (facts_.is_literal(fact))
     return writes_any_of(event, facts_.slots_of(fact)) && !contains(certain(event), fact);
   const FactTable::Change& change = facts_.change(fact);
@@ -250,6 +252,7 @@ void PieceBuilder::add_pieces(RelaxedTask& task, ActionId action, std::uint32_t 
                               const WindowFacts& windows) const {
   const DenseChain& chain = problem_.chain(first_action_chain + action);
   std::vector<FactId> needed(opening(action).begin(), opening(action).end()), gained;
+  assert(split == no_position || (split > 0 && open_fact != no_fact));
   const auto close_piece = [&] {
     if (!gained.empty()) task.add_operator(needed, gained, {}, action, 1);
     needed.clear();

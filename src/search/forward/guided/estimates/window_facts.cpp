@@ -1,6 +1,7 @@
 #include "search/forward/guided/estimates/window_facts.h"
 
 #include <algorithm>
+#include <cassert>
 #include <limits>
 #include <set>
 
@@ -93,6 +94,7 @@ void WindowFacts::make_marks(PieceBuilder& builder) {
       lengths.emplace(key.second, length);
   }
   for (const auto& [fact, length] : lengths) marks_.push_back({fact, builder.facts().new_mark(), length});
+  assert(std::ranges::is_sorted(marks_, {}, &Mark::fact));  // marks_of looks for ranges of them
 }
 
 std::span<const WindowFacts::Mark> WindowFacts::marks_of(FactId fact) const {
@@ -101,6 +103,7 @@ std::span<const WindowFacts::Mark> WindowFacts::marks_of(FactId fact) const {
 }
 
 FactId WindowFacts::needed(ActionId action, FactId fact) const {
+  assert(fact != no_fact);
   const auto marks = marks_of(fact);
   if (marks.empty()) return fact;
   const auto demand = demands_.find({action, fact});
@@ -111,6 +114,7 @@ FactId WindowFacts::needed(ActionId action, FactId fact) const {
 
 void WindowFacts::append_given(ActionId action, std::uint32_t position, std::vector<FactId>& facts) const {
   if (marks_.empty()) return;
+  assert(position < problem_.chain(DenseProblem::first_action_chain + action).events.size());
   const auto windows = windows_.find(action);
   for (const FactId fact :
        builder_.added(problem_.chain(DenseProblem::first_action_chain + action).events[position]))
