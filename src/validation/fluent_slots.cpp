@@ -25,6 +25,7 @@ FluentId FluentSlots::fluent(const std::shared_ptr<model::FluentImpl>& fluent) {
 }
 
 Slot FluentSlots::slot(FluentId fluent, const std::vector<Node*>& arguments) {
+  assert(arguments.size() == info(fluent).parameter_types.size());
   auto& slots = fluents_[static_cast<std::size_t>(fluent)].slots;
   const auto [entry, is_new] = slots.try_emplace(arguments, static_cast<Slot>(owners_.size()));
   if (is_new) owners_.push_back({fluent, &entry->first});
@@ -62,6 +63,7 @@ bool FluentSlots::within_bounds(FluentId fluent, const Value& value) const {
 }
 
 Node* FluentSlots::reference(Slot slot) const {
+  assert(index(slot) < owners_.size());
   const Owner& owner = owners_[index(slot)];
   return env().expression_factory().make_fluent_reference(info(owner.fluent).fluent, *owner.arguments);
 }

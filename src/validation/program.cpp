@@ -1,6 +1,7 @@
 #include "validation/program.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 #include "core/errors.h"
@@ -192,7 +193,9 @@ Value Evaluator::compute(const Program& program, const Program::Instruction& ins
   const auto operand = [&](std::size_t i) -> const Value& { return registers_[operands[i]]; };
   switch (instruction.op) {
     case Op::VALUE: return program.values[instruction.data];
-    case Op::PARAMETER: return binding.parameters[instruction.data];
+    case Op::PARAMETER:
+      assert(instruction.data < binding.parameters.size());
+      return binding.parameters[instruction.data];
     case Op::START: return binding.start;
     case Op::END: return binding.end;
     case Op::DURATION: return binding.duration;
@@ -257,6 +260,7 @@ ValueKind Evaluator::gather_arguments(FluentId fluent, std::span<const std::uint
 
 std::optional<Slot> Evaluator::target(const Program& program, FluentId fluent, std::size_t first,
                                       std::size_t count) {
+  assert(first + count <= program.outputs.size());
   const std::span<const std::uint32_t> operands(program.outputs.data() + first, count);
   if (gather_arguments(fluent, operands) != ValueKind::OBJECT) return std::nullopt;
   return slots_.slot(fluent, arguments_);

@@ -1,6 +1,7 @@
 #include "validation/replay.h"
 
 #include <algorithm>
+#include <cassert>
 #include <ostream>
 #include <sstream>
 #include <utility>
@@ -138,6 +139,7 @@ bool Replay::check_mutual_exclusion() {
   for (const Read& read : reads_now_) {
     const std::size_t slot = index(read.slot);
     if (slot >= changed_at_.size() || changed_at_[slot] != instant_) continue;
+    assert(changed_by_[slot] != nullptr);
     const Event& change = *changed_by_[slot];
     if (change.occurrence == read.event->occurrence || !names(*read.event, read.slot)) continue;
     const Statement& statement = *read.event->statement;
@@ -163,6 +165,7 @@ bool Replay::apply_changes() {
   for (Change& change : changes_) {
     const std::size_t slot = index(change.slot);
     if (slot >= world_.size()) problem_.slots().extend(world_);
+    assert(slot < world_.size());
     if (world_[slot] == change.value) continue;
     if (observer_) {
       model::ExpressionFactory& factory = problem_.slots().env().expression_factory();
@@ -285,6 +288,7 @@ bool Replay::check_stale_conditions(Applies applies) {
 
 bool Replay::check(ConditionId id) {
   ActiveCondition& condition = conditions_[id];
+  assert(!condition.is_over);
   const Event& event = *condition.event;
   reads_.clear();
   const bool holds = evaluate_condition(event, &reads_).is_true();
@@ -295,6 +299,7 @@ bool Replay::check(ConditionId id) {
       continue;
     condition.watched.push_back(slot);
     if (index(slot) >= watchers_.size()) watchers_.resize(problem_.slots().size());
+    assert(index(slot) < watchers_.size());
     watchers_[index(slot)].push_back(id);
   }
   if (event.statement->is_contains) {
@@ -328,6 +333,7 @@ bool Replay::process_effect(const Event& event) {
   note_reads(event);
   const Value& value = evaluate_.output(statement.body, 0);
   if (value.kind == ValueKind::OPAQUE) raise_opaque(event, statement.value);
+  assert(statement.targets.size() == 1);
   return record(event, statement.targets.front(), value);
 }
 

@@ -1,6 +1,7 @@
 #include "validation/timeline.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 #include "core/errors.h"
@@ -52,6 +53,7 @@ Timeline CompiledProblem::lay_out(const TimeTriggeredPlan& plan, const TimeTrigg
   std::size_t position = 0;
   for (const auto& [time, steps] : plan.steps())
     for (const auto& step : steps) add_step(timeline, *step, *shown_steps[position++], makespan);
+  assert(position == shown_steps.size());
   add_problem(timeline, makespan);
   for (const Event& event : timeline.events) timeline.order.push_back(&event);
   std::stable_sort(timeline.order.begin(), timeline.order.end(),
@@ -146,6 +148,7 @@ void CompiledProblem::set_initial_value(World& world, const Statement& statement
         << model::print_expression{slot ? statement.value : target.reference} << " -> "
         << model::print_expression{slot ? statement.value : target.reference};
   if (index(*slot) >= world.size()) slots_.extend(world);
+  assert(index(*slot) < world.size());
   world[index(*slot)] = slots_.as_content(target.fluent, value);
 }
 

@@ -1,6 +1,7 @@
 #include "validation/tt_validator.h"
 
 #include <array>
+#include <cassert>
 #include <string_view>
 #include <utility>
 
@@ -60,6 +61,7 @@ bool TTValidator::is_kept_by_grounder(const TimeTriggeredPlan& mapped, const Tim
   // The transformers in front map one step to one and keep their order.
   auto shown_steps = shown.steps().begin();
   for (const auto& [start, steps] : mapped.steps()) {
+    assert(shown_steps != shown.steps().end() && shown_steps->second.size() == steps.size());
     for (std::size_t i = 0; i < steps.size(); ++i) {
       if (grounder_->is_kept({steps[i]->instance, steps[i]->action, steps[i]->parameters})) continue;
       failing_step_ = shown_steps->second[i].get();
@@ -97,6 +99,7 @@ bool TTValidator::check_validity(const std::shared_ptr<TimeTriggeredPlan>& plan)
     return false;
   }
   reason_ = replay.reason();
+  assert(is_valid == reason_.empty());
   failing_step_ = replay.failing_step();
   if (!is_valid) failing_time_ = replay.failing_time();
   return is_valid;
