@@ -97,56 +97,62 @@ Outcome run_z3_script(const Instance& instance, const Settings& settings) {
 }
 
 /// The optimum as this solver would answer it.
+/// A context of Z3 with its time limit.
+struct Z3Limits {
+  explicit Z3Limits(const Settings& settings) {
+    const Z3_config config = Z3_mk_config();
+    context = Z3_mk_context(config);
+    Z3_del_config(config);
+    params = Z3_mk_params(context);
+    Z3_params_inc_ref(context, params);
+    Z3_params_set_uint(context, params, Z3_mk_string_symbol(context, "timeout"),
+                       static_cast<unsigned>(settings.limit_seconds * 1000));
+  }
+  ~Z3Limits() {
+    Z3_params_dec_ref(context, params);
+    Z3_del_context(context);
+  }
+  Z3Limits(const Z3Limits&) = delete;
+  Z3Limits& operator=(const Z3Limits&) = delete;
+
+  Z3_context context;
+  Z3_params params;
+};
+
 Outcome run_z3_optimum(const Instance& instance, const Settings& settings) {
-  const Z3_config config = Z3_mk_config();
-  const Z3_context context = Z3_mk_context(config);
-  Z3_del_config(config);
-  const Z3_optimize optimize = Z3_mk_optimize(context);
-  Z3_optimize_inc_ref(context, optimize);
-  const Z3_params params = Z3_mk_params(context);
-  Z3_params_inc_ref(context, params);
-  Z3_params_set_uint(context, params, Z3_mk_string_symbol(context, "timeout"),
-                     static_cast<unsigned>(settings.limit_seconds * 1000));
-  Z3_optimize_set_params(context, optimize, params);
-  Z3_optimize_from_string(context, optimize, instance.script.c_str());
+  const Z3Limits z3(settings);
+  const Z3_optimize optimize = Z3_mk_optimize(z3.context);
+  Z3_optimize_inc_ref(z3.context, optimize);
+  Z3_optimize_set_params(z3.context, optimize, z3.params);
+  Z3_optimize_from_string(z3.context, optimize, instance.script.c_str());
   Outcome outcome;
   Z3_lbool status = Z3_L_UNDEF;
-  outcome.seconds = seconds_of([&] { status = Z3_optimize_check(context, optimize, 0, nullptr); });
+  outcome.seconds = seconds_of([&] { status = Z3_optimize_check(z3.context, optimize, 0, nullptr); });
   outcome.status = status == Z3_L_FALSE ? "unsat\n" : "unknown\n";
   if (status == Z3_L_TRUE) {
     std::string objectives = instance.objectives;
-    const Z3_ast optimum = Z3_optimize_get_upper(context, optimize, 0);
-    objectives.replace(objectives.find('%'), 1, Z3_get_numeral_string(context, optimum));
+    const Z3_ast optimum = Z3_optimize_get_upper(z3.context, optimize, 0);
+    objectives.replace(objectives.find('%'), 1, Z3_get_numeral_string(z3.context, optimum));
     outcome.status = "sat\n" + objectives;
   }
-  Z3_params_dec_ref(context, params);
-  Z3_optimize_dec_ref(context, optimize);
-  Z3_del_context(context);
+  Z3_optimize_dec_ref(z3.context, optimize);
   return outcome;
 }
 
 Outcome run_z3(const Instance& instance, const Settings& settings) {
   if (!instance.objectives.empty()) return run_z3_optimum(instance, settings);
   if (instance.check != Instance().check) return run_z3_script(instance, settings);
-  const Z3_config config = Z3_mk_config();
-  const Z3_context context = Z3_mk_context(config);
-  Z3_del_config(config);
+  const Z3Limits z3(settings);
   const Z3_solver solver =
-      Z3_mk_solver_for_logic(context, Z3_mk_string_symbol(context, instance.logic.c_str()));
-  Z3_solver_inc_ref(context, solver);
-  const Z3_params params = Z3_mk_params(context);
-  Z3_params_inc_ref(context, params);
-  Z3_params_set_uint(context, params, Z3_mk_string_symbol(context, "timeout"),
-                     static_cast<unsigned>(settings.limit_seconds * 1000));
-  Z3_solver_set_params(context, solver, params);
-  Z3_solver_from_string(context, solver, instance.script.c_str());
+      Z3_mk_solver_for_logic(z3.context, Z3_mk_string_symbol(z3.context, instance.logic.c_str()));
+  Z3_solver_inc_ref(z3.context, solver);
+  Z3_solver_set_params(z3.context, solver, z3.params);
+  Z3_solver_from_string(z3.context, solver, instance.script.c_str());
   Outcome outcome;
   Z3_lbool status = Z3_L_UNDEF;
-  outcome.seconds = seconds_of([&] { status = Z3_solver_check(context, solver); });
+  outcome.seconds = seconds_of([&] { status = Z3_solver_check(z3.context, solver); });
   outcome.status = status == Z3_L_TRUE ? "sat\n" : status == Z3_L_FALSE ? "unsat\n" : "unknown\n";
-  Z3_params_dec_ref(context, params);
-  Z3_solver_dec_ref(context, solver);
-  Z3_del_context(context);
+  Z3_solver_dec_ref(z3.context, solver);
   return outcome;
 }
 constexpr bool has_z3 = true;

@@ -12,7 +12,7 @@ namespace {
 
 using F = ExpressionFactory;
 
-// Written out, they take about a gigabyte.
+// Written out, they take more than a gigabyte.
 constexpr std::size_t max_listed_atoms = 5000000;
 
 }  // namespace
@@ -48,7 +48,7 @@ void InitialDefaults::for_each_statement(const std::shared_ptr<FluentImpl>& flue
     throw UnsupportedProblemError("The fluent '")
         << fluent->name() << "' stands for more than " << max_listed_atoms
         << " ground ones, too many to write out their values at the start";
-  for_each_tuple(domains, [&](const std::vector<Node*>& arguments) {
+  for_each_tuple(domains, TurnsFastest::LAST, [&](const std::vector<Node*>& arguments) {
     if (Node* const given = statement(factory_.make_fluent_reference(fluent, arguments))) use(given);
   });
 }

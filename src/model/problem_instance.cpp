@@ -112,7 +112,7 @@ bool ProblemInstanceImpl::is_flat() const {
 void ProblemInstanceImpl::add_references(const std::shared_ptr<FluentImpl>& fluent,
                                          const std::vector<std::vector<Node*>>& arguments,
                                          std::vector<Node*>& references) const {
-  for_each_tuple(arguments, [&](const std::vector<Node*>& tuple) {
+  for_each_tuple(arguments, TurnsFastest::LAST, [&](const std::vector<Node*>& tuple) {
     references.push_back(env().expression_factory().make_fluent_reference(fluent, tuple));
   });
 }

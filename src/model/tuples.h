@@ -8,23 +8,27 @@
 
 namespace zorvel::model {
 
-/// Calls `use` with every tuple of the product of `domains`, the last entry turning fastest.
+/// Which entry of a tuple changes from each one to the next.
+enum class TurnsFastest { FIRST, LAST };
+
+/// Calls `use` with every tuple of the product of `domains`.
 template <class Use>
-void for_each_tuple(const std::vector<std::vector<Node*>>& domains, Use use) {
+void for_each_tuple(const std::vector<std::vector<Node*>>& domains, TurnsFastest fastest, Use use) {
   if (std::any_of(domains.begin(), domains.end(), [](const auto& domain) { return domain.empty(); })) return;
-  std::vector<std::size_t> digits(domains.size(), 0);
+  const std::size_t size = domains.size();
+  std::vector<std::size_t> digits(size, 0);
   std::vector<Node*> tuple;
   for (const auto& domain : domains) tuple.push_back(domain.front());
   while (true) {
     use(tuple);
-    std::size_t place = domains.size();
-    while (place > 0 && ++digits[place - 1] == domains[place - 1].size()) {
-      digits[place - 1] = 0;
-      tuple[place - 1] = domains[place - 1].front();
-      --place;
+    std::size_t turned = 0;
+    for (; turned < size; ++turned) {
+      const std::size_t place = fastest == TurnsFastest::FIRST ? turned : size - 1 - turned;
+      digits[place] = digits[place] + 1 < domains[place].size() ? digits[place] + 1 : 0;
+      tuple[place] = domains[place][digits[place]];
+      if (digits[place] != 0) break;
     }
-    if (place == 0) return;
-    tuple[place - 1] = domains[place - 1][digits[place - 1]];
+    if (turned == size) return;
   }
 }
 

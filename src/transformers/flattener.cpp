@@ -1,6 +1,7 @@
 #include "transformers/flattener.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 #include "core/errors.h"
@@ -86,6 +87,7 @@ void Flattener::do_computation() {
   const NodeRewrite rewrite = rewriting(nullptr, {});
   parts_.expressions.assign(problem_->expressions().begin(), problem_->expressions().end());
   parts_.labels_ordering = problem_->labels_ordering();
+  assert(problem_->rules().initial_defaults.empty());  // their fluents would be the old ones
   parts_.rules = problem_->rules();
   parts_.rewrite_statements(rewrite);
   parts_.metrics = metrics.metrics(rewrite);

@@ -10,6 +10,7 @@
 #include "model/fluent.h"
 #include "model/hash_mix.h"
 #include "model/model_factory.h"
+#include "model/tuples.h"
 #include "model/walkers/expression_simplifier.h"
 #include "plans/plan.h"
 #include "plans/time_triggered_plan.h"
@@ -26,26 +27,6 @@ namespace {
 
 constexpr const char* unknown_to_step = "Found an action that is unknown to the transformer!";
 constexpr const char* unknown_to_plan = "Found an action that is unknown to the grounder!";
-
-/// Calls `use` with every tuple of values, the first one turning fastest.
-void for_each_tuple(const std::vector<std::vector<Node*>>& domains,
-                    const std::function<void(const std::vector<Node*>&)>& use) {
-  if (std::any_of(domains.begin(), domains.end(), [](const auto& domain) { return domain.empty(); })) return;
-  std::vector<std::size_t> digits(domains.size(), 0);
-  std::vector<Node*> tuple;
-  for (const auto& domain : domains) tuple.push_back(domain.front());
-  while (true) {
-    use(tuple);
-    std::size_t place = 0;
-    for (; place < domains.size(); ++place) {
-      if (++digits[place] < domains[place].size()) break;
-      digits[place] = 0;
-      tuple[place] = domains[place].front();
-    }
-    if (place == domains.size()) return;
-    tuple[place] = domains[place][digits[place]];
-  }
-}
 
 /// The parameters of finite types, with their values, and the others.
 struct SplitParameters {
@@ -81,16 +62,17 @@ std::vector<std::shared_ptr<FluentImpl>> Grounder::ground_fluents() {
       continue;
     }
     GroundNames names(*problem_, name);
-    for_each_tuple(split.domains, [&, &fluent = fluent](const std::vector<Node*>& values) {
-      ParameterVector parameters;
-      for (const auto& parameter : split.infinite)
-        parameters.push_back(std::make_shared<ParameterImpl>(parameter->name(), parameter->type()));
-      const auto ground =
-          env().model_factory().make_fluent(names.next(), fluent->type(), fluent->path(), parameters);
-      ground_objects_[{fluent.get(), values}] = factory().make_fluent_reference(ground, {});
-      old_fluents_[ground.get()] = fluent;
-      result.push_back(ground);
-    });
+    for_each_tuple(
+        split.domains, TurnsFastest::FIRST, [&, &fluent = fluent](const std::vector<Node*>& values) {
+          ParameterVector parameters;
+          for (const auto& parameter : split.infinite)
+            parameters.push_back(std::make_shared<ParameterImpl>(parameter->name(), parameter->type()));
+          const auto ground =
+              env().model_factory().make_fluent(names.next(), fluent->type(), fluent->path(), parameters);
+          ground_objects_[{fluent.get(), values}] = factory().make_fluent_reference(ground, {});
+          old_fluents_[ground.get()] = fluent;
+          result.push_back(ground);
+        });
   }
   return result;
 }
@@ -108,19 +90,20 @@ std::vector<std::shared_ptr<ConstantImpl>> Grounder::ground_constants() {
       throw UnsupportedProblemError("Ground all not supported for Constant with infinite formal parameters!");
     const auto table = constant->value();
     GroundNames names(*problem_, name);
-    for_each_tuple(split.domains, [&, &constant = constant](const std::vector<Node*>& values) {
-      Node* const value = table == nullptr ? nullptr : table->assignment(values);
-      // The fixed part of PDDL leaves out what nothing asks for; in ANML a hole in a table is a mistake.
-      if (value == nullptr) {
-        if (skips_undefined) return;
-        throw InternalError("Constants values are not fully defined!");
-      }
-      const auto ground =
-          env().model_factory().make_constant(names.next(), constant->type(), constant->path(), {},
-                                              {{"", std::make_shared<FunctionValueImpl>(value)}});
-      ground_objects_[{constant.get(), values}] = factory().make_constant_reference(ground, {});
-      result.push_back(ground);
-    });
+    for_each_tuple(
+        split.domains, TurnsFastest::FIRST, [&, &constant = constant](const std::vector<Node*>& values) {
+          Node* const value = table == nullptr ? nullptr : table->assignment(values);
+          // The fixed part of PDDL leaves out what nothing asks for; in ANML a hole in a table is a mistake.
+          if (value == nullptr) {
+            if (skips_undefined) return;
+            throw InternalError("Constants values are not fully defined!");
+          }
+          const auto ground =
+              env().model_factory().make_constant(names.next(), constant->type(), constant->path(), {},
+                                                  {{"", std::make_shared<FunctionValueImpl>(value)}});
+          ground_objects_[{constant.get(), values}] = factory().make_constant_reference(ground, {});
+          result.push_back(ground);
+        });
   }
   return result;
 }

@@ -1,6 +1,7 @@
 #include "transformers/type_hierarchy_compiler.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "core/errors.h"
 #include "core/log.h"
@@ -52,6 +53,7 @@ void TypeHierarchyCompiler::do_computation() {
     new_problem_ = problem_;
     return;
   }
+  assert(problem_->rules().initial_defaults.empty());  // their fluents would be the old ones
   names_.reserve_all_but_actions(*problem_);
   for (const auto& [name, action] : problem_->actions()) names_.reserve(name);
   parts_ = ProblemParts(*problem_);
@@ -67,6 +69,8 @@ void TypeHierarchyCompiler::do_computation() {
     statements.insert(statements.end(), expansion.begin(), expansion.end());
   }
   parts_.expressions.clear();
+  // All heads are known before anything that names them is rewritten: fluents first, for they take no values,
+  // then constants, each behind those in its own values.
   for (const auto& [name, fluent] : problem_->fluents()) add_fluent(fluent);
   const std::vector<Node*> foreign_values = std::move(parts_.expressions);
   for (const auto& constant : in_order_of_use(factory(), ProblemParts(*problem_).constants))
@@ -137,7 +141,7 @@ void TypeHierarchyCompiler::for_each_foreign_tuple(const void* head, const Param
   std::vector<std::unordered_set<Node*>> foreign(parameters.size());  // those that the old type has not
   for (std::size_t place = 0; place < parameters.size(); ++place) {
     const TypePtr type = parameters[place]->type();
-    if (!type->is_finite_domain() || type->is_set()) return;
+    if (!type->is_finite_domain() || type->is_set()) return;  // no compiler tries all of its values
     values.push_back(new_values(type));
     if (!open->second.contains(place) || !is_partial(type)) continue;
     const std::unordered_set<Node*> own(values.back().begin(), values.back().end());
@@ -149,7 +153,7 @@ void TypeHierarchyCompiler::for_each_foreign_tuple(const void* head, const Param
         foreign[place].insert(reference);
       }
   }
-  for_each_tuple(values, [&](const std::vector<Node*>& tuple) {
+  for_each_tuple(values, TurnsFastest::LAST, [&](const std::vector<Node*>& tuple) {
     for (std::size_t place = 0; place < tuple.size(); ++place)
       if (foreign[place].contains(tuple[place])) return use(tuple);
   });

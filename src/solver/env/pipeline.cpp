@@ -62,6 +62,8 @@ bool Pipeline::add_formulas(std::vector<Term> formulas) {
 
 void Pipeline::send(std::vector<Term>& conjuncts) {
   std::erase_if(conjuncts, [](Term term) { return term->is_true(); });
+  // The clauses read the polarities; and a constant that the search knows can no longer be replaced by a
+  // value, for what was sent before would keep it.
   for (Term term : conjuncts) {
     polarity_.add_formula(term);
     propagator_.protect_constants(term);
@@ -82,6 +84,7 @@ Pipeline::Assumption Pipeline::assume(Term term) {
     result.value = value->is_true() != negated;
     return result;
   }
+  // An assumption may be taken back, so the clauses say both what follows from it and from its negation.
   polarity_.add_formula(value);
   polarity_.add_formula(terms_.make_not(value));
   propagator_.protect_constants(value);
@@ -94,7 +97,7 @@ Pipeline::Assumption Pipeline::assume(Term term) {
 void Pipeline::set_preferred(const std::vector<std::pair<Term, int>>& preferred) {
   search_.clear_preferred();
   for (const auto& [constant, polarity] : preferred) {
-    if (propagator_.is_substituted(constant)) continue;
+    if (propagator_.is_substituted(constant)) continue;  // the search does not decide it
     const dpll::Var var = search_.make_proxy(constant, {}, nullptr);
     search_.set_problem_var(var);
     search_.add_preferred(var, polarity < 0 ? dpll::l_undef : dpll::to_lbool(polarity != 0));
@@ -110,6 +113,7 @@ void Pipeline::push_backtrack_point() {
   search_.push_backtrack_point();
 }
 
+// In the opposite order: what a stage keeps refers to what those in front of it have made.
 void Pipeline::pop_backtrack_point() {
   search_.pop_backtrack_point();
   const dpll::Var num_vars = search_.num_vars();

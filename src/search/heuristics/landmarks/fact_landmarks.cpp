@@ -81,6 +81,7 @@ std::vector<FactId> FactLandmarks::as_landmark(FactId condition) const {
 
 FactLandmarks::LandmarkId FactLandmarks::add(std::vector<FactId> facts, bool is_goal) {
   assert(!facts.empty() && std::ranges::is_sorted(facts));  // they are compared as sets
+  // Equal sets have one first fact, so no other list has to be looked at.
   for (const LandmarkId known : landmarks_with_[facts.front()])
     if (is_removed_[known] == 0 && landmarks_[known].facts == facts) {
       landmarks_[known].is_goal = landmarks_[known].is_goal || is_goal;
@@ -168,6 +169,7 @@ void FactLandmarks::explore() {
   work_ += applicable_.size();
   for (const OperatorId id : applicable_) apply(id);
   for (const FactId fact : given_) reach(fact);
+  // When all candidates are applicable, nothing that is reached later tells them apart.
   for (std::size_t next = 0; next < reached_.size() && wanted_left_ > 0; ++next) {
     const auto operators = task_.operators_with(reached_[next]);
     work_ += operators.size();
@@ -216,7 +218,7 @@ void FactLandmarks::add_shared_conditions(const std::vector<OperatorId>& achieve
 }
 
 void FactLandmarks::add_disjunctions(const std::vector<OperatorId>& achievers, LandmarkId landmark) {
-  if (achievers.size() < 2) return;
+  if (achievers.size() < 2) return;  // the conditions of a single one are landmarks themselves
   struct Group {
     std::vector<FactId> facts;
     std::size_t achievers = 0;  // that ask for one of them, as long as there is no gap
@@ -263,6 +265,7 @@ void FactLandmarks::add_candidate(std::vector<FactId> facts, LandmarkId landmark
 }
 
 void FactLandmarks::drop_removed() {
+  // Only now: the queue and the orderings name landmarks by number as long as new ones come.
   std::vector<LandmarkId> numbers(landmarks_.size(), none);
   std::vector<Landmark> kept;
   for (LandmarkId landmark = 0; landmark < landmarks_.size(); ++landmark) {

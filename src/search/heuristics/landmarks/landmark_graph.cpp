@@ -108,6 +108,7 @@ void LandmarkGraph::compile(Node* landmark, const ExpressionCompiler& compiler) 
       tests_.push_back({literal.slot, literal.expected, literal.is_equal});
       continue;
     }
+    // One disjunct that is no literal makes all of them one program: the tests would say only half.
     tests_.resize(condition.first_test);
     condition.program = static_cast<std::int32_t>(programs_.size());
     programs_.push_back(compiler.compile(landmark));
@@ -151,6 +152,7 @@ void LandmarkGraph::reach(const Word* parent, const Word* holding, Word* reached
   for (std::size_t word = 0; word < words(); ++word) {
     reached[word] = parent[word];
     for_each(word, holding[word] & ~parent[word], [&](LandmarkId landmark, Word bit) {
+      // In the parent, not here: what comes true at the same moment was not there before.
       const auto before = predecessors(landmark);
       if (std::all_of(before.begin(), before.end(), [&](LandmarkId a) { return contains(parent, a); }))
         reached[word] |= bit;
@@ -186,6 +188,7 @@ std::size_t LandmarkGraph::count_needed(const Word* reached, const Word* holding
                                         const Word* on_its_way) const {
   std::size_t needed = size();
   for (std::size_t word = 0; word < words(); ++word) {
+    // Only what was lost again can be needed twice, so all else is counted by words.
     const Word lost = reached[word] & ~holding[word];
     needed -= static_cast<std::size_t>(std::popcount(reached[word]));
     needed += static_cast<std::size_t>(std::popcount(lost & goals_[word]));

@@ -44,7 +44,7 @@ void classify(const StateLayout& layout, Node* node, FactTable::Predicate& predi
     case NodeKind::LE: is_turned = true; break;
     case NodeKind::LT: is_strict = is_turned = true; break;
     case NodeKind::EQUALS:
-      if (is_negated) return;
+      if (is_negated) return;  // not a half-space: what is unequal may lie on either side
       break;
     default: return;
   }
@@ -104,6 +104,7 @@ std::uint32_t FactTable::formula(Node* node) {
       formulas_.push_back(std::move(inner));
     }
   }
+  // Under the number of its normal form, the condition as written is found at once the next time.
   const std::uint32_t number = formula_numbers_.at(root);
   formula_numbers_.emplace(node, number);
   return number;
@@ -140,6 +141,7 @@ std::uint32_t FactTable::add_predicate(Node* node) {
 void FactTable::freeze() {
   assert(!is_frozen_);
   is_frozen_ = true;
+  // By slot and value: the facts of a slot are a range, and a literal is found by bisection.
   std::sort(literals_.begin(), literals_.end(), is_less);
   literals_.erase(
       std::unique(literals_.begin(), literals_.end(),
@@ -243,13 +245,14 @@ void FactTable::append_effect(const CompiledEffect& effect, std::vector<FactId>&
     append_any_value(slot, possible);
     if (!predicates_reading(slot).empty()) possible.push_back(change_of(slot, Change::Kind::unknown, 0));
   };
+  // A simulated effect may write anything to what it names.
   if (!effect.is_all_assignments()) {
     for (const std::uint32_t slot : effect.slots_written()) append_unknown(slot);
     return;
   }
   for (const CompiledEffect::Assignment& assignment : effect.assignments()) {
     const ValueId value = assignment.value.constant();
-    if (assignment.table != nullptr) {
+    if (assignment.table != nullptr) {  // its arguments change: any of these slots, or none
       for (const std::uint32_t slot : assignment.table->results()) append_unknown(slot);
       continue;
     }

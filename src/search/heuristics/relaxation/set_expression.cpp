@@ -72,6 +72,7 @@ ValueId ValueRange::as_held(ValueTable& values, ValueId value) const {
 }
 
 SetExpression::SetExpression(EvaluationTables& tables, Node* expression) : tables_(tables) {
+  // Operands come before what they are operands of, so one pass over the steps evaluates all.
   std::unordered_map<Node*, std::uint32_t, NodeIdHash> numbers;
   struct Visit {
     Node* node;
@@ -166,6 +167,7 @@ const std::vector<ValueId>* SetExpression::evaluate(const ValueSets& slots) {
 std::optional<bool> SetExpression::can_be_true(const ValueSets& slots) {
   const std::vector<ValueId>* const values = evaluate(slots);
   if (values == nullptr) return std::nullopt;
+  // Of two truth values one is true.
   return values->size() > 1 || can_be(*values, true_value);
 }
 
@@ -234,7 +236,7 @@ void SetExpression::run_connective(Step& step) {
 
 void SetExpression::run_comparison(Step& step) {
   const auto &left = operand(step, 0), &right = operand(step, 1);
-  if (left.empty() || right.empty()) return step.values.clear();
+  if (left.empty() || right.empty()) return step.values.clear();  // no value, no answer
   if (is_any(left) || is_any(right)) return assign_booleans(step.values, true, true);
   const ValueTable& values = tables_.values;
   const auto holds = [&](ValueId a, ValueId b) {
@@ -279,6 +281,7 @@ void SetExpression::run_arithmetic(Step& step) {
     for (const ValueId a : running) {
       for (const ValueId b : right)
         if (const ValueId result = combine(a, b); result != no_value) next.push_back(result);
+      // Most of a product are often values that were there before: they are counted only now and then.
       if (next.size() <= 4 * limit) continue;
       make_set(next);
       if (next.size() > limit) break;
@@ -300,6 +303,7 @@ bool SetExpression::run_application(Step& step, const ValueSets& slots) {
     const ValueRange& range = ranges_[step.first_range + i];
     for (const ValueId value : operand(step, i)) {
       if (value == any_value_id) {
+        // A fluent has its slots, each with the values reached; a constant's table has no such list.
         if (step.op == Op::value_of) return false;
         for (const std::uint32_t slot : step.table->results())
           step.values.insert(step.values.end(), slots[slot].begin(), slots[slot].end());
