@@ -1,3 +1,5 @@
+#include <tuple>
+
 #include "search/support.h"
 #include "support/random_problems.h"
 
@@ -49,6 +51,25 @@ TEST(FtpSearch, DenseAndPlainSearchAgreeOnRandomProblems) {
     const std::string rule = seed >= 150 ? ":: (\"mutual-exclusion\");\n" : "";
     expect_equal_searches(rule + random_problem(seed), heuristics[seed % heuristics.size()], seed % 5 == 0,
                           300);
+    if (HasFailure()) break;
+  }
+}
+
+// So many slots that states store only what changed, and actions after which there is too much of that.
+TEST(FtpSearch, DenseAndPlainSearchAgreeOnWideStates) {
+  std::string wide =
+      "fluent boolean wide(integer [0, 700] n);\n[start] forall(integer [0, 700] n) { wide(n) := false; };\n";
+  for (const auto& [name, first, count] : {std::tuple("one", 0, 1), std::tuple("many", 10, 30)}) {
+    wide += std::string("action ") + name + "() { duration := 1; [start] wide(0) == false;";
+    for (int slot = first; slot < first + count; ++slot)
+      wide += " [end] wide(" + std::to_string(slot) + ") := true;";
+    wide += " };\n";
+  }
+  const std::vector<std::vector<std::string>> heuristics{{"blind"}, {"hadd"}, {"blind", "hmax"}};
+  for (unsigned seed = 0; seed < 40; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    expect_equal_searches(random_problem(seed) + wide, heuristics[seed % heuristics.size()], seed % 5 == 0,
+                          200);
     if (HasFailure()) break;
   }
 }

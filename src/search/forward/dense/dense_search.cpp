@@ -106,8 +106,8 @@ void DenseSearch::drop(Ref state) {
   --live_;
 }
 
-DenseSearch::SlotKey DenseSearch::key_of(const DenseState* state, std::uint64_t tag) const {
-  const std::uint32_t* const slots = successors_.layout().values(state);
+DenseSearch::SlotKey DenseSearch::key_of(const DenseState* state, std::uint64_t tag) {
+  const std::uint32_t* const slots = successors_.values(state);
   return {slots, hash_of(slots, problem_.slots(), tag), tag};
 }
 

@@ -60,7 +60,7 @@ class DenseSearch {
   void expand(const DenseState* state);
   bool is_seen_at_end(const DenseState* state);
   void drop(Ref state);
-  SlotKey key_of(const DenseState* state, std::uint64_t tag) const;
+  SlotKey key_of(const DenseState* state, std::uint64_t tag);
   /// Stores the slots of a state; false if they are there already with the same tag.
   bool insert(SlotSet& set, const DenseState* state, std::uint64_t tag);
   std::uint64_t weak_tag(const DenseState* state) const;

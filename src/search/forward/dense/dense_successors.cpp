@@ -9,6 +9,11 @@ namespace zorvel::tp::ftp {
 
 namespace {
 
+// Fewer values are copied sooner than compared.
+constexpr std::size_t fewest_shared_slots = 512;
+constexpr std::size_t slots_a_change = 32;  // a state with more changes than slots / this is kept whole
+constexpr std::size_t stride = 16;
+
 std::size_t path_bytes(std::size_t edges) { return sizeof(PathCell) + edges * sizeof(EdgeCell); }
 
 std::size_t largest_block(const DenseProblem& problem) {
@@ -45,6 +50,7 @@ bool DenseSuccessors::build_initial(const PlainState<double>& plain) {
   state_ = {};
   state_.base = state_.next_point = first_action_point;
   state_.newest_effect = no_event;
+  state_.changes = whole;
   values_.clear();
   for (Node* node : plain.assignments()) values_.push_back(problem_.values().id_of(node));
   assert(values_.size() == layout_.slots);
@@ -74,7 +80,7 @@ bool DenseSuccessors::build_initial(const PlainState<double>& plain) {
 void DenseSuccessors::load(const DenseState* parent) {
   state_ = *parent;
   state_.depth = parent->depth + 1;
-  built_values_ = layout_.values(parent);
+  built_values_ = values(parent);
   const auto todo = layout_.todo(parent);
   todo_.assign(todo.begin(), todo.end());
   assert(parent->base <= parent->next_point);
@@ -182,7 +188,7 @@ bool DenseSuccessors::set_durations(ActionId id, std::uint32_t start) {
 
 bool DenseSuccessors::open(const DenseState* parent, ActionId id) {
   const DenseAction& action = problem_.action(id);
-  if (!action.opening.holds(layout_.values(parent))) return false;
+  if (!action.opening.holds(values(parent))) return false;
 
   load(parent);
   const std::uint32_t chain_index = DenseProblem::first_action_chain + id;
@@ -259,7 +265,7 @@ bool DenseSuccessors::conditions_hold(const std::uint32_t* values) const {
 
 bool DenseSuccessors::apply_logic(const DenseState* parent, std::uint32_t event_index) {
   const DenseEvent& event = problem_.event(event_index);
-  const std::uint32_t* const before = layout_.values(parent);
+  const std::uint32_t* const before = values(parent);
   if (!event.is_effect_like) {
     if (!(event.is_opener && event.is_left_open) && !event.condition.holds(before)) return false;
     if (event.opener) std::erase(active_, *event.opener);
@@ -358,6 +364,8 @@ BlockPool::Ref DenseSuccessors::keep() {
   state_.path = path;
   state_.todo_count = static_cast<std::uint32_t>(todo_.size());
   state_.active_count = static_cast<std::uint32_t>(active_.size());
+  state_.changes = find_changes() ? static_cast<std::uint16_t>(changes_.size()) : whole;
+  state_.references = 1;
   const BlockPool::Ref ref = pool_.allocate(layout_.bytes(state_));
   DenseState* const state = pool_.at<DenseState>(ref);
   *state = state_;
@@ -365,18 +373,66 @@ BlockPool::Ref DenseSuccessors::keep() {
                       const_cast<double*>(layout_.times(state)),
                       const_cast<BlockPool::Ref*>(layout_.heads(state)),
                       reinterpret_cast<EdgeCell*>(pool_.at<PathCell>(path) + 1));
-  // why not memcpy: a problem without fluents has no array of values to point to.
-  std::copy_n(built_values_, layout_.slots, const_cast<std::uint32_t*>(layout_.values(state)));
+  if (state->changes == whole)
+    state->source = ref;
+  else
+    ++pool_.at<DenseState>(state->source)->references;
+  store_values(state);
   std::copy(todo_.begin(), todo_.end(), const_cast<Todo*>(layout_.todo(state).data()));
   std::copy(active_.begin(), active_.end(), const_cast<std::uint32_t*>(layout_.active(state).data()));
   return ref;
 }
 
+const std::uint32_t* DenseSuccessors::values(const DenseState* state) {
+  if (state->changes == whole) return layout_.values(state);
+  if (spelt_out_ != state) {
+    const std::uint32_t* const source = layout_.values(pool_.at<DenseState>(state->source));
+    spelt_values_.assign(source, source + layout_.slots);
+    for (const SlotChange& change : layout_.changes(state)) spelt_values_[change.slot] = change.value;
+    spelt_out_ = state;
+  }
+  return spelt_values_.data();
+}
+
+/// Puts into `changes_` where the built state differs from its parent's source. False if it is to be kept
+/// whole.
+bool DenseSuccessors::find_changes() {
+  changes_.clear();
+  if (layout_.slots < fewest_shared_slots || cell_.parent == 0) return false;
+  const std::size_t most = std::min<std::size_t>(layout_.slots / slots_a_change, whole - 1);
+  const std::uint32_t* const source = layout_.values(pool_.at<DenseState>(state_.source));
+  for (std::size_t begin = 0; begin < layout_.slots; begin += stride) {
+    const std::size_t end = std::min(begin + stride, layout_.slots);
+    if (std::equal(source + begin, source + end, built_values_ + begin)) continue;
+    for (std::size_t slot = begin; slot < end; ++slot)
+      if (source[slot] != built_values_[slot])
+        changes_.push_back({static_cast<std::uint32_t>(slot), built_values_[slot]});
+    if (changes_.size() > most) return false;
+  }
+  return true;
+}
+
+void DenseSuccessors::store_values(DenseState* state) const {
+  // why not memcpy: a problem without fluents has no array of values to point to.
+  if (state->changes == whole)
+    std::copy_n(built_values_, layout_.slots, const_cast<std::uint32_t*>(layout_.values(state)));
+  else
+    std::ranges::copy(changes_, const_cast<SlotChange*>(layout_.changes(state).data()));
+}
+
 void DenseSuccessors::release(BlockPool::Ref ref) {
   const DenseState* const state = pool_.at<DenseState>(ref);
-  const BlockPool::Ref path = state->path;
-  pool_.release(ref, layout_.bytes(*state));
+  if (state == spelt_out_) spelt_out_ = nullptr;
+  const BlockPool::Ref path = state->path, source = state->source;
+  if (source != ref) free_block(ref);
+  DenseState* const holder = pool_.at<DenseState>(source);
+  assert(holder->references > 0);
+  if (--holder->references == 0) free_block(source);
   release_path(path);
+}
+
+void DenseSuccessors::free_block(BlockPool::Ref ref) {
+  pool_.release(ref, layout_.bytes(*pool_.at<DenseState>(ref)));
 }
 
 void DenseSuccessors::release_path(BlockPool::Ref path) {

@@ -43,6 +43,8 @@ class DenseSuccessors {
 
   const DenseState* state(BlockPool::Ref ref) const { return pool_.at<DenseState>(ref); }
   const BlockLayout& layout() const { return layout_; }
+  /// All values of a kept state, valid until those of another one are asked for or it is released.
+  const std::uint32_t* values(const DenseState* state);
   void release(BlockPool::Ref state);
   /// The events on the path, oldest first.
   std::vector<const Event*> events_to(const DenseState* state) const;
@@ -62,6 +64,9 @@ class DenseSuccessors {
   bool apply_logic(const DenseState* parent, std::uint32_t event_index);
   std::uint32_t window_base() const;
   void release_path(BlockPool::Ref path);
+  bool find_changes();
+  void store_values(DenseState* state) const;
+  void free_block(BlockPool::Ref state);
 
   const DenseProblem& problem_;
   BlockLayout layout_;
@@ -73,6 +78,9 @@ class DenseSuccessors {
   const bool has_exclusion_;
   const std::uint32_t* built_values_ = nullptr;  // the parent's, or values_
   std::vector<std::uint32_t> values_;
+  std::vector<SlotChange> changes_;        // of the state to keep, against its parent's source
+  const DenseState* spelt_out_ = nullptr;  // whose values stand in spelt_values_
+  std::vector<std::uint32_t> spelt_values_;
   std::vector<SlotWrite> writes_;  // scratch of apply_logic
   std::vector<Todo> todo_;
   std::vector<std::uint32_t> active_;
