@@ -215,6 +215,19 @@ ZORVEL_API int zorvel_env_set_string_option(zorvel_env env, const char* key, con
 ZORVEL_API int zorvel_env_set_vector_string_option(zorvel_env env, const char* key, const char* const* values,
                                                    int n);
 
+/* Which options there are: their number, and of option `i`, from 0, the key and the function that sets it.
+ * The key lives as long as the library; from the number on null and -1, and an error. */
+typedef enum zorvel_option_kind {
+  ZORVEL_BOOLEAN_OPTION = 0,
+  ZORVEL_INTEGER_OPTION = 1,
+  ZORVEL_FLOAT_OPTION = 2,
+  ZORVEL_STRING_OPTION = 3,
+  ZORVEL_VECTOR_STRING_OPTION = 4
+} zorvel_option_kind;
+ZORVEL_API int zorvel_option_get_num(void);
+ZORVEL_API const char* zorvel_option_get_key(unsigned int i);
+ZORVEL_API int zorvel_option_get_kind(unsigned int i);
+
 /* Number of warnings stored so far; they are kept as long as the environment. */
 ZORVEL_API int zorvel_env_get_warnings_num(zorvel_env env);
 /* Warning number `i`, the oldest being 0. Null, and an error, from zorvel_env_get_warnings_num on. The text
@@ -528,6 +541,8 @@ ZORVEL_API int zorvel_vector_get_size(zorvel_vector_expr vector);
 ZORVEL_API zorvel_expr zorvel_vector_get_expr(zorvel_vector_expr vector, unsigned int i);
 /* Appends; 0. */
 ZORVEL_API int zorvel_vector_add_expr(zorvel_vector_expr vector, zorvel_expr expr);
+/* Takes all elements out; 0. */
+ZORVEL_API int zorvel_vector_clear(zorvel_vector_expr vector);
 
 /* ANML files. */
 
@@ -759,6 +774,13 @@ ZORVEL_API zorvel_ttplan zorvel_do_planning_with_limits(zorvel_problem problem, 
                                                         double seconds, double mebibytes,
                                                         zorvel_progress_callback callback, void* user_data,
                                                         zorvel_search_outcome* outcome);
+/* The same with a heuristic of the caller, for "auto", "ftp" and "tsimple", to which `heuristic_data` is
+ * handed; see zorvel_do_ftp_planning_with_custom_heuristic and its kin. "InvalidParameterError: The planner
+ * 'iw' takes no heuristic of the caller" and the like for any other planner. */
+ZORVEL_API zorvel_ttplan zorvel_do_planning_with_custom_heuristic_and_limits(
+    zorvel_problem problem, const char* algorithm, zorvel_heuristic_callback heuristic, void* heuristic_data,
+    double seconds, double mebibytes, zorvel_progress_callback callback, void* user_data,
+    zorvel_search_outcome* outcome);
 
 /* A guided search step by step: each call of zorvel_search_next gives a plan of less makespan (the latest end
  * of a step) than all before. The problem's environment must outlive it. `names` and `values` are `n` options

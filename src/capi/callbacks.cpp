@@ -54,4 +54,10 @@ int zorvel_vector_add_expr(zorvel_vector_expr vector, zorvel_expr expr) {
     return 0;
   });
 }
+int zorvel_vector_clear(zorvel_vector_expr vector) {
+  return at_boundary([&] {
+    to_nodes(vector).clear();
+    return 0;
+  });
+}
 }

@@ -1,4 +1,5 @@
 #include "capi/frame.h"
+#include "core/planner_options.h"
 
 using namespace zorvel;  // NOLINT: the bodies below are C functions
 using namespace zorvel::capi;
@@ -13,9 +14,35 @@ int set_option(zorvel_env env, const char* key, const Value& value) {
   });
 }
 
+const OptionRow& option_row(std::size_t i) {
+  const std::span<const OptionRow> rows = planner_options();
+  if (i >= rows.size()) refuse_index(i, rows.size(), "options");
+  return rows[i];
+}
+
+zorvel_option_kind to_c(OptionKind kind) {
+  switch (kind) {
+    case OptionKind::boolean: return ZORVEL_BOOLEAN_OPTION;
+    case OptionKind::integer: return ZORVEL_INTEGER_OPTION;
+    case OptionKind::real: return ZORVEL_FLOAT_OPTION;
+    case OptionKind::texts: return ZORVEL_VECTOR_STRING_OPTION;
+    case OptionKind::text:
+    case OptionKind::positional_text: break;
+  }
+  return ZORVEL_STRING_OPTION;
+}
+
 }  // namespace
 
 extern "C" {
+
+int zorvel_option_get_num(void) { return static_cast<int>(planner_options().size()); }
+const char* zorvel_option_get_key(unsigned int i) {
+  return at_boundary([&] { return option_row(i).key.data(); });
+}
+int zorvel_option_get_kind(unsigned int i) {
+  return at_boundary([&] { return static_cast<int>(to_c(option_row(i).kind)); });
+}
 
 zorvel_env zorvel_env_new(void) {
   return at_boundary([] { return zorvel_env{std::make_unique<Environment>().release()}; });

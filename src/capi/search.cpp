@@ -57,11 +57,11 @@ zorvel_search_progress to_c(const SearchProgress& progress) {
   return {progress.expanded, progress.open, progress.stored_bytes, progress.best_estimate, progress.seconds};
 }
 
-std::unique_ptr<Planner> make_planner(const std::string& name, const model::ProblemPtr& problem) {
+const PlannerRow& planner_row(const std::string& name) {
   const PlannerRow* const row = find_planner(name);
   if (row == nullptr)
     throw InvalidParameterError("There is no planner '") << name << "'; there are " << planner_names();
-  return row->make(problem->env(), problem);
+  return *row;
 }
 
 std::shared_ptr<TimeTriggeredPlan> validated(const model::ProblemPtr& problem,
@@ -86,6 +86,25 @@ zorvel_ttplan solve_with_limits(const model::ProblemPtr& object, HCustom::Functi
   const zorvel_ttplan plan = solve(planner);
   result = capi::to_c(planner.outcome());
   return plan;
+}
+
+/// Runs the planner, which ends when `callback` says so.
+zorvel_ttplan solve_with_progress(Planner& planner, const model::ProblemPtr& problem, SearchLimits limits,
+                                  zorvel_progress_callback callback, void* user_data,
+                                  zorvel_search_outcome& outcome) {
+  // The search is not left from within the callback: it ends by its own poll and keeps what it has found.
+  std::atomic<bool> is_interrupted = false;
+  limits.interrupted = &is_interrupted;
+  if (callback != nullptr)
+    limits.on_progress = [&](const SearchProgress& progress) {
+      const zorvel_search_progress shown = ::to_c(progress);
+      if (callback(&shown, user_data) != 0) is_interrupted = true;
+    };
+  planner.set_limits(std::move(limits));
+  const auto plan = planner.solve();
+  const auto schedule = plan ? validated(problem, plan) : nullptr;
+  outcome = capi::to_c(planner.outcome());
+  return to_handle<zorvel_ttplan>(schedule);
 }
 
 zorvel_search new_session(const model::ProblemPtr& object, HCustom::Function heuristic,
@@ -145,21 +164,21 @@ zorvel_ttplan zorvel_do_planning_with_limits(zorvel_problem problem, const char*
                                              void* user_data, zorvel_search_outcome* outcome) {
   return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
     zorvel_search_outcome& result = to_place(outcome, "outcome");
-    SearchLimits limits = to_limits(seconds, mebibytes);
-    const auto planner = make_planner(to_text(algorithm, "algorithm"), object);
-    // The search is not left from within the callback: it ends by its own poll and keeps what it has found.
-    std::atomic<bool> is_interrupted = false;
-    limits.interrupted = &is_interrupted;
-    if (callback != nullptr)
-      limits.on_progress = [&](const SearchProgress& progress) {
-        const zorvel_search_progress shown = ::to_c(progress);
-        if (callback(&shown, user_data) != 0) is_interrupted = true;
-      };
-    planner->set_limits(std::move(limits));
-    const auto plan = planner->solve();
-    const auto schedule = plan ? validated(object, plan) : nullptr;
-    result = capi::to_c(planner->outcome());
-    return to_handle<zorvel_ttplan>(schedule);
+    const PlannerRow& row = planner_row(to_text(algorithm, "algorithm"));
+    const auto planner = row.make(object->env(), object);
+    return solve_with_progress(*planner, object, to_limits(seconds, mebibytes), callback, user_data, result);
+  });
+}
+zorvel_ttplan zorvel_do_planning_with_custom_heuristic_and_limits(
+    zorvel_problem problem, const char* algorithm, zorvel_heuristic_callback heuristic, void* heuristic_data,
+    double seconds, double mebibytes, zorvel_progress_callback callback, void* user_data,
+    zorvel_search_outcome* outcome) {
+  return at_planning_boundary(problem, [&](const model::ProblemPtr& object) {
+    zorvel_search_outcome& result = to_place(outcome, "outcome");
+    const PlannerRow& row = planner_row(to_text(algorithm, "algorithm"));
+    const auto planner =
+        make_with_heuristic(row, object->env(), object, to_heuristic(heuristic, heuristic_data));
+    return solve_with_progress(*planner, object, to_limits(seconds, mebibytes), callback, user_data, result);
   });
 }
 

@@ -25,6 +25,17 @@ static void errors_and_options(void) {
   heuristics[1] = NULL;
   CHECK_ERROR(zorvel_env_set_vector_string_option(env, "ftp-heuristic", heuristics, 2) == -1,
               "InvalidParameterError: The argument 'values' is null");
+  int options = zorvel_option_get_num(), lists = 0;
+  for (int i = 0; i < options; ++i) {
+    const char* key = zorvel_option_get_key((unsigned)i);
+    CHECK(key != NULL && strchr("01234", '0' + zorvel_option_get_kind((unsigned)i)) != NULL);
+    if (strcmp(key, "ftp-heuristic") == 0)
+      lists += zorvel_option_get_kind((unsigned)i) == ZORVEL_VECTOR_STRING_OPTION;
+    if (strcmp(key, "weight") == 0) lists += zorvel_option_get_kind((unsigned)i) == ZORVEL_FLOAT_OPTION;
+  }
+  CHECK(lists == 2);
+  CHECK_ERROR(zorvel_option_get_key((unsigned)options) == NULL, "Index ");
+  CHECK_ERROR(zorvel_option_get_kind((unsigned)options) == -1, "Index ");
   CHECK_ERROR(zorvel_env_set_integer_option(env, "weight", 1) == -1,
               "InvalidParameterError: Undefined option weight");
   CHECK_ERROR(zorvel_env_set_string_option(env, NULL, "x") == -1,
@@ -221,11 +232,14 @@ static void error_handles(void) {
   REFUSES(ttplan, zorvel_do_ftp_planning_with_limits(NULL_OF(problem), 1, 1, &outcome));
   REFUSES(ttplan, zorvel_do_guided_planning_with_custom_heuristic_and_limits(
                       NULL_OF(problem), ignored_heuristic, NULL, 1, 1, &outcome));
+  REFUSES(ttplan, zorvel_do_planning_with_custom_heuristic_and_limits(
+                      NULL_OF(problem), "auto", ignored_heuristic, NULL, 1, 1, NULL, NULL, &outcome));
 
   REFUSES(expr, zorvel_state_get_value(NULL_OF(classical_state), NULL_OF(interpretation), t));
   REFUSES(expr, zorvel_vector_get_expr(NULL_OF(vector_expr), 0));
   REFUSES_INT(zorvel_vector_add_expr(NULL_OF(vector_expr), t));
   REFUSES_INT(zorvel_vector_get_size(NULL_OF(vector_expr)));
+  REFUSES_INT(zorvel_vector_clear(NULL_OF(vector_expr)));
   zorvel_env_destroy(env);
 }
 

@@ -311,6 +311,18 @@ static void the_guided_search_takes_a_custom_heuristic(void) {
   CHECK(outcome == ZORVEL_PLAN_FOUND);
   for (int i = 0; i < 2; ++i) check_and_destroy(problem, plans[i]);
 
+  /* Every planner takes it by its name, but for the one that has no estimates. */
+  const char* const planners[] = {"auto", "ftp", "tsimple"};
+  for (int i = 0; i < 3; ++i) {
+    zorvel_ttplan plan = zorvel_do_planning_with_custom_heuristic_and_limits(
+        problem, planners[i], distance_to_goal, &near, 0, 0, NULL, NULL, &outcome);
+    CHECK(outcome == ZORVEL_PLAN_FOUND);
+    check_and_destroy(problem, plan);
+  }
+  CHECK_ERROR(zorvel_ttplan_is_error(zorvel_do_planning_with_custom_heuristic_and_limits(
+                  problem, "iw", distance_to_goal, &near, 0, 0, NULL, NULL, &outcome)),
+              "InvalidParameterError: The planner 'iw' takes no heuristic of the caller");
+
   /* Its dead ends are believed. */
   struct distance hopeless = near;
   hopeless.calls = 0;
@@ -405,6 +417,8 @@ static void multiply(zorvel_classical_state state, zorvel_interpretation interpr
   CHECK(zorvel_expr_get_integer_constant(data->env, zorvel_vector_get_expr(parameters, 0), &factor) == 0);
   CHECK(zorvel_expr_is_error(zorvel_vector_get_expr(parameters, 1)));
   zorvel_reset_error_message();
+  CHECK(zorvel_vector_add_expr(result, zorvel_vector_get_expr(parameters, 0)) == 0 &&
+        zorvel_vector_clear(result) == 0);
   CHECK(zorvel_vector_add_expr(result, zorvel_expr_make_integer_constant(data->env, level * factor)) == 0);
 }
 

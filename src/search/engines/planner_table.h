@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "search/frame/planner.h"
+#include "search/heuristics/heuristic.h"
 
 // Which planners there are. The program and the C interface take them from the one table here, by name.
 
@@ -27,5 +28,9 @@ std::span<const PlannerRow> planner_table();
 const PlannerRow* find_planner(std::string_view name);
 /// The names as messages list them: "'auto', 'ftp'".
 std::string planner_names();
+
+/// The planner with `heuristic` for its estimates. InvalidParameterError for one that takes no function.
+std::unique_ptr<Planner> make_with_heuristic(const PlannerRow& row, Environment& env,
+                                             const model::ProblemPtr& problem, HCustom::Function heuristic);
 
 }  // namespace zorvel
