@@ -8,6 +8,7 @@
 #include "cli/option_effects.h"
 #include "cli/output.h"
 #include "cli/plan_output.h"
+#include "printers/anml_printer.h"
 #include "report/answer.h"
 #include "report/chart.h"
 #include "report/check.h"
@@ -111,8 +112,9 @@ Status transform(Environment& env, const std::vector<std::string>& files) {
     transformer->do_computation();
     problem = transformer->new_problem();
   }
+  const std::string text = to_anml_text(problem);
   print_warnings(env);
-  write_to(options.get_string_value("output"), [&](std::ostream& out) { out << problem; });
+  write_to(options.get_string_value("output"), [&](std::ostream& out) { out << text; });
   return success;
 }
 

@@ -23,6 +23,8 @@ Status report_plan(Environment& env, const std::vector<std::string>& files);
 /// Says what stands out in a problem, without planning.
 Status check(Environment& env, const std::vector<std::string>& files);
 Status transform(Environment& env, const std::vector<std::string>& files);
+/// Writes a problem in another language.
+Status convert(Environment& env, const std::vector<std::string>& files);
 
 /// Names of the transformers that `transform` knows.
 const std::vector<std::string>& transformer_names();

@@ -19,7 +19,7 @@ struct Effect {
 };
 
 const Names& all_commands() {
-  static const Names names{"solve", "validate", "report", "check", "transform"};
+  static const Names names{"solve", "validate", "report", "check", "transform", "convert-to"};
   return names;
 }
 
@@ -32,7 +32,10 @@ const std::vector<Effect>& effects() {
       {"quiet", {}},
       {"pddl", {}},
       {"transformer", {"transform"}},
-      {"output", {"transform", "report", "check"}},
+      {"output", {"transform", "convert-to", "report", "check"}},
+      {"target", {"convert-to"}},
+      {"output-domain", {"convert-to"}},
+      {"output-problem", {"convert-to"}},
       {"disable-prune-actions", {"solve", "transform"}},
       {"plan", {"validate", "report"}},
       {"plan-format", {"solve", "validate", "report", "check"}},

@@ -8,24 +8,28 @@
 #include "cli/commands.h"
 #include "core/errors.h"
 #include "core/log.h"
-#include "core/output_file.h"
 
 namespace zorvel::cli {
 
-void write_to(const std::string& path, const std::function<void(std::ostream&)>& write) {
-  if (!path.empty()) {
-    std::ostringstream text;
-    write(text);
-    try {
-      write_output_file(path, text.view());
-    } catch (const InvalidParameterError& error) {
-      throw InputError(error.what());
-    }
-    return;
+void write_all(const std::vector<OutputText>& outputs) {
+  std::vector<OutputText> files;
+  for (const OutputText& output : outputs)
+    if (!output.path.empty()) files.push_back(output);
+  try {
+    write_output_files(files);
+  } catch (const InvalidParameterError& error) {
+    throw InputError(error.what());
   }
-  write(std::cout);
+  for (const OutputText& output : outputs)
+    if (output.path.empty()) std::cout << output.text;
   std::cout.flush();
   if (!std::cout) throw InputError("standard output cannot be written");
+}
+
+void write_to(const std::string& path, const std::function<void(std::ostream&)>& write) {
+  std::ostringstream text;
+  write(text);
+  write_all({{path, text.view()}});
 }
 
 std::ostream& remarks(const Configuration& options) {

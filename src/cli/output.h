@@ -3,8 +3,10 @@
 #include <functional>
 #include <iosfwd>
 #include <string>
+#include <vector>
 
 #include "core/environment.h"
+#include "core/output_file.h"
 #include "search/frame/planner.h"
 
 namespace zorvel::cli {
@@ -12,6 +14,10 @@ namespace zorvel::cli {
 /// Runs `write` on a stream to the file, which gets the text whole or not at all, or to standard output if
 /// `path` is empty. InputError with the reason if it cannot be written.
 void write_to(const std::string& path, const std::function<void(std::ostream&)>& write);
+
+/// Writes each text to its file, all of them or none, and what has no path to standard output. InputError
+/// with the reason if something cannot be written.
+void write_all(const std::vector<OutputText>& outputs);
 
 /// Where a command tells what is not its answer: standard error, or nowhere with the option `quiet`. Errors,
 /// and why there is no plan, do not go this way.

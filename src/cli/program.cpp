@@ -33,17 +33,16 @@ constexpr const char* usage =
     "       zorvel report --plan PLAN FILE [--output PAGE]\n"
     "       zorvel check FILE\n"
     "       zorvel transform -t NAME... FILE [--output OUT]\n"
+    "       zorvel convert-to --target NAME FILE [--output OUT]\n"
     "       with --pddl, FILE is DOMAIN PROBLEM\n"
     "       zorvel --version | --help\n";
 
 using Command = std::function<Status(Environment&, const std::vector<std::string>&)>;
 
 const std::map<std::string, Command>& commands() {
-  static const std::map<std::string, Command> table{{"solve", solve},
-                                                    {"validate", validate},
-                                                    {"report", report_plan},
-                                                    {"check", check},
-                                                    {"transform", transform}};
+  static const std::map<std::string, Command> table{{"solve", solve},         {"validate", validate},
+                                                    {"report", report_plan},  {"check", check},
+                                                    {"transform", transform}, {"convert-to", convert}};
   return table;
 }
 

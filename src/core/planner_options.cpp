@@ -28,7 +28,7 @@ constexpr std::array planner_option_table = std::to_array<OptionRow>({
     {"output", OptionKind::text, "transform", 0, "",
      "Output file name of the transformed problem, or of the page."},
     {"target", OptionKind::text, "convert-to", 0, "", "The target format to which to convert the problem.",
-     "pddl ltl uppaal smv"},
+     "anml pddl ltl uppaal smv"},
     {"output-domain", OptionKind::text, "convert-to", 0, "", "Output file name of the PDDL domain."},
     {"output-problem", OptionKind::text, "convert-to", 0, "", "Output file name of the PDDL problem."},
     {"output-model", OptionKind::text, "convert-to", 0, "",

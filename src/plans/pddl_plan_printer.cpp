@@ -5,6 +5,7 @@
 #include <optional>
 #include <ostream>
 
+#include "core/decimals.h"
 #include "model/action.h"
 #include "model/expression_factory.h"
 #include "model/instance.h"
@@ -15,25 +16,6 @@ namespace {
 
 constexpr unsigned min_decimals = 3;
 constexpr unsigned max_decimals = 1000;
-
-/// How often `factor` divides the number, which loses it; at most max_decimals + 1 times.
-unsigned take_out(integer& number, const integer& factor) {
-  unsigned times = 0;
-  for (integer rest = number / factor; rest * factor == number && times <= max_decimals;
-       rest = number / factor) {
-    number = rest;
-    ++times;
-  }
-  return times;
-}
-
-/// The decimals that the number has; nothing if there is no end of them, or they are too many.
-std::optional<unsigned> decimals_of(const rational& number) {
-  integer denominator = number.denominator();
-  const unsigned decimals = std::max(take_out(denominator, integer(2)), take_out(denominator, integer(5)));
-  if (denominator != integer(1) || decimals > max_decimals) return std::nullopt;
-  return decimals;
-}
 
 /// The decimals of a number that is a thousandth of epsilon or less.
 unsigned decimals_for_rounding(const rational& epsilon) {

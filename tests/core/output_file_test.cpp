@@ -80,5 +80,35 @@ TEST_F(OutputFile, AFailedWriteLeavesTheOldFile) {
   EXPECT_EQ(files(), 1U);
 }
 
+TEST_F(OutputFile, SeveralFilesAreWrittenTogetherOrNotAtAll) {
+  write_output_file(path("a"), "old");
+  const struct {
+    std::string second;
+    std::string error;
+  } rows[] = {
+      {path("no/such/file"), "Unable to open file '" + path("no/such/file") + "' for writing!"},
+      {path(""), "Unable to open file '" + path("") + "' for writing!"},
+      {"/dev/full", "Unable to write file '/dev/full': No space left on device"},
+      {path("../" + fs::path(path("")).parent_path().filename().string() + "/a"),
+       "Two texts are to be written to file '" +
+           path("../" + fs::path(path("")).parent_path().filename().string() + "/a") + "'"},
+  };
+  for (const auto& row : rows) {
+    const OutputText outputs[] = {{path("a"), "new"}, {row.second, "more"}};
+    try {
+      write_output_files(outputs);
+      ADD_FAILURE() << row.second;
+    } catch (const InvalidParameterError& error) {
+      EXPECT_EQ(error.message(), "InvalidParameterError: " + row.error);
+    }
+    EXPECT_EQ(content(path("a")), "old");
+    EXPECT_EQ(files(), 1U);
+  }
+  const OutputText outputs[] = {{path("a"), "new"}, {path("b"), "more"}};
+  write_output_files(outputs);
+  EXPECT_EQ(content(path("a")) + content(path("b")), "newmore");
+  EXPECT_EQ(files(), 2U);
+}
+
 }  // namespace
 }  // namespace zorvel

@@ -59,6 +59,10 @@ TEST_F(Answers, RefusesOptionsWithoutAnEffectAndNamesThoseThatHaveOne) {
       {"solve -a smt", "the algorithm 'smt' is not available; there are 'auto', 'ftp', 'iw', 'tsimple'"},
       {"transform -t bounder", "the transformer 'bounder' is not available"},
       {"repl", "the command 'repl' is not available"},
+      {"convert-to", "'convert-to' needs a target: --target NAME"},
+      {"convert-to --target uppaal", "the target 'uppaal' is not available"},
+      {"convert-to --target anml --output-domain d", "the option '--output-domain' has no effect with"},
+      {"convert-to --target anml --output-query q", "the option '--output-query' is not available"},
       {"solve --quiet --verbose", "'--quiet' and '--verbose' do not go together"},
       {"check --plan-format html", "'check' answers in plain text, or with '--plan-format json'"},
   };

@@ -77,7 +77,7 @@ TEST_F(Program, SolvesPddlAndWritesPlansInBothFormats) {
 
   const Result transformed = run("transform -t action-grounder " + cellar);
   EXPECT_EQ(transformed.status, 0);
-  EXPECT_NE(transformed.out.find("action mend-fuse"), std::string::npos);
+  EXPECT_NE(transformed.out.find("action mend_fuse"), std::string::npos);
 }
 
 TEST_F(Program, EveryPlanOfAPddlBenchmarkThatIsFoundInTimeIsValid) {
@@ -367,6 +367,18 @@ TEST_F(Program, TakesEveryNameOfItsTablesAndNoOther) {
   for (const auto& row : zorvel::model::transformer_table()) EXPECT_TRUE(describes(row.name)) << row.name;
   for (const char* line : {"solve -B hadd2 ", "solve -A hsize ", "transform -t grounder "})
     EXPECT_EQ(run(line + example).status, 2) << line;
+}
+
+TEST_F(Program, ConvertsAProblemToAnml) {
+  const std::string cellar = pddl(cellar_domain, cellar_problem);
+  const fs::path converted = folder_ / "cellar.anml";
+  const Result result = run("convert-to --target anml " + cellar + " --output " + quoted(converted));
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.err.find("'mend-fuse' is no name in ANML and is written 'mend_fuse'"), std::string::npos);
+  EXPECT_EQ(solve_and_validate(converted, ""), 0);
+  const Result again = run("convert-to --target anml " + quoted(converted));
+  EXPECT_EQ(again.out, read(converted));
+  EXPECT_EQ(again.err, "");
 }
 
 TEST_F(Program, TransformsAProblemIntoOneThatCanBeSolved) {
