@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "state/slot_differences.h"
+
 namespace zorvel::tp::ftp {
 
 namespace {
@@ -12,7 +14,6 @@ namespace {
 // Fewer values are copied sooner than compared.
 constexpr std::size_t fewest_shared_slots = 512;
 constexpr std::size_t slots_a_change = 32;  // a state with more changes than slots / this is kept whole
-constexpr std::size_t stride = 16;
 
 std::size_t path_bytes(std::size_t edges) { return sizeof(PathCell) + edges * sizeof(EdgeCell); }
 
@@ -401,15 +402,11 @@ bool DenseSuccessors::find_changes() {
   if (layout_.slots < fewest_shared_slots || cell_.parent == 0) return false;
   const std::size_t most = std::min<std::size_t>(layout_.slots / slots_a_change, whole - 1);
   const std::uint32_t* const source = layout_.values(pool_.at<DenseState>(state_.source));
-  for (std::size_t begin = 0; begin < layout_.slots; begin += stride) {
-    const std::size_t end = std::min(begin + stride, layout_.slots);
-    if (std::equal(source + begin, source + end, built_values_ + begin)) continue;
-    for (std::size_t slot = begin; slot < end; ++slot)
-      if (source[slot] != built_values_[slot])
-        changes_.push_back({static_cast<std::uint32_t>(slot), built_values_[slot]});
-    if (changes_.size() > most) return false;
-  }
-  return true;
+  if (source == built_values_) return true;
+  for_each_difference(source, built_values_, layout_.slots, [this](std::size_t slot) {
+    changes_.push_back({static_cast<std::uint32_t>(slot), built_values_[slot]});
+  });
+  return changes_.size() <= most;
 }
 
 void DenseSuccessors::store_values(DenseState* state) const {

@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "model/expression_factory.h"
+#include "state/slot_differences.h"
 
 namespace zorvel {
 
@@ -194,12 +195,11 @@ void AdditiveRelaxation::begin_carried(const std::uint32_t* values) {
     known_values_.assign(values, values + of_slot_.size());
     for (std::size_t slot = 0; slot < of_slot_.size(); ++slot) change(slot, values[slot], 0);
   }
-  for (std::size_t slot = 0; slot < of_slot_.size(); ++slot) {
-    if (known_values_[slot] == values[slot]) continue;
+  for_each_difference(known_values_.data(), values, of_slot_.size(), [&](std::size_t slot) {
     change(slot, known_values_[slot], unreachable);
     change(slot, values[slot], 0);
     known_values_[slot] = values[slot];
-  }
+  });
   for (const PredicateId predicate : established_) update_->set_base(predicate, unreachable);
   for (const PredicateId predicate : suspended_) update_->set_base(predicate, 0);
   established_.clear();
