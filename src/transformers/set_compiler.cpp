@@ -12,6 +12,7 @@
 #include "model/walkers/expression_simplifier.h"
 #include "model/walkers/expression_substituter.h"
 #include "transformers/fresh_names.h"
+#include "transformers/timed_statements.h"
 
 namespace zorvel::model {
 
@@ -54,10 +55,6 @@ Node* rewritten(ExpressionSetCompiler& compiler, Node* expression) {
     throw UnsupportedProblemError("Set compiler is not able to handle this expression: ")
         << print_expression{expression};
   return result.expression;
-}
-
-Node* body_of(Node* statement) {
-  return F::is_temporal_expression(statement) ? statement->children[1] : statement;
 }
 
 /// The statements that `compiled`, which was made of `original`, amounts to: those of the single members if

@@ -6,16 +6,15 @@
 #include "core/unsupported_problem.h"
 #include "model/fluent.h"
 #include "transformers/plan_mapping.h"
+#include "transformers/timed_statements.h"
 #include "transformers/timing.h"
+
 namespace zorvel::model {
 
 namespace {
 
 using F = ExpressionFactory;
 
-Node* body_of(Node* statement) {
-  return F::is_temporal_expression(statement) ? statement->children[1] : statement;
-}
 /// How long before the end of the action, if that is a number: `end - k`.
 std::optional<rational> time_before_end(F& factory, Node* anchor) {
   const auto time = read_timing(factory, anchor);

@@ -8,6 +8,7 @@
 #include "model/walkers/check_contains_walker.h"
 #include "model/walkers/expression_parts.h"
 #include "transformers/grounding/statements.h"
+#include "transformers/timed_statements.h"
 
 namespace zorvel::model {
 

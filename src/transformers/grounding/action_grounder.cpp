@@ -10,6 +10,7 @@
 #include "model/walkers/expression_identity.h"
 #include "transformers/finite_domain.h"
 #include "transformers/grounding/action_checks.h"
+#include "transformers/timed_statements.h"
 #include "transformers/timing.h"
 
 namespace zorvel::model {

@@ -6,6 +6,7 @@
 #include "core/errors.h"
 #include "model/fluent.h"
 #include "model/walkers/expression_parts.h"
+#include "transformers/timed_statements.h"
 
 namespace zorvel::model {
 
@@ -30,10 +31,6 @@ std::vector<Node*> decisive_parts(Node* statement) {
 }
 
 }  // namespace
-
-Node* body_of(Node* statement) {
-  return F::is_temporal_expression(statement) ? statement->children[1] : statement;
-}
 
 std::optional<EffectTarget> effect_target(ExpressionFactory& factory, Node* statement) {
   Node* const body = body_of(statement);

@@ -22,9 +22,6 @@ struct EffectTarget {
 /// non-punctual interval" or "Found an unknown effect kind: " and the statement.
 std::optional<EffectTarget> effect_target(ExpressionFactory& factory, Node* statement);
 
-/// The statement without its interval.
-Node* body_of(Node* statement);
-
 /// The applications of fluents to arguments that decide whether a statement makes sense at all: those in what
 /// an effect writes, and those in a conjunct of a condition, since a conjunct with an application outside the
 /// fluent's domain can never hold. What stands in a disjunction or an implication is left out. Operators for
