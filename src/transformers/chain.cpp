@@ -26,6 +26,7 @@
 #include "transformers/set_compiler.h"
 #include "transformers/temporal_uncertainty_compiler.h"
 #include "transformers/type_hierarchy_compiler.h"
+#include "transformers/user_type_fluents_compiler.h"
 
 namespace zorvel::model {
 
@@ -110,6 +111,7 @@ const auto table = std::to_array<TransformerRow>({
      [](const ProblemPtr& problem, const ChainOptions&) -> std::shared_ptr<BasicTransformer> {
        return std::make_shared<FreeVarParamsCompiler>(problem, FreeVarParamsCompiler::Scope::UNCERTAIN_ENDS);
      }},
+    {"usertype-fluents-compiler", &UserTypeFluentsCompiler::is_needed, &make<UserTypeFluentsCompiler>},
 });
 
 }  // namespace

@@ -1,0 +1,105 @@
+#include <algorithm>
+#include <array>
+
+#include "core/unsupported_problem.h"
+#include "search/support.h"
+#include "support/picker.h"
+#include "support/random_problems.h"
+#include "transformers/chain.h"
+
+// Problems behind transformers that no planner runs by itself: they have a plan exactly if the original has
+// one, and each plan maps back to one of the original.
+
+namespace zorvel::tp::ftp {
+namespace {
+
+using model::TransformerChain;
+
+struct Found {
+  std::shared_ptr<TimeTriggeredPlan> plan;  // null if there is none
+  bool is_known = true;                     // the search came to its end
+};
+
+Found search(Environment& env, const model::ProblemPtr& problem, std::uint64_t expansions) {
+  FtpPlanner planner(env, problem);
+  planner.set_limits(at_most(expansions));
+  const auto plan = planner.solve();
+  if (plan == nullptr) return {nullptr, planner.outcome() == SearchOutcome::no_plan};
+  return {std::make_shared<TimeTriggeredPlan>(plan)};
+}
+
+/// Searches the problem and the result of the chain: a plan of the one is missed by neither. True if there
+/// was one behind the chain. Some plans of the result are beyond the search of the original, in which no
+/// action overlaps itself.
+bool agrees(Environment& env, const model::ProblemPtr& problem, const TransformerChain& chain,
+            std::uint64_t expansions = 3000) {
+  const Found original = search(env, problem, expansions);
+  const Found compiled = search(env, chain.problem(), 4 * expansions);
+  if (original.plan != nullptr && compiled.is_known) {
+    EXPECT_NE(compiled.plan, nullptr) << exact_text(original.plan) << printed(chain.problem());
+  }
+  if (compiled.plan == nullptr) return false;
+  const auto back = std::make_shared<TimeTriggeredPlan>(chain.map_back(compiled.plan));
+  TTValidator validator(env, problem);
+  EXPECT_TRUE(validator.check_validity(back))
+      << exact_text(compiled.plan) << exact_text(back) << validator.reason();
+  return true;
+}
+
+/// Robots with a place and something in their hand: fluents of objects with and without arguments, written
+/// and compared in every way that the compiler knows.
+std::string random_object_problem(Picker& picker) {
+  const auto object = [&] { return std::string(1, static_cast<char>('a' + picker.pick(3))); };
+  const auto fluent = [&] { return picker.chance(2) ? std::string("pos") : "at(" + object() + ")"; };
+  const auto atom = [&] {
+    switch (picker.pick(4)) {
+      case 0: return fluent() + " == " + fluent();
+      case 1: return object() + " == " + fluent();
+      case 2: return std::string("p");
+      default: return fluent() + " == " + object();
+    }
+  };
+  const auto condition = [&] {
+    switch (picker.pick(4)) {
+      case 0: return "not (" + atom() + ")";
+      case 1: return "(" + atom() + ") or not (" + atom() + ")";
+      case 2: return "(" + atom() + ") implies (" + atom() + ")";
+      default: return atom();
+    }
+  };
+  std::ostringstream text;
+  text << "type T; instance T a, b, c; fluent T pos := " << object()
+       << "; fluent T at(T x); fluent boolean p := " << (picker.chance(2) ? "true" : "false") << ";\n";
+  for (const char* name : {"a", "b", "c"}) text << "[start] at(" << name << ") := " << object() << ";\n";
+  for (int i = 2 + picker.pick(2); i > 0; --i) {
+    text << "action m" << i << "() { duration := " << picker.between(1, 3) << "; [start] " << condition()
+         << ";";
+    if (picker.chance(2)) text << " [start, end] " << condition() << ";";
+    if (picker.chance(3)) text << " [end] p := " << condition() << ";";
+    text << " [end] " << fluent() << " := " << object() << "; };\n";
+  }
+  if (picker.chance(3)) text << "[2] " << fluent() << " := " << object() << ";\n";
+  text << "goal [end] " << condition() << ";\ngoal [end] " << fluent() << " == " << object() << ";\n";
+  return text.str();
+}
+
+TEST(CompiledProblems, FluentsOfObjectsBecomeBooleans) {
+  constexpr std::array<std::string_view, 1> names{"usertype-fluents-compiler"};
+  int solved = 0, refuted = 0;
+  for (unsigned seed = 0; seed < 150 && !testing::Test::HasFailure(); ++seed) {
+    Picker picker(seed);
+    const std::string text = random_object_problem(picker);
+    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + text);
+    Environment env;
+    const model::ProblemPtr problem = parse(env, text);
+    TransformerChain chain(problem);
+    chain.apply(names);
+    ASSERT_EQ(chain.transformers().size(), 1U);
+    ++(agrees(env, problem, chain, 400) ? solved : refuted);
+  }
+  EXPECT_GT(solved, 40);
+  EXPECT_GT(refuted, 10);
+}
+
+}  // namespace
+}  // namespace zorvel::tp::ftp
