@@ -41,7 +41,7 @@ const std::vector<Effect>& effects() {
       {"plan-format", {"solve", "validate", "report", "check"}},
       {"rows", {"solve", "validate", "report"}},
       {"fluent", {"solve", "validate", "report"}},
-      {"plan-epsilon", {"solve", "validate", "report", "check"}},
+      {"plan-epsilon", {"solve", "validate", "report", "check", "transform"}},
       {"output-plan", {"solve"}},
       {"rational-precision", {"solve"}},
       {"time-limit", {"solve"}},

@@ -22,6 +22,7 @@
 #include "transformers/grounder.h"
 #include "transformers/increase_decrease_compiler.h"
 #include "transformers/initial_values_compiler.h"
+#include "transformers/intermediate_effects_compiler.h"
 #include "transformers/partial_order_compiler.h"
 #include "transformers/set_compiler.h"
 #include "transformers/temporal_uncertainty_compiler.h"
@@ -75,6 +76,11 @@ std::shared_ptr<BasicTransformer> make(const ProblemPtr& problem, const ChainOpt
   return std::make_shared<T>(problem);
 }
 
+std::shared_ptr<BasicTransformer> make_intermediate_effects_compiler(const ProblemPtr& problem,
+                                                                     const ChainOptions&) {
+  return std::make_shared<IntermediateEffectsCompiler>(problem, plan_epsilon(problem->env()));
+}
+
 template <bool grounds_fluents>
 std::shared_ptr<BasicTransformer> make_grounder(const ProblemPtr& problem, const ChainOptions& options) {
   return std::make_shared<Grounder>(problem, grounds_fluents, options.prune_actions);
@@ -99,6 +105,8 @@ const auto table = std::to_array<TransformerRow>({
      [](const ProblemPtr& problem, const ChainOptions& options) -> std::shared_ptr<BasicTransformer> {
        return std::make_shared<InitialValuesCompiler>(problem, options.keeps_all_values);
      }},
+    {"intermediate-effects-compiler", &IntermediateEffectsCompiler::is_needed,
+     &make_intermediate_effects_compiler},
     {"partial-order-compiler", &always, &make<PartialOrderCompiler>},
     {"set-compiler", &uses_sets, &make<SetCompiler>},
     {"temporal-uncertainty-compiler",

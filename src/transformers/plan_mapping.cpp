@@ -14,14 +14,17 @@ namespace {
 
 using Image = std::function<std::optional<MappedStep>(const PlannedStep&)>;
 
-PlannedStep planned_step(const PlanAction& step) {
-  return {{step.instance, step.action, step.parameters}, step.optional_duration(), step.post_condition};
+PlannedStep planned_step(const PlanAction& step, const std::optional<rational>& start = std::nullopt) {
+  return {
+      {step.instance, step.action, step.parameters}, step.optional_duration(), step.post_condition, start};
 }
 
 void add_image(TimeTriggeredPlan& plan, const TimeTriggeredStep& original, const MappedStep& image) {
   assert(image.step.action != nullptr);
+  assert(!image.duration || image.earlier == rational(0));
   std::optional<rational> duration = original.optional_duration();
   if (duration) *duration += image.earlier;
+  if (image.duration) duration = image.duration;
   plan.add_step(std::make_shared<TimeTriggeredStep>(original.start - image.earlier, image.step.action,
                                                     image.step.parameters, duration, image.post_condition,
                                                     image.step.instance));
@@ -31,7 +34,7 @@ std::shared_ptr<Plan> map_time_triggered_steps(const TimeTriggeredPlan& plan, co
   auto result = std::make_shared<TimeTriggeredPlan>(plan.env());
   for (const auto& [start, steps] : plan.steps())
     for (const auto& step : steps)
-      if (const auto mapped = image(planned_step(*step))) add_image(*result, *step, *mapped);
+      if (const auto mapped = image(planned_step(*step, start))) add_image(*result, *step, *mapped);
   return result;
 }
 
@@ -60,9 +63,9 @@ std::shared_ptr<Plan> map_partial_order(const POTPlan& plan, const Image& image)
   ImageTable images;
   for (const auto& step : plan.steps())
     if (const auto mapped = image(planned_step(*step)))
-      images[step.get()] =
-          result->add_step(step->delay, mapped->step.action, mapped->step.parameters,
-                           step->optional_duration(), mapped->post_condition, mapped->step.instance);
+      images[step.get()] = result->add_step(step->delay, mapped->step.action, mapped->step.parameters,
+                                            mapped->duration ? mapped->duration : step->optional_duration(),
+                                            mapped->post_condition, mapped->step.instance);
   for (const auto& step : plan.steps()) {
     const auto later = images.find(step.get());
     if (later == images.end()) continue;
@@ -90,7 +93,7 @@ std::shared_ptr<TimeTriggeredPlan> map_time_triggered(
   auto result = std::make_shared<TimeTriggeredPlan>(plan->env());
   for (const auto& [start, steps] : plan->steps())
     for (const auto& step : steps)
-      for (const MappedStep& mapped : images(planned_step(*step))) add_image(*result, *step, mapped);
+      for (const MappedStep& mapped : images(planned_step(*step, start))) add_image(*result, *step, mapped);
   return result;
 }
 

@@ -18,14 +18,17 @@ namespace zorvel::model {
 struct PlannedStep {
   ActionStep step;
   std::optional<rational> duration;
-  Node* post_condition;  ///< Null if there is none.
+  Node* post_condition;                ///< Null if there is none.
+  std::optional<rational> start = {};  ///< None in a partial order.
 };
 
-/// The image of a step. It ends when the original ends, and begins when that begins or, below 0, after it.
+/// The image of a step. It ends when the original ends, and begins when that begins or, below 0, after it;
+/// with a duration of its own it begins with the original.
 struct MappedStep {
   ActionStep step;
   Node* post_condition;
   rational earlier{0};  ///< By how much it begins before the original; for time-triggered plans alone.
+  std::optional<rational> duration = {};
 };
 
 /// The plan with every step replaced by its image; a step without one is dropped, and precedences are kept

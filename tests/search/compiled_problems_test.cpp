@@ -101,5 +101,43 @@ TEST(CompiledProblems, FluentsOfObjectsBecomeBooleans) {
   EXPECT_GT(refuted, 10);
 }
 
+/// A few actions with events inside of them: closed and open intervals across the cuts, ranges of durations,
+/// parameters, numbers.
+timed::Problem random_inner_problem(unsigned seed) {
+  timed::Features features;
+  features.fewest_actions = 1;
+  features.most_actions = 2;
+  features.fluents = 3;
+  features.has_parameters = seed % 3 == 0;
+  features.has_plan = seed % 4 != 0;
+  timed::Problem problem = timed::random_problem(seed, features);
+  problem.has_mutual_exclusion = seed % 5 == 0;
+  return problem;
+}
+
+TEST(CompiledProblems, ActionsAreCutIntoPiecesThatStayTogether) {
+  constexpr std::array<std::string_view, 1> names{"intermediate-effects-compiler"};
+  int solved = 0, refuted = 0, refused = 0, steps_of_many = 0;
+  for (unsigned seed = 0; seed < 200 && !testing::Test::HasFailure(); ++seed) {
+    const std::string text = random_inner_problem(seed).text();
+    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + text);
+    Environment env;
+    const model::ProblemPtr problem = parse(env, text);
+    TransformerChain chain(problem);
+    try {
+      chain.apply(names);
+    } catch (const UnsupportedProblemError&) {
+      ++refused;  // a moment that may lie behind the end, a duration that changes
+      continue;
+    }
+    if (chain.transformers().empty()) continue;
+    steps_of_many += chain.problem()->actions().size() > problem->actions().size() + 2 ? 1 : 0;
+    ++(agrees(env, problem, chain, 300) ? solved : refuted);
+  }
+  EXPECT_GT(solved, 30);
+  EXPECT_GT(refuted, 5);
+  EXPECT_GT(steps_of_many, 10);
+}
+
 }  // namespace
 }  // namespace zorvel::tp::ftp
