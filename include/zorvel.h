@@ -526,6 +526,21 @@ ZORVEL_API zorvel_problem zorvel_problem_with_mutual_exclusion(zorvel_problem pr
 /* The same problem without its metrics, which planners refuse: they do not say which plans are valid. Plans
  * of one problem are plans of the other. */
 ZORVEL_API zorvel_problem zorvel_problem_without_metrics(zorvel_problem problem);
+/* The same problem with something taken out of it, as the command `transform` does it (docs/command-line.md).
+ * The new problem has plans exactly if the old one has, but for zorvel_problem_bound. Errors are
+ * "UnsupportedProblemError: " or "InternalError: " with what does not fit, by name.
+ *
+ * Fluents whose values are objects become boolean fluents with the object as one more argument. Actions must
+ * be ground. */
+ZORVEL_API zorvel_problem zorvel_problem_usertype_fluents_compiler(zorvel_problem problem);
+/* Actions with conditions or effects at moments inside of them are cut there. Plan for the result with the
+ * same `plan-epsilon` (of the problem's environment) with which it was made. Problems with metrics are
+ * refused. */
+ZORVEL_API zorvel_problem zorvel_problem_intermediate_effects_compiler(zorvel_problem problem);
+/* No object that `other` does not name takes part: it is no parameter of an action, and fluents over it have
+ * a fixed value. Every plan of the new problem is one of the old one, with the same steps, if no initial
+ * value that was replaced counts in it. */
+ZORVEL_API zorvel_problem zorvel_problem_bound(zorvel_problem problem, zorvel_problem other);
 /* The problem as ANML text, for people: see zorvel_dump_anml. */
 ZORVEL_API char* zorvel_problem_get_anml(zorvel_problem problem);
 

@@ -1,5 +1,6 @@
 #include "cli/commands.h"
 
+#include <algorithm>
 #include <iostream>
 #include <optional>
 #include <utility>
@@ -38,6 +39,22 @@ std::pair<Input, std::shared_ptr<TimeTriggeredPlan>> read_problem_and_plan(
   auto plan = read_plan(env, plan_path, input);
   print_warnings(env);
   return {std::move(input), std::move(plan)};
+}
+
+/// The problem that the bounder takes its objects from, null without one. With PDDL, it is a problem of the
+/// same domain.
+model::ProblemPtr read_bounding_problem(Environment& env, std::vector<std::string> files) {
+  const Configuration& options = env.configuration();
+  const auto& names = options.get_vector_string_value("transformer");
+  const bool is_needed = std::ranges::find(names, "bounder") != names.end();
+  const std::string& path = options.get_string_value("bounding-problem");
+  if (path.empty() && is_needed)
+    throw InputError("the transformer 'bounder' needs a smaller problem: --bounding-problem FILE");
+  if (path.empty()) return nullptr;
+  if (!is_needed) throw InputError("the option '--bounding-problem' needs '-t bounder'");
+  if (path == "-") throw InputError("the bounding problem cannot be standard input");
+  files.back() = path;
+  return read_problem(env, files, "transform").problem;
 }
 
 }  // namespace
@@ -107,6 +124,7 @@ Status transform(Environment& env, const std::vector<std::string>& files) {
   model::ProblemPtr problem = read_problem(env, files, "transform").problem;
   model::ChainOptions chain_options;
   chain_options.prune_actions = !options.get_boolean_value("disable-prune-actions");
+  chain_options.bounding_problem = read_bounding_problem(env, files);
   for (const std::string& name : names) {
     const auto transformer = model::find_transformer(name)->make(problem, chain_options);
     transformer->do_computation();

@@ -32,6 +32,7 @@ const std::vector<Effect>& effects() {
       {"quiet", {}},
       {"pddl", {}},
       {"transformer", {"transform"}},
+      {"bounding-problem", {"transform"}},
       {"output", {"transform", "convert-to", "report", "check"}},
       {"target", {"convert-to"}},
       {"output-domain", {"convert-to"}},

@@ -100,8 +100,7 @@ int run(Environment& env, int argc, const char* const* argv) {
   options.add_boolean_option("verbose", "Prints what the search did, in a table.", "solve");
   options.add_boolean_option("explain", "Says why there is no plan, as far as it is known.", "solve");
   options.add_boolean_option("quiet", "Prints nothing but the answer and errors.", "generic", 'q');
-  allow(options, "transformer", transformer_names(),
-        {"bounder", "intermediate-effects-compiler", "usertype-fluents-compiler"});
+  allow(options, "transformer", transformer_names());
   allow(options, "ftp-heuristic", heuristic_names(Engine::temporal), {"rlvalue", "rldistance"});
   allow(options, "tsimple-heuristic", heuristic_names(Engine::classical));
   const std::vector<std::string> words = spelled_out(argc, argv);

@@ -12,6 +12,7 @@
 #include "model/walkers/expression_parts.h"
 #include "plans/plan.h"
 #include "transformers/always_within_compiler.h"
+#include "transformers/bounder.h"
 #include "transformers/clashing_effects.h"
 #include "transformers/constant_promoter.h"
 #include "transformers/contains_compiler.h"
@@ -76,6 +77,12 @@ std::shared_ptr<BasicTransformer> make(const ProblemPtr& problem, const ChainOpt
   return std::make_shared<T>(problem);
 }
 
+std::shared_ptr<BasicTransformer> make_bounder(const ProblemPtr& problem, const ChainOptions& options) {
+  if (options.bounding_problem == nullptr)
+    throw InvalidParameterError("The transformer 'bounder' needs a bounding problem");
+  return std::make_shared<Bounder>(problem, options.bounding_problem);
+}
+
 std::shared_ptr<BasicTransformer> make_intermediate_effects_compiler(const ProblemPtr& problem,
                                                                      const ChainOptions&) {
   return std::make_shared<IntermediateEffectsCompiler>(problem, plan_epsilon(problem->env()));
@@ -91,6 +98,7 @@ const auto table = std::to_array<TransformerRow>({
     {"always-within-compiler",
      [](const ProblemInstanceImpl& problem) { return !problem.rules().always_within.empty(); },
      &make<AlwaysWithinCompiler>},
+    {"bounder", &always, &make_bounder},
     {"constant-promoter", &always, &make<ConstantPromoter>},
     {"contains-compiler", [](const ProblemInstanceImpl& problem) { return problem.has_contains(); },
      &make<ContainsCompiler>},

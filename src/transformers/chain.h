@@ -15,9 +15,10 @@ namespace zorvel::model {
 
 /// What the building of a chain depends on beside the problem.
 struct ChainOptions {
-  bool prune_actions = true;      ///< The grounder leaves out actions that can never be taken.
-  bool steps_are_atomic = false;  ///< For a planner in which nothing happens during a step.
-  bool keeps_all_values = false;  ///< Somebody reads fluents that the problem does not speak of.
+  bool prune_actions = true;         ///< The grounder leaves out actions that can never be taken.
+  bool steps_are_atomic = false;     ///< For a planner in which nothing happens during a step.
+  bool keeps_all_values = false;     ///< Somebody reads fluents that the problem does not speak of.
+  ProblemPtr bounding_problem = {};  ///< What the bounder takes its objects from; it needs one.
 };
 
 /// One transformer.

@@ -202,6 +202,9 @@ static void error_handles(void) {
   REFUSES(action_iter, zorvel_problem_get_actions(NULL_OF(problem)));
   REFUSES_INT(zorvel_problem_is_flat(NULL_OF(problem)));
   REFUSES_TEXT(zorvel_problem_get_anml(NULL_OF(problem)));
+  REFUSES(problem, zorvel_problem_usertype_fluents_compiler(NULL_OF(problem)));
+  REFUSES(problem, zorvel_problem_intermediate_effects_compiler(NULL_OF(problem)));
+  REFUSES(problem, zorvel_problem_bound(NULL_OF(problem), NULL_OF(problem)));
   REFUSES(problem, zorvel_parse_anml(no_env, "x"));
   REFUSES(problem, zorvel_parse_pddl(no_env, "x", "y"));
   REFUSES(problem, zorvel_parse_pddl_text(no_env, "x", "y", NULL));

@@ -877,6 +877,44 @@ static void answers_for_tools_have_the_names_of_the_text(void) {
   zorvel_env_destroy(env);
 }
 
+static void features_are_compiled_away(void) {
+  static const char places[] =
+      "type Place; instance Place home, office, moon;\n"
+      "fluent Place at := home; fluent boolean seen := false;\n"
+      "action go() { duration := 4; [start] at == home; [start + 1] seen := true; [end] at := office; };\n"
+      "goal [end] at == office;\n";
+  zorvel_env env = zorvel_env_new();
+  zorvel_problem problem = parse(env, places);
+  zorvel_problem booleans = zorvel_problem_usertype_fluents_compiler(problem);
+  zorvel_problem pieces = zorvel_problem_intermediate_effects_compiler(booleans);
+  char* text = zorvel_problem_get_anml(pieces);
+  CHECK(text != NULL && strstr(text, "action go_e()") != NULL && strstr(text, "fluent Place at") == NULL);
+  free(text);
+  zorvel_ttplan plan = zorvel_do_guided_planning(pieces);
+  CHECK(zorvel_ttplan_get_size(plan) == 3);
+  CHECK(zorvel_ttplan_validate(pieces, plan) == 1);
+
+  zorvel_problem smaller = parse(env, "type Place; instance Place home, office;");
+  zorvel_problem bounded = zorvel_problem_bound(problem, smaller);
+  text = zorvel_problem_get_anml(bounded);
+  CHECK(text != NULL && strstr(text, "_is_active_Place") != NULL);
+  free(text);
+
+  zorvel_problem lifted =
+      parse(env, "type Place; fluent Place at; action go(Place to) { duration := 1; [end] at := to; };");
+  CHECK_ERROR(
+      zorvel_problem_is_error(zorvel_problem_usertype_fluents_compiler(lifted)),
+      "UnsupportedProblemError: UserTypeFluentsCompiler transformer only works with ground actions! go");
+  zorvel_ttplan_destroy(plan);
+  zorvel_problem_destroy(lifted);
+  zorvel_problem_destroy(bounded);
+  zorvel_problem_destroy(smaller);
+  zorvel_problem_destroy(pieces);
+  zorvel_problem_destroy(booleans);
+  zorvel_problem_destroy(problem);
+  zorvel_env_destroy(env);
+}
+
 int main(void) {
   a_plan_is_found_validated_and_read_again();
   types_below_types_are_planned_for();
@@ -896,5 +934,6 @@ int main(void) {
   pddl_is_read_from_files_and_from_memory();
   full_pddl_is_read_and_all_its_faults_are_reported();
   answers_for_tools_have_the_names_of_the_text();
+  features_are_compiled_away();
   return check_result();
 }

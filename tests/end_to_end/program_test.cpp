@@ -353,7 +353,9 @@ TEST_F(Program, TakesEveryNameOfItsTablesAndNoOther) {
   for (const std::string& name : zorvel::heuristic_names(zorvel::Engine::classical))
     lines.push_back("solve -a tsimple -A " + name + " --time-limit 1 ");
   for (const auto& row : zorvel::model::transformer_table())
-    lines.push_back("transform -t " + std::string(row.name) + " --output " + quoted(folder_ / "new") + " ");
+    lines.push_back("transform -t " + std::string(row.name) +
+                    (row.name == "bounder" ? " --bounding-problem " + example : "") + " --output " +
+                    quoted(folder_ / "new") + " ");
   for (const std::string& line : lines) {
     const Result result = run(line + example);
     EXPECT_NE(result.status, 2) << line << result.err;

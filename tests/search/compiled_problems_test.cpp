@@ -139,5 +139,52 @@ TEST(CompiledProblems, ActionsAreCutIntoPiecesThatStayTogether) {
   EXPECT_GT(steps_of_many, 10);
 }
 
+/// Deliveries among objects, of which a smaller problem leaves some out. All that is said of those is read by
+/// nothing that takes part.
+TEST(CompiledProblems, BoundedProblemsHaveThePlansThatNeedNoObjectLeftOut) {
+  int solved = 0, refuted = 0;
+  for (unsigned seed = 0; seed < 60 && !testing::Test::HasFailure(); ++seed) {
+    Picker picker(seed);
+    std::ostringstream text, goals, active;
+    text << "type T; instance T a, b, c, d; fluent boolean road(T x, T y); fluent boolean at(T x); fluent T "
+            "last;\n"
+         << "action go(T x, T y) { duration := 1; [start] at(x); [start] road(x, y); [end] at(x) := false;"
+         << " [end] at(y) := true; [end] last := y; };\n"
+         << "[start] forall (T x, T y) { at(x) := false; road(x, y) := false; };\n[start] last := a;\n";
+    std::string parsed = text.str();
+    // The statements in the forall are replaced, so the facts go in as actions that need no object.
+    std::ostringstream facts;
+    for (const char from : {'a', 'b', 'c', 'd'})
+      for (const char to : {'a', 'b', 'c', 'd'})
+        if (from != to && picker.chance(3)) facts << " [end] road(" << from << ", " << to << ") := true;";
+    facts << " [end] at(a) := true;";
+    parsed +=
+        "fluent boolean begun := false; action begin() { duration := 1; [start] not begun; [end] begun := "
+        "true;" +
+        facts.str() + " };\ngoal [end] last == b;\ngoal [end] at(b);\n";
+    const std::string names = picker.chance(3) ? "a, b" : picker.chance(2) ? "a, b, c" : "a, b, c, d";
+    SCOPED_TRACE("seed " + std::to_string(seed) + " " + names + "\n" + parsed);
+    Environment env;
+    const model::ProblemPtr problem = parse(env, parsed);
+    model::ChainOptions options;
+    options.bounding_problem = parse(env, "type T; instance T " + names + ";");
+    TransformerChain chain(problem);
+    chain.apply("bounder", options);
+    const Found found = search(env, chain.problem(), 2000);
+    ASSERT_TRUE(found.is_known);
+    ++(found.plan != nullptr ? solved : refuted);
+    // Within the bounds: the plain problem in which steps with other objects are impossible.
+    std::string restricted = parsed;
+    restricted.replace(restricted.find("[start] at(x);"), 14,
+                       "[start] at(x); [start] x in {" + names + "}; [start] y in {" + names + "};");
+    EXPECT_EQ(search(env, parse(env, restricted), 2000).plan != nullptr, found.plan != nullptr);
+    if (found.plan == nullptr) continue;
+    const auto back = std::make_shared<TimeTriggeredPlan>(chain.map_back(found.plan));
+    EXPECT_TRUE(TTValidator(env, problem).check_validity(back)) << exact_text(back);
+  }
+  EXPECT_GT(solved, 15);
+  EXPECT_GT(refuted, 10);
+}
+
 }  // namespace
 }  // namespace zorvel::tp::ftp
