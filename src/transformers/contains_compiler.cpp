@@ -1,5 +1,6 @@
 #include "transformers/contains_compiler.h"
 
+#include <cassert>
 #include <map>
 #include <optional>
 #include <string>
@@ -177,6 +178,7 @@ void Compilation::add_statements(const Contains& contains) {
 }
 
 std::shared_ptr<ActionImpl> Compilation::make_action(const Contains& contains, std::size_t number) {
+  assert(contains.active != nullptr && contains.goal != nullptr && number < contains_.size());
   std::vector<Node*> conditions{contains.active, factory_.make_not(contains.goal), contains.body};
   for (const auto& [before, after] : problem_.labels_ordering())
     if (after == contains.statement) conditions.push_back(goal_of(before));
@@ -191,6 +193,7 @@ std::shared_ptr<ActionImpl> Compilation::make_action(const Contains& contains, s
 }
 
 Node* Compilation::goal_of(Node* contains_statement) const {
+  assert(goals_.size() == contains_.size());  // all of them have been found
   const auto found = goals_.find(contains_statement);
   if (found == goals_.end()) refuse("Only contains statements can be ordered", contains_statement);
   return found->second;

@@ -1,6 +1,7 @@
 #include "transformers/duration_bounds.h"
 
 #include <algorithm>
+#include <cassert>
 #include <vector>
 
 #include "core/errors.h"
@@ -136,6 +137,7 @@ void update_duration_bound(ExpressionFactory& factory, Node* expression, Duratio
 }
 
 Node* update_duration_expression(ExpressionFactory& factory, const DurationBounds& bounds) {
+  assert(!bounds.is_empty());
   Node* const duration = factory.make_duration_anchor();
   Node* const lower = factory.make_rational_constant(bounds.lower.value);
   if (bounds.has_upper && bounds.lower.value == bounds.upper.value && !bounds.lower.strict &&
@@ -175,6 +177,7 @@ Node* without_timing_of_duration(ExpressionFactory& factory, Node* expression) {
 
 rational ordering_duration(const DurationBounds& bounds, const rational& max_from_start,
                            const rational& max_from_end) {
+  assert(max_from_start >= rational(0) && max_from_end >= rational(0));
   if (max_from_start > rational(0) && max_from_end > rational(0)) {
     if (bounds.has_upper) return (bounds.lower.value + bounds.upper.value) / rational(2);
     return std::max(bounds.lower.value, max_from_start + max_from_end) + rational(1);

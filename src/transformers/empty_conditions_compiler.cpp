@@ -1,6 +1,7 @@
 #include "transformers/empty_conditions_compiler.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "core/errors.h"
 #include "core/log.h"
@@ -40,6 +41,7 @@ void EmptyConditionsCompiler::do_computation() {
 
   ProblemParts parts(*problem_);
   names_.reserve_all_but_actions(*problem_);
+  assert(splits.size() == problem_->actions().size());
   auto split = splits.begin();
   for (const auto& [name, action] : problem_->actions()) {
     if (is_change)
@@ -78,6 +80,7 @@ EmptyConditionsCompiler::Sorted EmptyConditionsCompiler::sort(const ActionImpl& 
 
 void EmptyConditionsCompiler::sort_durative_condition(Node* condition, Sorted& sorted) const {
   Node* const interval = condition->children[0];
+  assert(interval->arity == 2);
   // A bare anchor counts as an offset of 0 at its own side of the interval only.
   if (F::is_end_anchor(interval->children[0]) || F::is_start_anchor(interval->children[1])) refuse_form();
   const auto from = read_timing(factory(), interval->children[0]);
@@ -173,6 +176,7 @@ EmptyConditionsCompiler::Split EmptyConditionsCompiler::split(const ActionImpl& 
       add_version(factory().make_lt(duration, limit), {});
       if (!open.empty()) add_version(factory().make_equals(duration, limit), closed);
     }
+    assert(closed.size() + open.size() == conditions.size());
     in_force.insert(in_force.end(), conditions.begin(), conditions.end());
     above = {open.empty() ? factory().make_ge(duration, limit) : factory().make_gt(duration, limit)};
   }

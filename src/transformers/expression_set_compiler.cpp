@@ -1,6 +1,7 @@
 #include "transformers/expression_set_compiler.h"
 
 #include <algorithm>
+#include <cassert>
 #include <stdexcept>
 
 #include "core/errors.h"
@@ -26,7 +27,10 @@ bool is_false(const Node* node) { return F::is_kind(node, NodeKind::FALSE); }
       << print_expression{expression};
 }
 
-const TypePtr& element_type(const TypePtr& set) { return static_cast<const SetTypeBase&>(*set).type(); }
+const TypePtr& element_type(const TypePtr& set) {
+  assert(set->is_set());
+  return static_cast<const SetTypeBase&>(*set).type();
+}
 
 // why folded: a member that an operation leaves alone must stay the same node, to be seen as unchanged.
 Node* disjunction(F& factory, Node* a, Node* b) {
@@ -74,6 +78,7 @@ ExpressionForSet combined(F& factory, const Members& left, const Members& right,
   ExpressionForSet result;
   result.members.reserve(left.size() + right.size());
   for_each_element(factory, left, right, [&](Node* element, Node* a, Node* b) {
+    assert(!is_false(a) || !is_false(b));  // a member of one of them
     Node* const condition = combine(a, b);
     if (!is_false(condition)) result.members.emplace_hint(result.members.end(), element, condition);
   });
@@ -94,7 +99,9 @@ class ExpressionSetCompiler::Rebuilder : public ExpressionIdentity {
 
   Node* rebuild(Node* node) const {
     node_ = node;
+    result_ = nullptr;
     evaluate_and_cache_expression(node);
+    assert(result_ != nullptr);
     return result_;
   }
 
@@ -134,6 +141,7 @@ const std::vector<Node*>& ExpressionSetCompiler::domain(const TypePtr& element) 
 template <class Member>
 ExpressionForSet ExpressionSetCompiler::over_domain(const TypePtr& element, const Member& member) const {
   const std::vector<Node*>& items = domain(element);
+  assert(std::is_sorted(items.begin(), items.end(), NodeIdLess()));  // members are put in at the end
   ExpressionForSet result;
   result.members.reserve(items.size());
   for (Node* item : items) {
@@ -156,6 +164,7 @@ const Members& ExpressionSetCompiler::set(Node* child, Node* parent) const {
 }
 
 bool ExpressionSetCompiler::are_sets(const Node* node) const {
+  assert(node->arity == 2);
   return memoized_value(node->children[0]).is_set() && memoized_value(node->children[1]).is_set();
 }
 

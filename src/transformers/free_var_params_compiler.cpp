@@ -1,6 +1,7 @@
 #include "transformers/free_var_params_compiler.h"
 
 #include <algorithm>
+#include <cassert>
 #include <functional>
 #include <map>
 
@@ -186,6 +187,7 @@ class NestingRemover {
   }
 
   const ApplicationSubstituter& substituter(Node* interval) {
+    assert(parameters_.contains(interval));
     auto& result = substituters_[interval];
     if (result == nullptr) result = std::make_unique<ApplicationSubstituter>(env_, parameters_.at(interval));
     return *result;
@@ -235,6 +237,7 @@ void FreeVarParamsCompiler::do_computation() {
 std::shared_ptr<ActionImpl> FreeVarParamsCompiler::without_nested_applications(
     const std::shared_ptr<ActionImpl>& action) const {
   NestingRemover remover(*action, scope_);
+  // Behind the old ones, so that a step goes back by leaving the rest out.
   ParameterVector parameters = action->parameters();
   parameters.insert(parameters.end(), remover.new_parameters().begin(), remover.new_parameters().end());
   return env().model_factory().make_action(action->name(), action->path(), action->is_process(), parameters,

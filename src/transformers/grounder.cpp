@@ -1,6 +1,7 @@
 #include "transformers/grounder.h"
 
 #include <algorithm>
+#include <cassert>
 #include <functional>
 
 #include "core/errors.h"
@@ -69,6 +70,7 @@ std::vector<std::shared_ptr<FluentImpl>> Grounder::ground_fluents() {
             parameters.push_back(std::make_shared<ParameterImpl>(parameter->name(), parameter->type()));
           const auto ground =
               env().model_factory().make_fluent(names.next(), fluent->type(), fluent->path(), parameters);
+          assert(values.size() == split.domains.size());
           ground_objects_[{fluent.get(), values}] = factory().make_fluent_reference(ground, {});
           old_fluents_[ground.get()] = fluent;
           result.push_back(ground);
@@ -134,6 +136,7 @@ void Grounder::do_computation() {
   ActionGrounder grounder(*problem_, full_ ? &functions : nullptr, prune_actions_);
   const auto enter = [&](const std::shared_ptr<ActionImpl>& ground, const std::shared_ptr<ActionImpl>& old,
                          const std::vector<Node*>& values) {
+    assert(!origins_.contains(ground.get()));  // two origins would leave its steps without one to go back to
     origins_[ground.get()] = {old, values};
     ground_actions_[{old.get(), values}] = ground;
     parts.actions.push_back(ground);
@@ -197,6 +200,7 @@ ActionStep Grounder::map_step_back(const ActionStep& step, const char* unknown_a
     auto& next = parameter->type()->is_finite_domain() ? value : given;
     parameters.push_back(*next++);
   }
+  assert(value == values.end() && given == step.parameters.end());
   return {step.instance, action, std::move(parameters)};
 }
 

@@ -1,6 +1,7 @@
 #include "transformers/joined_types.h"
 
 #include <algorithm>
+#include <cassert>
 #include <unordered_set>
 
 #include "model/action.h"
@@ -44,6 +45,7 @@ void JoinedTypes::add_type(const TypePtr& type) {
   for (std::size_t number = first_new; number < types_.size(); ++number)
     for (const UserTypeImpl* above : static_cast<const UserTypeImpl&>(*types_[number].type).lineage())
       types_[number].lineage.push_back(numbers_.at(above));
+  assert(types_.size() == numbers_.size());
 }
 
 void JoinedTypes::add_asked_for(const TypePtr& type) {
@@ -79,6 +81,9 @@ void JoinedTypes::add_variables(Environment& env, const std::vector<Node*>& expr
 }
 
 void JoinedTypes::join_relatives() {
+  // A lineage begins with the type itself.
+  assert(std::ranges::all_of(
+      types_, [&](const Entry& entry) { return entry.lineage.front() == numbers_.at(entry.type.get()); }));
   classes_ = Partition(types_.size());
   const auto is_used = [](const Entry& entry) { return entry.is_asked_for || entry.own_objects > 0; };
   for (std::uint32_t number = 0; number < types_.size(); ++number)
@@ -110,6 +115,7 @@ std::string JoinedTypes::name_of_class(const std::vector<std::uint32_t>& members
   constexpr std::size_t longest = 100;
   const std::unordered_set<std::uint32_t> in_class(members.begin(), members.end());
   std::string name;
+  assert(members.size() > 1);
   for (const std::uint32_t member : members) {
     const auto& lineage = types_[member].lineage;
     const bool is_top = std::none_of(lineage.begin() + 1, lineage.end(),

@@ -1,6 +1,7 @@
 #include "transformers/partial_order_compiler.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 #include "core/errors.h"
@@ -89,6 +90,7 @@ PartialOrderCompiler::Points PartialOrderCompiler::points_of(const ActionImpl& a
 }
 
 rational PartialOrderCompiler::Points::first_moment(const rational& duration) const {
+  assert(duration >= rational(0));
   rational first = from_start.empty() ? rational(0) : *from_start.begin();
   for (const rational& offset : from_end) first = std::min(first, duration - offset);
   return first;
@@ -142,6 +144,7 @@ std::optional<std::vector<DurationSplitter::Draft>> PartialOrderCompiler::split(
     if (!has_conflict(action, points, meeting)) add(draft(points, factory().make_equals(anchor, limit)));
     above = {factory().make_gt(anchor, limit)};
   }
+  assert(above.size() <= 1);
   add(draft(points, factory().make_and(above)));
   return drafts;
 }
@@ -167,6 +170,7 @@ std::optional<DurationSplitter::Draft> PartialOrderCompiler::exact_draft(const A
   auto version = draft(points, factory().make_equals(anchor, factory().make_rational_constant(duration)));
   if (!version) return std::nullopt;
   const rational lead = std::max(rational(0), -points.first_moment(duration));
+  assert(points.limits.has_upper && points.limits.upper.value == duration);
   if (lead > rational(0) && !points.open_limits.empty()) return std::nullopt;
   version->lead = lead;
   version->expressions = points.open_limits;
@@ -188,6 +192,7 @@ Node* PartialOrderCompiler::moved_anchor(Node* anchor, const rational& duration,
                                          const rational& shift) const {
   const Timing time = timing(factory(), anchor);
   const rational moment = (time.from_start ? time.k : duration - time.k) + shift;
+  assert(moment >= rational(0));  // the shift is as long as the first moment lies before the start
   return moment == rational(0)
              ? factory().make_start_anchor()
              : factory().make_plus(factory().make_start_anchor(), factory().make_rational_constant(moment));

@@ -1,6 +1,7 @@
 #include "transformers/set_compiler.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 #include "core/errors.h"
@@ -23,7 +24,10 @@ using F = ExpressionFactory;
 constexpr std::string_view unknown_to_set_compiler = "Found an action that is unknown to the set compiler!";
 constexpr const char* outside_member = "A set is given a member outside of its type: ";
 
-const TypePtr& element_type(const TypePtr& set) { return static_cast<const SetTypeBase&>(*set).type(); }
+const TypePtr& element_type(const TypePtr& set) {
+  assert(set->is_set());
+  return static_cast<const SetTypeBase&>(*set).type();
+}
 
 /// Whether the type is a set; InternalError if it is one that no finite number of booleans can tell.
 bool is_finite_set(const TypePtr& type, const std::string& name) {
@@ -83,6 +87,7 @@ class MembershipWalker : public ExpressionIdentity {
         old_heads_.find(factory().make_fluent_reference(factory().get_fluent_from_reference(node), {}));
     if (found == old_heads_.end()) return ExpressionIdentity::walk_fluent_reference(node);
     std::vector<Node*> arguments = memoized_children(node);
+    assert(!arguments.empty());  // a membership has its element first
     Node* const element = arguments.front();
     arguments.erase(arguments.begin());
     return factory().make_in(element, factory().make_fluent_reference(
@@ -163,6 +168,7 @@ ConstantImpl::Values SetCompiler::member_values(ExpressionSetCompiler& compiler,
                                                 const ConstantImpl& constant) const {
   const ExpressionSimplifier simplify(env());
   const std::vector<Node*>& domain = compiler.domain(element_type(constant.type()));
+  assert(std::is_sorted(domain.begin(), domain.end(), NodeIdLess()));
   ConstantImpl::Values result;
   for (const auto& [key, table] : constant.all_values()) {
     if (table == nullptr) continue;
@@ -233,6 +239,7 @@ std::shared_ptr<ActionImpl> SetCompiler::without_sets(ExpressionSetCompiler& com
   for (Node* statement : action->expressions())
     for (Node* part : split(factory(), statement, rewritten(compiler, statement)))
       statements.push_back(finish(part));
+  assert(parameters.size() == action->parameters().size());  // so that steps map back as they are
   const auto result = env().model_factory().make_action(action->name(), action->path(), action->is_process(),
                                                         parameters, statements, {});
   pair(action, result);

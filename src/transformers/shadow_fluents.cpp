@@ -1,6 +1,7 @@
 #include "transformers/shadow_fluents.h"
 
 #include <algorithm>
+#include <cassert>
 #include <string>
 
 #include "core/errors.h"
@@ -134,6 +135,7 @@ std::vector<Node*> ShadowFluents::expand_body(Node* body, bool is_initial) const
 }
 
 std::vector<Node*> ShadowFluents::expand_effect(Node* effect, bool is_initial) const {
+  assert(is_effect(effect));
   Node* const target = effect->children[0];
   std::vector<Node*> result{effect};
   if (has(factory_.get_fluent_from_reference(target)))

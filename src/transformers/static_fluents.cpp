@@ -1,6 +1,7 @@
 #include "transformers/static_fluents.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "model/action.h"
 #include "model/expression_factory.h"
@@ -119,11 +120,13 @@ void StaticFluents::collect_initial_values(Tables& tables) const {
 }
 
 bool StaticFluents::is_written(Node* reference, const Tables& tables) const {
+  assert(has_value_arguments(reference));
   if (tables.written.contains(reference)) return true;
   F& factory = problem_->env().expression_factory();
   const auto patterns = tables.patterns.find(factory.get_fluent_from_reference(reference).get());
   if (patterns == tables.patterns.end()) return false;
   return std::any_of(patterns->second.begin(), patterns->second.end(), [&](const Node* pattern) {
+    assert(pattern->arity == reference->arity);
     for (std::size_t place = 0; place < reference->arity; ++place)
       if (F::is_value(pattern->children[place]) && pattern->children[place] != reference->children[place])
         return false;

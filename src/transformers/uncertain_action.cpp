@@ -1,6 +1,7 @@
 #include "transformers/uncertain_action.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "core/errors.h"
 #include "core/unsupported_problem.h"
@@ -213,6 +214,7 @@ std::optional<UncertainAction::Span> UncertainAction::without_stretch(Span span,
 }
 
 Node* UncertainAction::timed(const Span& span, Node* body) const {
+  assert(span.lower != nullptr && span.upper != nullptr);
   Node* const interval =
       span.lower == span.upper
           ? factory_.make_point_interval(span.lower)
@@ -238,7 +240,9 @@ void UncertainAction::compile_end_condition(Node* interval, Node* body, const Sh
     Node* const reading = ExpressionSubstituter(env_, new_values, {}, false)(body);
     compile_condition(part, reading, before_end, others, result);
   };
+  // By descending offset: each cut lies behind the one before it.
   for (const auto& [offset, references] : written) {
+    assert(!references.empty());
     Span part = span;
     part.upper = factory_.make_minus(factory_.make_end_anchor(), factory_.make_rational_constant(offset));
     part.right_closed = true;
@@ -273,6 +277,7 @@ void UncertainAction::compile_condition(const Span& span, Node* body,
 
 void UncertainAction::compile_end_effect(const EndEffect& effect, const ShadowFluents& shadows,
                                          const IsContested& is_contested, std::vector<Node*>& result) const {
+  assert(!is_impossible());
   Node* const earliest = at_shortest(effect.anchor);
   Node* const shadow = shadows.in_shadow(effect.target);
   const Span now{earliest, earliest, true, true};

@@ -1,6 +1,7 @@
 #include "transformers/grounding/action_grounder.h"
 
 #include <algorithm>
+#include <cassert>
 #include <limits>
 
 #include "core/errors.h"
@@ -127,6 +128,7 @@ void ActionGrounder::bind(std::span<const CombinationSearch::Digit> digits) {
     return;
   }
   NodeMap replacements;
+  assert(references_.size() <= all_values_.size());
   for (std::size_t i = 0; i < references_.size(); ++i) replacements[references_[i]] = all_values_[i];
   substitute_ = std::make_unique<ExpressionSubstituter>(env_, std::move(replacements), NodeMap(), false);
 }
@@ -139,6 +141,7 @@ Node* ActionGrounder::rewrite(Node* expression) {
 }
 
 Node* ActionGrounder::rewrite_statement(std::size_t index) {
+  assert(index < statements_.size());
   if (functions_ != nullptr) return rewrite(statements_[index]);
   Node* const result = simplify_.simplify_statement(index);
   if (simplify_.met_undefined_constant(index)) check_constants_(result);
@@ -213,6 +216,7 @@ std::shared_ptr<SimulatedEffectImpl> ActionGrounder::wrap(const ActionImpl& acti
     const bool is_finite = next_finite < finite_.size() && finite_[next_finite] == parameter;
     all_values.push_back(is_finite ? values_[next_finite++] : nullptr);
   }
+  assert(next_finite == finite_.size());
   auto call = [function = effect.function, all_values](const SearchState& state, const StateIndex& index,
                                                        const std::vector<Node*>& given) {
     std::vector<Node*> parameters = all_values;
