@@ -6,6 +6,7 @@
 #include "cli/option_effects.h"
 #include "cli/output.h"
 #include "printers/anml_printer.h"
+#include "printers/pddl_printer.h"
 
 namespace zorvel::cli {
 
@@ -21,6 +22,13 @@ std::vector<Part> to_anml_parts(Environment&, const model::ProblemPtr& problem) 
   return {{"output", to_anml_text(problem)}};
 }
 
+std::vector<Part> to_pddl_parts(Environment& env, const model::ProblemPtr& problem) {
+  const bool is_standard = env.configuration().get_boolean_value("standard-pddl");
+  const PddlPrinter printer(problem, "pddldomain", "pddlproblem",
+                            is_standard ? PddlForm::standard : PddlForm::own);
+  return {{"output-domain", printer.domain_text()}, {"output-problem", printer.problem_text()}};
+}
+
 struct Target {
   std::string_view name;
   std::vector<std::string_view> options;
@@ -28,7 +36,9 @@ struct Target {
 };
 
 const std::vector<Target>& targets() {
-  static const std::vector<Target> table{{"anml", {"output"}, &to_anml_parts}};
+  static const std::vector<Target> table{
+      {"anml", {"output"}, &to_anml_parts},
+      {"pddl", {"output-domain", "output-problem", "standard-pddl"}, &to_pddl_parts}};
   return table;
 }
 
@@ -42,7 +52,8 @@ const Target& target_of(const Configuration& options) {
 
 /// An option that belongs to another target would be without effect.
 void check_target_options(const Configuration& options, const Target& target) {
-  for (const std::string_view option : {"output", "output-domain", "output-problem", "output-model"})
+  for (const std::string_view option :
+       {"output", "output-domain", "output-problem", "output-model", "standard-pddl"})
     if (options.was_given(std::string(option)) &&
         std::ranges::find(target.options, option) == target.options.end())
       throw InputError("the option '--" + std::string(option) + "' has no effect with '--target " +

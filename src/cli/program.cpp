@@ -34,6 +34,7 @@ constexpr const char* usage =
     "       zorvel check FILE\n"
     "       zorvel transform -t NAME... FILE [--output OUT]\n"
     "       zorvel convert-to --target NAME FILE [--output OUT]\n"
+    "       zorvel convert-to --target pddl FILE [--output-domain DOMAIN --output-problem PROBLEM]\n"
     "       with --pddl, FILE is DOMAIN PROBLEM\n"
     "       zorvel --version | --help\n";
 
@@ -100,6 +101,7 @@ int run(Environment& env, int argc, const char* const* argv) {
   options.add_boolean_option("verbose", "Prints what the search did, in a table.", "solve");
   options.add_boolean_option("explain", "Says why there is no plan, as far as it is known.", "solve");
   options.add_boolean_option("quiet", "Prints nothing but the answer and errors.", "generic", 'q');
+  options.add_boolean_option("standard-pddl", "Writes the PDDL of other planners.", "convert-to");
   allow(options, "transformer", transformer_names());
   allow(options, "ftp-heuristic", heuristic_names(Engine::temporal), {"rlvalue", "rldistance"});
   allow(options, "tsimple-heuristic", heuristic_names(Engine::classical));

@@ -15,7 +15,13 @@ using F = model::ExpressionFactory;
 using Kind = ExpressionKind;
 
 bool is_boolean(const ModelChange& change) {
-  return change.change->kind == Kind::atom || change.change->kind == Kind::negation;
+  return change.change->kind == Kind::atom || change.change->kind == Kind::negation ||
+         change.change->kind == Kind::assign_truth;
+}
+
+bool has_formula(const std::vector<const ModelChange*>& changes) {
+  return std::any_of(changes.begin(), changes.end(),
+                     [](const ModelChange* change) { return change->change->kind == Kind::assign_truth; });
 }
 
 bool is_sum(const ModelChange& change) {
@@ -42,10 +48,11 @@ class ChangesOfFluent {
       same.push_back(i);
     }
     find_fixed_positions();
-    write_out_parameters();
+    if (!has_formula(changes_)) write_out_parameters();
   }
 
   void append_to(JoinedChanges& joined) const {
+    if (has_formula(changes_)) return append_as_written(joined);
     if (!is_boolean(*changes_.front())) keep_apart(joined.conditions);
     for (Node* target : targets_)
       joined.assignments.push_back(
@@ -136,6 +143,27 @@ class ChangesOfFluent {
                                                                : factory_.make_and(*conditions)});
     }
     return result;
+  }
+
+  /// Who gives a predicate a formula has said in it what all changes come to.
+  void append_as_written(JoinedChanges& joined) const {
+    for (Node* target : targets_) {
+      const std::vector<std::size_t>& own = changes_of_.at(target);
+      const ModelChange& change = *changes_[own.front()];
+      if (own.size() > 1)
+        messages_.error(changes_[own[1]]->change->place,
+                        "the action gives a predicate a formula, and changes it in another way at that time");
+      Node* const value = change.change->kind == Kind::assign_truth
+                              ? change.value
+                              : factory_.make_boolean_constant(change.change->kind == Kind::atom);
+      joined.assignments.push_back(
+          factory_.make_assign(target, change.condition == nullptr ? value : chosen(target, change, value)));
+    }
+  }
+
+  Node* chosen(Node* target, const ModelChange& change, Node* value) const {
+    return factory_.make_or(factory_.make_and(change.condition, value),
+                            factory_.make_and(target, factory_.make_not(change.condition)));
   }
 
   Node* truth_of(Node* target) const {

@@ -13,7 +13,7 @@ namespace zorvel::pddl {
 struct ModelChange {
   const Change* change = nullptr;
   Node* target = nullptr;     ///< A reference to a fluent.
-  Node* value = nullptr;      ///< Of a numeric effect.
+  Node* value = nullptr;      ///< Of a numeric effect, or the formula.
   Node* condition = nullptr;  ///< At the time of the effect; null if there is none.
 };
 
@@ -34,6 +34,8 @@ struct JoinedChanges {
 /// Two references with parameters may be one, where these stand for the same objects. Then each is given what
 /// all their changes do together, so both are given the same. Where a quantifier has written out the objects,
 /// the reference with a parameter is written out as well.
+///
+/// Where a change gives a predicate a formula, all changes of that predicate stand as they are written.
 ///
 /// Changes of a function that do not go together, such as two assignments, are errors; where they meet only
 /// if parameters stand for the same objects, a condition says that these do not.

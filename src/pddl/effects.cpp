@@ -84,8 +84,12 @@ void EffectReader::read_when(const Expression& effect, std::optional<Time> time)
 
 void EffectReader::add(const Expression& effect, const Expression& target, const Expression* value,
                        Time time) {
-  changes_.push_back({effect.place, time, effect.kind, expansion_.target(target, binding_),
-                      value == nullptr ? nullptr : expansion_.number(*value, binding_), conditions_});
+  const Expression* expanded = nullptr;
+  if (value != nullptr)
+    expanded = effect.kind == Kind::assign_truth ? expansion_.condition(*value, binding_)
+                                                 : expansion_.number(*value, binding_);
+  changes_.push_back(
+      {effect.place, time, effect.kind, expansion_.target(target, binding_), expanded, conditions_});
   if (changes_.size() > Expansion::max_operands) {
     messages_.error(effect.place, "the effect of " + quoted(action_.name.text) + " has more than " +
                                       std::to_string(Expansion::max_operands) +

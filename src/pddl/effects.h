@@ -13,10 +13,10 @@ namespace zorvel::pddl {
 struct Change {
   Place place;
   Time time = Time::start;
-  /// `atom`, `negation` or one of the numeric effects.
+  /// `atom`, `negation`, `assign_truth` or one of the numeric effects.
   ExpressionKind kind = ExpressionKind::atom;
   const Expression* target = nullptr;
-  const Expression* value = nullptr;        ///< Of a numeric effect.
+  const Expression* value = nullptr;        ///< Of a numeric effect, or the formula.
   std::vector<TimedExpression> conditions;  ///< It takes place only if all of them hold.
 };
 

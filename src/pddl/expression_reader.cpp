@@ -364,6 +364,15 @@ const Expression* ExpressionReader::when(const Form& form) {
   return if_true == nullptr || then == nullptr ? nullptr : task_.add(Kind::when, form.place, {if_true, then});
 }
 
+/// Whether a form is an atom, and no number.
+bool ExpressionReader::is_predicate(const Form& form) const {
+  if (!form.is_list() || form.items.empty() || form.items[0]->kind != FormKind::name) return false;
+  const Symbol* const symbol = form.items[0]->symbol;
+  const std::size_t arguments = form.items.size() - 1;
+  return declarations_.find_function(symbol, arguments) == nullptr &&
+         declarations_.find_predicate(symbol, arguments) != nullptr;
+}
+
 const Expression* ExpressionReader::change(Kind kind, const Form& form) {
   if (!has_operands(form, 2)) return nullptr;
   if (contains_elapsed_time(*form.items[2]))
@@ -371,6 +380,12 @@ const Expression* ExpressionReader::change(Kind kind, const Form& form) {
                 "continuous change ('#t') is not planned for; give the action the whole change "
                 "at its end, such as (at end (" +
                     std::string(form.items[0]->text) + " F (* ?duration E)))");
+  if (kind == Kind::assign && is_predicate(*form.items[1])) {
+    const Expression* const predicate = atom(*form.items[1]);
+    const Expression* const formula = condition(*form.items[2]);
+    if (predicate == nullptr || formula == nullptr) return nullptr;
+    return task_.add(Kind::assign_truth, form.place, {predicate, formula});
+  }
   const Expression* const target = number(*form.items[1]);
   const Expression* const value = number(*form.items[2]);
   if (target == nullptr || value == nullptr) return nullptr;

@@ -43,6 +43,7 @@ class ExpressionReader {
   const Expression* atom(const Form& form);
   const Expression* preference(const Form& form, Read read);
   const Expression* when(const Form& form);
+  bool is_predicate(const Form& form) const;
   const Expression* change(ExpressionKind kind, const Form& form);
   const Expression* timed_constraint(ExpressionKind kind, const Form& form, std::size_t numbers);
   const Expression* word_term(const Form& form);

@@ -99,6 +99,7 @@ enum class ExpressionKind : std::uint8_t {
   // Effects. The target comes first.
   when,
   assign,
+  assign_truth,  ///< Of a formula to a predicate.
   increase,
   decrease,
   scale_up,

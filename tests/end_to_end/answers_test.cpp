@@ -63,6 +63,8 @@ TEST_F(Answers, RefusesOptionsWithoutAnEffectAndNamesThoseThatHaveOne) {
       {"convert-to", "'convert-to' needs a target: --target NAME"},
       {"convert-to --target uppaal", "the target 'uppaal' is not available"},
       {"convert-to --target anml --output-domain d", "the option '--output-domain' has no effect with"},
+      {"convert-to --target anml --standard-pddl", "the option '--standard-pddl' has no effect with"},
+      {"convert-to --target pddl --output x", "the option '--output' has no effect with '--target pddl'"},
       {"convert-to --target anml --output-query q", "the option '--output-query' is not available"},
       {"solve --quiet --verbose", "'--quiet' and '--verbose' do not go together"},
       {"check --plan-format html", "'check' answers in plain text, or with '--plan-format json'"},

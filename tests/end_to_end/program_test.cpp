@@ -383,6 +383,29 @@ TEST_F(Program, ConvertsAProblemToAnml) {
   EXPECT_EQ(again.err, "");
 }
 
+TEST_F(Program, ConvertsAProblemToPddl) {
+  const std::string example = quoted(source_dir / "examples" / "match_cellar.anml");
+  const fs::path domain = folder_ / "domain", problem = folder_ / "problem";
+  const std::string files = " --output-domain " + quoted(domain) + " --output-problem " + quoted(problem);
+  for (const char* form : {"", " --standard-pddl"}) {
+    const Result result = run("convert-to --target pddl " + example + files + form);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(solve_and_validate(pddl(domain, problem), ""), 0);
+    EXPECT_EQ(run("convert-to --target pddl " + example + form).out, read(domain) + read(problem));
+  }
+  // Both files or none.
+  const std::string old = read(domain);
+  const Result half = run("convert-to --target pddl " + example + " --output-domain " + quoted(domain) +
+                          " --output-problem " + quoted(folder_ / "no" / "problem"));
+  EXPECT_EQ(half.status, 2);
+  EXPECT_EQ(read(domain), old);
+  const fs::path contains = source_dir / "examples" / "contains.anml";
+  const Result refused = run("convert-to --target pddl " + quoted(contains) + files);
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_EQ(refused.out, "");
+  EXPECT_EQ(read(domain), old);
+}
+
 TEST_F(Program, TransformsAProblemIntoOneThatCanBeSolved) {
   const fs::path problem = source_dir / "examples" / "match_cellar.anml";
   const fs::path ground = folder_ / "ground.anml";

@@ -155,6 +155,7 @@ void expect_round_trip(Environment& env, const model::ProblemPtr& problem, std::
   const Solution old_one = solve(env, problem, expansions);
   const Solution new_one = solve(again.env, again.problem, expansions);
   EXPECT_EQ(old_one.is_known, new_one.is_known);
+  EXPECT_EQ(old_one.has_plan, new_one.has_plan) << text;
   EXPECT_EQ(old_one.plan, new_one.plan) << text;
 }
 

@@ -58,7 +58,8 @@ struct AnmlReading {
 
 struct Solution {
   bool is_known = false;  // the search came to an end
-  std::string plan;       // exact; empty where there is none
+  bool has_plan = false;
+  std::string plan = {};  // exact
 };
 
 inline Solution solve(Environment& env, const model::ProblemPtr& problem, std::uint64_t expansions) {
@@ -67,10 +68,10 @@ inline Solution solve(Environment& env, const model::ProblemPtr& problem, std::u
   limits.expansions = expansions;
   planner->set_limits(limits);
   const std::shared_ptr<Plan> plan = planner->solve();
-  if (plan == nullptr) return {planner->outcome() == SearchOutcome::no_plan, ""};
+  if (plan == nullptr) return {planner->outcome() == SearchOutcome::no_plan};
   std::ostringstream out;
   TimeTriggeredPlan(plan).print_exact(out);
-  return {true, out.str()};
+  return {true, true, out.str()};
 }
 
 /// Whether a plan, as text, is one of the problem; why not goes to `reason`.
