@@ -59,7 +59,8 @@ ZORVEL_DECLARE_HANDLE(zorvel_ttplan);           /* a plan with a start time for 
 ZORVEL_DECLARE_HANDLE(zorvel_ttplan_step);
 ZORVEL_DECLARE_HANDLE(zorvel_potplan); /* a plan with precedences and delays */
 ZORVEL_DECLARE_HANDLE(zorvel_potplan_step);
-ZORVEL_DECLARE_HANDLE(zorvel_search); /* a search that goes on to better plans */
+ZORVEL_DECLARE_HANDLE(zorvel_transformation); /* a problem made of another one, and the way back for plans */
+ZORVEL_DECLARE_HANDLE(zorvel_search);         /* a search that goes on to better plans */
 
 /* Iterators. zorvel_<kind>_iter_next gives the next element, as a handle that the caller destroys, and an
  * error handle without an error text when there is none left. An iterator shows the elements that were there
@@ -541,6 +542,44 @@ ZORVEL_API zorvel_problem zorvel_problem_intermediate_effects_compiler(zorvel_pr
  * a fixed value. Every plan of the new problem is one of the old one, with the same steps, if no initial
  * value that was replaced counts in it. */
 ZORVEL_API zorvel_problem zorvel_problem_bound(zorvel_problem problem, zorvel_problem other);
+/* One action for each useful choice of parameters; with `full` equal to 1 also fluents and constants for each
+ * choice of arguments. With `prune_actions` equal to 1, actions that can never be taken are left out. */
+ZORVEL_API zorvel_problem zorvel_problem_ground(zorvel_problem problem, int full, int prune_actions);
+/* Members of types at the top level, with the object as first argument. */
+ZORVEL_API zorvel_problem zorvel_problem_flatten(zorvel_problem problem);
+/* Durations that the world chooses become the longest ones, and shadow fluents say what may be true. */
+ZORVEL_API zorvel_problem zorvel_problem_temporal_uncertainty_compiler(zorvel_problem problem);
+
+/* The `n` transformers of these names, as `zorvel transform` has them, one behind the other; one that the
+ * problem does not need is skipped. "InvalidParameterError: The transformer '<name>' is not available".
+ * `bounding` is the problem that "bounder" takes its objects from, and may be an error handle without it. */
+ZORVEL_API zorvel_transformation zorvel_problem_transform(zorvel_problem problem, const char* const* names,
+                                                          int n, zorvel_problem bounding);
+ZORVEL_API int zorvel_transformation_is_error(zorvel_transformation transformation);
+ZORVEL_API int zorvel_transformation_destroy(zorvel_transformation transformation);
+/* The problem behind the last transformer. */
+ZORVEL_API zorvel_problem zorvel_transformation_get_problem(zorvel_transformation transformation);
+/* A plan of that problem as a plan of the problem that was transformed. */
+ZORVEL_API zorvel_ttplan zorvel_transformation_map_back_ttplan(zorvel_transformation transformation,
+                                                               zorvel_ttplan plan);
+ZORVEL_API zorvel_potplan zorvel_transformation_map_back_potplan(zorvel_transformation transformation,
+                                                                 zorvel_potplan plan);
+
+/* The problem as a text. `form` is
+ *  - "anml": ANML that zorvel_parse_anml reads as the same problem;
+ *  - "pddl": as zorvel_problem_get_pddl;
+ *  - "standard-pddl": the same in the words of other planners, with `assign`, `increase`, `when` and the
+ *    requirements that the domain uses.
+ * "InvalidParameterError: There is no form '<form>' of a problem". What the language cannot hold is refused
+ * in an error that names it; a name that it cannot hold is replaced, with a warning. */
+ZORVEL_API char* zorvel_problem_get_text(zorvel_problem problem, const char* form);
+/* The problem as PDDL: "Domain:", a newline, the domain, "Problem:", a newline, and the problem. Types with
+ * members, types below types, forall, sets and constants are compiled away first. */
+ZORVEL_API char* zorvel_problem_get_pddl(zorvel_problem problem);
+/* Writes the two texts of zorvel_problem_get_pddl to two files, both or none; 0. The errors of a file are
+ * those of zorvel_dump_anml. */
+ZORVEL_API int zorvel_dump_pddl(zorvel_problem problem, const char* domain_file, const char* problem_file);
+
 /* The problem as ANML text, for people: see zorvel_dump_anml. */
 ZORVEL_API char* zorvel_problem_get_anml(zorvel_problem problem);
 

@@ -84,6 +84,7 @@ static int has_failed(void) {
 %owned_handle(zorvel_ttplan_step, zorvel_ttplan_step_destroy)
 %owned_handle(zorvel_potplan, zorvel_potplan_destroy)
 %owned_handle(zorvel_potplan_step, zorvel_potplan_step_destroy)
+%owned_handle(zorvel_transformation, zorvel_transformation_destroy)
 %owned_handle(zorvel_search, zorvel_search_destroy)
 %owned_handle(zorvel_action_iter, zorvel_action_iter_destroy)
 %owned_handle(zorvel_fluent_iter, zorvel_fluent_iter_destroy)

@@ -29,6 +29,10 @@
 #include "plans/time_triggered_plan.h"
 #include "zorvel.h"
 
+namespace zorvel::model {
+class TransformerChain;
+}  // namespace zorvel::model
+
 /// What every function of the C interface is made of. A body runs in `at_boundary`, which turns an exception
 /// into the last error and the error result; inside, `to_cxx` opens handles and `to_handle` makes them.
 namespace zorvel::capi {
@@ -76,6 +80,7 @@ template <> struct Cell<zorvel_instance> { using Object = model::InstanceImpl; }
 template <> struct Cell<zorvel_simulated_effect> { using Object = model::SimulatedEffectImpl; };
 template <> struct Cell<zorvel_action> { using Object = model::ActionImpl; };
 template <> struct Cell<zorvel_problem> { using Object = model::ProblemInstanceImpl; };
+template <> struct Cell<zorvel_transformation> { using Object = model::TransformerChain; };
 template <> struct Cell<zorvel_ttplan> { using Object = TimeTriggeredPlan; };
 template <> struct Cell<zorvel_ttplan_step> { using Object = TimeTriggeredStep; };
 template <> struct Cell<zorvel_potplan> { using Object = POTPlan; };

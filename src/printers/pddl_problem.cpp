@@ -139,14 +139,13 @@ void PddlProblem::transform(const ProblemPtr& problem) {
     if (!chain.problem()->is_ground(true)) chain.apply("action-grounder");
   };
   // Cuts of actions may be said in a forall again.
-  for (const char* name : {"intermediate-effects-compiler", "forall-compiler"})
-    if (find_transformer(name) != nullptr) chain.apply(name);
+  for (const char* name : {"intermediate-effects-compiler", "forall-compiler"}) chain.apply(name);
   if (uses_sets(*chain.problem())) {
     ground();
     chain.apply("set-compiler");
   }
   if (has_object_values(*chain.problem()) || has_nested_references(*chain.problem())) ground();
-  if (find_transformer("usertype-fluents-compiler") != nullptr) chain.apply("usertype-fluents-compiler");
+  chain.apply("usertype-fluents-compiler");
   if (has_other_parameters(*chain.problem())) chain.apply("full-grounder");
   problem_ = metric_->take_out(chain.problem());
 }
